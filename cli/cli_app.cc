@@ -1,0 +1,62 @@
+#include "cli/cli_app.h"
+
+#include <CLI/CLI.hpp>
+#include <ostream>
+
+#include "cli/cli_context.h"
+#include "cli/commands.h"
+#include "core/error.h"
+#include "core/logger.h"
+
+namespace zephyl::cli {
+
+int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
+              const core::EnvironmentLookup& environment) {
+  CLI::App app{"Zephyl: a companion for Apple Notes. Reads a copy of NoteStore.sqlite, never writes it."};
+  app.name("zephyl");
+  app.require_subcommand(1);
+  app.fallthrough();
+  GlobalOptions options;
+  app.add_option("--db", options.db,
+                 "The Apple Notes database (NoteStore.sqlite or its folder); "
+                 "else $ZEPHYL_NOTES_DB, the setting notesDatabasePath, the default location");
+  app.add_option("--config-dir", options.configDir, "Folder of settings.json (default $XDG_CONFIG_HOME/zephyl)");
+  app.add_option("--data-dir", options.dataDir, "Zephyl's data folder (default $XDG_DATA_HOME/zephyl)");
+
+  CliContext context(options, streams, environment);
+  addFoldersCommand(app, context);
+  addNotesCommand(app, context);
+  addSampleLibraryCommand(app, context);
+
+  // CLI11 parses the last argument first; keep the user's order.
+  std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());
+  try {
+    app.parse(reversed);
+    return kExitSuccess;
+  } catch (const CLI::CallForHelp& e) {
+    return app.exit(e, streams.out, streams.err);
+  } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e, streams.out, streams.err);
+  } catch (const CLI::ParseError& e) {
+    app.exit(e, streams.out, streams.err);
+    return kExitUsage;
+  } catch (const CliUsageError& e) {
+    streams.err << "zephyl: " << e.what() << '\n';
+    return kExitUsage;
+  } catch (const CliFailure& e) {
+    streams.err << "zephyl: " << e.what() << '\n';
+    return kExitFailure;
+  } catch (const core::CancellationError&) {
+    streams.err << "zephyl: interrupted\n";
+    return kExitInterrupted;
+  } catch (const core::Error& e) {
+    streams.err << "zephyl: " << e.description() << '\n';
+    return kExitFailure;
+  } catch (const std::exception& e) {
+    core::Logger("CLI").error() << "Unexpected failure: " << e.what();
+    streams.err << "zephyl: " << e.what() << '\n';
+    return kExitFailure;
+  }
+}
+
+}  // namespace zephyl::cli

@@ -1,0 +1,172 @@
+#include "cli/cli_app.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "notes_store/notes_library_builder.h"
+
+namespace zephyl::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readBytes(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
+}
+
+struct CommandResult {
+  int code;
+  std::string out;
+  std::string err;
+};
+
+class CliAppTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ = fs::path(::testing::TempDir()) /
+                 ("zephyl-cli-" + std::to_string(::getpid()) + "-" +
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(directory_);
+    fs::create_directories(directory_ / "home");
+    environment_["HOME"] = (directory_ / "home").string();
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  CommandResult run(std::vector<std::string> arguments) {
+    std::ostringstream out, err;
+    auto lookup = [this](const std::string& name) -> std::optional<std::string> {
+      auto it = environment_.find(name);
+      if (it == environment_.end()) return std::nullopt;
+      return it->second;
+    };
+    const int code = runZephyl(arguments, CliStreams{out, err}, lookup);
+    return {code, out.str(), err.str()};
+  }
+
+  std::string writeLibrary() {
+    notes_store::NotesLibraryBuilder builder;
+    const int64_t account = builder.addAccount({.name = "iCloud"});
+    const int64_t work = builder.addFolder({.title = "Work", .owner = account});
+    const int64_t projects = builder.addFolder({.title = "Pro › jects", .parent = work, .owner = account});
+    const int64_t trash = builder.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
+    builder.addNote({.title = "Older", .identifier = "UUID-OLDER", .folder = work, .account7 = account,
+                     .snippet = "old", .createdAt = 0, .modifiedAt = 100});
+    builder.addNote({.title = "Newer 日本", .folder = projects, .account7 = account, .modifiedAt = 200.5,
+                     .bodyData = std::string("x")});
+    builder.addNote({.title = "Thrown away", .folder = trash, .account7 = account, .modifiedAt = 300});
+    const std::string path = (directory_ / "lib" / "NoteStore.sqlite").string();
+    builder.write(path);
+    return path;
+  }
+
+  fs::path directory_;
+  std::map<std::string, std::string> environment_;
+};
+
+TEST_F(CliAppTest, FoldersAndNotesAsJson) {
+  const std::string library = writeLibrary();
+  const std::string before = readBytes(library);
+
+  const CommandResult folders = run({"--db", library, "folders", "--json"});
+  ASSERT_EQ(folders.code, 0) << folders.err;
+  const auto folderJson = nlohmann::json::parse(folders.out);
+  ASSERT_EQ(folderJson.size(), 2u);
+  EXPECT_EQ(folderJson[0]["title"], "Pro › jects");
+  EXPECT_EQ(folderJson[0]["path"], "iCloud › Work › Pro › jects");
+  EXPECT_EQ(folderJson[0]["pathComponents"], nlohmann::json({"iCloud", "Work", "Pro › jects"}));
+  EXPECT_TRUE(folderJson[0]["modifiedAt"].is_null());
+  EXPECT_TRUE(folderJson[0]["id"].get<std::string>().starts_with("x-coredata://"));
+
+  // The folder that holds the file works as well as the file.
+  const CommandResult notes = run({"--db", fs::path(library).parent_path().string(), "notes", "--json"});
+  ASSERT_EQ(notes.code, 0) << notes.err;
+  const auto noteJson = nlohmann::json::parse(notes.out);
+  ASSERT_EQ(noteJson.size(), 2u);
+  EXPECT_EQ(noteJson[0]["title"], "Newer 日本");  // newest first
+  EXPECT_EQ(noteJson[0]["folderPath"], "iCloud › Work › Pro › jects");
+  EXPECT_EQ(noteJson[0]["modifiedAt"], "2001-01-01T00:03:20.5Z");
+  EXPECT_TRUE(noteJson[0]["noteDataPK"].is_number_integer());
+  EXPECT_EQ(noteJson[1]["uuid"], "UUID-OLDER");
+  EXPECT_EQ(noteJson[1]["createdAt"], "2001-01-01T00:00:00Z");
+  EXPECT_TRUE(noteJson[1]["noteDataPK"].is_null());
+  EXPECT_EQ(noteJson[1]["isPasswordProtected"], false);
+  for (const char* key : {"id", "uuid", "title", "folderID", "accountName", "folderName", "folderPath", "preview",
+                          "noteDataPK", "isPasswordProtected", "createdAt", "modifiedAt"}) {
+    EXPECT_TRUE(noteJson[1].contains(key)) << key;
+  }
+
+  const CommandResult human = run({"--db", library, "notes"});
+  EXPECT_EQ(human.code, 0);
+  EXPECT_NE(human.out.find("Newer 日本"), std::string::npos);
+  EXPECT_NE(human.out.find("2 notes"), std::string::npos);
+  EXPECT_EQ(human.out.find("Thrown away"), std::string::npos);
+  EXPECT_EQ(run({"--db", library, "folders"}).code, 0);
+  EXPECT_EQ(readBytes(library), before);
+}
+
+TEST_F(CliAppTest, DatabaseLocationPrecedence) {
+  const std::string library = writeLibrary();
+  // The setting is used when nothing else is given...
+  fs::create_directories(directory_ / "config");
+  std::ofstream(directory_ / "config" / "settings.json") << R"({"notesDatabasePath": ")" << library << "\"}";
+  EXPECT_EQ(run({"--config-dir", (directory_ / "config").string(), "notes"}).code, 0);
+  // ...the environment wins over the setting, and --db over both.
+  environment_["ZEPHYL_NOTES_DB"] = (directory_ / "elsewhere").string();
+  const CommandResult fromEnvironment = run({"--config-dir", (directory_ / "config").string(), "notes"});
+  EXPECT_EQ(fromEnvironment.code, 1);
+  EXPECT_NE(fromEnvironment.err.find("ZEPHYL_NOTES_DB"), std::string::npos) << fromEnvironment.err;
+  EXPECT_EQ(run({"--config-dir", (directory_ / "config").string(), "--db", library, "notes"}).code, 0);
+}
+
+TEST_F(CliAppTest, MissingUnreadableAndCorruptDatabasesExitOneWithClearMessages) {
+  const CommandResult missing = run({"notes"});
+  EXPECT_EQ(missing.code, 1);
+  EXPECT_NE(missing.err.find((directory_ / "home").string() +
+                             "/Library/Group Containers/group.com.apple.notes/NoteStore.sqlite"),
+            std::string::npos)
+      << missing.err;
+  EXPECT_NE(missing.err.find("--db PATH"), std::string::npos);
+
+  const fs::path corrupt = directory_ / "corrupt.sqlite";
+  std::ofstream(corrupt) << std::string(4096, '\x07');
+  const std::string before = readBytes(corrupt);
+  const CommandResult corrupted = run({"--db", corrupt.string(), "folders"});
+  EXPECT_EQ(corrupted.code, 1);
+  EXPECT_EQ(corrupted.err, "zephyl: Zephyl could not read the Apple Notes database: file is not a database\n");
+  EXPECT_EQ(readBytes(corrupt), before);
+
+  // A folder where the file should be cannot be opened as a database.
+  fs::create_directories(directory_ / "odd" / "NoteStore.sqlite");
+  const CommandResult unreadable = run({"--db", (directory_ / "odd").string(), "notes"});
+  EXPECT_EQ(unreadable.code, 1);
+  EXPECT_NE(unreadable.err.find("Zephyl could not read the Apple Notes database: "), std::string::npos)
+      << unreadable.err;
+
+  fs::create_directories(directory_ / "config");
+  std::ofstream(directory_ / "config" / "settings.json") << "{ not json";
+  const CommandResult malformed = run({"--config-dir", (directory_ / "config").string(), "notes"});
+  EXPECT_EQ(malformed.code, 1);
+  EXPECT_NE(malformed.err.find("settings file is not valid JSON"), std::string::npos) << malformed.err;
+}
+
+TEST_F(CliAppTest, UsageErrorsExitTwo) {
+  EXPECT_EQ(run({}).code, 2);
+  EXPECT_EQ(run({"frobnicate"}).code, 2);
+  EXPECT_EQ(run({"notes", "--limit", "-3"}).code, 2);
+  EXPECT_EQ(run({"sample-library"}).code, 2);
+  const CommandResult help = run({"--help"});
+  EXPECT_EQ(help.code, 0);
+  EXPECT_NE(help.out.find("sample-library"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace zephyl::cli

@@ -1,0 +1,50 @@
+#include "cli/cli_context.h"
+
+namespace zephyl::cli {
+
+CliContext::CliContext(const GlobalOptions& options, CliStreams streams,
+                       core::EnvironmentLookup environment)
+    : options_(options), streams_(streams), environment_(std::move(environment)) {}
+
+CliContext::~CliContext() = default;
+
+const core::AppDirectories& CliContext::directories() {
+  if (!directories_) {
+    directories_ = core::resolveAppDirectories(environment_, options_.configDir, options_.dataDir);
+  }
+  return *directories_;
+}
+
+core::SettingsStore& CliContext::settings() {
+  if (!settings_) {
+    settings_ = std::make_unique<core::JsonSettingsStore>(fileSystem_, directories().settingsFile());
+  }
+  return *settings_;
+}
+
+notes_store::NotesDatabaseAccess& CliContext::notesDatabase() {
+  if (!notesDatabase_) {
+    const std::optional<std::string> option =
+        options_.db.empty() ? std::nullopt : std::optional<std::string>(options_.db);
+    configuredPath_ = platform::configuredNotesDatabasePath(option, environment_, &settings());
+    grant_ = std::make_unique<platform::ConfiguredPathGrant>(configuredPath_->path);
+    notesDatabase_ = std::make_unique<notes_store::NotesDatabaseAccess>(*grant_, fileSystem_,
+                                                                         directories().homeDirectory);
+  }
+  return *notesDatabase_;
+}
+
+std::string CliContext::missingDatabaseMessage() {
+  auto& access = notesDatabase();
+  std::string message = "No Apple Notes database found at " + access.resolveDatabasePath() + " (" +
+                        platform::describeNotesDatabasePathSource(configuredPath_->source) + ").\n";
+  message +=
+      "Point Zephyl at a copy of NoteStore.sqlite (or the folder that holds it) with --db PATH, "
+      "the environment variable ZEPHYL_NOTES_DB, or \"notesDatabasePath\" in " +
+      directories().settingsFile() + ".\n" +
+      "To try Zephyl without Apple Notes: zephyl sample-library /tmp/zephyl-sample && "
+      "zephyl --db /tmp/zephyl-sample notes";
+  return message;
+}
+
+}  // namespace zephyl::cli

@@ -1,0 +1,15 @@
+// The subcommands of `zephyl`; each adds itself to the parser and runs from its
+// callback, throwing CliFailure, CliUsageError or a component error on failure.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "cli/cli_context.h"
+
+namespace zephyl::cli {
+
+void addFoldersCommand(CLI::App& app, CliContext& context);
+void addNotesCommand(CLI::App& app, CliContext& context);
+void addSampleLibraryCommand(CLI::App& app, CliContext& context);
+
+}  // namespace zephyl::cli

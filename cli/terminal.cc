@@ -1,0 +1,98 @@
+#include "cli/terminal.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace zephyl::cli {
+namespace {
+
+// Decodes one UTF-8 code point at `i`, advancing it; invalid bytes count as one each.
+char32_t nextCodePoint(std::string_view text, size_t& i) {
+  const auto byte = static_cast<unsigned char>(text[i]);
+  int length = byte < 0x80 ? 1 : (byte >> 5) == 0x6 ? 2 : (byte >> 4) == 0xE ? 3 : (byte >> 3) == 0x1E ? 4 : 1;
+  if (i + length > text.size()) length = 1;
+  char32_t code = length == 1 ? byte : byte & (0x7F >> length);
+  for (int k = 1; k < length; ++k) code = (code << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
+  i += length;
+  return code;
+}
+
+bool isWide(char32_t c) {
+  return (c >= 0x1100 && c <= 0x115F) || (c >= 0x2E80 && c <= 0xA4CF) || (c >= 0xAC00 && c <= 0xD7A3) ||
+         (c >= 0xF900 && c <= 0xFAFF) || (c >= 0xFE30 && c <= 0xFE4F) || (c >= 0xFF00 && c <= 0xFF60) ||
+         (c >= 0xFFE0 && c <= 0xFFE6) || (c >= 0x1F300 && c <= 0x1FAFF) || (c >= 0x20000 && c <= 0x3FFFD);
+}
+
+bool isZeroWidth(char32_t c) {
+  return (c >= 0x0300 && c <= 0x036F) || c == 0x200D || (c >= 0xFE00 && c <= 0xFE0F);
+}
+
+}  // namespace
+
+int terminalColumns() {
+  if (isatty(STDOUT_FILENO) != 1) return 0;
+  struct winsize size {};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return 80;
+  return size.ws_col;
+}
+
+bool useColor(const core::EnvironmentLookup& environment, bool isTerminal) {
+  return isTerminal && !environment("NO_COLOR").has_value();
+}
+
+size_t displayWidth(std::string_view text) {
+  size_t width = 0;
+  for (size_t i = 0; i < text.size();) {
+    const char32_t c = nextCodePoint(text, i);
+    width += isZeroWidth(c) ? 0 : isWide(c) ? 2 : 1;
+  }
+  return width;
+}
+
+std::string truncateToWidth(std::string_view text, size_t width) {
+  if (displayWidth(text) <= width) return std::string(text);
+  if (width == 0) return {};
+  std::string result;
+  size_t used = 0;
+  for (size_t i = 0; i < text.size();) {
+    const size_t start = i;
+    const char32_t c = nextCodePoint(text, i);
+    const size_t w = isZeroWidth(c) ? 0 : isWide(c) ? 2 : 1;
+    if (used + w > width - 1) break;
+    result.append(text.substr(start, i - start));
+    used += w;
+  }
+  return result + "…";
+}
+
+std::string padToWidth(std::string_view text, size_t width) {
+  std::string result(text);
+  const size_t current = displayWidth(text);
+  if (current < width) result.append(width - current, ' ');
+  return result;
+}
+
+ProgressBar::ProgressBar(std::ostream& stream, bool enabled, std::string label, long total)
+    : stream_(stream), enabled_(enabled && total > 0), label_(std::move(label)), total_(total) {}
+
+ProgressBar::~ProgressBar() { finish(); }
+
+void ProgressBar::update(long done) {
+  if (!enabled_ || finished_) return;
+  const int percent = static_cast<int>(done * 100 / total_);
+  if (percent == lastPercent_) return;
+  lastPercent_ = percent;
+  constexpr int kWidth = 30;
+  const int filled = percent * kWidth / 100;
+  stream_ << '\r' << label_ << " [" << std::string(filled, '#') << std::string(kWidth - filled, ' ') << "] "
+          << percent << "% (" << done << '/' << total_ << ')' << std::flush;
+}
+
+void ProgressBar::finish() {
+  if (!enabled_ || finished_) return;
+  finished_ = true;
+  // Clear the line so the summary that follows starts clean.
+  stream_ << "\r\033[K" << std::flush;
+}
+
+}  // namespace zephyl::cli

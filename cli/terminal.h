@@ -1,0 +1,46 @@
+// Small terminal helpers for human output: width, colour, progress.
+#pragma once
+
+#include <cstddef>
+#include <ostream>
+#include <string>
+#include <string_view>
+
+#include "core/app_directories.h"
+
+namespace zephyl::cli {
+
+// Columns of the terminal on standard output, or 0 when it is not a terminal.
+int terminalColumns();
+
+// True unless NO_COLOR is set (to anything) or the stream is no terminal.
+bool useColor(const core::EnvironmentLookup& environment, bool isTerminal);
+
+// Display width of UTF-8 text, counting each code point as one column
+// (East Asian wide characters and emoji as two).
+size_t displayWidth(std::string_view text);
+
+// `text` cut to at most `width` columns, ending in "…" when cut.
+std::string truncateToWidth(std::string_view text, size_t width);
+
+// `text` padded with blanks to `width` columns.
+std::string padToWidth(std::string_view text, size_t width);
+
+// A one-line progress bar on a terminal stream; silent when `enabled` is false.
+class ProgressBar {
+ public:
+  ProgressBar(std::ostream& stream, bool enabled, std::string label, long total);
+  ~ProgressBar();
+  void update(long done);
+  void finish();
+
+ private:
+  std::ostream& stream_;
+  bool enabled_;
+  std::string label_;
+  long total_;
+  int lastPercent_ = -1;
+  bool finished_ = false;
+};
+
+}  // namespace zephyl::cli

@@ -1,0 +1,28 @@
+// Times as Apple Notes stores them: seconds (a double) since 2001-01-01 UTC.
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace zephyl::core {
+
+using TimePoint = std::chrono::sys_time<std::chrono::microseconds>;
+
+// Seconds between the Unix epoch and Apple's reference date, 2001-01-01 UTC.
+inline constexpr double kAppleReferenceDateOffset = 978307200.0;
+
+// A point in time from seconds since the reference date, rounded to the microsecond.
+TimePoint timeFromAppleSeconds(double seconds);
+
+// Seconds since the reference date; the inverse of timeFromAppleSeconds.
+double appleSecondsFromTime(TimePoint time);
+
+// ISO 8601 in UTC with a Z: "2026-11-14T09:30:00Z", with fractional seconds
+// (trailing zeros dropped) only when the time has them.
+std::string formatIso8601(TimePoint time);
+
+// formatIso8601, or "null"-free absence: nullopt stays nullopt.
+std::optional<std::string> formatIso8601(const std::optional<TimePoint>& time);
+
+}  // namespace zephyl::core

@@ -1,0 +1,36 @@
+#include "core/apple_time.h"
+
+#include <gtest/gtest.h>
+
+namespace zephyl::core {
+namespace {
+
+TEST(AppleTime, ReferenceDateAndFractionsFormatAsIso8601) {
+  struct Case {
+    double appleSeconds;
+    const char* iso;
+  };
+  const Case cases[] = {
+      {0, "2001-01-01T00:00:00Z"},
+      {-978307200, "1970-01-01T00:00:00Z"},
+      {-1, "2000-12-31T23:59:59Z"},
+      {0.5, "2001-01-01T00:00:00.5Z"},
+      {0.1, "2001-01-01T00:00:00.1Z"},
+      {816341400.25, "2026-11-14T09:30:00.25Z"},
+      {-978307200.000001, "1969-12-31T23:59:59.999999Z"},
+      {4102444800.0 - 978307200.0, "2100-01-01T00:00:00Z"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(formatIso8601(timeFromAppleSeconds(c.appleSeconds)), c.iso) << c.appleSeconds;
+  }
+}
+
+TEST(AppleTime, RoundTripsThroughAppleSeconds) {
+  for (double seconds : {0.0, 1.5, -12345.125, 752345678.123456}) {
+    EXPECT_DOUBLE_EQ(appleSecondsFromTime(timeFromAppleSeconds(seconds)), seconds);
+  }
+  EXPECT_EQ(formatIso8601(std::optional<TimePoint>()), std::nullopt);
+}
+
+}  // namespace
+}  // namespace zephyl::core

@@ -1,0 +1,30 @@
+// The file operations the system needs, behind an interface so that logic can be
+// tested on an in-memory file system and never touches the disk by accident.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace zephyl::core {
+
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  // True when something (file or folder) exists at path.
+  virtual bool fileExists(const std::string& path) = 0;
+
+  // True when a folder exists at path.
+  virtual bool isDirectory(const std::string& path) = 0;
+
+  // The whole file, or nullopt when it does not exist. Throws FileSystemError
+  // when it exists but cannot be read.
+  virtual std::optional<std::string> readFile(const std::string& path) = 0;
+
+  // Replaces the file in one step (a temporary file in the same folder, then a
+  // rename), creating missing parent folders: a crash never leaves half a file.
+  // Throws FileSystemError.
+  virtual void writeFileAtomically(const std::string& path, const std::string& contents) = 0;
+};
+
+}  // namespace zephyl::core

@@ -1,0 +1,297 @@
+#include "notes_store/notes_database_access.h"
+
+#include "core/error.h"
+#include "core/logger.h"
+#include "notes_store/internal/sqlite_statement.h"
+#include "notes_store/notes_database_error.h"
+
+namespace zephyl::notes_store {
+namespace {
+
+using internal::SqliteStatement;
+
+const core::Logger& log() {
+  static const core::Logger logger("NotesDatabaseAccess");
+  return logger;
+}
+
+std::string lastPathComponent(const std::string& path) {
+  std::string trimmed = path;
+  while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
+  const size_t slash = trimmed.rfind('/');
+  return slash == std::string::npos ? trimmed : trimmed.substr(slash + 1);
+}
+
+std::string joinPath(const std::string& folder, std::string_view name) {
+  std::string path = folder;
+  while (path.size() > 1 && path.back() == '/') path.pop_back();
+  if (path.empty() || path.back() != '/') path += '/';
+  path += name;
+  return path;
+}
+
+}  // namespace
+
+internal::OpenNotesDatabase::OpenNotesDatabase(sqlite3* handle, NotesDatabaseGrant* grant,
+                                                std::string scopedPath)
+    : handle_(handle), grant_(grant), scopedPath_(std::move(scopedPath)) {}
+
+internal::OpenNotesDatabase::OpenNotesDatabase(OpenNotesDatabase&& other) noexcept
+    : handle_(std::exchange(other.handle_, nullptr)),
+      grant_(std::exchange(other.grant_, nullptr)),
+      scopedPath_(std::move(other.scopedPath_)) {}
+
+internal::OpenNotesDatabase::~OpenNotesDatabase() {
+  // Close first, then end the access scope that let us open the file.
+  if (handle_ != nullptr) sqlite3_close(handle_);
+  if (grant_ != nullptr) grant_->stopAccessing(scopedPath_);
+}
+
+NotesDatabaseAccess::NotesDatabaseAccess(NotesDatabaseGrant& grant, core::FileSystem& fileSystem,
+                                         std::string homeDirectory)
+    : grant_(grant), fileSystem_(fileSystem), homeDirectory_(std::move(homeDirectory)) {}
+
+NotesDatabaseAccess::~NotesDatabaseAccess() = default;
+
+const std::string& NotesDatabaseAccess::groupContainerPath() const {
+  std::call_once(pathsOnce_, [this] {
+    groupContainerPath_ = joinPath(homeDirectory_, kNotesGroupContainerSubpath);
+    defaultDatabasePath_ = joinPath(groupContainerPath_, kNotesDatabaseFileName);
+  });
+  return groupContainerPath_;
+}
+
+const std::string& NotesDatabaseAccess::defaultDatabasePath() const {
+  groupContainerPath();
+  return defaultDatabasePath_;
+}
+
+NotesDatabaseAccess::ResolvedLocation NotesDatabaseAccess::resolveLocation() const {
+  ResolvedLocation location;
+  location.grantedPath = grant_.resolveGrantedPath();
+  if (!location.grantedPath) {
+    location.path = defaultDatabasePath();
+  } else if (lastPathComponent(*location.grantedPath) == kNotesDatabaseFileName) {
+    location.path = *location.grantedPath;
+  } else if (fileSystem_.fileExists(*location.grantedPath) &&
+             !fileSystem_.isDirectory(*location.grantedPath)) {
+    // A configured copy of the library may have any file name.
+    location.path = *location.grantedPath;
+  } else {
+    location.path = joinPath(*location.grantedPath, kNotesDatabaseFileName);
+  }
+  return location;
+}
+
+std::string NotesDatabaseAccess::resolveDatabasePath() const { return resolveLocation().path; }
+
+std::optional<NotesDatabaseAccess::OpenDatabase> NotesDatabaseAccess::openDatabase() {
+  const ResolvedLocation location = resolveLocation();
+  NotesDatabaseGrant* scope = nullptr;
+  if (location.grantedPath && grant_.startAccessing(*location.grantedPath)) scope = &grant_;
+  // From here the handle and the scope are released on every path by `open`.
+  OpenDatabase open(nullptr, scope, location.grantedPath.value_or(""));
+
+  if (!fileSystem_.fileExists(location.path)) {
+    log().info() << "No Notes database at " << core::Private(location.path);
+    return std::nullopt;
+  }
+  sqlite3* handle = nullptr;
+  const int result = sqlite3_open_v2(location.path.c_str(), &handle, SQLITE_OPEN_READONLY, nullptr);
+  open.adopt(handle);
+  if (result != SQLITE_OK || handle == nullptr) {
+    const std::string message = handle == nullptr ? NotesDatabaseError::kAuthorizationDenied
+                                                  : internal::connectionErrorMessage(handle);
+    log().error() << "Could not open the Notes database (SQLite " << result << "): " << message;
+    throw NotesDatabaseError(message);
+  }
+  return open;
+}
+
+bool NotesDatabaseAccess::canOpenDatabase(const std::string& path) const {
+  if (!fileSystem_.fileExists(path)) return false;
+  sqlite3* handle = nullptr;
+  const int result = sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READONLY, nullptr);
+  sqlite3_close(handle);
+  return result == SQLITE_OK;
+}
+
+std::set<std::string> NotesDatabaseAccess::tableColumns(NotesDatabaseConnection& connection,
+                                                        std::string_view table) {
+  SqliteStatement statement(connection.handle(), statements::tableColumns(table));
+  std::set<std::string> columns;
+  while (statement.step()) columns.insert(statement.textColumn(0));
+  return columns;
+}
+
+void NotesDatabaseAccess::executeStatement(NotesDatabaseConnection& connection, const std::string& sql) {
+  if (sqlite3_exec(connection.handle(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+    throw NotesDatabaseError(internal::connectionErrorMessage(connection.handle()));
+  }
+}
+
+bool NotesDatabaseAccess::hasNoteDataTable(NotesDatabaseConnection& connection) {
+  SqliteStatement statement(connection.handle(), std::string(statements::kNoteDataTableCheck));
+  return statement.step();
+}
+
+std::optional<std::string> NotesDatabaseAccess::fetchStoreUUID(NotesDatabaseConnection& connection) {
+  SqliteStatement statement(connection.handle(), std::string(statements::kStoreUUID));
+  if (!statement.step()) return std::nullopt;
+  return statement.textColumn(0);
+}
+
+std::unordered_map<int64_t, std::string> NotesDatabaseAccess::fetchNoteBodies(
+    NotesDatabaseConnection& connection, const std::vector<int64_t>& keys, std::stop_token stop) {
+  std::unordered_map<int64_t, std::string> bodies;
+  if (keys.empty()) return bodies;
+  if (!hasNoteDataTable(connection)) return bodies;
+  bodies.reserve(keys.size());
+  for (size_t start = 0; start < keys.size(); start += kNoteBodiesChunkSize) {
+    if (stop.stop_requested()) throw core::CancellationError();
+    const size_t count = std::min(kNoteBodiesChunkSize, keys.size() - start);
+    SqliteStatement statement(connection.handle(), statements::noteBodiesByKey(count));
+    for (size_t i = 0; i < count; ++i) statement.bindInt64(static_cast<int>(i + 1), keys[start + i]);
+    while (statement.step()) {
+      if (auto blob = statement.blobColumn(1)) bodies[statement.int64Column(0)] = std::move(*blob);
+    }
+  }
+  return bodies;
+}
+
+std::vector<NotesFolderRow> NotesDatabaseAccess::fetchFolderTree(NotesDatabaseConnection& connection) {
+  SqliteStatement statement(connection.handle(), statements::folderTree(connection.schema()));
+  std::vector<NotesFolderRow> folders;
+  while (statement.step()) {
+    folders.push_back({statement.textColumn(0), statement.textColumn(1), statement.textColumn(2),
+                       statement.textColumn(3), statement.timeColumn(4)});
+  }
+  return folders;
+}
+
+std::vector<NotesNoteRow> NotesDatabaseAccess::fetchNoteList(NotesDatabaseConnection& connection) {
+  SqliteStatement statement(connection.handle(), statements::noteList(connection.schema()));
+  std::vector<NotesNoteRow> notes;
+  while (statement.step()) {
+    NotesNoteRow& note = notes.emplace_back();
+    note.id = statement.textColumn(0);
+    note.uuid = statement.textColumn(1);
+    note.title = statement.textColumn(2);
+    note.folderID = statement.textColumn(3);
+    note.accountName = statement.textColumn(4);
+    note.folderName = statement.textColumn(5);
+    note.preview = statement.textColumn(6);
+    note.noteDataPK = statement.optionalInt64Column(7);
+    note.isPasswordProtected = statement.int64Column(8);
+    note.createdAt = statement.timeColumn(9);
+    // The statement only selects notes with a modification time.
+    note.modifiedAt = statement.timeColumn(10).value_or(core::TimePoint{});
+  }
+  return notes;
+}
+
+std::optional<NotesNoteBodyRow> NotesDatabaseAccess::fetchNote(NotesDatabaseConnection& connection,
+                                                               int64_t notePK) {
+  SqliteStatement statement(connection.handle(), statements::noteByKey());
+  statement.bindInt64(1, notePK);
+  if (!statement.step()) return std::nullopt;
+  return NotesNoteBodyRow{statement.int64Column(0), statement.textColumn(1), statement.textColumn(2),
+                          statement.blobColumn(3)};
+}
+
+std::vector<NotesTableDataRow> NotesDatabaseAccess::fetchTableRows(NotesDatabaseConnection& connection,
+                                                                   int64_t notePK) {
+  SqliteStatement statement(connection.handle(), statements::tablesOfNote());
+  statement.bindInt64(1, notePK);
+  std::vector<NotesTableDataRow> rows;
+  while (statement.step()) {
+    rows.push_back({statement.textColumn(0), statement.blobColumn(1), statement.blobColumn(2)});
+  }
+  return rows;
+}
+
+std::unordered_map<std::string, std::string> NotesDatabaseAccess::fetchTableData(
+    NotesDatabaseConnection& connection, int64_t notePK,
+    const std::unordered_set<std::string>& tableIdentifiers) {
+  std::unordered_map<std::string, std::string> tables;
+  if (tableIdentifiers.empty()) return tables;
+  for (NotesTableDataRow& row : fetchTableRows(connection, notePK)) {
+    if (row.identifier.empty() || tableIdentifiers.count(row.identifier) == 0) continue;
+    std::optional<std::string>& data = row.mergeableData1 ? row.mergeableData1 : row.mergeableData;
+    if (!data) continue;
+    tables.emplace(row.identifier, std::move(*data));
+  }
+  return tables;
+}
+
+std::vector<NotesFolderNoteRow> NotesDatabaseAccess::fetchFolderNotesWithBodies(
+    NotesDatabaseConnection& connection, NamedFolderSet set) {
+  SqliteStatement statement(connection.handle(),
+                            statements::folderNotesWithBodies(connection.schema(), set));
+  std::vector<NotesFolderNoteRow> rows;
+  while (statement.step()) {
+    rows.push_back({statement.textColumn(0), statement.textColumn(1), statement.textColumn(2),
+                    statement.textColumn(3), statement.textColumn(4), statement.textColumn(5),
+                    statement.timeColumn(6), statement.textColumn(7), statement.blobColumn(8)});
+  }
+  return rows;
+}
+
+std::vector<NotesFolderNoteSummaryRow> NotesDatabaseAccess::fetchFolderNotesWithoutBodies(
+    NotesDatabaseConnection& connection, NamedFolderSet set) {
+  SqliteStatement statement(connection.handle(),
+                            statements::folderNotesWithoutBodies(connection.schema(), set));
+  std::vector<NotesFolderNoteSummaryRow> rows;
+  while (statement.step()) {
+    rows.push_back({statement.textColumn(0), statement.textColumn(1), statement.textColumn(2),
+                    statement.textColumn(3), statement.textColumn(4), statement.timeColumn(5)});
+  }
+  return rows;
+}
+
+std::vector<NotesLinkAttachmentRow> NotesDatabaseAccess::fetchLinkAttachments(
+    NotesDatabaseConnection& connection) {
+  int parameterCount = 0;
+  SqliteStatement statement(connection.handle(),
+                            statements::linkAttachments(connection.schema(), &parameterCount));
+  for (int position = 1; position <= parameterCount; ++position) {
+    statement.bindText(position, kLinkTypeIdentifier);
+  }
+  std::vector<NotesLinkAttachmentRow> rows;
+  while (statement.step()) {
+    rows.push_back({statement.optionalInt64Column(0), statement.textColumn(1), statement.textColumn(2),
+                    statement.optionalInt64Column(3), statement.textColumn(4), statement.textColumn(5),
+                    statement.textColumn(6), statement.int64Column(7)});
+  }
+  return rows;
+}
+
+std::vector<NotesLinkTargetRow> NotesDatabaseAccess::fetchLinkTargets(NotesDatabaseConnection& connection) {
+  SqliteStatement statement(connection.handle(), statements::linkTargets(connection.schema()));
+  std::vector<NotesLinkTargetRow> rows;
+  while (statement.step()) {
+    rows.push_back({statement.int64Column(0), statement.textColumn(1), statement.textColumn(2),
+                    statement.textColumn(3), statement.optionalTextColumn(4)});
+  }
+  return rows;
+}
+
+std::vector<NotesCandidateBodyRow> NotesDatabaseAccess::fetchCandidateBodies(
+    NotesDatabaseConnection& connection) {
+  SqliteStatement statement(connection.handle(), statements::candidateBodies());
+  std::vector<NotesCandidateBodyRow> rows;
+  while (statement.step()) rows.push_back({statement.int64Column(0), statement.blobColumn(1)});
+  return rows;
+}
+
+const NotesSchema& NotesDatabaseConnection::schema() {
+  if (!schema_) {
+    NotesSchema schema;
+    schema.objectColumns = NotesDatabaseAccess::tableColumns(*this, "ZICCLOUDSYNCINGOBJECT");
+    schema.hasNoteDataTable = NotesDatabaseAccess::hasNoteDataTable(*this);
+    schema_ = std::move(schema);
+  }
+  return *schema_;
+}
+
+}  // namespace zephyl::notes_store

@@ -1,0 +1,446 @@
+#include "notes_store/notes_database_access.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "core/error.h"
+#include "notes_store/notes_database_error.h"
+#include "notes_store/notes_library_builder.h"
+#include "platform/linux/posix_file_system.h"
+#include "platform/testing/fake_notes_database_grant.h"
+
+namespace zephyl::notes_store {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::testing::FakeNotesDatabaseGrant;
+
+std::string readBytes(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream bytes;
+  bytes << in.rdbuf();
+  return bytes.str();
+}
+
+// A fresh folder per test, removed afterwards.
+class NotesDatabaseAccessTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ = fs::path(::testing::TempDir()) /
+                 ("zephyl-access-" + std::to_string(::getpid()) + "-" +
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(directory_);
+    fs::create_directories(directory_);
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  // Writes `builder` as NoteStore.sqlite in the test folder and returns its path.
+  std::string write(const NotesLibraryBuilder& builder, const std::string& name = "NoteStore.sqlite") {
+    const std::string path = (directory_ / name).string();
+    builder.write(path);
+    return path;
+  }
+
+  template <typename Body>
+  auto read(const std::string& path, Body&& body) {
+    FakeNotesDatabaseGrant grant(path);
+    NotesDatabaseAccess access(grant, files_, "/home/nobody");
+    auto result = access.withDatabase(std::forward<Body>(body));
+    EXPECT_EQ(grant.openScopes(), 0);
+    return result;
+  }
+
+  fs::path directory_;
+  platform::PosixFileSystem files_;
+};
+
+// The library of the examples: iCloud › Work › Projects, a trash, NULL flags.
+struct SmallLibrary {
+  NotesLibraryBuilder builder;
+  int64_t iCloud, work, projects, cafe, trash, inTrash, deletedFolder;
+  int64_t note, nullFlagNote, deletedNote, trashedNote, templateNote, lockedNote;
+  int64_t templates, emptySkills;
+
+  explicit SmallLibrary(NotesSchemaOptions schema = {}) : builder(schema) {
+    iCloud = builder.addAccount({.name = "iCloud", .userRecordName = "_abc"});
+    const int64_t local = builder.addAccount({.name = "On My Mac"});
+    work = builder.addFolder({.title = "Work", .owner = iCloud, .modifiedAt = 10});
+    projects = builder.addFolder({.title = "Projects", .parent = work, .owner = iCloud});
+    cafe = builder.addFolder({.title = "Café › Bar", .owner = local});
+    trash = builder.addFolder({.title = "Recently Deleted", .owner = iCloud, .folderType = 1});
+    inTrash = builder.addFolder({.title = "Inside Trash", .parent = trash, .owner = iCloud});
+    deletedFolder = builder.addFolder({.title = "Gone", .owner = iCloud, .markedForDeletion = 1});
+    templates = builder.addFolder({.title = "Templates", .owner = iCloud});
+    emptySkills = builder.addFolder({.title = "Skills", .owner = iCloud});
+    note = builder.addNote({.title = "Plan", .folder = projects, .account7 = iCloud, .snippet = "first",
+                            .createdAt = 0, .modifiedAt = 100, .bodyData = std::string("body-plan")});
+    nullFlagNote = builder.addNote({.title = "Null flag", .folder = templates, .account7 = iCloud,
+                                    .markedForDeletion = std::nullopt, .modifiedAt = 50,
+                                    .bodyData = std::string("body-null")});
+    deletedNote = builder.addNote({.title = "Deleted", .folder = work, .account7 = iCloud,
+                                   .markedForDeletion = 1, .modifiedAt = 60});
+    trashedNote = builder.addNote({.title = "Trashed", .folder = trash, .account7 = iCloud, .modifiedAt = 70});
+    templateNote = builder.addNote({.title = "Meeting", .folder = templates, .account7 = iCloud,
+                                    .snippet = "agenda", .modifiedAt = 80, .bodyData = std::string("tmpl")});
+    lockedNote = builder.addNote({.title = "Locked", .folder = cafe, .account4 = local,
+                                  .passwordProtected = true, .modifiedAt = 90});
+  }
+};
+
+TEST_F(NotesDatabaseAccessTest, FolderTreeHasPathsComponentPathsAndSkipsTrashAndDeleted) {
+  SmallLibrary library;
+  const auto path = write(library.builder);
+  const auto folders = read(path, [](auto& c) { return NotesDatabaseAccess::fetchFolderTree(c); });
+  ASSERT_TRUE(folders.has_value());
+  std::vector<std::string> rows;
+  for (const auto& f : *folders) rows.push_back(f.title + "|" + f.path + "|" + f.componentPath);
+  // Ordered by title without regard to case.
+  EXPECT_EQ(rows, (std::vector<std::string>{
+                      "Café › Bar|On My Mac › Café › Bar|9:On My Mac13:Café › Bar",
+                      "Projects|iCloud › Work › Projects|6:iCloud4:Work8:Projects",
+                      "Skills|iCloud › Skills|6:iCloud6:Skills",
+                      "Templates|iCloud › Templates|6:iCloud9:Templates",
+                      "Work|iCloud › Work|6:iCloud4:Work",
+                  }));
+  const std::string prefix = "x-coredata://" + library.builder.storeUUID() + "/ICFolder/p";
+  EXPECT_EQ(folders->back().id, prefix + std::to_string(library.work));
+  EXPECT_EQ(core::formatIso8601(folders->back().modifiedAt), "2001-01-01T00:00:10Z");
+  EXPECT_EQ(folders->front().modifiedAt, std::nullopt);
+}
+
+TEST_F(NotesDatabaseAccessTest, NoteListDropsNullFlagsTrashAndDeletedButNamedFoldersKeepNullFlags) {
+  SmallLibrary library;
+  const auto path = write(library.builder);
+  const auto notes = read(path, [](auto& c) { return NotesDatabaseAccess::fetchNoteList(c); });
+  ASSERT_TRUE(notes.has_value());
+  std::map<std::string, NotesNoteRow> byTitle;
+  for (const auto& n : *notes) byTitle[n.title] = n;
+  EXPECT_EQ(byTitle.size(), 3u);
+  ASSERT_TRUE(byTitle.count("Plan") && byTitle.count("Meeting") && byTitle.count("Locked"));
+
+  const NotesNoteRow& plan = byTitle["Plan"];
+  EXPECT_EQ(plan.id, "x-coredata://" + library.builder.storeUUID() + "/ICNote/p" + std::to_string(library.note));
+  EXPECT_EQ(plan.accountName, "iCloud");
+  EXPECT_EQ(plan.folderName, "Projects");
+  EXPECT_EQ(plan.preview, "first");
+  EXPECT_TRUE(plan.noteDataPK.has_value());
+  EXPECT_EQ(core::formatIso8601(plan.createdAt), "2001-01-01T00:00:00Z");  // 0 is a time, not "none"
+  EXPECT_EQ(core::formatIso8601(plan.modifiedAt), "2001-01-01T00:01:40Z");
+  EXPECT_EQ(byTitle["Meeting"].createdAt, std::nullopt);
+  EXPECT_EQ(byTitle["Locked"].isPasswordProtected, 1);
+  EXPECT_EQ(byTitle["Locked"].accountName, "On My Mac");  // through ZACCOUNT4 and the folder owner
+  EXPECT_EQ(byTitle["Locked"].noteDataPK, std::nullopt);
+  EXPECT_EQ(byTitle["Locked"].preview, "");
+
+  const auto named = read(path, [](auto& c) {
+    return NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
+  });
+  ASSERT_TRUE(named.has_value());
+  ASSERT_EQ(named->size(), 2u);
+  // Newest first.
+  EXPECT_EQ((*named)[0].title, "Meeting");
+  EXPECT_EQ((*named)[0].bodyData, "tmpl");
+  EXPECT_EQ((*named)[0].preview, "agenda");
+  EXPECT_EQ((*named)[0].accountName, "iCloud");
+  EXPECT_EQ((*named)[1].title, "Null flag");
+  EXPECT_EQ((*named)[1].notePK, std::to_string(library.nullFlagNote));
+  EXPECT_EQ((*named)[1].folderID, std::to_string(library.templates));
+}
+
+TEST_F(NotesDatabaseAccessTest, EmptyNamedFolderGivesOneRowWithEmptyNoteColumns) {
+  SmallLibrary library;
+  const auto path = write(library.builder);
+  const auto rows = read(path, [](auto& c) {
+    return NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kSkills);
+  });
+  ASSERT_TRUE(rows.has_value());
+  ASSERT_EQ(rows->size(), 1u);
+  EXPECT_EQ((*rows)[0].folderName, "Skills");
+  EXPECT_EQ((*rows)[0].noteID, "");
+  EXPECT_EQ((*rows)[0].title, "");
+  EXPECT_EQ((*rows)[0].modifiedAt, std::nullopt);
+}
+
+TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7ListWithTheirAccounts) {
+  NotesLibraryBuilder builder({.hasAccount7Column = false});
+  const int64_t account = builder.addAccount({.name = "iCloud"});
+  const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
+  builder.addNote({.title = "Old", .folder = folder, .account4 = account, .modifiedAt = 5});
+  const auto path = write(builder);
+  const auto result = read(path, [](auto& c) {
+    EXPECT_EQ(NotesDatabaseAccess::tableColumns(c, "ZICCLOUDSYNCINGOBJECT").count("zaccount7"), 0u);
+    return std::make_pair(NotesDatabaseAccess::fetchFolderTree(c), NotesDatabaseAccess::fetchNoteList(c));
+  });
+  ASSERT_TRUE(result.has_value());
+  ASSERT_EQ(result->first.size(), 1u);
+  EXPECT_EQ(result->first[0].path, "iCloud › Notes");
+  ASSERT_EQ(result->second.size(), 1u);
+  EXPECT_EQ(result->second[0].accountName, "iCloud");
+  // The other statements prepare too.
+  EXPECT_NO_THROW(read(path, [](auto& c) {
+    NotesDatabaseAccess::fetchLinkAttachments(c);
+    NotesDatabaseAccess::fetchLinkTargets(c);
+    return NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
+  }));
+}
+
+TEST_F(NotesDatabaseAccessTest, FolderTreeIsCappedAt2000) {
+  NotesLibraryBuilder builder;
+  const int64_t account = builder.addAccount({.name = "iCloud"});
+  for (int i = 0; i < 2001; ++i) builder.addFolder({.title = "F" + std::to_string(i), .owner = account});
+  const auto path = write(builder);
+  const auto folders = read(path, [](auto& c) { return NotesDatabaseAccess::fetchFolderTree(c); });
+  EXPECT_EQ(folders->size(), 2000u);
+}
+
+int countBodyStatements(unsigned, void* context, void*, void* sql) {
+  if (std::string_view(static_cast<const char*>(sql)).starts_with("SELECT z_pk, zdata FROM zicnotedata")) {
+    ++*static_cast<int*>(context);
+  }
+  return 0;
+}
+
+TEST_F(NotesDatabaseAccessTest, NoteBodiesAreFetchedInChunksOf500) {
+  NotesLibraryBuilder builder;
+  const int64_t account = builder.addAccount({.name = "iCloud"});
+  const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
+  for (int i = 0; i < 1001; ++i) {
+    builder.addNote({.title = "N" + std::to_string(i), .folder = folder, .account7 = account, .modifiedAt = 1,
+                     .bodyData = i == 7 ? std::string() : "body" + std::to_string(i)});
+  }
+  const auto path = write(builder);
+  read(path, [](NotesDatabaseConnection& c) {
+    auto notes = NotesDatabaseAccess::fetchNoteList(c);
+    std::vector<int64_t> keys;
+    for (const auto& n : notes) keys.push_back(*n.noteDataPK);
+    keys.push_back(999999);  // no such row: simply absent
+
+    int statements = 0;
+    sqlite3_trace_v2(c.handle(), SQLITE_TRACE_STMT, countBodyStatements, &statements);
+    EXPECT_TRUE(NotesDatabaseAccess::fetchNoteBodies(c, {}).empty());
+    EXPECT_EQ(statements, 0);
+    keys.resize(1001);
+    const auto bodies = NotesDatabaseAccess::fetchNoteBodies(c, keys);
+    EXPECT_EQ(statements, 3);
+    EXPECT_EQ(bodies.size(), 1000u);  // the NULL body is left out
+    for (const auto& n : notes) {
+      if (n.title == "N7") EXPECT_EQ(bodies.count(*n.noteDataPK), 0u);
+      if (n.title == "N1000") EXPECT_EQ(bodies.at(*n.noteDataPK), "body1000");
+    }
+
+    std::stop_source stop;
+    stop.request_stop();
+    EXPECT_THROW(NotesDatabaseAccess::fetchNoteBodies(c, keys, stop.get_token()), core::CancellationError);
+    sqlite3_trace_v2(c.handle(), 0, nullptr, nullptr);
+    return 0;
+  });
+}
+
+TEST_F(NotesDatabaseAccessTest, StoreWithoutNoteDataGivesEmptyBodies) {
+  NotesLibraryBuilder builder({.hasNoteDataTable = false});
+  const int64_t account = builder.addAccount({.name = "iCloud"});
+  const int64_t folder = builder.addFolder({.title = "Templates", .owner = account});
+  builder.addNote({.title = "T", .folder = folder, .account7 = account, .modifiedAt = 1});
+  const auto path = write(builder);
+  read(path, [](auto& c) {
+    EXPECT_FALSE(NotesDatabaseAccess::hasNoteDataTable(c));
+    EXPECT_TRUE(NotesDatabaseAccess::fetchNoteBodies(c, {1, 2, 3}).empty());
+    const auto rows = NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
+    EXPECT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].bodyData, std::nullopt);
+    return 0;
+  });
+}
+
+TEST_F(NotesDatabaseAccessTest, NoteByKeyTablesAndLinks) {
+  NotesLibraryBuilder builder({.hasTypeUtiColumn = true, .hasTypeUti1Column = true});
+  const int64_t account = builder.addAccount({.name = "iCloud", .userRecordName = "_owner"});
+  const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
+  const int64_t target = builder.addNote({.title = "Target", .identifier = "AAAAAAAA-0000-0000-0000-000000000001",
+                                          .folder = folder, .account7 = account, .modifiedAt = 1,
+                                          .bodyData = std::string("t")});
+  const int64_t source = builder.addNote({.title = "Source", .folder = folder, .account7 = account,
+                                          .modifiedAt = 2, .bodyData = std::string("s")});
+  builder.addAttachment({.note = source, .identifier = "TABLE-1", .typeUTI = "com.apple.notes.table",
+                         .mergeableData1 = std::string("m1"), .mergeableData = std::string("m0")});
+  builder.addAttachment({.note = source, .identifier = "TABLE-2", .typeUTI = "com.apple.notes.table",
+                         .mergeableData = std::string("only-m0")});
+  builder.addAttachment({.note = source, .identifier = "TABLE-3", .typeUTI = "com.apple.notes.table",
+                         .mergeableData1 = std::string("gone"), .markedForDeletion = 1});
+  builder.addAttachment({.note = source, .identifier = "IMG", .typeUTI = "public.jpeg"});
+  builder.addLink({.sourceNote = source, .tokenContentIdentifier = "applenotes:note/aaaaaaaa-0000-0000-0000-000000000001"});
+  builder.addLink({.sourceNote = source, .tokenContentIdentifier = "dead", .markedForDeletion = 1});
+  builder.addLink({.sourceNote = source, .tokenContentIdentifier = "via-uti1", .useTypeUti1 = true});
+  const auto path = write(builder);
+  read(path, [&](auto& c) {
+    const auto note = NotesDatabaseAccess::fetchNote(c, source);
+    EXPECT_TRUE(note.has_value());
+    EXPECT_EQ(note->title, "Source");
+    EXPECT_EQ(note->bodyData, "s");
+    EXPECT_EQ(NotesDatabaseAccess::fetchNote(c, 424242), std::nullopt);
+
+    EXPECT_EQ(NotesDatabaseAccess::fetchTableRows(c, source).size(), 2u);
+    EXPECT_TRUE(NotesDatabaseAccess::fetchTableData(c, source, {}).empty());
+    const auto tables = NotesDatabaseAccess::fetchTableData(c, source, {"TABLE-1", "TABLE-2", "TABLE-3"});
+    EXPECT_EQ(tables, (std::unordered_map<std::string, std::string>{{"TABLE-1", "m1"}, {"TABLE-2", "only-m0"}}));
+
+    const auto links = NotesDatabaseAccess::fetchLinkAttachments(c);
+    std::set<std::string> tokens;
+    for (const auto& link : links) {
+      tokens.insert(link.tokenContentIdentifier);
+      EXPECT_EQ(link.sourceKey, source);
+      EXPECT_EQ(link.sourceTitle, "Source");
+      EXPECT_EQ(link.sourceLocation, "iCloud › Notes");
+    }
+    EXPECT_EQ(tokens, (std::set<std::string>{"applenotes:note/aaaaaaaa-0000-0000-0000-000000000001", "via-uti1"}));
+
+    const auto targets = NotesDatabaseAccess::fetchLinkTargets(c);
+    EXPECT_EQ(targets.size(), 2u);
+    for (const auto& t : targets) {
+      EXPECT_EQ(t.location, "iCloud › Notes");
+      EXPECT_EQ(t.userRecordName, "_owner");
+      if (t.key == target) EXPECT_EQ(t.identifier, "AAAAAAAA-0000-0000-0000-000000000001");
+    }
+    EXPECT_EQ(NotesDatabaseAccess::fetchCandidateBodies(c).size(), 2u);
+
+    // The snapshot the backlinks index takes.
+    NotesDatabaseAccess::executeStatement(c, "BEGIN DEFERRED");
+    NotesDatabaseAccess::executeStatement(c, "COMMIT");
+    return 0;
+  });
+}
+
+TEST_F(NotesDatabaseAccessTest, GrantNamingFolderOrFileOpensTheSameDatabaseAndScopesAreClosed) {
+  SmallLibrary library;
+  const auto path = write(library.builder);
+  for (const std::string& granted : {path, directory_.string(), directory_.string() + "/"}) {
+    FakeNotesDatabaseGrant grant(granted);
+    NotesDatabaseAccess access(grant, files_, "/home/nobody");
+    EXPECT_EQ(access.resolveDatabasePath(), path) << granted;
+    const auto uuid = access.withDatabase([](auto& c) { return NotesDatabaseAccess::fetchStoreUUID(c); });
+    ASSERT_TRUE(uuid.has_value());
+    EXPECT_EQ(*uuid, library.builder.storeUUID());
+    EXPECT_EQ(grant.events(), (std::vector<std::string>{"start:" + granted, "stop:" + granted}));
+  }
+  // A copy with another file name is used as it is.
+  fs::copy_file(path, directory_ / "copy.sqlite");
+  FakeNotesDatabaseGrant grant((directory_ / "copy.sqlite").string());
+  NotesDatabaseAccess access(grant, files_, "/home/nobody");
+  EXPECT_TRUE(access.withDatabase([](auto& c) { return NotesDatabaseAccess::fetchStoreUUID(c); }).has_value());
+}
+
+TEST_F(NotesDatabaseAccessTest, MissingDatabaseIsNoDatabaseNotAnError) {
+  FakeNotesDatabaseGrant grant(directory_.string() + "/nowhere");
+  NotesDatabaseAccess access(grant, files_, "/home/nobody");
+  bool ran = false;
+  EXPECT_EQ(access.withDatabase([&](auto&) { return ran = true; }), std::nullopt);
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(grant.openScopes(), 0);
+  EXPECT_FALSE(access.canOpenDatabase(directory_.string() + "/nowhere/NoteStore.sqlite"));
+
+  FakeNotesDatabaseGrant noGrant;
+  NotesDatabaseAccess defaults(noGrant, files_, "/home/nobody");
+  EXPECT_EQ(defaults.resolveDatabasePath(),
+            "/home/nobody/Library/Group Containers/group.com.apple.notes/NoteStore.sqlite");
+  EXPECT_TRUE(noGrant.events().empty());
+
+  FakeNotesDatabaseGrant broken("/x");
+  broken.setResolutionFailure("bookmark is stale");
+  NotesDatabaseAccess failing(broken, files_, "/home/nobody");
+  EXPECT_THROW(failing.withDatabase([](auto&) { return 0; }), std::runtime_error);
+}
+
+TEST_F(NotesDatabaseAccessTest, CorruptAndReadOnlyFailuresCarrySQLiteMessages) {
+  const std::string corrupt = (directory_ / "corrupt.sqlite").string();
+  std::ofstream(corrupt) << std::string(8192, 'x');
+  FakeNotesDatabaseGrant grant(corrupt);
+  NotesDatabaseAccess access(grant, files_, "/home/nobody");
+  try {
+    access.withDatabase([](auto& c) { return NotesDatabaseAccess::fetchNoteList(c); });
+    ADD_FAILURE() << "corrupt file was read";
+  } catch (const NotesDatabaseError& error) {
+    EXPECT_EQ(error.message(), "file is not a database");
+    EXPECT_EQ(error.description(), "Zephyl could not read the Apple Notes database: file is not a database");
+  }
+  EXPECT_EQ(grant.openScopes(), 0);
+
+  SmallLibrary library;
+  const auto path = write(library.builder);
+  read(path, [](auto& c) {
+    try {
+      NotesDatabaseAccess::executeStatement(c, "CREATE TABLE intruder(a)");
+      ADD_FAILURE() << "wrote to the library";
+    } catch (const NotesDatabaseError& error) {
+      EXPECT_EQ(error.message(), "attempt to write a readonly database");
+    }
+    EXPECT_THROW(NotesDatabaseAccess::executeStatement(c, "SELEC nonsense"), NotesDatabaseError);
+    return 0;
+  });
+}
+
+TEST_F(NotesDatabaseAccessTest, EveryOperationLeavesTheFileUnchanged) {
+  SmallLibrary library;
+  const auto path = write(library.builder);
+  const std::string before = readBytes(path);
+  read(path, [](auto& c) {
+    NotesDatabaseAccess::fetchFolderTree(c);
+    auto notes = NotesDatabaseAccess::fetchNoteList(c);
+    NotesDatabaseAccess::fetchNoteBodies(c, {1, 2, 3});
+    NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
+    NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kSkills);
+    NotesDatabaseAccess::fetchLinkAttachments(c);
+    NotesDatabaseAccess::fetchLinkTargets(c);
+    NotesDatabaseAccess::fetchCandidateBodies(c);
+    NotesDatabaseAccess::executeStatement(c, "BEGIN DEFERRED");
+    NotesDatabaseAccess::executeStatement(c, "ROLLBACK");
+    return notes.size();
+  });
+  EXPECT_EQ(readBytes(path), before);
+}
+
+// The real libraries made by Apple Notes on macOS 13 and 15.
+class RealLibraryTest : public NotesDatabaseAccessTest, public ::testing::WithParamInterface<const char*> {};
+
+TEST_P(RealLibraryTest, ListsExactlyTheLiveFoldersAndNotes) {
+  const fs::path source = fs::path(ZEPHYL_SHARED_TESTDATA) / "apple-notes" / GetParam();
+  if (!fs::exists(source)) GTEST_SKIP() << "shared test data not found at " << source;
+  // Copied first: even a read-only open creates -shm and -wal beside a WAL library.
+  const fs::path copy = directory_ / "NoteStore.sqlite";
+  fs::copy_file(source, copy);
+  const std::string before = readBytes(copy);
+
+  const auto result = read(copy.string(), [](auto& c) {
+    return std::make_pair(NotesDatabaseAccess::fetchFolderTree(c), NotesDatabaseAccess::fetchNoteList(c));
+  });
+  ASSERT_TRUE(result.has_value());
+  std::vector<std::string> folders;
+  for (const auto& f : result->first) folders.push_back(f.path + "|" + f.componentPath);
+  EXPECT_EQ(folders, (std::vector<std::string>{
+                         "On My Mac › Folder|9:On My Mac6:Folder",
+                         "On My Mac › Folder2|9:On My Mac7:Folder2",
+                         "On My Mac › Notes|9:On My Mac5:Notes",
+                         "On My Mac › Folder2 › Subfolder|9:On My Mac7:Folder29:Subfolder",
+                         "On My Mac › Folder2 › Subfolder › Subsubfolder|9:On My Mac7:Folder29:Subfolder12:Subsubfolder",
+                     }));
+  std::set<std::string> titles;
+  for (const auto& n : result->second) {
+    titles.insert(n.title);
+    EXPECT_EQ(n.accountName, "On My Mac");
+    EXPECT_EQ(n.isPasswordProtected, n.title == "This note is password protected" ? 1 : 0);
+  }
+  EXPECT_EQ(titles.count("This is a deleted note"), 0u);  // it lies in the trash
+  EXPECT_TRUE(titles.count("This note is in a subfolder"));
+  EXPECT_TRUE(titles.count("This note is password protected"));
+  EXPECT_EQ(readBytes(copy), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Libraries, RealLibraryTest,
+                         ::testing::Values("NoteStore-macOS-13.sqlite", "NoteStore-macOS-15.sqlite"));
+
+}  // namespace
+}  // namespace zephyl::notes_store

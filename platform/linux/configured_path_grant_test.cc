@@ -1,0 +1,49 @@
+#include "platform/linux/configured_path_grant.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "core/json_settings_store.h"
+#include "core/settings_error.h"
+#include "platform/testing/in_memory_file_system.h"
+
+namespace zephyl::platform {
+namespace {
+
+TEST(ConfiguredNotesDatabasePath, OptionThenEnvironmentThenSettingThenDefault) {
+  testing::InMemoryFileSystem files;
+  files.addFile("/c/settings.json", R"({"notesDatabasePath": "~/from-setting"})");
+  core::JsonSettingsStore settings(files, "/c/settings.json");
+  std::map<std::string, std::string> variables = {{"HOME", "/home/u"}, {"ZEPHYL_NOTES_DB", "/from-env"}};
+  const core::EnvironmentLookup environment = [&](const std::string& name) -> std::optional<std::string> {
+    auto it = variables.find(name);
+    return it == variables.end() ? std::nullopt : std::optional<std::string>(it->second);
+  };
+
+  auto chosen = configuredNotesDatabasePath(std::string("/from-option"), environment, &settings);
+  EXPECT_EQ(chosen.path, "/from-option");
+  EXPECT_EQ(chosen.source, NotesDatabasePathSource::kOption);
+
+  chosen = configuredNotesDatabasePath(std::string(), environment, &settings);  // empty means unset
+  EXPECT_EQ(chosen.path, "/from-env");
+  EXPECT_EQ(chosen.source, NotesDatabasePathSource::kEnvironment);
+
+  variables["ZEPHYL_NOTES_DB"] = "";
+  chosen = configuredNotesDatabasePath(std::nullopt, environment, &settings);
+  EXPECT_EQ(chosen.path, "/home/u/from-setting");
+  EXPECT_EQ(chosen.source, NotesDatabasePathSource::kSetting);
+
+  files.addFile("/c/settings.json", "{}");
+  chosen = configuredNotesDatabasePath(std::nullopt, environment, &settings);
+  EXPECT_EQ(chosen.path, std::nullopt);
+  EXPECT_EQ(chosen.source, NotesDatabasePathSource::kDefault);
+
+  // A broken settings file is reported, not taken for "no setting".
+  files.addFile("/c/settings.json", "{");
+  EXPECT_THROW(configuredNotesDatabasePath(std::nullopt, environment, &settings), core::SettingsError);
+  EXPECT_EQ(configuredNotesDatabasePath(std::string("/x"), environment, &settings).path, "/x");
+}
+
+}  // namespace
+}  // namespace zephyl::platform

@@ -1,0 +1,108 @@
+#include "platform/linux/posix_file_system.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+
+#include "core/file_system_error.h"
+
+namespace zephyl::platform {
+namespace {
+
+using core::FileSystemError;
+
+std::string errnoText(int error) { return std::strerror(error); }
+
+// Closes a descriptor on every path.
+class FileDescriptor {
+ public:
+  explicit FileDescriptor(int fd) : fd_(fd) {}
+  ~FileDescriptor() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  FileDescriptor(const FileDescriptor&) = delete;
+  FileDescriptor& operator=(const FileDescriptor&) = delete;
+  int get() const { return fd_; }
+  int release() { return std::exchange(fd_, -1); }
+
+ private:
+  int fd_;
+};
+
+bool writeAll(int fd, const std::string& contents) {
+  size_t written = 0;
+  while (written < contents.size()) {
+    const ssize_t n = ::write(fd, contents.data() + written, contents.size() - written);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    written += static_cast<size_t>(n);
+  }
+  return true;
+}
+
+}  // namespace
+
+bool PosixFileSystem::fileExists(const std::string& path) {
+  struct stat status;
+  return ::stat(path.c_str(), &status) == 0;
+}
+
+bool PosixFileSystem::isDirectory(const std::string& path) {
+  struct stat status;
+  return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<std::string> PosixFileSystem::readFile(const std::string& path) {
+  FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fd.get() < 0) {
+    if (errno == ENOENT) return std::nullopt;
+    throw FileSystemError(FileSystemError::Code::kReadFailed, path, errnoText(errno));
+  }
+  std::string contents;
+  char buffer[65536];
+  for (;;) {
+    const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      throw FileSystemError(FileSystemError::Code::kReadFailed, path, errnoText(errno));
+    }
+    if (n == 0) break;
+    contents.append(buffer, static_cast<size_t>(n));
+  }
+  return contents;
+}
+
+void PosixFileSystem::writeFileAtomically(const std::string& path, const std::string& contents) {
+  const std::filesystem::path target(path);
+  std::error_code error;
+  if (target.has_parent_path()) {
+    std::filesystem::create_directories(target.parent_path(), error);
+    if (error) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, error.message());
+  }
+  // A unique name per process and call, in the same folder so rename is atomic.
+  static std::atomic<unsigned> counter{0};
+  const std::string temporary = path + ".tmp-" + std::to_string(::getpid()) + "-" +
+                                std::to_string(counter.fetch_add(1));
+  FileDescriptor fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+  if (fd.get() < 0) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(errno));
+  if (!writeAll(fd.get(), contents) || ::fsync(fd.get()) != 0) {
+    const int saved = errno;
+    ::unlink(temporary.c_str());
+    throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(saved));
+  }
+  if (::close(fd.release()) != 0 || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    const int saved = errno;
+    ::unlink(temporary.c_str());
+    throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(saved));
+  }
+}
+
+}  // namespace zephyl::platform

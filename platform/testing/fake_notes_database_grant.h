@@ -1,0 +1,36 @@
+// A scriptable grant: names a path (or none), can fail to resolve, and records
+// the access scopes it was asked to start and stop.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "notes_store/notes_database_grant.h"
+
+namespace zephyl::platform::testing {
+
+class FakeNotesDatabaseGrant : public notes_store::NotesDatabaseGrant {
+ public:
+  explicit FakeNotesDatabaseGrant(std::optional<std::string> path = std::nullopt) : path_(std::move(path)) {}
+
+  std::optional<std::string> resolveGrantedPath() override;
+  bool startAccessing(const std::string& path) override;
+  void stopAccessing(const std::string& path) override;
+
+  // Makes resolveGrantedPath throw a std::runtime_error with this text.
+  void setResolutionFailure(std::string message) { resolutionFailure_ = std::move(message); }
+  void setStartAccessingResult(bool result) { startResult_ = result; }
+
+  const std::vector<std::string>& events() const { return events_; }  // "start:<path>", "stop:<path>"
+  int openScopes() const { return openScopes_; }
+
+ private:
+  std::optional<std::string> path_;
+  std::optional<std::string> resolutionFailure_;
+  bool startResult_ = true;
+  std::vector<std::string> events_;
+  int openScopes_ = 0;
+};
+
+}  // namespace zephyl::platform::testing

@@ -1,0 +1,38 @@
+// An in-memory core::FileSystem for tests, with switches to make reads or
+// writes fail the way a full or unreadable disk would.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "core/file_system.h"
+
+namespace zephyl::platform::testing {
+
+class InMemoryFileSystem : public core::FileSystem {
+ public:
+  bool fileExists(const std::string& path) override;
+  bool isDirectory(const std::string& path) override;
+  std::optional<std::string> readFile(const std::string& path) override;
+  void writeFileAtomically(const std::string& path, const std::string& contents) override;
+
+  void addFile(const std::string& path, const std::string& contents);
+  void addDirectory(const std::string& path);
+  std::optional<std::string> contents(const std::string& path) const;
+
+  void setFailReads(bool fail) { failReads_ = fail; }
+  void setFailWrites(bool fail) { failWrites_ = fail; }
+  int writeCount() const { return writeCount_; }
+
+ private:
+  mutable std::mutex mutex_;  // guards everything below
+  std::map<std::string, std::string> files_;
+  std::set<std::string> directories_;
+  bool failReads_ = false;
+  bool failWrites_ = false;
+  int writeCount_ = 0;
+};
+
+}  // namespace zephyl::platform::testing

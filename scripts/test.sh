@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds, and runs every test.
+# Usage: scripts/test.sh [--sanitize]   (--sanitize: AddressSanitizer + UBSan build)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+scripts/install-deps.sh
+if [ "${1:-}" = "--sanitize" ]; then
+  scripts/build.sh --sanitize
+  build_dir=build-sanitize
+  export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1"
+  export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+else
+  scripts/build.sh
+  build_dir=build
+fi
+ctest --test-dir "$build_dir" --output-on-failure -j "$(nproc)"
