@@ -27,6 +27,7 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   addFoldersCommand(app, context);
   addNotesCommand(app, context);
   addSampleLibraryCommand(app, context);
+  addDebugCommand(app, context);
 
   // CLI11 parses the last argument first; keep the user's order.
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());

@@ -11,5 +11,6 @@ namespace zephyl::cli {
 void addFoldersCommand(CLI::App& app, CliContext& context);
 void addNotesCommand(CLI::App& app, CliContext& context);
 void addSampleLibraryCommand(CLI::App& app, CliContext& context);
+void addDebugCommand(CLI::App& app, CliContext& context);
 
 }  // namespace zephyl::cli

@@ -3,7 +3,6 @@
 #include <sqlite3.h>
 
 #include <array>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -419,9 +418,8 @@ void writeContents(sqlite3* db, const NotesSchemaOptions& schema, const std::str
   // journal nor syncing buys anything while it is built.
   execute(db, "PRAGMA journal_mode=OFF");
   execute(db, "PRAGMA synchronous=OFF");
-  execute(db, "PRAGMA cache_size=-262144");
+  execute(db, "PRAGMA cache_size=-65536");
   execute(db, "BEGIN");
-  auto tStart = std::chrono::steady_clock::now();
 
   std::string objectTable = "CREATE TABLE ZICCLOUDSYNCINGOBJECT (";
   bool first = true;
@@ -532,17 +530,13 @@ void writeContents(sqlite3* db, const NotesSchemaOptions& schema, const std::str
   metadata.bindText(1, storeUUID);
   metadata.run();
 
-  auto tIdx = std::chrono::steady_clock::now();
   // Indexes are built once over the finished table, which is much faster than
   // updating thirty of them on every insert.
   for (const IndexDefinition& index : kObjectIndexes) {
     if (schemaHasColumn(schema, index.column)) execute(db, index.statement);
   }
   if (schema.hasNoteDataTable) execute(db, kNoteDataIndex);
-  auto tCommit = std::chrono::steady_clock::now();
   execute(db, "COMMIT");
-  auto tEnd = std::chrono::steady_clock::now();
-  std::fprintf(stderr, "inserts %.3f index %.3f commit %.3f\n", std::chrono::duration<double>(tIdx-tStart).count(), std::chrono::duration<double>(tCommit-tIdx).count(), std::chrono::duration<double>(tEnd-tCommit).count());
   // Real libraries are in WAL mode; closing the connection checkpoints and
   // removes the -wal file, so the database file alone is complete.
   execute(db, "PRAGMA journal_mode=WAL");

@@ -491,6 +491,7 @@ struct AccountInfo {
   int64_t notes = 0;  // the default "Notes" folder
 };
 
+double gzipTime = 0, encodeTime = 0, addTime = 0;
 class SampleWriter {
  public:
   SampleWriter(const SampleLibraryOptions& options, const std::function<void(int)>& progress)
@@ -509,6 +510,7 @@ class SampleWriter {
     builder_.write(path);
     auto t2 = std::chrono::steady_clock::now();
     std::fprintf(stderr, "gen %.3f write %.3f\n", std::chrono::duration<double>(t1-t0).count(), std::chrono::duration<double>(t2-t1).count());
+    std::fprintf(stderr, "gzip %.3f encode %.3f add %.3f\n", gzipTime, encodeTime, addTime);
     if (progress_) progress_(notesWritten_);
     return summary_;
   }
@@ -742,17 +744,23 @@ class SampleWriter {
         addBlock(static_cast<Block>(random_.below(kBlockCount)), random_, body, references,
                  linkTargets_);
       }
+      auto e0 = std::chrono::steady_clock::now();
       std::string document = encodeNoteDocument(body.runs());
+      encodeTime += std::chrono::duration<double>(std::chrono::steady_clock::now() - e0).count();
       if (withoutData) {
         note.bodyData.reset();
       } else if (nullData) {
         note.bodyData = std::string();
       } else {
+        auto g0 = std::chrono::steady_clock::now();
         note.bodyData = zlibBody ? zlibCompress(document) : gzipCompress(document);
+        gzipTime += std::chrono::duration<double>(std::chrono::steady_clock::now() - g0).count();
       }
     }
 
+    auto a0 = std::chrono::steady_clock::now();
     int64_t key = builder_.addNote(note);
+    addTime += std::chrono::duration<double>(std::chrono::steady_clock::now() - a0).count();
     ++notesWritten_;
     bool folderDeleted = inDeletedFolder;
     bool listed = !trashed && !folderDeleted && note.markedForDeletion.value_or(1) != 1;

@@ -1,0 +1,26 @@
+#include "cli/commands.h"
+
+namespace zephyl::cli {
+
+using notes_store::NotesDatabaseConnection;
+
+void addDebugCommand(CLI::App& app, CliContext& context) {
+  auto* debug = app.add_subcommand("debug", "Plumbing for scripts, debugging and conformance checks");
+  debug->require_subcommand(1);
+
+  auto* sql = debug->add_subcommand(
+      "sql", "Print the SQL that a listing runs on this library (its columns decide the account joins)");
+  auto statement = std::make_shared<std::string>();
+  sql->add_option("STATEMENT", *statement, "folder-tree or note-list")
+      ->required()
+      ->check(CLI::IsMember({"folder-tree", "note-list"}));
+  sql->callback([&context, statement] {
+    const std::string text = context.withRequiredDatabase([&](NotesDatabaseConnection& connection) {
+      return *statement == "folder-tree" ? notes_store::statements::folderTree(connection.schema())
+                                         : notes_store::statements::noteList(connection.schema());
+    });
+    context.streams().out << text << ";\n";
+  });
+}
+
+}  // namespace zephyl::cli
