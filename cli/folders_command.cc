@@ -1,7 +1,9 @@
+#include <strings.h>
+
 #include <algorithm>
 
 #include "cli/commands.h"
-#include "cli/json_output.h"
+#include "cli/json_writer.h"
 #include "cli/terminal.h"
 #include "notes_store/component_path.h"
 
@@ -50,24 +52,28 @@ void printHuman(CliStreams& streams, std::vector<NotesFolderRow> folders) {
 
 void addFoldersCommand(CLI::App& app, CliContext& context) {
   auto* command = app.add_subcommand("folders", "List the folder tree (trash and deleted folders left out)");
-  auto json = std::make_shared<bool>(false);
-  command->add_flag("--json", *json, "Print JSON: [{id, title, path, pathComponents, modifiedAt}]");
-  command->callback([&context, json] {
+  auto asJson = std::make_shared<bool>(false);
+  command->add_flag("--json", *asJson, "Print JSON: [{id, title, path, pathComponents, modifiedAt}]");
+  command->callback([&context, asJson] {
     auto folders = context.withRequiredDatabase(
         [](auto& connection) { return NotesDatabaseAccess::fetchFolderTree(connection); });
-    if (!*json) {
+    if (!*asJson) {
       printHuman(context.streams(), std::move(folders));
       return;
     }
-    Json array = Json::array();
+    JsonWriter json(context.streams().out);
+    json.beginArray();
     for (const auto& folder : folders) {
-      array.push_back({{"id", folder.id},
-                       {"title", folder.title},
-                       {"path", folder.path},
-                       {"pathComponents", pathComponents(folder)},
-                       {"modifiedAt", jsonTime(folder.modifiedAt)}});
+      json.beginObject();
+      json.key("id").value(folder.id);
+      json.key("title").value(folder.title);
+      json.key("path").value(folder.path);
+      json.key("pathComponents").stringArray(pathComponents(folder));
+      json.key("modifiedAt").time(folder.modifiedAt);
+      json.endObject();
     }
-    printJson(context.streams().out, array);
+    json.endArray();
+    json.finish();
   });
 }
 

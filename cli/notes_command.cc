@@ -2,7 +2,7 @@
 #include <unordered_map>
 
 #include "cli/commands.h"
-#include "cli/json_output.h"
+#include "cli/json_writer.h"
 #include "cli/terminal.h"
 
 namespace zephyl::cli {
@@ -29,31 +29,37 @@ std::string shortTime(core::TimePoint time) {
   return text.substr(0, 10) + " " + text.substr(11, 5);
 }
 
-void printHuman(CliStreams& streams, const NoteListing& listing) {
+void printHuman(CliStreams& streams, const NoteListing& listing, const std::vector<const NotesNoteRow*>& shown) {
   const int columns = terminalColumns();
   size_t titleWidth = 0;
-  for (const auto& note : listing.notes) titleWidth = std::max(titleWidth, displayWidth(note.title));
+  for (const NotesNoteRow* note : shown) titleWidth = std::max(titleWidth, displayWidth(note->title));
   titleWidth = std::min<size_t>(titleWidth, columns > 0 ? std::max(16, (columns - 20) * 3 / 5) : 60);
   const size_t folderWidth = columns > 0 ? std::max<size_t>(10, columns - 20 - titleWidth) : 1000;
-  for (const auto& note : listing.notes) {
-    std::string title = note.isPasswordProtected != 0 ? "[locked] " + note.title : note.title;
-    streams.out << shortTime(note.modifiedAt) << "  " << padToWidth(truncateToWidth(title, titleWidth), titleWidth)
-                << "  " << truncateToWidth(folderPath(listing, note), folderWidth) << '\n';
+  std::string lines;
+  for (const NotesNoteRow* note : shown) {
+    const std::string title = note->isPasswordProtected != 0 ? "[locked] " + note->title : note->title;
+    lines += shortTime(note->modifiedAt) + "  " + padToWidth(truncateToWidth(title, titleWidth), titleWidth) +
+             "  " + truncateToWidth(folderPath(listing, *note), folderWidth) + '\n';
   }
-  streams.out << listing.notes.size() << (listing.notes.size() == 1 ? " note" : " notes") << '\n';
+  streams.out << lines;
+  if (shown.size() < listing.notes.size()) {
+    streams.out << shown.size() << " of " << listing.notes.size() << " notes\n";
+  } else {
+    streams.out << shown.size() << (shown.size() == 1 ? " note" : " notes") << '\n';
+  }
 }
 
 }  // namespace
 
 void addNotesCommand(CLI::App& app, CliContext& context) {
   auto* command = app.add_subcommand("notes", "List every note, newest first (trash and deleted notes left out)");
-  auto json = std::make_shared<bool>(false);
+  auto asJson = std::make_shared<bool>(false);
   auto limit = std::make_shared<long>(0);
-  command->add_flag("--json", *json,
+  command->add_flag("--json", *asJson,
                     "Print JSON: [{id, uuid, title, folderID, accountName, folderName, folderPath, preview, "
                     "noteDataPK, isPasswordProtected, createdAt, modifiedAt}]");
   command->add_option("--limit", *limit, "Show at most N notes")->check(CLI::NonNegativeNumber);
-  command->callback([&context, json, limit] {
+  command->callback([&context, asJson, limit] {
     NoteListing listing = context.withRequiredDatabase([](auto& connection) {
       NoteListing result;
       for (auto& folder : NotesDatabaseAccess::fetchFolderTree(connection)) {
@@ -62,31 +68,39 @@ void addNotesCommand(CLI::App& app, CliContext& context) {
       result.notes = NotesDatabaseAccess::fetchNoteList(connection);
       return result;
     });
-    std::sort(listing.notes.begin(), listing.notes.end(), [](const NotesNoteRow& a, const NotesNoteRow& b) {
-      if (a.modifiedAt != b.modifiedAt) return a.modifiedAt > b.modifiedAt;
-      return a.id < b.id;
+    // Sorting pointers keeps the large rows where they are.
+    std::vector<const NotesNoteRow*> shown;
+    shown.reserve(listing.notes.size());
+    for (const auto& note : listing.notes) shown.push_back(&note);
+    std::sort(shown.begin(), shown.end(), [](const NotesNoteRow* a, const NotesNoteRow* b) {
+      if (a->modifiedAt != b->modifiedAt) return a->modifiedAt > b->modifiedAt;
+      return a->id < b->id;
     });
-    if (*limit > 0 && listing.notes.size() > static_cast<size_t>(*limit)) listing.notes.resize(*limit);
-    if (!*json) {
-      printHuman(context.streams(), listing);
+    if (*limit > 0 && shown.size() > static_cast<size_t>(*limit)) shown.resize(*limit);
+    if (!*asJson) {
+      printHuman(context.streams(), listing, shown);
       return;
     }
-    Json array = Json::array();
-    for (const auto& note : listing.notes) {
-      array.push_back({{"id", note.id},
-                       {"uuid", note.uuid},
-                       {"title", note.title},
-                       {"folderID", note.folderID},
-                       {"accountName", note.accountName},
-                       {"folderName", note.folderName},
-                       {"folderPath", folderPath(listing, note)},
-                       {"preview", note.preview},
-                       {"noteDataPK", note.noteDataPK ? Json(*note.noteDataPK) : Json(nullptr)},
-                       {"isPasswordProtected", note.isPasswordProtected != 0},
-                       {"createdAt", jsonTime(note.createdAt)},
-                       {"modifiedAt", jsonTime(note.modifiedAt)}});
+    JsonWriter json(context.streams().out);
+    json.beginArray();
+    for (const NotesNoteRow* note : shown) {
+      json.beginObject();
+      json.key("id").value(note->id);
+      json.key("uuid").value(note->uuid);
+      json.key("title").value(note->title);
+      json.key("folderID").value(note->folderID);
+      json.key("accountName").value(note->accountName);
+      json.key("folderName").value(note->folderName);
+      json.key("folderPath").value(folderPath(listing, *note));
+      json.key("preview").value(note->preview);
+      json.key("noteDataPK").value(note->noteDataPK);
+      json.key("isPasswordProtected").value(note->isPasswordProtected != 0);
+      json.key("createdAt").time(note->createdAt);
+      json.key("modifiedAt").time(note->modifiedAt);
+      json.endObject();
     }
-    printJson(context.streams().out, array);
+    json.endArray();
+    json.finish();
   });
 }
 

@@ -419,6 +419,7 @@ void writeContents(sqlite3* db, const NotesSchemaOptions& schema, const std::str
   execute(db, "PRAGMA journal_mode=OFF");
   execute(db, "PRAGMA synchronous=OFF");
   execute(db, "PRAGMA cache_size=-65536");
+  execute(db, "PRAGMA threads=4");
   execute(db, "BEGIN");
 
   std::string objectTable = "CREATE TABLE ZICCLOUDSYNCINGOBJECT (";
