@@ -26,8 +26,14 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   CliContext context(options, streams, environment);
   addFoldersCommand(app, context);
   addNotesCommand(app, context);
+  addShowCommand(app, context);
+  addExportCommand(app, context);
   addSampleLibraryCommand(app, context);
   addDebugCommand(app, context);
+  addModelsCommand(app, context);
+  addModelCommand(app, context);
+  addTriggersCommand(app, context);
+  addFormatCommand(app, context);
 
   // CLI11 parses the last argument first; keep the user's order.
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());

@@ -19,6 +19,7 @@ struct CliStreams {
   std::ostream& err;
   bool errIsTerminal = false;  // progress bars only on a terminal
   bool outIsTerminal = false;
+  std::istream* in = nullptr;  // standard input; null reads nothing
 };
 
 // Runs one command line (`arguments` without the program name) and returns the

@@ -12,5 +12,13 @@ void addFoldersCommand(CLI::App& app, CliContext& context);
 void addNotesCommand(CLI::App& app, CliContext& context);
 void addSampleLibraryCommand(CLI::App& app, CliContext& context);
 void addDebugCommand(CLI::App& app, CliContext& context);
+void addShowCommand(CLI::App& app, CliContext& context);
+void addExportCommand(CLI::App& app, CliContext& context);
+void addDebugDecodeCommands(CLI::App& debug, CliContext& context);
+void addDebugSseCommand(CLI::App& debug, CliContext& context);
+void addModelsCommand(CLI::App& app, CliContext& context);
+void addModelCommand(CLI::App& app, CliContext& context);
+void addTriggersCommand(CLI::App& app, CliContext& context);
+void addFormatCommand(CLI::App& app, CliContext& context);
 
 }  // namespace zephyl::cli

@@ -7,6 +7,8 @@ using notes_store::NotesDatabaseConnection;
 void addDebugCommand(CLI::App& app, CliContext& context) {
   auto* debug = app.add_subcommand("debug", "Plumbing for scripts, debugging and conformance checks");
   debug->require_subcommand(1);
+  addDebugSseCommand(*debug, context);
+  addDebugDecodeCommands(*debug, context);
 
   auto* sql = debug->add_subcommand(
       "sql", "Print the SQL that a listing runs on this library (its columns decide the account joins)");

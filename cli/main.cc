@@ -14,7 +14,7 @@ int main(int argc, char** argv) {
 
   std::vector<std::string> arguments(argv + 1, argv + argc);
   zephyl::cli::CliStreams streams{std::cout, std::cerr, isatty(STDERR_FILENO) == 1,
-                                  isatty(STDOUT_FILENO) == 1};
+                                  isatty(STDOUT_FILENO) == 1, &std::cin};
   const int code = zephyl::cli::runZephyl(arguments, streams, environment);
   std::cout.flush();
   return code;

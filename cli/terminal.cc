@@ -3,6 +3,9 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <csignal>
+
 namespace zephyl::cli {
 namespace {
 
@@ -27,7 +30,24 @@ bool isZeroWidth(char32_t c) {
   return (c >= 0x0300 && c <= 0x036F) || c == 0x200D || (c >= 0xFE00 && c <= 0xFE0F);
 }
 
+volatile std::sig_atomic_t gInterrupted = 0;
+struct sigaction gPreviousAction {};
+
+void onInterrupt(int) { gInterrupted = 1; }
+
 }  // namespace
+
+InterruptGuard::InterruptGuard() {
+  gInterrupted = 0;
+  struct sigaction action {};
+  action.sa_handler = onInterrupt;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGINT, &action, &gPreviousAction);
+}
+
+InterruptGuard::~InterruptGuard() { sigaction(SIGINT, &gPreviousAction, nullptr); }
+
+bool InterruptGuard::interrupted() { return gInterrupted != 0; }
 
 int terminalColumns() {
   if (isatty(STDOUT_FILENO) != 1) return 0;

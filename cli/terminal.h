@@ -26,6 +26,17 @@ std::string truncateToWidth(std::string_view text, size_t width);
 // `text` padded with blanks to `width` columns.
 std::string padToWidth(std::string_view text, size_t width);
 
+// While alive, Ctrl-C sets a flag instead of ending the process, so that long
+// work can stop at a safe point and leave its files consistent.
+class InterruptGuard {
+ public:
+  InterruptGuard();
+  ~InterruptGuard();
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+  static bool interrupted();
+};
+
 // A one-line progress bar on a terminal stream; silent when `enabled` is false.
 class ProgressBar {
  public:

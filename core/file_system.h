@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace zephyl::core {
 
@@ -25,6 +26,18 @@ class FileSystem {
   // rename), creating missing parent folders: a crash never leaves half a file.
   // Throws FileSystemError.
   virtual void writeFileAtomically(const std::string& path, const std::string& contents) = 0;
+
+  // As writeFileAtomically, without waiting for the disk: a crash of the program
+  // never leaves half a file, a power cut may lose the newest contents. For bulk
+  // output that can be written again, where a flush per file costs minutes.
+  virtual void replaceFile(const std::string& path, const std::string& contents) = 0;
+
+  // Removes a file; nothing happens when it does not exist. Throws FileSystemError.
+  virtual void removeFile(const std::string& path) = 0;
+
+  // The names in a folder (no "." or ".."), unordered; empty when it does not exist.
+  // Throws FileSystemError when it exists but cannot be listed.
+  virtual std::vector<std::string> listDirectory(const std::string& path) = 0;
 };
 
 }  // namespace zephyl::core

@@ -10,7 +10,7 @@ namespace zephyl::core {
 
 class FileSystemError : public Error {
  public:
-  enum class Code { kReadFailed, kWriteFailed };
+  enum class Code { kReadFailed, kWriteFailed, kRemoveFailed, kListFailed };
 
   FileSystemError(Code code, std::string path, std::string reason)
       : Error(std::string(text(code)) + ": " + path + " (" + reason + ")"),
@@ -24,6 +24,10 @@ class FileSystemError : public Error {
         return "Could not read the file";
       case Code::kWriteFailed:
         return "Could not write the file";
+      case Code::kRemoveFailed:
+        return "Could not remove the file";
+      case Code::kListFailed:
+        return "Could not list the folder";
     }
     return {};
   }

@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <optional>
+#include <limits>
 #include <new>
+#include <optional>
+#include <stdexcept>
 
 #include "notes_store/internal/protobuf_writer.h"
 
@@ -16,8 +18,7 @@ using internal::ProtobufWriter;
 
 // The replica that the written documents name as their only author. Real documents
 // carry the device's replica UUID in the same places; any fixed 16 bytes do.
-constexpr std::string_view kReplicaID("\x5A\x45\x50\x48\x59\x4C\x4E\x4F\x54\x45\x53\x00\x00\x00\x00\x01",
-                                      16);
+constexpr std::string_view kReplicaID("\x5A\x45\x50\x48\x59\x4C\x4E\x4F\x54\x45\x53\x00\x00\x00\x00\x01", 16);
 
 // Sentinel clock of the last substring in a topotext, as Notes writes it.
 constexpr uint64_t kEndClock = 0xFFFFFFFF;
@@ -26,8 +27,8 @@ constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";  // U+FFFC
 
 // Table document vocabulary: the key and type lists in the order that Notes on
 // macOS 15 writes them, so that the indices below match a real document's.
-constexpr std::string_view kTableKeys[] = {"identity", "crTableColumnDirection", "self", "crRows",
-                                           "UUIDIndex", "crColumns", "cellColumns"};
+constexpr std::string_view kTableKeys[] = {
+    "identity", "crTableColumnDirection", "self", "crRows", "UUIDIndex", "crColumns", "cellColumns"};
 constexpr uint64_t kKeyIdentity = 0;
 constexpr uint64_t kKeyDirection = 1;
 constexpr uint64_t kKeySelf = 2;
@@ -110,8 +111,7 @@ ProtobufWriter pairMessage(uint64_t first, uint64_t second) {
   return message;
 }
 
-ProtobufWriter substring(uint64_t replica, uint64_t clock, uint64_t length,
-                         std::optional<uint64_t> child) {
+ProtobufWriter substring(uint64_t replica, uint64_t clock, uint64_t length, std::optional<uint64_t> child) {
   ProtobufWriter message;
   message.messageField(1, pairMessage(replica, clock));
   message.varintField(2, length);
@@ -365,11 +365,11 @@ class TableEntries {
 class Deflater {
  public:
   explicit Deflater(int windowBits) {
-    // Level 6 is zlib's default; what Notes uses does not matter to readers.
-    constexpr int kLevel = 6;
+    // The fastest level: bodies are small, so building the Huffman tables costs
+    // more than searching for matches, and readers do not care which level wrote them.
+    constexpr int kLevel = 1;
     constexpr int kMemoryLevel = 8;
-    if (deflateInit2(&stream_, kLevel, Z_DEFLATED, windowBits, kMemoryLevel,
-                     Z_DEFAULT_STRATEGY) != Z_OK) {
+    if (deflateInit2(&stream_, kLevel, Z_DEFLATED, windowBits, kMemoryLevel, Z_DEFAULT_STRATEGY) != Z_OK) {
       throw std::bad_alloc();
     }
   }
@@ -378,6 +378,9 @@ class Deflater {
   ~Deflater() { deflateEnd(&stream_); }
 
   std::string compress(std::string_view bytes) {
+    if (bytes.size() > std::numeric_limits<uInt>::max()) {
+      throw std::length_error("input too large to compress in one call");
+    }
     deflateReset(&stream_);
     std::string output(deflateBound(&stream_, static_cast<uLong>(bytes.size())), '\0');
     stream_.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
@@ -386,7 +389,7 @@ class Deflater {
     stream_.avail_out = static_cast<uInt>(output.size());
     // The output holds deflateBound bytes, so one call finishes the stream.
     if (deflate(&stream_, Z_FINISH) != Z_STREAM_END) {
-      throw std::bad_alloc();
+      throw std::runtime_error("deflate did not finish the stream");
     }
     output.resize(stream_.total_out);
     return output;
@@ -409,8 +412,7 @@ std::string encodeNoteDocument(const std::vector<NoteRunSpec>& runs) {
   return std::move(root).take();
 }
 
-std::string encodeTableDocument(const std::vector<std::vector<std::string>>& rows,
-                                bool rightToLeft) {
+std::string encodeTableDocument(const std::vector<std::vector<std::string>>& rows, bool rightToLeft) {
   size_t columnCount = 0;
   uint64_t seed = hashBytes(rightToLeft ? kRightToLeft : kLeftToRight);
   for (const std::vector<std::string>& row : rows) {
@@ -471,8 +473,7 @@ std::string encodeTableDocument(const std::vector<std::vector<std::string>>& row
     ProtobufWriter rowDictionaryEntry;
     rowDictionaryEntry.messageField(6, rowDictionary);
     entries.set(rowDictionaryIndex, rowDictionaryEntry);
-    columnDictionary.messageField(
-        1, dictionaryElement(columnMembers[column].value, rowDictionaryIndex));
+    columnDictionary.messageField(1, dictionaryElement(columnMembers[column].value, rowDictionaryIndex));
   }
   ProtobufWriter cellColumnsEntry;
   cellColumnsEntry.messageField(6, columnDictionary);

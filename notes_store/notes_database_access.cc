@@ -199,6 +199,22 @@ std::optional<NotesNoteBodyRow> NotesDatabaseAccess::fetchNote(NotesDatabaseConn
                           statement.blobColumn(3)};
 }
 
+std::unordered_map<std::string, std::string> NotesDatabaseAccess::fetchInlineAttachmentTexts(
+    NotesDatabaseConnection& connection, int64_t notePK) {
+  std::unordered_map<std::string, std::string> texts;
+  if (!connection.schema().has("zalttext")) return texts;
+  SqliteStatement statement(connection.handle(), statements::inlineAttachmentTexts());
+  statement.bindInt64(1, notePK);
+  while (statement.step()) texts.emplace(statement.textColumn(0), statement.textColumn(1));
+  return texts;
+}
+
+bool NotesDatabaseAccess::isPasswordProtected(NotesDatabaseConnection& connection, int64_t notePK) {
+  SqliteStatement statement(connection.handle(), statements::passwordProtection());
+  statement.bindInt64(1, notePK);
+  return statement.step() && statement.int64Column(0) != 0;
+}
+
 std::vector<NotesTableDataRow> NotesDatabaseAccess::fetchTableRows(NotesDatabaseConnection& connection,
                                                                    int64_t notePK) {
   SqliteStatement statement(connection.handle(), statements::tablesOfNote());

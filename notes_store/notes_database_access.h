@@ -115,6 +115,14 @@ class NotesDatabaseAccess {
 
   static std::optional<NotesNoteBodyRow> fetchNote(NotesDatabaseConnection& connection, int64_t notePK);
 
+  // The visible text of the note's inline attachments (hashtags, mentions) by
+  // identifier; empty when the library keeps none.
+  static std::unordered_map<std::string, std::string> fetchInlineAttachmentTexts(NotesDatabaseConnection& connection,
+                                                                                int64_t notePK);
+
+  // Whether the note with this key is locked with a password (false for no such note).
+  static bool isPasswordProtected(NotesDatabaseConnection& connection, int64_t notePK);
+
   // The table attachments of a note (every row the statement selects).
   static std::vector<NotesTableDataRow> fetchTableRows(NotesDatabaseConnection& connection, int64_t notePK);
 

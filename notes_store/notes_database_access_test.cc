@@ -229,8 +229,12 @@ TEST_F(NotesDatabaseAccessTest, NoteBodiesAreFetchedInChunksOf500) {
     EXPECT_EQ(statements, 3);
     EXPECT_EQ(bodies.size(), 1000u);  // the NULL body is left out
     for (const auto& n : notes) {
-      if (n.title == "N7") EXPECT_EQ(bodies.count(*n.noteDataPK), 0u);
-      if (n.title == "N1000") EXPECT_EQ(bodies.at(*n.noteDataPK), "body1000");
+      if (n.title == "N7") {
+        EXPECT_EQ(bodies.count(*n.noteDataPK), 0u);
+      }
+      if (n.title == "N1000") {
+        EXPECT_EQ(bodies.at(*n.noteDataPK), "body1000");
+      }
     }
 
     std::stop_source stop;
@@ -304,7 +308,9 @@ TEST_F(NotesDatabaseAccessTest, NoteByKeyTablesAndLinks) {
     for (const auto& t : targets) {
       EXPECT_EQ(t.location, "iCloud › Notes");
       EXPECT_EQ(t.userRecordName, "_owner");
-      if (t.key == target) EXPECT_EQ(t.identifier, "AAAAAAAA-0000-0000-0000-000000000001");
+      if (t.key == target) {
+        EXPECT_EQ(t.identifier, "AAAAAAAA-0000-0000-0000-000000000001");
+      }
     }
     EXPECT_EQ(NotesDatabaseAccess::fetchCandidateBodies(c).size(), 2u);
 

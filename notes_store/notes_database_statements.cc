@@ -74,7 +74,7 @@ NotesSchema NotesSchema::complete() {
                           "zmarkedfordeletion", "zfoldertype", "zispasswordprotected",
                           "zcreationdate3", "zmodificationdate1", "zuserrecordname", "znote",
                           "znote1", "ztypeuti", "ztypeuti1", "ztokencontentidentifier",
-                          "zmergeabledata", "zmergeabledata1"};
+                          "zmergeabledata", "zmergeabledata1", "zalttext"};
   schema.hasNoteDataTable = true;
   return schema;
 }
@@ -186,6 +186,16 @@ std::string noteByKey() {
          " LEFT JOIN zicnotedata AS notedata ON note.znotedata = notedata.z_pk"
          " WHERE note.z_pk = ? AND COALESCE(note.zmarkedfordeletion, 0) != 1"
          " LIMIT 1";
+}
+
+std::string passwordProtection() {
+  return "SELECT COALESCE(zispasswordprotected, 0) FROM ziccloudsyncingobject WHERE z_pk = ? LIMIT 1";
+}
+
+std::string inlineAttachmentTexts() {
+  return "SELECT zidentifier, zalttext FROM ziccloudsyncingobject"
+         " WHERE znote1 = ? AND zidentifier IS NOT NULL AND zalttext IS NOT NULL"
+         " AND COALESCE(zmarkedfordeletion, 0) != 1";
 }
 
 std::string tablesOfNote() {

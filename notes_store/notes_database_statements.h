@@ -51,6 +51,8 @@ std::string noteBodiesByKey(size_t count);
 std::string folderTree(const NotesSchema& schema);
 std::string noteList(const NotesSchema& schema);
 std::string noteByKey();
+std::string passwordProtection();
+std::string inlineAttachmentTexts();
 std::string tablesOfNote();
 std::string folderNotesWithBodies(const NotesSchema& schema, NamedFolderSet set);
 std::string folderNotesWithoutBodies(const NotesSchema& schema, NamedFolderSet set);

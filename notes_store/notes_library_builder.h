@@ -46,37 +46,37 @@ struct NotesAccountSpec {
 };
 
 struct NotesFolderSpec {
-  std::optional<std::string> title{};        // ZTITLE2; nullopt writes NULL
-  std::optional<int64_t> parent{};           // ZPARENT
-  std::optional<int64_t> owner{};            // ZOWNER: the account, as Notes links folders
-  std::optional<int64_t> account4{};         // ZACCOUNT4
-  std::optional<int64_t> account7{};         // ZACCOUNT7 (ignored when the schema lacks it)
-  int folderType = 0;                      // 1: the trash
+  std::optional<std::string> title{};  // ZTITLE2; nullopt writes NULL
+  std::optional<int64_t> parent{};     // ZPARENT
+  std::optional<int64_t> owner{};      // ZOWNER: the account, as Notes links folders
+  std::optional<int64_t> account4{};   // ZACCOUNT4
+  std::optional<int64_t> account7{};   // ZACCOUNT7 (ignored when the schema lacks it)
+  int folderType = 0;                  // 1: the trash
   std::optional<int64_t> markedForDeletion = 0;
-  std::optional<double> modifiedAt{};        // seconds since 2001-01-01
-  std::string identifier{};                  // empty: generated UUID
+  std::optional<double> modifiedAt{};  // seconds since 2001-01-01
+  std::string identifier{};            // empty: generated UUID
 };
 
 struct NotesNoteSpec {
-  std::optional<std::string> title{};        // ZTITLE1
-  std::string identifier{};                  // ZIDENTIFIER; empty: generated UUID
-  int64_t folder = 0;                      // ZFOLDER
-  std::optional<int64_t> account4{};         // ZACCOUNT4
-  std::optional<int64_t> account7{};         // ZACCOUNT7 (ignored when the schema lacks it)
-  std::optional<std::string> snippet{};      // ZSNIPPET
+  std::optional<std::string> title{};    // ZTITLE1
+  std::string identifier{};              // ZIDENTIFIER; empty: generated UUID
+  int64_t folder = 0;                    // ZFOLDER
+  std::optional<int64_t> account4{};     // ZACCOUNT4
+  std::optional<int64_t> account7{};     // ZACCOUNT7 (ignored when the schema lacks it)
+  std::optional<std::string> snippet{};  // ZSNIPPET
   std::optional<int64_t> markedForDeletion = 0;
   bool passwordProtected = false;
-  std::optional<double> createdAt{};         // ZCREATIONDATE3
-  std::optional<double> modifiedAt{};        // ZMODIFICATIONDATE1
+  std::optional<double> createdAt{};   // ZCREATIONDATE3
+  std::optional<double> modifiedAt{};  // ZMODIFICATIONDATE1
   // The ZICNOTEDATA.ZDATA blob exactly as stored (usually gzip). nullopt: the note
   // has no note-data row (ZNOTEDATA NULL); an empty string: a row whose ZDATA is NULL.
   std::optional<std::string> bodyData{};
 };
 
 struct NotesAttachmentSpec {
-  int64_t note = 0;                        // ZNOTE: the note the attachment belongs to
-  std::string identifier{};                  // ZIDENTIFIER; empty: generated UUID
-  std::string typeUTI{};                     // written to ZTYPEUTI (or ZTYPEUTI1 without it)
+  int64_t note = 0;                             // ZNOTE: the note the attachment belongs to
+  std::string identifier{};                     // ZIDENTIFIER; empty: generated UUID
+  std::string typeUTI{};                        // written to ZTYPEUTI (or ZTYPEUTI1 without it)
   std::optional<std::string> mergeableData1{};  // ZMERGEABLEDATA1 blob
   std::optional<std::string> mergeableData{};   // ZMERGEABLEDATA blob
   std::optional<int64_t> markedForDeletion = 0;
@@ -84,11 +84,11 @@ struct NotesAttachmentSpec {
 
 // An inline link attachment: the link in `sourceNote` that points at `target`.
 struct NotesLinkSpec {
-  int64_t sourceNote = 0;                  // ZNOTE1
-  std::string identifier{};                  // ZIDENTIFIER; empty: generated UUID
-  std::string tokenContentIdentifier{};      // ZTOKENCONTENTIDENTIFIER, e.g. "applenotes:note/<uuid>"
+  int64_t sourceNote = 0;                // ZNOTE1
+  std::string identifier{};              // ZIDENTIFIER; empty: generated UUID
+  std::string tokenContentIdentifier{};  // ZTOKENCONTENTIDENTIFIER, e.g. "applenotes:note/<uuid>"
   std::optional<int64_t> markedForDeletion = 0;
-  bool useTypeUti1 = false;                // write the type into ZTYPEUTI1 instead of ZTYPEUTI
+  bool useTypeUti1 = false;  // write the type into ZTYPEUTI1 instead of ZTYPEUTI
 };
 
 class NotesLibraryBuilder {
@@ -112,8 +112,8 @@ class NotesLibraryBuilder {
  private:
   // One ZICCLOUDSYNCINGOBJECT row as it was added, its identifier filled in; its
   // Z_PK is its position plus one.
-  using Row = std::variant<NotesAccountSpec, NotesFolderSpec, NotesNoteSpec, NotesAttachmentSpec,
-                           NotesLinkSpec>;
+  using Row =
+      std::variant<NotesAccountSpec, NotesFolderSpec, NotesNoteSpec, NotesAttachmentSpec, NotesLinkSpec>;
 
   int64_t addRow(Row row);
 

@@ -1,11 +1,12 @@
 #include "notes_store/sample_library.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
+#include <exception>
 #include <optional>
 #include <random>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -24,6 +25,7 @@ constexpr int kMaxFolders = 2000;
 constexpr int kMinFolders = 12;
 constexpr int kNotesPerFolder = 50;
 constexpr int kMaxFolderDepth = 4;
+constexpr size_t kBatchSize = 2048;
 
 constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";  // U+FFFC
 constexpr std::string_view kTableTypeUTI = "com.apple.notes.table";
@@ -56,10 +58,9 @@ class Random {
     high = (high & ~0xF000ULL) | 0x4000ULL;
     low = (low & ~(0xC0ULL << 56)) | (0x80ULL << 56);
     char text[37];
-    std::snprintf(text, sizeof text, "%08X-%04X-%04X-%04X-%012llX",
-                  static_cast<unsigned>(high >> 32), static_cast<unsigned>((high >> 16) & 0xFFFF),
-                  static_cast<unsigned>(high & 0xFFFF), static_cast<unsigned>(low >> 48),
-                  static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
+    std::snprintf(text, sizeof text, "%08X-%04X-%04X-%04X-%012llX", static_cast<unsigned>(high >> 32),
+                  static_cast<unsigned>((high >> 16) & 0xFFFF), static_cast<unsigned>(high & 0xFFFF),
+                  static_cast<unsigned>(low >> 48), static_cast<unsigned long long>(low & 0xFFFFFFFFFFFFULL));
     return text;
   }
 
@@ -77,57 +78,57 @@ class Random {
 
 // Vocabulary for the prose. Verbs are in the past tense so that any subject fits.
 constexpr std::string_view kNouns[] = {
-    "budget",    "garden",    "meeting",   "kitchen",   "project",   "deadline",  "recipe",
-    "invoice",   "schedule",  "library",   "bicycle",   "proposal",  "window",    "customer",
-    "river",     "mountain",  "report",    "contract",  "painting",  "software",  "roadmap",
-    "workshop",  "notebook",  "festival",  "harvest",   "journey",   "museum",    "prototype",
-    "interview", "database",  "campaign",  "apartment", "telescope", "orchestra", "vineyard",
-    "bakery",    "lighthouse", "seminar",  "warehouse", "spreadsheet", "manuscript", "deployment",
-    "forecast",  "backlog",   "itinerary", "checklist", "playlist",  "portfolio", "neighborhood",
-    "greenhouse", "conference", "timeline", "feedback",  "dashboard", "migration", "newsletter",
-    "sculpture", "ceremony",  "inventory", "reservation", "curriculum", "podcast", "renovation",
-    "estimate",  "sandwich",  "blueprint", "compass",   "lantern",   "meadow",    "harbor",
-    "keyboard",  "question",  "strategy",  "volunteer", "algorithm", "hypothesis", "experiment",
+    "budget",     "garden",     "meeting",   "kitchen",     "project",     "deadline",   "recipe",
+    "invoice",    "schedule",   "library",   "bicycle",     "proposal",    "window",     "customer",
+    "river",      "mountain",   "report",    "contract",    "painting",    "software",   "roadmap",
+    "workshop",   "notebook",   "festival",  "harvest",     "journey",     "museum",     "prototype",
+    "interview",  "database",   "campaign",  "apartment",   "telescope",   "orchestra",  "vineyard",
+    "bakery",     "lighthouse", "seminar",   "warehouse",   "spreadsheet", "manuscript", "deployment",
+    "forecast",   "backlog",    "itinerary", "checklist",   "playlist",    "portfolio",  "neighborhood",
+    "greenhouse", "conference", "timeline",  "feedback",    "dashboard",   "migration",  "newsletter",
+    "sculpture",  "ceremony",   "inventory", "reservation", "curriculum",  "podcast",    "renovation",
+    "estimate",   "sandwich",   "blueprint", "compass",     "lantern",     "meadow",     "harbor",
+    "keyboard",   "question",   "strategy",  "volunteer",   "algorithm",   "hypothesis", "experiment",
 };
 constexpr std::string_view kAdjectives[] = {
-    "quarterly", "quiet",     "ambitious", "careful",   "detailed",  "rough",     "final",
-    "shared",    "urgent",    "seasonal",  "local",     "remote",    "weekly",    "annual",
-    "early",     "late",      "bright",    "patient",   "curious",   "generous",  "modest",
-    "rapid",     "steady",    "fragile",   "sturdy",    "elegant",   "practical", "unusual",
-    "familiar",  "hidden",    "public",    "private",   "tentative", "approved",  "revised",
-    "original",  "colorful",  "minimal",   "thorough",  "overdue",   "promising", "complex",
+    "quarterly", "quiet",    "ambitious", "careful",  "detailed",  "rough",     "final",
+    "shared",    "urgent",   "seasonal",  "local",    "remote",    "weekly",    "annual",
+    "early",     "late",     "bright",    "patient",  "curious",   "generous",  "modest",
+    "rapid",     "steady",   "fragile",   "sturdy",   "elegant",   "practical", "unusual",
+    "familiar",  "hidden",   "public",    "private",  "tentative", "approved",  "revised",
+    "original",  "colorful", "minimal",   "thorough", "overdue",   "promising", "complex",
 };
 constexpr std::string_view kVerbs[] = {
-    "reviewed",  "moved",     "updated",   "cleaned",   "planned",   "shipped",   "painted",
-    "measured",  "repaired",  "sketched",  "booked",    "cancelled", "approved",  "tested",
-    "rewrote",   "organized", "compared",  "ordered",   "delivered", "finished",  "started",
-    "postponed", "discussed", "summarized", "questioned", "improved", "simplified", "archived",
+    "reviewed",  "moved",     "updated",      "cleaned",    "planned",   "shipped",    "painted",
+    "measured",  "repaired",  "sketched",     "booked",     "cancelled", "approved",   "tested",
+    "rewrote",   "organized", "compared",     "ordered",    "delivered", "finished",   "started",
+    "postponed", "discussed", "summarized",   "questioned", "improved",  "simplified", "archived",
     "watered",   "harvested", "photographed", "translated", "rehearsed", "calculated", "drafted",
 };
 constexpr std::string_view kAdverbs[] = {
-    "quickly", "carefully", "again",  "yesterday", "today",     "slowly",   "together",
-    "finally", "early",     "twice",  "quietly",   "gradually", "at last",  "for once",
+    "quickly", "carefully", "again", "yesterday", "today",     "slowly",  "together",
+    "finally", "early",     "twice", "quietly",   "gradually", "at last", "for once",
 };
 constexpr std::string_view kPrepositions[] = {
     "for", "with", "near", "after", "before", "during", "behind", "beside", "without", "around",
 };
 constexpr std::string_view kPeople[] = {
-    "Maria",  "James", "Aiko",  "Priya",  "Tomás",  "Olivia", "Noah",  "Fatima", "Lars",
-    "Chen",   "Amara", "Elena", "Mateo",  "Sofia",  "Kwame",  "Hannah", "Ravi",  "Ingrid",
+    "Maria", "James", "Aiko",  "Priya", "Tomás", "Olivia", "Noah",   "Fatima", "Lars",
+    "Chen",  "Amara", "Elena", "Mateo", "Sofia", "Kwame",  "Hannah", "Ravi",   "Ingrid",
 };
 constexpr std::string_view kPlaces[] = {
-    "Lisbon", "Kyoto",  "Toronto", "Nairobi", "Oslo",     "Lima",   "Melbourne", "Seville",
-    "Hanoi",  "Dublin", "Zürich",  "Montréal", "Reykjavík", "Austin", "Porto",    "Edinburgh",
+    "Lisbon", "Kyoto",  "Toronto", "Nairobi",  "Oslo",      "Lima",   "Melbourne", "Seville",
+    "Hanoi",  "Dublin", "Zürich",  "Montréal", "Reykjavík", "Austin", "Porto",     "Edinburgh",
 };
 constexpr std::string_view kTitleHeads[] = {
     "notes",   "plan",   "ideas",    "checklist", "summary",  "draft",  "review",
     "outline", "budget", "timeline", "questions", "findings", "agenda", "wishlist",
 };
 constexpr std::string_view kFolderNames[] = {
-    "Recipes",  "Travel",   "Work",     "Finance",  "Health",    "Reading",  "Ideas",
-    "Garden",   "Music",    "Home",     "Journal",  "Archive",   "Meetings", "Research",
-    "Writing",  "Learning", "Family",   "Photography", "Fitness", "Projects", "Clients",
-    "Hobbies",  "Shopping", "School",   "Taxes",    "Events",    "Design",   "Reference",
+    "Recipes", "Travel",   "Work",   "Finance",     "Health",  "Reading",  "Ideas",
+    "Garden",  "Music",    "Home",   "Journal",     "Archive", "Meetings", "Research",
+    "Writing", "Learning", "Family", "Photography", "Fitness", "Projects", "Clients",
+    "Hobbies", "Shopping", "School", "Taxes",       "Events",  "Design",   "Reference",
 };
 constexpr std::string_view kFolderQualifiers[] = {
     "2022", "2023", "2024", "2025", "2026", "Old", "Shared", "Personal", "Drafts", "Misc",
@@ -251,11 +252,10 @@ std::string noteTitle(Random& random) {
     case 2:
       return capitalized(random.pick(kNouns)) + " " + std::string(random.pick(kTitleHeads));
     case 3:
-      return "Recipe: " + std::string(random.pick(kAdjectives)) + " " +
-             std::string(random.pick(kNouns));
+      return "Recipe: " + std::string(random.pick(kAdjectives)) + " " + std::string(random.pick(kNouns));
     default:
-      return capitalized(random.pick(kAdjectives)) + " " + std::string(random.pick(kNouns)) +
-             " " + std::string(random.pick(kTitleHeads));
+      return capitalized(random.pick(kAdjectives)) + " " + std::string(random.pick(kNouns)) + " " +
+             std::string(random.pick(kTitleHeads));
   }
 }
 
@@ -264,9 +264,7 @@ NoteParagraphStyleSpec styleType(int type) { return {.styleType = type}; }
 // Assembles the runs of one note body paragraph by paragraph.
 class BodyWriter {
  public:
-  void title(const std::string& text) {
-    paragraph({{.text = text}}, styleType(0));
-  }
+  void title(const std::string& text) { paragraph({{.text = text}}, styleType(0)); }
 
   // Appends the pieces as one paragraph: each gets the paragraph style and the
   // last one the line break (a plain run of its own when the last piece is a link
@@ -315,6 +313,19 @@ enum class Block {
   kNoteLink,
 };
 constexpr int kBlockCount = 12;
+
+// How often each block is drawn after the first: mostly prose, headings and
+// lists, with attachments and links to other notes now and then.
+constexpr int kBlockWeights[kBlockCount] = {3, 3, 10, 2, 2, 3, 2, 3, 2, 1, 2, 1};
+
+Block randomBlock(Random& random) {
+  int total = 0;
+  for (int weight : kBlockWeights) total += weight;
+  int draw = static_cast<int>(random.below(total));
+  int block = 0;
+  while (draw >= kBlockWeights[block]) draw -= kBlockWeights[block++];
+  return static_cast<Block>(block);
+}
 
 struct LinkTarget {
   std::string identifier;
@@ -378,8 +389,7 @@ void addBlock(Block block, Random& random, BodyWriter& body, BodyReferences& ref
     case Block::kHeading: {
       NoteParagraphStyleSpec style = styleType(1);
       if (random.chance(0.2)) style.alignment = 1;
-      body.plain(capitalized(random.pick(kAdjectives)) + " " + std::string(random.pick(kNouns)),
-                 style);
+      body.plain(capitalized(random.pick(kAdjectives)) + " " + std::string(random.pick(kNouns)), style);
       body.plain(sentences(random, random.between(1, 3)));
       break;
     }
@@ -434,7 +444,7 @@ void addBlock(Block block, Random& random, BodyWriter& body, BodyReferences& ref
       body.paragraph({{.text = "See "},
                       {.text = "the " + std::string(word) + " guide",
                        .link = std::string(random.pick(kWebSites)) + capitalized(word)},
-                      {.text = " for " + clause(random) + "."}},
+                      {.text = " before we change " + nounPhrase(random) + "."}},
                      {});
       break;
     }
@@ -479,6 +489,45 @@ void addTable(Random& random, BodyWriter& body, BodyReferences& references, bool
   references.attachments.push_back(std::move(table));
 }
 
+enum class Compression { kNone, kGzip, kZlib };
+
+// A note whose body still has to be compressed; notes are compressed in batches
+// on several threads and then added in their original order.
+struct PendingNote {
+  NotesNoteSpec spec{};
+  std::string document{};
+  Compression compression = Compression::kNone;
+  BodyReferences references{};
+};
+
+void compressBodies(std::vector<PendingNote>& notes) {
+  size_t workers = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 8);
+  size_t chunk = (notes.size() + workers - 1) / workers;
+  std::vector<std::exception_ptr> errors(workers);
+  auto compressChunk = [&](size_t worker) {
+    try {
+      for (size_t i = worker * chunk; i < std::min(notes.size(), (worker + 1) * chunk); ++i) {
+        PendingNote& note = notes[i];
+        if (note.compression == Compression::kGzip) {
+          note.spec.bodyData = gzipCompress(note.document);
+        } else if (note.compression == Compression::kZlib) {
+          note.spec.bodyData = zlibCompress(note.document);
+        }
+      }
+    } catch (...) {
+      errors[worker] = std::current_exception();
+    }
+  };
+  {
+    std::vector<std::jthread> threads;
+    for (size_t worker = 1; worker < workers; ++worker) threads.emplace_back(compressChunk, worker);
+    compressChunk(0);
+  }
+  for (const std::exception_ptr& error : errors) {
+    if (error) std::rethrow_exception(error);
+  }
+}
+
 struct FolderInfo {
   int64_t key = 0;
   int account = 0;  // index into the accounts
@@ -491,7 +540,6 @@ struct AccountInfo {
   int64_t notes = 0;  // the default "Notes" folder
 };
 
-double gzipTime = 0, encodeTime = 0, addTime = 0;
 class SampleWriter {
  public:
   SampleWriter(const SampleLibraryOptions& options, const std::function<void(int)>& progress)
@@ -504,14 +552,8 @@ class SampleWriter {
     summary_.storeUUID = builder_.storeUUID();
     addAccounts();
     addFolders();
-    auto t0 = std::chrono::steady_clock::now();
     addNotes();
-    auto t1 = std::chrono::steady_clock::now();
     builder_.write(path);
-    auto t2 = std::chrono::steady_clock::now();
-    std::fprintf(stderr, "gen %.3f write %.3f\n", std::chrono::duration<double>(t1-t0).count(), std::chrono::duration<double>(t2-t1).count());
-    std::fprintf(stderr, "gzip %.3f encode %.3f add %.3f\n", gzipTime, encodeTime, addTime);
-    if (progress_) progress_(notesWritten_);
     return summary_;
   }
 
@@ -547,8 +589,7 @@ class SampleWriter {
   }
 
   // A listed folder that notes can be filed in and that may get subfolders.
-  int64_t addOpenFolder(int account, std::string title, std::optional<int64_t> parent,
-                        int depth) {
+  int64_t addOpenFolder(int account, std::string title, std::optional<int64_t> parent, int depth) {
     int64_t key = addFolder(account, std::move(title), parent, true);
     openFolders_.push_back({key, account, depth});
     return key;
@@ -571,10 +612,8 @@ class SampleWriter {
   void addFolders() {
     for (size_t i = 0; i < accounts_.size(); ++i) {
       AccountInfo& account = accounts_[i];
-      account.trash = builder_.addFolder({.title = "Recently Deleted",
-                                          .owner = account.key,
-                                          .folderType = 1,
-                                          .modifiedAt = randomTime()});
+      account.trash = builder_.addFolder(
+          {.title = "Recently Deleted", .owner = account.key, .folderType = 1, .modifiedAt = randomTime()});
       account.notes = addOpenFolder(static_cast<int>(i), "Notes", std::nullopt, 1);
     }
     templates_ = addFolder(0, "Templates", std::nullopt, true);
@@ -646,14 +685,70 @@ class SampleWriter {
     addFixedNote(skills_, "Plan a Trip", [](BodyWriter& body) {
       body.plain("Turn the note into a day-by-day itinerary.");
       body.plain("Group places that are close to each other.", styleType(100));
-      body.plain("List bookings that still need to be made.", {.styleType = 103,
-                                                                .checklistDone = false});
+      body.plain("List bookings that still need to be made.", {.styleType = 103, .checklistDone = false});
     });
 
     for (int index = 0; notesWritten_ < options_.noteCount; ++index) {
       addRandomNote(index);
-      if (progress_ && notesWritten_ % 1000 == 0) progress_(notesWritten_);
+      if (pending_.size() == kBatchSize) flushPending();
     }
+    flushPending();
+    addCompressedBatch();
+  }
+
+  // Queues a note; counting happens here, so the summary is true of what the
+  // batches add later.
+  void queueNote(PendingNote note, bool listed) {
+    ++notesWritten_;
+    if (listed) ++summary_.notes;
+    if (note.spec.passwordProtected) ++summary_.lockedNotes;
+    if (note.spec.markedForDeletion.value_or(1) == 1) ++summary_.deletedNotes;
+    for (const PendingAttachment& attachment : note.references.attachments) {
+      if (attachment.tableData) ++summary_.tables;
+    }
+    summary_.links += static_cast<int>(note.references.links.size());
+    pending_.push_back(std::move(note));
+  }
+
+  // Hands the queued notes to a background compression job, after adding the
+  // previous batch (whose job has to finish first) to the builder.
+  void flushPending() {
+    addCompressedBatch();
+    compressing_ = std::move(pending_);
+    pending_.clear();
+    compressionError_ = nullptr;
+    compression_ = std::jthread([this] {
+      try {
+        compressBodies(compressing_);
+      } catch (...) {
+        compressionError_ = std::current_exception();
+      }
+    });
+  }
+
+  void addCompressedBatch() {
+    if (compression_.joinable()) compression_.join();
+    if (compressionError_) std::rethrow_exception(compressionError_);
+    for (PendingNote& note : compressing_) {
+      int64_t key = builder_.addNote(note.spec);
+      for (PendingAttachment& attachment : note.references.attachments) {
+        builder_.addAttachment({.note = key,
+                                .identifier = attachment.identifier,
+                                .typeUTI = attachment.typeUTI,
+                                .mergeableData1 = std::move(attachment.tableData)});
+      }
+      for (std::string& link : note.references.links) {
+        // Notes files link attachments under ZTYPEUTI1; every fourth goes to
+        // ZTYPEUTI so that readers meet both.
+        builder_.addLink({.sourceNote = key,
+                          .tokenContentIdentifier = std::move(link),
+                          .useTypeUti1 = linksAdded_++ % 4 != 3});
+      }
+      ++notesAdded_;
+    }
+    bool added = !compressing_.empty();
+    compressing_.clear();
+    if (progress_ && added) progress_(notesAdded_);
   }
 
   template <typename Fill>
@@ -663,17 +758,16 @@ class SampleWriter {
     body.title(title);
     fill(body);
     double created = randomTime();
-    NotesNoteSpec note{.title = title,
-                       .identifier = random_.uuid(),
-                       .folder = folder,
-                       .account7 = accounts_[0].key,
-                       .snippet = secondLine(body),
-                       .createdAt = created,
-                       .modifiedAt = created,
-                       .bodyData = gzipCompress(encodeNoteDocument(body.runs()))};
-    builder_.addNote(note);
-    ++notesWritten_;
-    ++summary_.notes;
+    PendingNote note{.spec = {.title = title,
+                              .identifier = random_.uuid(),
+                              .folder = folder,
+                              .account7 = accounts_[0].key,
+                              .snippet = secondLine(body),
+                              .createdAt = created,
+                              .modifiedAt = created},
+                     .document = encodeNoteDocument(body.runs()),
+                     .compression = Compression::kGzip};
+    queueNote(std::move(note), true);
   }
 
   static std::string secondLine(const BodyWriter& body) {
@@ -698,11 +792,12 @@ class SampleWriter {
     bool nullData = index % 300 == 197;
     bool withTable = index % kNotesPerFolder == 7;
 
-    FolderInfo folder = random_.chance(0.2) ? FolderInfo{accounts_[0].notes, 0, 1}
-                                            : random_.pick(openFolders_);
+    FolderInfo folder =
+        random_.chance(0.2) ? FolderInfo{accounts_[0].notes, 0, 1} : random_.pick(openFolders_);
     if (trashed) {
       folder.account = randomAccount();
       folder.key = accounts_[folder.account].trash;
+      ++summary_.trashedNotes;
     } else if (inDeletedFolder) {
       folder = random_.pick(deletedFolders_);
     }
@@ -713,79 +808,47 @@ class SampleWriter {
     double created = randomTime();
     double modified = created + random_.unit() * random_.unit() * (kEndTime - created);
 
-    NotesNoteSpec note{.title = title,
-                       .identifier = identifier,
-                       .folder = folder.key,
-                       .markedForDeletion = deleted ? std::optional<int64_t>(1)
-                                            : deletedNull ? std::nullopt
-                                                          : std::optional<int64_t>(0),
-                       .passwordProtected = locked,
-                       .createdAt = created,
-                       .modifiedAt = modified};
+    PendingNote note{.spec = {.title = title,
+                              .identifier = identifier,
+                              .folder = folder.key,
+                              .markedForDeletion = deleted       ? std::optional<int64_t>(1)
+                                                   : deletedNull ? std::nullopt
+                                                                 : std::optional<int64_t>(0),
+                              .passwordProtected = locked,
+                              .createdAt = created,
+                              .modifiedAt = modified}};
     // Notes of the third account link to it the way older versions did.
     if (folder.account == 2) {
-      note.account4 = accounts_[2].key;
+      note.spec.account4 = accounts_[2].key;
     } else {
-      note.account7 = accounts_[folder.account].key;
+      note.spec.account7 = accounts_[folder.account].key;
     }
 
-    BodyReferences references;
     if (locked) {
-      note.bodyData = random_.bytes(random_.between(200, 800));
+      // Locked bodies are ciphertext; random bytes stand in for it.
+      note.spec.bodyData = random_.bytes(random_.between(200, 800));
     } else {
       BodyWriter body;
       body.title(title);
       body.plain(sentences(random_, random_.between(1, 2)));
-      note.snippet = secondLine(body);
+      note.spec.snippet = secondLine(body);
       size_t targetLength = 300 + random_.below(1200);
-      addBlock(static_cast<Block>(index % kBlockCount), random_, body, references, linkTargets_);
-      if (withTable) addTable(random_, body, references, summary_.tables % 5 == 4);
+      addBlock(static_cast<Block>(index % kBlockCount), random_, body, note.references, linkTargets_);
+      if (withTable) addTable(random_, body, note.references, tablesMade_++ % 5 == 4);
       while (body.length() < targetLength) {
-        addBlock(static_cast<Block>(random_.below(kBlockCount)), random_, body, references,
-                 linkTargets_);
+        addBlock(randomBlock(random_), random_, body, note.references, linkTargets_);
       }
-      auto e0 = std::chrono::steady_clock::now();
-      std::string document = encodeNoteDocument(body.runs());
-      encodeTime += std::chrono::duration<double>(std::chrono::steady_clock::now() - e0).count();
-      if (withoutData) {
-        note.bodyData.reset();
-      } else if (nullData) {
-        note.bodyData = std::string();
-      } else {
-        auto g0 = std::chrono::steady_clock::now();
-        note.bodyData = zlibBody ? zlibCompress(document) : gzipCompress(document);
-        gzipTime += std::chrono::duration<double>(std::chrono::steady_clock::now() - g0).count();
+      if (nullData) {
+        note.spec.bodyData = std::string();
+      } else if (!withoutData) {
+        note.document = encodeNoteDocument(body.runs());
+        note.compression = zlibBody ? Compression::kZlib : Compression::kGzip;
       }
     }
 
-    auto a0 = std::chrono::steady_clock::now();
-    int64_t key = builder_.addNote(note);
-    addTime += std::chrono::duration<double>(std::chrono::steady_clock::now() - a0).count();
-    ++notesWritten_;
-    bool folderDeleted = inDeletedFolder;
-    bool listed = !trashed && !folderDeleted && note.markedForDeletion.value_or(1) != 1;
-    if (listed) ++summary_.notes;
-    if (locked) ++summary_.lockedNotes;
-    if (deleted || deletedNull) ++summary_.deletedNotes;
-    if (trashed) ++summary_.trashedNotes;
+    bool listed = !trashed && !inDeletedFolder && !deleted && !deletedNull;
     if (listed && !locked) linkTargets_.push_back({identifier, title});
-
-    for (PendingAttachment& attachment : references.attachments) {
-      bool isTable = attachment.tableData.has_value();
-      builder_.addAttachment({.note = key,
-                              .identifier = attachment.identifier,
-                              .typeUTI = attachment.typeUTI,
-                              .mergeableData1 = std::move(attachment.tableData)});
-      if (isTable) ++summary_.tables;
-    }
-    for (std::string& link : references.links) {
-      // Notes files link attachments under ZTYPEUTI1; some use ZTYPEUTI so that
-      // readers are exercised on both.
-      builder_.addLink({.sourceNote = key,
-                        .tokenContentIdentifier = std::move(link),
-                        .useTypeUti1 = summary_.links % 4 != 3});
-      ++summary_.links;
-    }
+    queueNote(std::move(note), listed);
   }
 
   const SampleLibraryOptions& options_;
@@ -797,6 +860,13 @@ class SampleWriter {
   std::vector<AccountInfo> accounts_;
   std::vector<FolderInfo> openFolders_;
   std::vector<FolderInfo> deletedFolders_;
+  std::vector<PendingNote> pending_;      // generated, waiting for the next batch
+  std::vector<PendingNote> compressing_;  // the batch the background job works on
+  std::exception_ptr compressionError_;
+  std::jthread compression_;  // declared after its batch, so joined before that goes away
+  int notesAdded_ = 0;
+  int tablesMade_ = 0;
+  int linksAdded_ = 0;
   int64_t templates_ = 0;
   int64_t skills_ = 0;
   std::vector<LinkTarget> linkTargets_;

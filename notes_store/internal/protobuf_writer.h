@@ -31,17 +31,13 @@ class ProtobufWriter {
     bytes_.append(bytes);
   }
 
-  void messageField(uint32_t field, const ProtobufWriter& message) {
-    bytesField(field, message.bytes_);
-  }
+  void messageField(uint32_t field, const ProtobufWriter& message) { bytesField(field, message.bytes_); }
 
   const std::string& bytes() const { return bytes_; }
   std::string take() && { return std::move(bytes_); }
 
  private:
-  void tag(uint32_t field, uint32_t wireType) {
-    varint((static_cast<uint64_t>(field) << 3) | wireType);
-  }
+  void tag(uint32_t field, uint32_t wireType) { varint((static_cast<uint64_t>(field) << 3) | wireType); }
 
   void varint(uint64_t value) {
     while (value >= 0x80) {

@@ -81,6 +81,14 @@ std::optional<std::string> PosixFileSystem::readFile(const std::string& path) {
 }
 
 void PosixFileSystem::writeFileAtomically(const std::string& path, const std::string& contents) {
+  write(path, contents, /*flush=*/true);
+}
+
+void PosixFileSystem::replaceFile(const std::string& path, const std::string& contents) {
+  write(path, contents, /*flush=*/false);
+}
+
+void PosixFileSystem::write(const std::string& path, const std::string& contents, bool flush) {
   const std::filesystem::path target(path);
   std::error_code error;
   if (target.has_parent_path()) {
@@ -93,7 +101,7 @@ void PosixFileSystem::writeFileAtomically(const std::string& path, const std::st
                                 std::to_string(counter.fetch_add(1));
   FileDescriptor fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
   if (fd.get() < 0) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(errno));
-  if (!writeAll(fd.get(), contents) || ::fsync(fd.get()) != 0) {
+  if (!writeAll(fd.get(), contents) || (flush && ::fsync(fd.get()) != 0)) {
     const int saved = errno;
     ::unlink(temporary.c_str());
     throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(saved));
@@ -103,6 +111,27 @@ void PosixFileSystem::writeFileAtomically(const std::string& path, const std::st
     ::unlink(temporary.c_str());
     throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(saved));
   }
+}
+
+void PosixFileSystem::removeFile(const std::string& path) {
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
+    throw FileSystemError(FileSystemError::Code::kRemoveFailed, path, errnoText(errno));
+  }
+}
+
+std::vector<std::string> PosixFileSystem::listDirectory(const std::string& path) {
+  std::vector<std::string> names;
+  std::error_code error;
+  std::filesystem::directory_iterator it(path, error);
+  if (error) {
+    if (error == std::errc::no_such_file_or_directory) return names;
+    throw FileSystemError(FileSystemError::Code::kListFailed, path, error.message());
+  }
+  for (; it != std::filesystem::directory_iterator(); it.increment(error)) {
+    if (error) throw FileSystemError(FileSystemError::Code::kListFailed, path, error.message());
+    names.push_back(it->path().filename().string());
+  }
+  return names;
 }
 
 }  // namespace zephyl::platform

@@ -21,7 +21,7 @@ TEST(PosixFileSystem, AtomicWriteCreatesFoldersReplacesAndLeavesNoTemporaries) {
   EXPECT_EQ(files.readFile(path), std::nullopt);
   EXPECT_FALSE(files.fileExists(path));
   files.writeFileAtomically(path, "first");
-  files.writeFileAtomically(path, std::string("second\0with nul", 15));
+  files.replaceFile(path, std::string("second\0with nul", 15));
   EXPECT_EQ(files.readFile(path), std::string("second\0with nul", 15));
   EXPECT_TRUE(files.fileExists(path));
   EXPECT_FALSE(files.isDirectory(path));

@@ -5,13 +5,16 @@
 namespace zephyl::platform::testing {
 
 bool InMemoryFileSystem::fileExists(const std::string& path) {
-  std::lock_guard lock(mutex_);
-  return files_.count(path) != 0 || directories_.count(path) != 0;
+  return isDirectory(path) || contents(path).has_value();
 }
 
 bool InMemoryFileSystem::isDirectory(const std::string& path) {
   std::lock_guard lock(mutex_);
-  return directories_.count(path) != 0;
+  if (directories_.count(path) != 0) return true;
+  // Folders that hold files exist too, as they would on disk.
+  const std::string prefix = path + "/";
+  const auto it = files_.lower_bound(prefix);
+  return it != files_.end() && it->first.starts_with(prefix);
 }
 
 std::optional<std::string> InMemoryFileSystem::readFile(const std::string& path) {
@@ -31,6 +34,33 @@ void InMemoryFileSystem::writeFileAtomically(const std::string& path, const std:
   }
   files_[path] = contents;
   ++writeCount_;
+}
+
+void InMemoryFileSystem::replaceFile(const std::string& path, const std::string& contents) {
+  writeFileAtomically(path, contents);
+}
+
+void InMemoryFileSystem::removeFile(const std::string& path) {
+  std::lock_guard lock(mutex_);
+  if (failWrites_) {
+    throw core::FileSystemError(core::FileSystemError::Code::kRemoveFailed, path, "Permission denied");
+  }
+  files_.erase(path);
+}
+
+std::vector<std::string> InMemoryFileSystem::listDirectory(const std::string& path) {
+  std::lock_guard lock(mutex_);
+  if (failReads_) throw core::FileSystemError(core::FileSystemError::Code::kListFailed, path, "Permission denied");
+  // Files and folders directly inside `path`, including folders implied by file paths.
+  std::set<std::string> names;
+  const std::string prefix = path.ends_with('/') ? path : path + "/";
+  auto consider = [&](const std::string& entry) {
+    if (!entry.starts_with(prefix) || entry.size() == prefix.size()) return;
+    names.insert(entry.substr(prefix.size(), entry.find('/', prefix.size()) - prefix.size()));
+  };
+  for (const auto& [file, contents] : files_) consider(file);
+  for (const auto& directory : directories_) consider(directory);
+  return {names.begin(), names.end()};
 }
 
 void InMemoryFileSystem::addFile(const std::string& path, const std::string& contents) {

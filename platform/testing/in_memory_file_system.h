@@ -17,6 +17,9 @@ class InMemoryFileSystem : public core::FileSystem {
   bool isDirectory(const std::string& path) override;
   std::optional<std::string> readFile(const std::string& path) override;
   void writeFileAtomically(const std::string& path, const std::string& contents) override;
+  void replaceFile(const std::string& path, const std::string& contents) override;
+  void removeFile(const std::string& path) override;
+  std::vector<std::string> listDirectory(const std::string& path) override;
 
   void addFile(const std::string& path, const std::string& contents);
   void addDirectory(const std::string& path);

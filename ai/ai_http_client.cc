@@ -1,0 +1,108 @@
+#include "ai/ai_http_client.h"
+
+#include <cstdio>
+#include <optional>
+
+#include "ai/ai_transport_retry_budget.h"
+#include "core/logger.h"
+
+namespace zephyl::ai {
+namespace {
+
+const core::Logger kLog("AIHTTPClient");
+
+// Passes a 2xx body on; keeps the start of any other body for the error.
+class AttemptHandler : public HTTPResponseHandler {
+ public:
+  explicit AttemptHandler(const std::function<void(std::string_view)>& onBody) : onBody_(onBody) {}
+
+  void onResponse(const HTTPResponseHead& head) override { head_ = head; }
+
+  void onBody(std::string_view bytes) override {
+    if (succeeded()) {
+      bodyDelivered_ = true;
+      onBody_(bytes);
+      return;
+    }
+    const size_t room = AIHTTPClient::kMaximumErrorBodyBytes - errorBody_.size();
+    errorBody_.append(bytes.substr(0, room));
+  }
+
+  bool succeeded() const { return head_ && head_->status >= 200 && head_->status < 300; }
+  bool bodyDelivered() const { return bodyDelivered_; }
+  const std::optional<HTTPResponseHead>& head() const { return head_; }
+  std::string takeErrorBody() { return std::move(errorBody_); }
+
+ private:
+  const std::function<void(std::string_view)>& onBody_;
+  std::optional<HTTPResponseHead> head_;
+  bool bodyDelivered_ = false;
+  std::string errorBody_;
+};
+
+bool isRetryableTransportError(HTTPTransportError::Code code) {
+  switch (code) {
+    case HTTPTransportError::Code::kCannotConnect:
+    case HTTPTransportError::Code::kTimedOut:
+    case HTTPTransportError::Code::kConnectionLost:
+      return true;
+    case HTTPTransportError::Code::kProtocolError:
+    case HTTPTransportError::Code::kFailed:
+      return false;
+  }
+  return false;
+}
+
+std::string formatDelay(double seconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%f", seconds);
+  return text;
+}
+
+}  // namespace
+
+AIHTTPClient::AIHTTPClient(HTTPTransport& transport, MonotonicClock& clock, RandomSource& random,
+                           core::Clock& wallClock)
+    : transport_(transport), clock_(clock), random_(random), wallClock_(wallClock) {}
+
+void AIHTTPClient::send(const HTTPRequest& request, const AITransportRetryPolicy& policy, bool safeToRepeat,
+                        std::stop_token stop, const std::function<void(std::string_view)>& onBody) {
+  AITransportRetryBudget budget(policy, clock_, random_);
+  for (long attempt = 1;; ++attempt) {
+    if (stop.stop_requested()) throw core::CancellationError();
+    AttemptHandler handler(onBody);
+    try {
+      transport_.send(request, handler, stop);
+    } catch (const HTTPTransportError& error) {
+      if (stop.stop_requested()) throw core::CancellationError();
+      if (handler.bodyDelivered() || !isRetryableTransportError(error.code())) throw;
+      const auto delay = budget.nextDelay(std::nullopt);
+      if (!delay) throw;
+      kLog.info() << "Retrying AI transport attempt=" << attempt << " code=" << error.systemCode()
+                  << " delay=" << formatDelay(*delay);
+      clock_.sleepFor(std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(*delay)),
+                      stop);
+      continue;
+    }
+    if (handler.succeeded()) return;
+    const long status = handler.head() ? handler.head()->status : 0;
+    std::optional<double> retryAfter;
+    if (handler.head()) {
+      if (auto value = handler.head()->header("Retry-After")) retryAfter = parseRetryAfter(*value, wallClock_.now());
+    }
+    if (isRetryableHTTPStatus(status, safeToRepeat)) {
+      if (const auto delay = budget.nextDelay(retryAfter)) {
+        kLog.info() << "Retrying AI HTTP attempt=" << attempt << " status=" << status
+                    << " delay=" << formatDelay(*delay);
+        clock_.sleepFor(
+            std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(*delay)), stop);
+        continue;
+      }
+    }
+    std::string body = handler.takeErrorBody();
+    kLog.warning() << "AI HTTP request failed status=" << status << " body=" << core::Private(body);
+    throw AIHTTPClientError(AIHTTPClientError::Code::kHTTPStatus, status, std::move(body));
+  }
+}
+
+}  // namespace zephyl::ai

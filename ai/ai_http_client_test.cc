@@ -1,0 +1,128 @@
+#include "ai/ai_http_client.h"
+
+#include <gtest/gtest.h>
+
+#include "core/logger.h"
+#include "platform/testing/fake_clock.h"
+#include "platform/testing/fake_monotonic_clock.h"
+#include "platform/testing/fake_random_source.h"
+#include "platform/testing/scripted_http_transport.h"
+
+namespace zephyl::ai {
+namespace {
+
+using platform::testing::ScriptedHTTPExchange;
+using platform::testing::ScriptedHTTPTransport;
+using Code = HTTPTransportError::Code;
+using namespace std::chrono_literals;
+
+class CapturingSink : public core::LogSink {
+ public:
+  void write(core::LogLevel, std::string_view, std::string_view message) override {
+    std::lock_guard lock(mutex);
+    lines.emplace_back(message);
+  }
+  std::mutex mutex;  // guards lines
+  std::vector<std::string> lines;
+};
+
+class AIHTTPClientTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    sink_ = std::make_shared<CapturingSink>();
+    core::setLogConfiguration({sink_, core::LogLevel::kInfo, false});
+  }
+  void TearDown() override { core::setLogConfiguration({}); }
+
+  // Runs one send; returns the body that reached the caller.
+  std::string send(ScriptedHTTPTransport& transport, bool safeToRepeat = false,
+                   AITransportRetryPolicy policy = AITransportRetryPolicy::chatTitle()) {
+    AIHTTPClient client(transport, clock_, random_, wallClock_);
+    std::string body;
+    HTTPRequest request;
+    request.url = "http://127.0.0.1/v1/responses";
+    client.send(request, policy, safeToRepeat, {},
+                [&body](std::string_view bytes) { body += bytes; });
+    return body;
+  }
+
+  std::shared_ptr<CapturingSink> sink_;
+  platform::testing::FakeMonotonicClock clock_;
+  platform::testing::FakeRandomSource random_{{0.5}};
+  platform::testing::FakeClock wallClock_;
+};
+
+TEST_F(AIHTTPClientTest, RateLimitWithRetryAfterThenSuccess) {
+  ScriptedHTTPTransport transport({
+      ScriptedHTTPExchange::response(429, {"slow down"}, {{"retry-after", "3"}}),
+      ScriptedHTTPExchange::response(200, {"data: a\n", "\n"}),
+  });
+  EXPECT_EQ(send(transport), "data: a\n\n");  // the 429 body never reaches the caller
+  EXPECT_EQ(clock_.sleeps(), std::vector<MonotonicClock::Duration>{3s});
+  EXPECT_EQ(transport.requests().size(), 2u);
+  ASSERT_FALSE(sink_->lines.empty());
+  EXPECT_EQ(sink_->lines[0], "Retrying AI HTTP attempt=1 status=429 delay=3.000000");
+}
+
+TEST_F(AIHTTPClientTest, ServerErrorsRetryOnlyWhenSafeToRepeat) {
+  ScriptedHTTPTransport safe({ScriptedHTTPExchange::response(503, {}), ScriptedHTTPExchange::response(200, {"ok"})});
+  EXPECT_EQ(send(safe, true), "ok");
+
+  ScriptedHTTPTransport unsafe({ScriptedHTTPExchange::response(503, {"busy"}), ScriptedHTTPExchange::response(200, {})});
+  try {
+    send(unsafe, false);
+    FAIL() << "expected the 503 to be final";
+  } catch (const AIHTTPClientError& error) {
+    EXPECT_EQ(error.status(), 503);
+    EXPECT_EQ(error.body(), "busy");
+    EXPECT_EQ(error.description(), "The AI service returned an error (HTTP 503): busy");
+  }
+  EXPECT_EQ(unsafe.requests().size(), 1u);
+}
+
+TEST_F(AIHTTPClientTest, RefusedRetrySurfacesTheLastFailure) {
+  ScriptedHTTPTransport transport({
+      ScriptedHTTPExchange::response(429, {}),
+      ScriptedHTTPExchange::response(429, {}),
+      ScriptedHTTPExchange::response(429, {"still limited"}),
+      ScriptedHTTPExchange::response(200, {"never"}),
+  });
+  try {
+    send(transport);
+    FAIL();
+  } catch (const AIHTTPClientError& error) {
+    EXPECT_EQ(error.body(), "still limited");
+  }
+  EXPECT_EQ(transport.requests().size(), 3u);  // two retries under the chat-title policy
+}
+
+TEST_F(AIHTTPClientTest, TransportErrorsRetryUntilBodyBytesReachTheCaller) {
+  ScriptedHTTPTransport early({ScriptedHTTPExchange::failure(Code::kCannotConnect),
+                               ScriptedHTTPExchange::response(200, {"fine"})});
+  EXPECT_EQ(send(early), "fine");
+  EXPECT_EQ(sink_->lines.at(0), "Retrying AI transport attempt=1 code=7 delay=1.000000");
+
+  ScriptedHTTPTransport late({{HTTPResponseHead{200, {}}, {"partial"}, Code::kConnectionLost},
+                              ScriptedHTTPExchange::response(200, {"again"})});
+  EXPECT_THROW(send(late), HTTPTransportError);
+  EXPECT_EQ(late.requests().size(), 1u);
+
+  ScriptedHTTPTransport protocol({ScriptedHTTPExchange::failure(Code::kProtocolError),
+                                  ScriptedHTTPExchange::response(200, {})});
+  EXPECT_THROW(send(protocol), HTTPTransportError);
+  EXPECT_EQ(protocol.requests().size(), 1u);
+}
+
+TEST_F(AIHTTPClientTest, CancellationIsNeverRetried) {
+  ScriptedHTTPTransport transport({ScriptedHTTPExchange::failure(Code::kTimedOut),
+                                   ScriptedHTTPExchange::response(200, {})});
+  AIHTTPClient client(transport, clock_, random_, wallClock_);
+  std::stop_source stop;
+  stop.request_stop();
+  EXPECT_THROW(client.send({}, AITransportRetryPolicy::chatTitle(), true, stop.get_token(), [](std::string_view) {}),
+               core::CancellationError);
+  EXPECT_TRUE(transport.requests().empty());
+}
+
+}  // namespace
+}  // namespace zephyl::ai

@@ -1,0 +1,52 @@
+// The settings keys of the AI layer (flat keys of the settings store) and the
+// names under which secrets live in the credential store, never in settings.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace zephyl::ai {
+
+// Model and effort choices.
+inline constexpr std::string_view kAssistantSelectedModelKey = "AIAssistantPanelState.selectedModel";
+inline constexpr std::string_view kInlineAISelectedModelKey = "InlineAIService.selectedModel";
+inline constexpr std::string_view kInlineAILastUsedModelKey = "InlineAIService.lastUsedModel";
+inline constexpr std::string_view kAutoChatTitleModelKey = "autoChatTitleModel";
+inline constexpr std::string_view kAssistantReasoningEffortKey = "assistantReasoningEffort";
+inline constexpr std::string_view kInlineAIReasoningEffortKey = "inlineAIReasoningEffort";
+inline constexpr std::string_view kAutoChatTitleReasoningEffortKey = "autoChatTitleReasoningEffort";
+// Stored as a selected model: use whichever model was used last.
+inline constexpr std::string_view kLastUsedModelSentinel = "__lastUsedModel__";
+
+// Provider switches and provider settings.
+inline constexpr std::string_view kOpenAIAPIEnabledKey = "openAIAPIEnabled";
+inline constexpr std::string_view kXAIAccountAIEnabledKey = "xaiAccountAIEnabled";
+inline constexpr std::string_view kCloudflareWorkersAIEnabledKey = "cloudflareWorkersAIEnabled";
+inline constexpr std::string_view kCloudflareWorkersAIAccountIDKey = "cloudflareWorkersAIAccountID";
+inline constexpr std::string_view kCloudflareWorkersAIModelsKey = "cloudflareWorkersAIModels";
+inline constexpr std::string_view kOpenRouterAIEnabledKey = "openRouterAIEnabled";
+inline constexpr std::string_view kOpenRouterAIModelsKey = "openRouterAIModels";
+// A JSON array of {"id", "name", "baseURL", "models": [...]}, stored as text.
+inline constexpr std::string_view kCustomOpenAIProvidersKey = "customOpenAIProviders";
+inline constexpr std::string_view kZAICodingPlanEnabledKey = "zaiCodingPlanEnabled";
+inline constexpr std::string_view kZAICodingPlanRegionKey = "zaiCodingPlanRegion";
+inline constexpr std::string_view kDeepSeekAIEnabledKey = "deepseekAIEnabled";
+inline constexpr std::string_view kOpenCodePlanKey = "openCodePlan";
+inline constexpr std::string_view kContextLimitTokensKey = "contextLimitTokens";
+
+// Credential store names.
+inline constexpr std::string_view kDeepSeekAPIKeyName = "deepseekAIAPIKey";
+inline constexpr std::string_view kOpenRouterAPIKeyName = "openRouterAIAPIKey";
+inline constexpr std::string_view kCloudflareWorkersAIAPITokenName = "cloudflareWorkersAIAPIToken";
+inline constexpr std::string_view kOpenAIAPIKeyName = "openAIAPIKey";
+inline constexpr std::string_view kGoogleAPIKeyName = "googleAIAPIKey";
+inline constexpr std::string_view kZAICodingPlanAPIKeyName = "zaiCodingPlanAPIKey";
+inline constexpr std::string_view kOpenCodeAPIKeyName = "openCodeAPIKey";
+inline constexpr std::string_view kChatGPTAccountTokensName = "chatGPTAccountTokens";
+inline constexpr std::string_view kXAIAccountTokensName = "xaiAccountTokens";
+
+inline std::string customOpenAIAPIKeyName(std::string_view providerID) {
+  return "customOpenAIAPIKey." + std::string(providerID);
+}
+
+}  // namespace zephyl::ai

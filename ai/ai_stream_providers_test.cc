@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <stdexcept>
+
+#include "ai/ai_http_client.h"
+#include "ai/budgeted_ai_stream_provider.h"
+#include "ai/usage_recording_ai_stream_provider.h"
+#include "platform/testing/fake_monotonic_clock.h"
+
+namespace zephyl::ai {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Emits its script, then throws `failure` if set; counts its calls.
+class ScriptedProvider : public AIStreamProvider {
+ public:
+  void produce(const AIStreamRequest&, std::stop_token stop, const Emit& emit) override {
+    ++calls;
+    for (const auto& event : events) {
+      if (clock != nullptr) clock->advance(1s);
+      emit(event);
+    }
+    if (failure) std::rethrow_exception(failure);
+    if (waitForStop) {
+      // A stalled service: only cancellation ends it.
+      std::mutex mutex;
+      std::condition_variable_any never;
+      std::unique_lock lock(mutex);
+      never.wait(lock, stop, [] { return false; });
+      throw core::CancellationError();
+    }
+  }
+  std::vector<AIStreamEvent> events;
+  std::exception_ptr failure;
+  bool waitForStop = false;
+  platform::testing::FakeMonotonicClock* clock = nullptr;
+  std::atomic<int> calls = 0;
+};
+
+std::vector<AIStreamEvent> collect(AIStreamProvider& provider, const AIStreamRequest& request) {
+  std::vector<AIStreamEvent> events;
+  provider.produce(request, {}, [&events](AIStreamEvent event) { events.push_back(std::move(event)); });
+  return events;
+}
+
+AIStreamRequest requestFor(std::string input, std::string model = "grok-4.5") {
+  AIStreamRequest request;
+  request.input = std::move(input);
+  request.model = std::move(model);
+  return request;
+}
+
+TEST(BudgetedAIStreamProvider, RefusesBeforeTheWrappedProviderIsCalled) {
+  ScriptedProvider wrapped;
+  wrapped.events = {AIStreamEvent::Completed{}};
+  const AIModelCatalog catalog;
+  BudgetedAIStreamProvider budgeted(wrapped, BudgetedAIStreamProvider::catalogLimits(catalog, nullptr));
+
+  AIStreamRequest tooLarge = requestFor(std::string(32 * 1024 * 1024 + 1, 'a'), "unknown-model");
+  try {
+    collect(budgeted, tooLarge);
+    FAIL();
+  } catch (const AIRequestBudgetError& error) {
+    EXPECT_EQ(error.code(), AIRequestBudgetError::Code::kRequestTooLarge);
+  }
+  // grok-4.5 has a 256,000-token context; attached limits win over the catalogue.
+  AIStreamRequest attached = requestFor(std::string(20'000, 'a'));
+  attached.limits = AIRequestLimits{8'000, std::nullopt};
+  EXPECT_THROW(collect(budgeted, attached), AIRequestBudgetError);
+  EXPECT_EQ(wrapped.calls, 0);
+
+  EXPECT_EQ(collect(budgeted, requestFor(std::string(20'000, 'a'))), wrapped.events);
+  EXPECT_EQ(wrapped.calls, 1);
+}
+
+TEST(BudgetedAIStreamProvider, ServiceOverflowBecomesContextTooLargeAfterEarlierEvents) {
+  ScriptedProvider wrapped;
+  wrapped.events = {AIStreamEvent::RequestID{"resp_1"}};
+  wrapped.failure = std::make_exception_ptr(
+      AIHTTPClientError(AIHTTPClientError::Code::kHTTPStatus, 400, "Input token count exceeds the maximum"));
+  BudgetedAIStreamProvider budgeted(wrapped, nullptr);
+
+  core::EventStream<AIStreamEvent> stream = budgeted.stream(requestFor("hi"));
+  EXPECT_EQ(stream.next(), AIStreamEvent(AIStreamEvent::RequestID{"resp_1"}));
+  try {
+    stream.next();
+    FAIL();
+  } catch (const AIRequestBudgetError& error) {
+    EXPECT_EQ(error.code(), AIRequestBudgetError::Code::kContextTooLarge);
+  }
+  EXPECT_EQ(stream.next(), std::nullopt);
+}
+
+TEST(BudgetedAIStreamProvider, CancellingTheConsumerStopsAStalledProducer) {
+  ScriptedProvider wrapped;
+  wrapped.events = {AIStreamEvent::AssistantMessageDelta{"Hel"}};
+  wrapped.waitForStop = true;
+  BudgetedAIStreamProvider budgeted(wrapped, nullptr);
+  core::EventStream<AIStreamEvent> stream = budgeted.stream(requestFor("hi"));
+  EXPECT_EQ(stream.next(), AIStreamEvent(AIStreamEvent::AssistantMessageDelta{"Hel"}));
+  stream.cancel();  // returns only once the producer thread has ended
+  EXPECT_EQ(stream.next(), std::nullopt);
+}
+
+class RecordingRecorder : public AIUsageRecorder {
+ public:
+  void record(const AIUsageRecord& record) override { records.push_back(record); }
+  std::vector<AIUsageRecord> records;
+};
+
+TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDuration) {
+  platform::testing::FakeMonotonicClock clock;
+  ScriptedProvider wrapped;
+  wrapped.clock = &clock;
+  wrapped.events = {AIStreamEvent::RequestID{"resp_7"}, AIStreamEvent::AssistantMessageDelta{"hi"},
+                    AIStreamEvent::UsageReported{AIReportedUsage{10, 2, 5, 1, 15}}, AIStreamEvent::Completed{}};
+  RecordingRecorder recorder;
+  const AIModelCatalog catalog;
+  UsageRecordingAIStreamProvider recording(wrapped, recorder, clock,
+                                           [&catalog](const std::string& model) { return catalog.provider(model); });
+  AIStreamRequest request = requestFor("hi", "zai:glm-5.3");
+  request.reasoningEffort = ReasoningEffort::kMax;
+  request.performanceContext.emplace();
+  request.performanceContext->kind = "chatTitle";
+
+  EXPECT_EQ(collect(recording, request), wrapped.events);
+  ASSERT_EQ(recorder.records.size(), 1u);
+  EXPECT_EQ(recorder.records[0], (AIUsageRecord{AIProvider::kZAICodingPlan, "zai:glm-5.3", "chatTitle",
+                                                ReasoningEffort::kMax, AIReportedUsage{10, 2, 5, 1, 15}, "resp_7",
+                                                4s}));
+
+  // A stream that fails after reporting usage still records it; one without usage records nothing.
+  wrapped.failure = std::make_exception_ptr(std::runtime_error("dropped"));
+  EXPECT_THROW(collect(recording, request), std::runtime_error);
+  EXPECT_EQ(recorder.records.size(), 2u);
+  wrapped.events = {AIStreamEvent::Completed{}};
+  wrapped.failure = nullptr;
+  collect(recording, request);
+  EXPECT_EQ(recorder.records.size(), 2u);
+}
+
+}  // namespace
+}  // namespace zephyl::ai

@@ -1,0 +1,65 @@
+// AIStreamRequest: one request to an AI service, as the assistant and Inline AI
+// build it. The adapters turn it into their service's wire format.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "ai/ai_provider.h"
+#include "ai/ai_transport_retry_policy.h"
+#include "ai/reasoning_effort.h"
+
+namespace zephyl::ai {
+
+// Tracing for timing logs only.
+struct AIPerformanceContext {
+  std::string requestID;
+  std::string kind;  // "assistant", "inlineAI", "chatTitle", ...
+  std::optional<AIProvider> provider;
+  std::string model;
+  std::chrono::steady_clock::time_point startTime;
+};
+
+struct AIAttachment {
+  std::string name;
+  std::string mediaType;
+  std::string bytes;
+};
+
+// An earlier message of the conversation, as the request carries it.
+struct AIHistoryMessage {
+  enum class Role { kUser, kAssistant, kSystem, kTool };
+  Role role = Role::kUser;
+  std::vector<std::string> textParts;
+};
+
+enum class AIWebToolMode { kOff, kAutomatic, kProviderNative };
+
+// Limits a caller already knows for this request (they win over the catalogue).
+struct AIRequestLimits {
+  std::optional<int64_t> contextLimitTokens;
+  std::optional<int64_t> maxOutputTokens;
+};
+
+struct AIStreamRequest {
+  std::string input;  // instructions and current request, already assembled
+  std::string model;  // model id
+  std::optional<ReasoningEffort> reasoningEffort;
+  std::optional<AIPerformanceContext> performanceContext;
+  std::optional<std::string> resumeThreadID;
+  std::optional<std::string> conversationID;  // the Responses prompt-cache key
+  std::vector<AIAttachment> attachments;
+  std::vector<AIHistoryMessage> history;
+  AIWebToolMode webSearchMode = AIWebToolMode::kOff;
+  AIWebToolMode webFetchMode = AIWebToolMode::kOff;
+  std::vector<std::string> nativeWebFetchURLs;
+  bool allowsGeneratedImages = false;
+  bool allowsLocalNotesQuery = false;
+  AITransportRetryPolicy transportRetryPolicy;
+  std::optional<AIRequestLimits> limits;
+};
+
+}  // namespace zephyl::ai

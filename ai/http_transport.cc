@@ -1,0 +1,14 @@
+#include "ai/http_transport.h"
+
+#include <strings.h>
+
+namespace zephyl::ai {
+
+std::optional<std::string> HTTPResponseHead::header(std::string_view name) const {
+  for (const auto& [key, value] : headers) {
+    if (key.size() == name.size() && strncasecmp(key.data(), name.data(), name.size()) == 0) return value;
+  }
+  return std::nullopt;
+}
+
+}  // namespace zephyl::ai

@@ -1,0 +1,49 @@
+// Server-sent events: turns the raw bytes of a streamed response body into
+// events (an optional name and the data text), knowing nothing of any service.
+//
+// Bytes are split only at line feeds, so a UTF-8 character or a CR LF pair split
+// across two chunks is decoded whole. The reader is linear in its input: each
+// byte is scanned for a line feed once, however long the line it belongs to.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zephyl::ai {
+
+struct SSEEvent {
+  std::optional<std::string> event;  // the last "event" field before the data
+  std::string data;                  // the data lines joined with "\n"
+
+  bool operator==(const SSEEvent&) const = default;
+};
+
+// One reader per response body; not thread-safe (one consumer feeds it).
+class SSEReader {
+ public:
+  // Takes the next chunk of the body; returns the events it completed, in order.
+  std::vector<SSEEvent> feed(std::string_view bytes);
+
+  // Called once when the body ends: the events the remaining state completes.
+  // The reader is empty afterwards and may read a new body.
+  std::vector<SSEEvent> finish();
+
+  // The line step on one decoded line without its line feed; also usable on its
+  // own. Returns the event the line completes, if any.
+  std::optional<SSEEvent> parse(std::string_view line);
+
+ private:
+  void takeLine(size_t end, std::vector<SSEEvent>& events);
+  std::optional<SSEEvent> flushData();
+
+  std::string pending_;      // bytes after the last complete line
+  size_t lineStart_ = 0;     // start of the unfinished line inside pending_
+  size_t scanned_ = 0;       // pending_ before this holds no unhandled line feed
+  std::optional<std::string> name_;
+  std::vector<std::string> dataLines_;
+};
+
+}  // namespace zephyl::ai

@@ -1,0 +1,48 @@
+#include "ai/usage_recording_ai_stream_provider.h"
+
+#include "core/logger.h"
+
+namespace zephyl::ai {
+
+UsageRecordingAIStreamProvider::UsageRecordingAIStreamProvider(
+    AIStreamProvider& wrapped, AIUsageRecorder& recorder, MonotonicClock& clock,
+    std::function<AIProvider(const std::string& model)> resolveProvider)
+    : wrapped_(wrapped), recorder_(recorder), clock_(clock), resolveProvider_(std::move(resolveProvider)) {}
+
+void UsageRecordingAIStreamProvider::produce(const AIStreamRequest& request, std::stop_token stop,
+                                             const Emit& emit) {
+  const auto start = clock_.now();
+  std::optional<AIReportedUsage> usage;
+  std::optional<std::string> responseID;
+  auto recordUsage = [&] {
+    if (!usage) return;
+    AIUsageRecord record{
+        .provider = resolveProvider_(request.model),
+        .model = request.model,
+        .requestKind = request.performanceContext ? request.performanceContext->kind : std::string(),
+        .reasoningEffort = request.reasoningEffort,
+        .usage = *usage,
+        .responseID = responseID,
+        .duration = clock_.now() - start,
+    };
+    try {
+      recorder_.record(record);
+    } catch (const std::exception& error) {
+      // Losing one usage record must not fail the answer the user is reading.
+      core::Logger("UsageRecordingAIStreamProvider").error() << "Usage not recorded: " << error.what();
+    }
+  };
+  try {
+    wrapped_.produce(request, stop, [&](AIStreamEvent event) {
+      if (const auto* id = event.as<AIStreamEvent::RequestID>()) responseID = id->id;
+      if (const auto* reported = event.as<AIStreamEvent::UsageReported>()) usage = reported->usage;
+      emit(std::move(event));
+    });
+  } catch (...) {
+    recordUsage();
+    throw;
+  }
+  recordUsage();
+}
+
+}  // namespace zephyl::ai

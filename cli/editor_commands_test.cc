@@ -1,0 +1,91 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "cli/cli_app.h"
+#include "editor/notes_format_command.h"
+#include "editor/notes_menu_click_script.h"
+
+namespace zephyl::cli {
+namespace {
+
+struct CommandResult {
+  int code;
+  std::string out;
+  std::string err;
+};
+
+CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
+  std::ostringstream out, err;
+  std::istringstream in(input);
+  auto lookup = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
+  const int code = runZephyl(arguments, CliStreams{out, err, false, false, &in}, lookup);
+  return {code, out.str(), err.str()};
+}
+
+std::vector<nlohmann::json> jsonLines(const std::string& text) {
+  std::vector<nlohmann::json> lines;
+  std::istringstream stream(text);
+  std::string line;
+  while (std::getline(stream, line)) lines.push_back(nlohmann::json::parse(line));
+  return lines;
+}
+
+TEST(EditorCommands, TriggersPrintOneJsonLinePerRecognisedTrigger) {
+  const CommandResult result = run({"triggers"}, "## Plan\n[ ] milk\nnot # \nx\x7f\x7f> \n【】 ");
+  ASSERT_EQ(result.code, 0) << result.err;
+  const auto lines = jsonLines(result.out);
+  ASSERT_EQ(lines.size(), 3u) << result.out;
+  EXPECT_EQ(lines[0]["kind"], "heading");
+  EXPECT_EQ(lines[0]["text"], "##");
+  EXPECT_EQ(lines[0]["triggerInput"], "## ");
+  EXPECT_EQ(lines[0]["charactersToRemove"], 3);
+  EXPECT_EQ(lines[0]["command"], "heading");
+  EXPECT_EQ(lines[0]["shortcut"], nlohmann::json::parse(R"({"keyCode":4,"modifierFlags":1179648})"));
+  EXPECT_EQ(lines[1]["kind"], "checklist");
+  EXPECT_EQ(lines[1]["charactersToRemove"], 4);
+  EXPECT_EQ(lines[2]["kind"], "quote");  // the two Deletes emptied the line first
+  EXPECT_EQ(lines[2]["shortcut"]["modifierFlags"], 0x100000);
+  EXPECT_EQ(lines[0]["id"].get<std::string>().size(), 36u);
+  EXPECT_NE(lines[0]["id"], lines[1]["id"]);
+  EXPECT_TRUE(lines[0]["createdAt"].get<std::string>().ends_with("Z"));
+
+  const CommandResult fullWidth = run({"triggers", "--full-width"}, "【】 \n··· ");
+  ASSERT_EQ(fullWidth.code, 0) << fullWidth.err;
+  const auto cjk = jsonLines(fullWidth.out);
+  ASSERT_EQ(cjk.size(), 2u);
+  EXPECT_EQ(cjk[0]["triggerInput"], "【】 ");
+  EXPECT_EQ(cjk[1]["text"], "```");
+  EXPECT_EQ(cjk[1]["command"], "monostyled");
+}
+
+TEST(EditorCommands, FormatPrintsTheShortcutOrTheMenuScript) {
+  struct Case {
+    std::vector<std::string> arguments;
+    int code;
+    std::string out;
+  };
+  const std::vector<Case> cases = {
+      {{"format", "heading"}, 0, "keyCode 4 modifierFlags 0x120000 (Shift+Command)\n"},
+      {{"format", "quote", "--shortcut"}, 0, "keyCode 39 modifierFlags 0x100000 (Command)\n"},
+      {{"format", "bold"}, 0, editor::NotesMenuClickScript::forCommand(editor::NotesFormatCommand::bold)},
+      {{"format", "heading", "--script"}, 0,
+       editor::NotesMenuClickScript::forCommand(editor::NotesFormatCommand::heading)},
+      {{"format", "addLink", "--script"}, 0,
+       editor::NotesMenuClickScript::forCommand(editor::NotesFormatCommand::addLink)},
+      {{"format", "bold", "--shortcut"}, 1, ""},
+      {{"format", "bogus"}, 2, ""},
+      {{"format"}, 2, ""},
+      {{"format", "title", "--script", "--shortcut"}, 2, ""},
+  };
+  for (const auto& test : cases) {
+    const CommandResult result = run(test.arguments);
+    EXPECT_EQ(result.code, test.code) << test.arguments.back() << ": " << result.err;
+    EXPECT_EQ(result.out, test.out) << test.arguments.back();
+  }
+  EXPECT_NE(run({"format", "bold", "--shortcut"}).err.find("no keyboard shortcut"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace zephyl::cli

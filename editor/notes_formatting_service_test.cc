@@ -1,0 +1,138 @@
+#include "editor/notes_formatting_service.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "editor/accessibility_error.h"
+#include "editor/notes_formatting_error.h"
+#include "editor/notes_menu_click_script.h"
+#include "editor/script_error.h"
+#include "platform/testing/fake_accessibility.h"
+#include "platform/testing/fake_script_runner.h"
+#include "platform/testing/fake_shortcut_poster.h"
+
+namespace zephyl::editor {
+namespace {
+
+using platform::testing::FakeAccessibility;
+using C = NotesFormatCommand;
+
+class NotesFormattingServiceTest : public ::testing::Test {
+ protected:
+  platform::testing::FakeShortcutPoster poster_;
+  platform::testing::FakeScriptRunner scripts_;
+  FakeAccessibility accessibility_;
+  NotesFormattingService service_{poster_, scripts_, accessibility_};
+};
+
+template <typename Body>
+std::optional<NotesFormattingError::Code> formattingErrorOf(Body body) {
+  try {
+    body();
+  } catch (const NotesFormattingError& error) {
+    return error.code();
+  }
+  return std::nullopt;
+}
+
+TEST_F(NotesFormattingServiceTest, TriggerCommandsPostTheirShortcutAndOthersClickTheirMenuItem) {
+  service_.apply(C::heading);
+  service_.apply(C::quote);
+  EXPECT_EQ(poster_.posted(), (std::vector<PostedShortcut>{{4, 0x120000}, {39, 0x100000}}));
+  EXPECT_TRUE(scripts_.runs().empty());
+
+  service_.apply(C::bold);
+  service_.apply(C::addLink);
+  const auto runs = scripts_.runs();
+  ASSERT_EQ(runs.size(), 2u);
+  EXPECT_EQ(runs[0].source, NotesMenuClickScript::forCommand(C::bold));
+  EXPECT_EQ(runs[0].taskLabel, "click Notes formatting menu");
+  EXPECT_EQ(runs[1].source, NotesMenuClickScript::forCommand(C::addLink));
+  EXPECT_EQ(poster_.posted().size(), 2u);
+
+  // A trigger command can be clicked too (from the palette, say).
+  service_.clickMenuItem(C::heading);
+  EXPECT_EQ(scripts_.runs().back().source, NotesMenuClickScript::forCommand(C::heading));
+}
+
+TEST_F(NotesFormattingServiceTest, FailuresBecomeTheirErrorsAndAreNotRetried) {
+  poster_.setFailing(true);
+  EXPECT_EQ(formattingErrorOf([&] { service_.apply(C::title); }), NotesFormattingError::Code::shortcutPostFailed);
+  EXPECT_EQ(formattingErrorOf([&] { service_.postShortcut(C::bold); }),
+            NotesFormattingError::Code::shortcutPostFailed);
+  EXPECT_EQ(NotesFormattingError(NotesFormattingError::Code::shortcutPostFailed).description(),
+            "Could not post Notes formatting keyboard shortcut");
+
+  // A script's own error message names the level that was missing.
+  const std::vector<std::pair<std::string, NotesFormattingError::Code>> raised = {
+      {"Notes format menu is unavailable", NotesFormattingError::Code::formatMenuUnavailable},
+      {"Notes format menu item is unavailable", NotesFormattingError::Code::formatMenuItemUnavailable},
+      {"Notes font menu is unavailable", NotesFormattingError::Code::fontMenuUnavailable},
+      {"Notes font menu item is unavailable", NotesFormattingError::Code::fontMenuItemUnavailable},
+      {"Notes edit menu is unavailable", NotesFormattingError::Code::editMenuUnavailable},
+      {"Notes link menu item is unavailable", NotesFormattingError::Code::linkMenuItemUnavailable},
+  };
+  for (const auto& [message, code] : raised) {
+    scripts_.setFailure(ScriptError(ScriptError::Code::executionFailed, message));
+    EXPECT_EQ(formattingErrorOf([&] { service_.apply(C::italic); }), code) << message;
+    EXPECT_EQ(NotesFormattingError::text(code), message);
+  }
+  const size_t runsBefore = scripts_.runs().size();
+
+  // Anything else is the runner's own failure, passed on as it is.
+  scripts_.setFailure(ScriptError(ScriptError::Code::unavailable));
+  EXPECT_THROW(service_.apply(C::table), ScriptError);
+  EXPECT_EQ(scripts_.runs().size(), runsBefore + 1);
+}
+
+AccessibilityMenuItem item(std::string title, bool checked, std::string key = "", int modifiers = 0) {
+  return AccessibilityMenuItem{std::move(title), checked ? "✓" : "", std::move(key), modifiers, {}};
+}
+
+TEST_F(NotesFormattingServiceTest, ActiveCommandsComeFromCheckMarksOfTheFormatMenuAndItsFontSubmenu) {
+  AccessibilityMenuItem font = item("Police", false);
+  font.submenu = {item("Gras", true), item("Italique", false), item("Highlight", true)};
+  accessibility_.setMenuBar({
+      {"Fichier", {item("Heading", true)}},
+      {"Format",
+       {item("Title", false), item("Heading", true), item("Table", true), item("Bold", true), font,
+        // A title the table does not know is recognised by Notes' shortcut.
+        item("見出し未知", true, "J", kMenuModifierShift), item("Checklist", false, "L", kMenuModifierShift)}},
+  });
+  EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::heading, C::subheading, C::bold, C::highlight}));
+
+  accessibility_.setMenuBar({{"フォーマット", {item("Body", true)}}});
+  EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::body}));
+
+  accessibility_.setMenuBar({{"Window", {item("Body", true)}}});
+  EXPECT_EQ(formattingErrorOf([&] { service_.readActiveCommands(); }),
+            NotesFormattingError::Code::formatMenuUnavailable);
+}
+
+TEST_F(NotesFormattingServiceTest, ReadsRunOneAtATimeOnTheServiceExecutor) {
+  accessibility_.setMenuBar({{"Format", {item("Body", true)}}});
+  std::mutex mutex;
+  std::set<std::thread::id> readerThreads;
+  accessibility_.setDuringRead([&] {
+    std::lock_guard lock(mutex);
+    readerThreads.insert(std::this_thread::get_id());
+  });
+  std::vector<std::thread> callers;
+  std::vector<std::thread::id> callerIds;
+  for (int i = 0; i < 4; ++i) {
+    callers.emplace_back([&] {
+      for (int k = 0; k < 10; ++k) EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::body}));
+    });
+  }
+  for (auto& caller : callers) {
+    callerIds.push_back(caller.get_id());
+    caller.join();
+  }
+  ASSERT_EQ(readerThreads.size(), 1u);
+  EXPECT_EQ(std::find(callerIds.begin(), callerIds.end(), *readerThreads.begin()), callerIds.end());
+  EXPECT_EQ(accessibility_.maximumConcurrentReads(), 1);
+}
+
+}  // namespace
+}  // namespace zephyl::editor

@@ -1,0 +1,130 @@
+#include "notes_store/export_paths.h"
+
+#include <unicode/normalizer2.h>
+#include <unicode/unistr.h>
+
+#include <algorithm>
+#include <array>
+
+namespace zephyl::notes_store {
+namespace {
+
+bool isForbidden(unsigned char c) {
+  switch (c) {
+    case '/': case '\\': case ':': case '*': case '?': case '"': case '<': case '>': case '|':
+      return true;
+    default:
+      return c < 0x20 || c == 0x7F;
+  }
+}
+
+bool isWindowsDeviceName(std::string_view name) {
+  // The part before the first dot decides: "nul.txt" is as reserved as "NUL".
+  std::string base(name.substr(0, name.find('.')));
+  while (!base.empty() && base.back() == ' ') base.pop_back();
+  std::transform(base.begin(), base.end(), base.begin(), [](unsigned char c) { return std::toupper(c); });
+  static constexpr std::array<std::string_view, 4> kFixed = {"CON", "PRN", "AUX", "NUL"};
+  if (std::find(kFixed.begin(), kFixed.end(), base) != kFixed.end()) return true;
+  return base.size() == 4 && (base.starts_with("COM") || base.starts_with("LPT")) && base[3] >= '0' &&
+         base[3] <= '9';
+}
+
+// Cuts UTF-8 text to at most `maxBytes` without splitting a character.
+std::string cutUtf8(std::string text, size_t maxBytes) {
+  if (text.size() <= maxBytes) return text;
+  size_t end = maxBytes;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  text.resize(end);
+  return text;
+}
+
+std::string trimEnd(std::string text) {
+  while (!text.empty() && (text.back() == ' ' || text.back() == '.')) text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+std::string safePathComponent(std::string_view name, std::string_view fallback, size_t maxBytes) {
+  std::string safe;
+  safe.reserve(name.size());
+  for (size_t i = 0; i < name.size(); ++i) {
+    const auto c = static_cast<unsigned char>(name[i]);
+    // U+2028/U+2029 and U+FFFC have no business in a file name either.
+    if (c == 0xE2 && i + 2 < name.size() && static_cast<unsigned char>(name[i + 1]) == 0x80 &&
+        (static_cast<unsigned char>(name[i + 2]) == 0xA8 || static_cast<unsigned char>(name[i + 2]) == 0xA9)) {
+      safe += ' ';
+      i += 2;
+      continue;
+    }
+    if (c == 0xEF && i + 2 < name.size() && static_cast<unsigned char>(name[i + 1]) == 0xBF &&
+        static_cast<unsigned char>(name[i + 2]) == 0xBC) {
+      i += 2;
+      continue;
+    }
+    safe += isForbidden(c) ? '-' : static_cast<char>(c);
+  }
+  const size_t start = safe.find_first_not_of(' ');
+  safe = start == std::string::npos ? std::string() : safe.substr(start);
+  safe = trimEnd(cutUtf8(trimEnd(std::move(safe)), maxBytes));
+  if (safe.empty() || safe == "." || safe == "..") return std::string(fallback);
+  if (isWindowsDeviceName(safe)) safe.insert(std::min(safe.find('.'), safe.size()), "_");
+  return safe;
+}
+
+std::string fileNameKey(std::string_view name) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Normalizer2* folding = icu::Normalizer2::getNFKCCasefoldInstance(status);
+  const icu::UnicodeString text = icu::UnicodeString::fromUTF8(icu::StringPiece(name.data(), name.size()));
+  std::string key;
+  if (U_FAILURE(status)) return std::string(name);
+  icu::UnicodeString folded = folding->normalize(text, status);
+  if (U_FAILURE(status)) return std::string(name);
+  folded.toUTF8String(key);
+  return key;
+}
+
+bool ExportPathAllocator::claim(const std::string& relativePath, const std::string& owner) {
+  const size_t slash = relativePath.rfind('/');
+  const std::string folder = slash == std::string::npos ? "" : relativePath.substr(0, slash);
+  const std::string name = slash == std::string::npos ? relativePath : relativePath.substr(slash + 1);
+  const std::string key = fileNameKey(folder) + "/" + fileNameKey(name);
+  const auto [it, inserted] = owners_.emplace(key, owner);
+  return inserted || it->second == owner;
+}
+
+std::string ExportPathAllocator::allocate(const std::string& folder, const std::string& stem,
+                                          const std::string& extension, const std::string& owner) {
+  for (int attempt = 1;; ++attempt) {
+    const std::string name = attempt == 1 ? stem + extension : stem + " (" + std::to_string(attempt) + ")" + extension;
+    const std::string path = folder.empty() ? name : folder + "/" + name;
+    if (claim(path, owner)) return path;
+  }
+}
+
+std::string relativeLink(const std::string& fromFolder, const std::string& toPath) {
+  auto split = [](const std::string& path) {
+    std::vector<std::string> parts;
+    size_t start = 0;
+    while (start <= path.size() && !path.empty()) {
+      const size_t slash = path.find('/', start);
+      parts.push_back(path.substr(start, slash == std::string::npos ? std::string::npos : slash - start));
+      if (slash == std::string::npos) break;
+      start = slash + 1;
+    }
+    return parts;
+  };
+  const std::vector<std::string> from = split(fromFolder);
+  const std::vector<std::string> to = split(toPath);
+  size_t common = 0;
+  while (common < from.size() && common + 1 < to.size() && from[common] == to[common]) ++common;
+  std::string link;
+  for (size_t i = common; i < from.size(); ++i) link += "../";
+  for (size_t i = common; i < to.size(); ++i) {
+    link += to[i];
+    if (i + 1 < to.size()) link += '/';
+  }
+  return link;
+}
+
+}  // namespace zephyl::notes_store

@@ -1,0 +1,56 @@
+#include "notes_store/export_paths.h"
+
+#include <gtest/gtest.h>
+
+namespace zephyl::notes_store {
+namespace {
+
+TEST(ExportPaths, NamesAreSafeOnEverySystem) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"Plan: Q1/Q2 <draft>?", "Plan- Q1-Q2 -draft--"},
+      {"a\\b|c*d\"e", "a-b-c-d-e"},
+      {"tabs\tand\nlines", "tabs-and-lines"},
+      {"  padded . . ", "padded"},
+      {"..", "Untitled"},
+      {"", "Untitled"},
+      {"   ", "Untitled"},
+      {"CON", "CON_"},
+      {"nul.txt", "nul_.txt"},
+      {"com7", "com7_"},
+      {"Console", "Console"},
+      {"Café 日本語 🚀", "Café 日本語 🚀"},
+      {"soft\xE2\x80\xA8" "break", "soft break"},
+      {"obj\xEF\xBF\xBC", "obj"},
+  };
+  for (const auto& [title, expected] : cases) {
+    EXPECT_EQ(safePathComponent(title, "Untitled"), expected) << title;
+  }
+  // Cut at a character boundary, never inside one.
+  const std::string longTitle = std::string(118, 'a') + "日本";
+  EXPECT_EQ(safePathComponent(longTitle, "Untitled"), std::string(118, 'a'));
+}
+
+TEST(ExportPaths, UniqueRegardlessOfCaseAndUnicodeForm) {
+  ExportPathAllocator allocator;
+  EXPECT_EQ(allocator.allocate("Work", "Plan", ".md", "n1"), "Work/Plan.md");
+  EXPECT_EQ(allocator.allocate("Work", "plan", ".md", "n2"), "Work/plan (2).md");
+  EXPECT_EQ(allocator.allocate("work", "PLAN", ".md", "n3"), "work/PLAN (3).md");  // same folder on macOS
+  EXPECT_EQ(allocator.allocate("Other", "Plan", ".md", "n4"), "Other/Plan.md");
+  // "é" composed and decomposed name the same file on macOS.
+  EXPECT_EQ(allocator.allocate("", "Caf\xC3\xA9", ".md", "n5"), "Café.md");
+  EXPECT_EQ(allocator.allocate("", "Cafe\xCC\x81", ".md", "n6"), "Cafe\xCC\x81 (2).md");
+  // A claim keeps its owner; the same owner may claim again.
+  EXPECT_TRUE(allocator.claim("Work/Plan.md", "n1"));
+  EXPECT_FALSE(allocator.claim("WORK/plan.MD", "n9"));
+}
+
+TEST(ExportPaths, RelativeLinksBetweenFolders) {
+  EXPECT_EQ(relativeLink("Work", "Work/Plan.md"), "Plan.md");
+  EXPECT_EQ(relativeLink("Work/Sub", "Work/Plan.md"), "../Plan.md");
+  EXPECT_EQ(relativeLink("", "Work/Plan.md"), "Work/Plan.md");
+  EXPECT_EQ(relativeLink("A/B", "C/D/E.md"), "../../C/D/E.md");
+  EXPECT_EQ(relativeLink("A", "Top.md"), "../Top.md");
+}
+
+}  // namespace
+}  // namespace zephyl::notes_store

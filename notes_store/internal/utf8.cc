@@ -1,0 +1,119 @@
+#include "notes_store/internal/utf8.h"
+
+#include <cstdint>
+#include <cstring>
+
+namespace zephyl::notes_store::internal {
+namespace {
+
+constexpr uint64_t kHighBits = 0x8080808080808080ULL;
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+
+bool isContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
+
+// Examines the sequence that starts at `p` (p < end, *p >= 0x80). Returns its length
+// when well-formed; otherwise 0 with `subpart` set to the length of the maximal
+// ill-formed prefix (at least 1), the part that one U+FFFD replaces.
+size_t multibyteSequence(const unsigned char* p, const unsigned char* end, size_t& subpart) {
+  const unsigned char lead = p[0];
+  size_t length = 0;
+  // The range that the first continuation byte must fall in rules out overlong
+  // forms, surrogates and values above U+10FFFF.
+  unsigned char low = 0x80;
+  unsigned char high = 0xBF;
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3;
+    if (lead == 0xE0) low = 0xA0;
+    if (lead == 0xED) high = 0x9F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4;
+    if (lead == 0xF0) low = 0x90;
+    if (lead == 0xF4) high = 0x8F;
+  } else {
+    subpart = 1;
+    return 0;
+  }
+  const size_t available = static_cast<size_t>(end - p);
+  for (size_t i = 1; i < length; ++i) {
+    if (i >= available) {
+      subpart = i;
+      return 0;
+    }
+    const unsigned char byte = p[i];
+    const bool inRange = i == 1 ? (byte >= low && byte <= high) : isContinuation(byte);
+    if (!inRange) {
+      subpart = i;
+      return 0;
+    }
+  }
+  return length;
+}
+
+}  // namespace
+
+std::optional<size_t> utf16LengthOfValidUtf8(std::string_view text) {
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const unsigned char* const end = p + text.size();
+  size_t units = 0;
+  while (p < end) {
+    // Note text is mostly ASCII: take 32 bytes, then 8, at a time while it lasts.
+    if (end - p >= 32) {
+      uint64_t words[4];
+      std::memcpy(words, p, sizeof words);
+      if (((words[0] | words[1] | words[2] | words[3]) & kHighBits) == 0) {
+        p += 32;
+        units += 32;
+        continue;
+      }
+    }
+    if (end - p >= 8) {
+      uint64_t word;
+      std::memcpy(&word, p, sizeof word);
+      if ((word & kHighBits) == 0) {
+        p += 8;
+        units += 8;
+        continue;
+      }
+    }
+    if (*p < 0x80) {
+      ++p;
+      ++units;
+      continue;
+    }
+    size_t subpart = 0;
+    const size_t length = multibyteSequence(p, end, subpart);
+    if (length == 0) return std::nullopt;
+    // Four-byte sequences lie above U+FFFF and take a surrogate pair.
+    units += length == 4 ? 2 : 1;
+    p += length;
+  }
+  return units;
+}
+
+std::string decodeUtf8Lossy(std::string_view bytes) {
+  if (isValidUtf8(bytes)) return std::string(bytes);
+  std::string text;
+  text.reserve(bytes.size() + 8);
+  const auto* p = reinterpret_cast<const unsigned char*>(bytes.data());
+  const unsigned char* const end = p + bytes.size();
+  while (p < end) {
+    if (*p < 0x80) {
+      text.push_back(static_cast<char>(*p++));
+      continue;
+    }
+    size_t subpart = 0;
+    const size_t length = multibyteSequence(p, end, subpart);
+    if (length == 0) {
+      text.append(kReplacement);
+      p += subpart;
+    } else {
+      text.append(reinterpret_cast<const char*>(p), length);
+      p += length;
+    }
+  }
+  return text;
+}
+
+}  // namespace zephyl::notes_store::internal

@@ -1,0 +1,351 @@
+#include "notes_store/library_exporter.h"
+
+#include <algorithm>
+#include <charconv>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <unordered_map>
+
+#include "core/logger.h"
+#include "notes_store/component_path.h"
+#include "notes_store/export_paths.h"
+#include "notes_store/note_document.h"
+#include "notes_store/note_markdown.h"
+#include "notes_store/note_table_decoder.h"
+
+namespace zephyl::notes_store {
+namespace {
+
+const core::Logger& log() {
+  static const core::Logger logger("LibraryExporter");
+  return logger;
+}
+
+constexpr std::string_view kSeparator = " › ";
+constexpr size_t kBatchSize = 500;
+constexpr std::string_view kInlineAttachmentTypePrefix = "com.apple.notes.inlinetextattachment";
+
+struct ManifestEntry {
+  std::string path;      // relative to the export folder
+  std::string modified;  // ISO 8601 modification time of the note when written
+};
+
+using Manifest = std::map<std::string, ManifestEntry>;  // note id → entry
+
+std::string joinPath(const std::string& directory, const std::string& relative) {
+  return directory + "/" + relative;
+}
+
+std::optional<Manifest> readManifest(core::FileSystem& files, const std::string& path) {
+  const auto contents = files.readFile(path);
+  if (!contents) return std::nullopt;
+  Manifest manifest;
+  try {
+    const auto json = nlohmann::json::parse(*contents);
+    for (const auto& [id, entry] : json.at("notes").items()) {
+      manifest[id] = {entry.at("path").get<std::string>(), entry.at("modified").get<std::string>()};
+    }
+  } catch (const nlohmann::json::exception& error) {
+    // Only costs a full rewrite; the notes themselves are still in Notes.
+    log().warning() << "Ignoring an unreadable export manifest: " << error.what();
+    return Manifest{};
+  }
+  return manifest;
+}
+
+void writeManifest(core::FileSystem& files, const std::string& path, const Manifest& manifest) {
+  // A sorted map: inserting into an order-keeping one is linear per key.
+  nlohmann::json notes = nlohmann::json::object();
+  for (const auto& [id, entry] : manifest) notes[id] = {{"path", entry.path}, {"modified", entry.modified}};
+  const nlohmann::json json = {{"version", 1}, {"notes", std::move(notes)}};
+  files.writeFileAtomically(path, json.dump(1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+}
+
+std::string yamlQuoted(std::string_view text) {
+  std::string out = "\"";
+  for (char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += c;
+    } else if (c == '\n') {
+      out += "\\n";
+    } else if (byte < 0x20 || byte == 0x7F) {
+      static constexpr char kHex[] = "0123456789ABCDEF";
+      out += "\\x";
+      out += kHex[byte >> 4];
+      out += kHex[byte & 0xF];
+    } else {
+      out += c;
+    }
+  }
+  return out + "\"";
+}
+
+std::string frontMatter(const NotesNoteRow& note, const std::string& folderPath) {
+  std::string out = "---\n";
+  out += "id: " + yamlQuoted(note.id) + "\n";
+  out += "title: " + yamlQuoted(note.title) + "\n";
+  out += "created: " + (note.createdAt ? core::formatIso8601(*note.createdAt) : std::string("null")) + "\n";
+  out += "modified: " + core::formatIso8601(note.modifiedAt) + "\n";
+  out += "folder: " + yamlQuoted(folderPath) + "\n";
+  out += "---\n\n";
+  return out;
+}
+
+std::string upper(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::toupper(c); });
+  return text;
+}
+
+std::string folderOf(const std::string& relativePath) {
+  const size_t slash = relativePath.rfind('/');
+  return slash == std::string::npos ? "" : relativePath.substr(0, slash);
+}
+
+// Folder paths of the export: each Notes folder path as safe components, unique
+// within their parent.
+class FolderLayout {
+ public:
+  explicit FolderLayout(ExportPathAllocator& allocator) : allocator_(allocator) {}
+
+  std::string relativePath(const std::vector<std::string>& components) {
+    std::string key;
+    std::string path;
+    for (const std::string& component : components) {
+      key += makeComponentPath({component});
+      auto it = paths_.find(key);
+      if (it == paths_.end()) {
+        const std::string name = safePathComponent(component, "Untitled Folder");
+        it = paths_.emplace(key, allocator_.allocate(path, name, "", "folder:" + key)).first;
+      }
+      path = it->second;
+    }
+    return path;
+  }
+
+  size_t count() const { return paths_.size(); }
+
+ private:
+  ExportPathAllocator& allocator_;
+  std::map<std::string, std::string> paths_;  // component path → relative folder path
+};
+
+// True when an earlier file name still fits the note: same folder, a name made
+// from the same title.
+bool stillFits(const std::string& path, const std::string& folder, const std::string& stem) {
+  if (folderOf(path) != folder) return false;
+  const std::string name = path.substr(folder.empty() ? 0 : folder.size() + 1);
+  return fileNameKey(name) == fileNameKey(stem + ".md") || fileNameKey(name).starts_with(fileNameKey(stem + " ("));
+}
+
+}  // namespace
+
+LibraryExportError::LibraryExportError(Code code, std::string path)
+    : core::Error(std::string(text(code)) + ": " + path), code_(code), path_(std::move(path)) {}
+
+std::string_view LibraryExportError::text(Code code) {
+  switch (code) {
+    case Code::kNotADirectory:
+      return "The export destination is a file, not a folder";
+    case Code::kFolderNotEmpty:
+      return "The export folder is not empty and holds no earlier Zephyl export; choose an empty folder or "
+             "pass --force";
+  }
+  return {};
+}
+
+std::optional<int64_t> keyFromObjectURI(std::string_view uri) {
+  const size_t marker = uri.rfind("/p");
+  if (marker == std::string_view::npos || marker + 2 >= uri.size()) return std::nullopt;
+  int64_t key = 0;
+  const char* begin = uri.data() + marker + 2;
+  const char* end = uri.data() + uri.size();
+  const auto [last, error] = std::from_chars(begin, end, key);
+  if (error != std::errc() || last != end) return std::nullopt;
+  return key;
+}
+
+LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::FileSystem& files,
+                                   const LibraryExportOptions& options) {
+  std::string directory = options.directory;
+  while (directory.size() > 1 && directory.back() == '/') directory.pop_back();
+  if (files.fileExists(directory) && !files.isDirectory(directory)) {
+    throw LibraryExportError(LibraryExportError::Code::kNotADirectory, directory);
+  }
+  const std::string manifestPath = joinPath(directory, std::string(kExportManifestName));
+  std::optional<Manifest> earlier = readManifest(files, manifestPath);
+  if (!earlier && !options.force && !files.listDirectory(directory).empty()) {
+    throw LibraryExportError(LibraryExportError::Code::kFolderNotEmpty, directory);
+  }
+  Manifest manifest = earlier.value_or(Manifest{});
+
+  const std::vector<NotesFolderRow> folderRows = NotesDatabaseAccess::fetchFolderTree(connection);
+  std::vector<NotesNoteRow> notes = NotesDatabaseAccess::fetchNoteList(connection);
+  LibraryExportSummary summary;
+  summary.notes = notes.size();
+
+  // Older notes choose names first, so a new note never takes an old one's name.
+  std::sort(notes.begin(), notes.end(), [](const NotesNoteRow& a, const NotesNoteRow& b) {
+    const auto aTime = a.createdAt.value_or(a.modifiedAt);
+    const auto bTime = b.createdAt.value_or(b.modifiedAt);
+    if (aTime != bTime) return aTime < bTime;
+    return keyFromObjectURI(a.id).value_or(0) < keyFromObjectURI(b.id).value_or(0);
+  });
+
+  ExportPathAllocator allocator;
+  allocator.claim(std::string(kExportManifestName), "manifest");
+  std::unordered_map<std::string, std::vector<std::string>> folderComponents;
+  std::unordered_map<std::string, std::string> folderDisplay;
+  for (const NotesFolderRow& folder : folderRows) {
+    folderComponents[folder.id] = parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
+    folderDisplay[folder.id] = folder.path;
+  }
+  auto componentsOf = [&](const NotesNoteRow& note) {
+    auto it = folderComponents.find(note.folderID);
+    if (it != folderComponents.end()) return it->second;
+    // A folder past the folder list's cap.
+    std::vector<std::string> components;
+    if (!note.accountName.empty()) components.push_back(note.accountName);
+    components.push_back(note.folderName);
+    return components;
+  };
+  auto displayOf = [&](const NotesNoteRow& note) {
+    auto it = folderDisplay.find(note.folderID);
+    if (it != folderDisplay.end()) return it->second;
+    return note.accountName.empty() ? note.folderName : note.accountName + std::string(kSeparator) + note.folderName;
+  };
+
+  // Earlier names are claimed before any new one is handed out.
+  std::vector<std::string> targets(notes.size());
+  std::vector<std::string> folderPaths(notes.size());
+  std::vector<std::optional<std::string>> previous(notes.size());
+  // Every file of the earlier export stays reserved for its note, even one about
+  // to be renamed, so that no other note is written over it.
+  for (const auto& [id, entry] : manifest) allocator.claim(entry.path, id);
+  FolderLayout layout(allocator);
+  for (size_t i = 0; i < notes.size(); ++i) {
+    folderPaths[i] = layout.relativePath(componentsOf(notes[i]));
+    const auto entry = manifest.find(notes[i].id);
+    if (entry == manifest.end()) continue;
+    previous[i] = entry->second.path;
+    const std::string stem = safePathComponent(notes[i].title, "Untitled");
+    if (stillFits(entry->second.path, folderPaths[i], stem)) targets[i] = entry->second.path;
+  }
+  for (size_t i = 0; i < notes.size(); ++i) {
+    if (!targets[i].empty()) continue;
+    targets[i] = allocator.allocate(folderPaths[i], safePathComponent(notes[i].title, "Untitled"), ".md", notes[i].id);
+  }
+  summary.folders = layout.count();
+
+  std::unordered_map<std::string, size_t> byIdentifier;  // upper-case UUID → note index
+  for (size_t i = 0; i < notes.size(); ++i) byIdentifier.emplace(upper(notes[i].uuid), i);
+
+  std::unordered_map<std::string, bool> present;
+  for (const NotesNoteRow& note : notes) present[note.id] = true;
+  for (const auto& [id, entry] : manifest) {
+    if (!present.count(id)) summary.staleFiles.push_back(entry.path);
+  }
+
+  try {
+    for (size_t start = 0; start < notes.size(); start += kBatchSize) {
+      if (options.stop.stop_requested()) throw core::CancellationError();
+      const size_t end = std::min(notes.size(), start + kBatchSize);
+      std::vector<size_t> toWrite;
+      std::vector<int64_t> keys;
+      for (size_t i = start; i < end; ++i) {
+        const NotesNoteRow& note = notes[i];
+        const std::string modified = core::formatIso8601(note.modifiedAt);
+        if (note.isPasswordProtected != 0) {
+          ++summary.lockedSkipped;
+          continue;
+        }
+        const auto entry = manifest.find(note.id);
+        if (!options.force && entry != manifest.end() && entry->second.path == targets[i] &&
+            entry->second.modified == modified && files.fileExists(joinPath(directory, targets[i]))) {
+          ++summary.unchanged;
+          continue;
+        }
+        toWrite.push_back(i);
+        if (note.noteDataPK) keys.push_back(*note.noteDataPK);
+      }
+      const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, keys, options.stop);
+      size_t batchDone = end - start - toWrite.size();
+      for (size_t i : toWrite) {
+        const NotesNoteRow& note = notes[i];
+        std::optional<NoteDocument> document;
+        if (note.noteDataPK) {
+          if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
+            document = decodeNoteDocument(body->second);
+          }
+        }
+        NoteTables tables;
+        if (document) {
+          std::unordered_set<std::string> tableIdentifiers;
+          for (const auto& run : document->runs) {
+            if (run.attachment && run.attachment->typeUTI == kTableTypeIdentifier) {
+              tableIdentifiers.insert(run.attachment->identifier);
+            }
+          }
+          if (!tableIdentifiers.empty()) {
+            if (const auto key = keyFromObjectURI(note.id)) {
+              for (auto& [identifier, data] : NotesDatabaseAccess::fetchTableData(connection, *key, tableIdentifiers)) {
+                if (auto table = decodeNoteTable(data)) {
+                  tables.emplace(identifier, std::move(*table));
+                } else {
+                  ++summary.tablesUnreadable;
+                }
+              }
+            }
+          }
+        }
+        const std::string fromFolder = folderOf(targets[i]);
+        NoteMarkdownOptions markdownOptions;
+        markdownOptions.noteLinkTarget = [&](std::string_view identifier) -> std::optional<std::string> {
+          const auto target = byIdentifier.find(upper(std::string(identifier)));
+          if (target == byIdentifier.end() || notes[target->second].isPasswordProtected != 0) return std::nullopt;
+          return relativeLink(fromFolder, targets[target->second]);
+        };
+        std::unordered_map<std::string, std::string> inlineTexts;
+        if (document && std::any_of(document->runs.begin(), document->runs.end(), [](const auto& run) {
+              return run.attachment && run.attachment->typeUTI.starts_with(kInlineAttachmentTypePrefix);
+            })) {
+          if (const auto key = keyFromObjectURI(note.id)) {
+            inlineTexts = NotesDatabaseAccess::fetchInlineAttachmentTexts(connection, *key);
+          }
+        }
+        markdownOptions.attachmentText = [&](std::string_view identifier) -> std::optional<std::string> {
+          const auto it = inlineTexts.find(std::string(identifier));
+          if (it == inlineTexts.end()) return std::nullopt;
+          return it->second;
+        };
+        std::string content = frontMatter(note, displayOf(note));
+        if (document) {
+          content += noteToMarkdown(*document, tables, markdownOptions);
+        } else {
+          ++summary.withoutBody;
+          content += "# " + removeControlCharacters(note.title) + "\n";
+          if (!note.preview.empty()) content += "\n" + removeControlCharacters(note.preview) + "\n";
+        }
+        files.replaceFile(joinPath(directory, targets[i]), content);
+        if (previous[i] && *previous[i] != targets[i]) {
+          files.removeFile(joinPath(directory, *previous[i]));
+          ++summary.renamed;
+        }
+        manifest[note.id] = {targets[i], core::formatIso8601(note.modifiedAt)};
+        ++summary.written;
+        if (options.progress) options.progress(start + ++batchDone, notes.size());
+      }
+      if (options.progress) options.progress(end, notes.size());
+    }
+  } catch (const core::CancellationError&) {
+    writeManifest(files, manifestPath, manifest);
+    throw;
+  }
+  writeManifest(files, manifestPath, manifest);
+  log().info() << "Exported " << summary.written << " notes, " << summary.unchanged << " unchanged, "
+               << summary.lockedSkipped << " locked";
+  return summary;
+}
+
+}  // namespace zephyl::notes_store

@@ -1,0 +1,173 @@
+#include "notes_store/library_exporter.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "notes_store/note_document_writer.h"
+#include "notes_store/notes_library_builder.h"
+#include "platform/linux/posix_file_system.h"
+#include "platform/testing/fake_notes_database_grant.h"
+#include "platform/testing/in_memory_file_system.h"
+
+namespace zephyl::notes_store {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::testing::InMemoryFileSystem;
+
+constexpr const char* kOut = "/export";
+const std::string kTargetUUID = "0F0E0D0C-0000-4000-8000-00000000AAAA";
+
+std::string body(std::vector<NoteRunSpec> runs) { return gzipCompress(encodeNoteDocument(runs)); }
+
+NoteRunSpec title(std::string text) {
+  NoteRunSpec run;
+  run.text = std::move(text);
+  run.paragraph = NoteParagraphStyleSpec{.styleType = 0};
+  return run;
+}
+
+NoteRunSpec plain(std::string text) {
+  NoteRunSpec run;
+  run.text = std::move(text);
+  return run;
+}
+
+class LibraryExporterTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ = fs::path(::testing::TempDir()) /
+                 ("zephyl-export-" + std::to_string(::getpid()) + "-" +
+                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(directory_);
+    fs::create_directories(directory_);
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  // iCloud › Work holds "Plan" (linking to "Target" in iCloud › Work › Deep), a
+  // note named like it, a locked note and one without a body.
+  void buildLibrary(double planModified = 100, std::string planTitle = "Plan") {
+    NotesLibraryBuilder builder;
+    const int64_t account = builder.addAccount({.name = "iCloud"});
+    const int64_t work = builder.addFolder({.title = "Work", .owner = account});
+    const int64_t deep = builder.addFolder({.title = "Deep: 1/2", .parent = work, .owner = account});
+    NoteRunSpec link = plain("target");
+    link.link = "applenotes:note/" + std::string("0f0e0d0c-0000-4000-8000-00000000aaaa");
+    NoteRunSpec table = plain("\xEF\xBF\xBC");
+    table.attachmentIdentifier = "TABLE-1";
+    table.attachmentTypeUTI = "com.apple.notes.table";
+    const int64_t plan = builder.addNote(
+        {.title = planTitle, .folder = work, .account7 = account, .createdAt = 1, .modifiedAt = planModified,
+         .bodyData = body({title(planTitle + "\n"), plain("See "), link, plain("\n"), table})});
+    builder.addAttachment({.note = plan, .identifier = "TABLE-1", .typeUTI = "com.apple.notes.table",
+                           .mergeableData1 = gzipCompress(encodeTableDocument({{"a", "b"}, {"1", "2"}}))});
+    builder.addNote({.title = "plan", .folder = work, .account7 = account, .createdAt = 2, .modifiedAt = 50,
+                     .bodyData = body({title("plan\n"), plain("lower case twin")})});
+    builder.addNote({.title = "Target", .identifier = kTargetUUID, .folder = deep, .account7 = account,
+                     .createdAt = 3, .modifiedAt = 60, .bodyData = body({title("Target\n"), plain("here")})});
+    builder.addNote({.title = "Secret", .folder = work, .account7 = account, .passwordProtected = true,
+                     .modifiedAt = 70, .bodyData = std::string("\x01\x02 encrypted")});
+    builder.addNote({.title = "Bare", .folder = work, .account7 = account, .snippet = "only a preview",
+                     .createdAt = 4, .modifiedAt = 80});
+    path_ = (directory_ / ("NoteStore-" + std::to_string(++libraries_) + ".sqlite")).string();
+    builder.write(path_);
+  }
+
+  LibraryExportSummary runExport(bool force = false) {
+    platform::testing::FakeNotesDatabaseGrant grant(path_);
+    NotesDatabaseAccess access(grant, disk_, "/home/nobody");
+    LibraryExportOptions options;
+    options.directory = kOut;
+    options.force = force;
+    return *access.withDatabase([&](auto& connection) { return exportLibrary(connection, files_, options); });
+  }
+
+  std::string file(const std::string& relative) { return files_.contents(std::string(kOut) + "/" + relative).value_or(""); }
+
+  fs::path directory_;
+  std::string path_;
+  int libraries_ = 0;
+  platform::PosixFileSystem disk_;
+  InMemoryFileSystem files_;
+};
+
+TEST_F(LibraryExporterTest, WritesOneFilePerNoteWithFrontMatterLinksAndTables) {
+  buildLibrary();
+  const LibraryExportSummary summary = runExport();
+  EXPECT_EQ(summary.notes, 5u);
+  EXPECT_EQ(summary.written, 4u);
+  EXPECT_EQ(summary.lockedSkipped, 1u);
+  EXPECT_EQ(summary.withoutBody, 1u);
+
+  const std::string plan = file("iCloud/Work/Plan.md");
+  EXPECT_TRUE(plan.starts_with("---\nid: \"x-coredata://")) << plan;
+  EXPECT_NE(plan.find("title: \"Plan\"\ncreated: 2001-01-01T00:00:01Z\nmodified: 2001-01-01T00:01:40Z\n"
+                      "folder: \"iCloud › Work\"\n---\n\n# Plan\n"),
+            std::string::npos)
+      << plan;
+  EXPECT_NE(plan.find("See [target](Deep-%201-2/Target.md)"), std::string::npos) << plan;
+  EXPECT_NE(plan.find("| a | b |\n| --- | --- |\n| 1 | 2 |"), std::string::npos) << plan;
+  // Names differing only in case get their own files, the older note the plain name.
+  EXPECT_NE(file("iCloud/Work/plan (2).md").find("lower case twin"), std::string::npos);
+  EXPECT_NE(file("iCloud/Work/Deep- 1-2/Target.md").find("here"), std::string::npos);
+  EXPECT_NE(file("iCloud/Work/Bare.md").find("# Bare\n\nonly a preview"), std::string::npos);
+  EXPECT_EQ(files_.contents(std::string(kOut) + "/iCloud/Work/Secret.md"), std::nullopt);
+}
+
+TEST_F(LibraryExporterTest, SecondExportRewritesOnlyChangedNotesAndKeepsNames) {
+  buildLibrary();
+  runExport();
+  const int writesAfterFirst = files_.writeCount();
+
+  buildLibrary(/*planModified=*/200);
+  const LibraryExportSummary second = runExport();
+  EXPECT_EQ(second.written, 1u);
+  EXPECT_EQ(second.unchanged, 3u);
+  EXPECT_EQ(files_.writeCount() - writesAfterFirst, 2);  // the changed note and the manifest
+  EXPECT_NE(file("iCloud/Work/Plan.md").find("modified: 2001-01-01T00:03:20Z"), std::string::npos);
+  EXPECT_NE(file("iCloud/Work/plan (2).md").find("lower case twin"), std::string::npos);
+
+  // A retitled note moves to its new name; the old file goes, no other note takes it.
+  buildLibrary(/*planModified=*/300, "Renamed");
+  const LibraryExportSummary third = runExport();
+  EXPECT_EQ(third.renamed, 1u);
+  EXPECT_EQ(files_.contents(std::string(kOut) + "/iCloud/Work/Plan.md"), std::nullopt);
+  EXPECT_NE(file("iCloud/Work/Renamed.md").find("# Renamed"), std::string::npos);
+  EXPECT_NE(file("iCloud/Work/plan (2).md").find("lower case twin"), std::string::npos);
+
+  EXPECT_EQ(runExport(/*force=*/true).written, 4u);
+}
+
+TEST_F(LibraryExporterTest, RefusesFilesAndForeignFolders) {
+  buildLibrary();
+  files_.addFile(kOut, "a file");
+  try {
+    runExport();
+    ADD_FAILURE() << "exported over a file";
+  } catch (const LibraryExportError& error) {
+    EXPECT_EQ(error.code(), LibraryExportError::Code::kNotADirectory);
+  }
+  InMemoryFileSystem fresh;
+  files_.removeFile(kOut);
+  files_.addFile(std::string(kOut) + "/mine.txt", "user data");
+  try {
+    runExport();
+    ADD_FAILURE() << "exported into a folder of someone else's files";
+  } catch (const LibraryExportError& error) {
+    EXPECT_EQ(error.code(), LibraryExportError::Code::kFolderNotEmpty);
+  }
+  EXPECT_EQ(runExport(/*force=*/true).written, 4u);
+  EXPECT_EQ(file("mine.txt"), "user data");
+}
+
+TEST(LibraryExporter, KeyFromObjectURI) {
+  EXPECT_EQ(keyFromObjectURI("x-coredata://A-B/ICNote/p42"), 42);
+  EXPECT_EQ(keyFromObjectURI("x-coredata://A-B/ICFolder/p7"), 7);
+  EXPECT_EQ(keyFromObjectURI("x-coredata://A-B/ICNote/p"), std::nullopt);
+  EXPECT_EQ(keyFromObjectURI("x-coredata://A-B/ICNote/p4x"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace zephyl::notes_store

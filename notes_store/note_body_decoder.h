@@ -1,0 +1,80 @@
+// Decoding of note bodies as Apple Notes stores them: a gzip-compressed (older
+// notes: zlib-headed) protobuf document holding the note text and the attribute
+// runs that style it.
+//
+// The decoder works on bytes alone and never fails loudly: corrupt compression,
+// truncated or malformed protobuf and invalid UTF-8 each end the affected step
+// with nothing found, and the rest of the note is still used. Nothing here
+// throws, and nothing reads outside the given bytes.
+#pragma once
+
+#include <any>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zephyl::notes_store {
+
+// The line prefix that a paragraph style becomes in Markdown: a literal prefix
+// ("## ", "- [x] ", "> ") or a monospaced line (fenced by the Markdown conversion).
+struct NotesDatabaseMarkdownStyle {
+  enum class Kind { kPrefix, kCode };
+  Kind kind = Kind::kPrefix;
+  std::string prefix;  // for kPrefix
+
+  static NotesDatabaseMarkdownStyle literal(std::string prefix) { return {Kind::kPrefix, std::move(prefix)}; }
+  static NotesDatabaseMarkdownStyle code() { return {Kind::kCode, {}}; }
+  bool operator==(const NotesDatabaseMarkdownStyle&) const = default;
+};
+
+// One run's length (UTF-16 code units of the text) and its line style, or none
+// for a plain body line.
+struct NotesDatabaseLineStyle {
+  int64_t length = 0;
+  std::optional<NotesDatabaseMarkdownStyle> style;
+  bool operator==(const NotesDatabaseLineStyle&) const = default;
+};
+
+// One reading of one byte string.
+struct NotesDatabaseBodyTextCandidate {
+  std::optional<std::string> text;  // absent when the bytes are no note document
+  std::vector<std::string> attachmentIdentifiers;  // run order, empty ones left out
+  std::vector<NotesDatabaseLineStyle> lineStyles;  // one per run that has a length
+  std::vector<std::string> links;                  // run order
+};
+
+struct NotesDatabaseParsedNote {
+  // The reading of the decompressed bytes (when decompression worked), then that
+  // of the raw blob.
+  std::vector<NotesDatabaseBodyTextCandidate> candidates;
+  int64_t noteKey = 0;
+  std::any context;  // the caller's value, carried through unchanged
+  // The identifiers of the first candidate whose text holds U+FFFC and whose
+  // identifier set is not empty; empty when there is none.
+  std::set<std::string> attachmentIdentifiers;
+
+  // The text of the first candidate that has one.
+  const NotesDatabaseBodyTextCandidate* firstWithText() const;
+};
+
+// Decodes one body blob (as stored: gzip, zlib-headed or raw). Never throws.
+NotesDatabaseParsedNote decodeNoteBody(std::string_view blob, int64_t noteKey, std::any context = {});
+
+// Gunzips (window bits 31) or inflates a zlib-headed blob in 65,536-byte output
+// chunks; nullopt for anything else, for corrupt data, and for an empty result.
+std::optional<std::string> decompressNoteData(std::string_view blob);
+
+// The protobuf scanner. Each walks `bytes` from the start and returns views into
+// it; a malformed field list (a varint past the end or longer than nine bytes, a
+// length past the end, wire types 3, 4, 6 and 7) gives none / an empty list.
+std::optional<std::string_view> readProtobufField(uint32_t fieldNumber, std::string_view bytes);
+std::vector<std::string_view> readProtobufFields(uint32_t fieldNumber, std::string_view bytes);
+std::optional<uint64_t> readProtobufVarint(uint32_t fieldNumber, std::string_view bytes);
+
+// The Markdown line style of a paragraph style message (attribute run field 2).
+std::optional<NotesDatabaseMarkdownStyle> markdownStyleOfParagraph(std::string_view paragraphStyle);
+
+}  // namespace zephyl::notes_store

@@ -1,0 +1,214 @@
+#include "platform/linux/curl_http_transport.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <latch>
+#include <thread>
+
+#include "ai/ai_http_client.h"
+#include "ai/sse_reader.h"
+#include "platform/testing/fake_clock.h"
+#include "platform/testing/fake_monotonic_clock.h"
+#include "platform/testing/fake_random_source.h"
+#include "platform/testing/loopback_http_server.h"
+
+namespace zephyl::platform {
+namespace {
+
+using ai::HTTPTransportError;
+using testing::LoopbackConnection;
+using testing::LoopbackHTTPServer;
+using testing::LoopbackRequest;
+using namespace std::chrono_literals;
+
+constexpr std::string_view kChunkedHead =
+    "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n";
+
+class CollectingHandler : public ai::HTTPResponseHandler {
+ public:
+  void onResponse(const ai::HTTPResponseHead& response) override { head = response; }
+  void onBody(std::string_view bytes) override {
+    body += bytes;
+    if (firstBody) {
+      firstBody->count_down();
+      firstBody = nullptr;
+    }
+  }
+  std::optional<ai::HTTPResponseHead> head;
+  std::string body;
+  std::latch* firstBody = nullptr;
+};
+
+ai::HTTPRequest postTo(const std::string& url, std::string body = "{}") {
+  ai::HTTPRequest request;
+  request.url = url;
+  request.headers = {{"Content-Type", "application/json"}, {"Authorization", "Bearer test"}};
+  request.body = std::move(body);
+  request.connectTimeout = 5s;
+  request.idleTimeout = 10s;
+  return request;
+}
+
+TEST(CurlHTTPTransport, StreamsABodyWrittenInOddChunkSizes) {
+  std::string body;
+  for (int i = 0; i < 200; ++i) body += "event: delta\ndata: {\"n\":" + std::to_string(i) + ",\"text\":\"é🙂\"}\n\n";
+  LoopbackRequest received;
+  LoopbackHTTPServer server([&](const LoopbackRequest& request, LoopbackConnection& connection, int) {
+    received = request;
+    connection.write(kChunkedHead);
+    size_t at = 0;
+    for (size_t size = 1; at < body.size(); size = size % 97 + 13) {
+      connection.writeChunk(std::string_view(body).substr(at, size));
+      at += size;
+    }
+    connection.writeChunk("");
+  });
+  CurlHTTPTransport transport;
+  CollectingHandler handler;
+  transport.send(postTo(server.url("/v1/responses"), R"({"model":"x"})"), handler, {});
+
+  EXPECT_EQ(received.method, "POST");
+  EXPECT_EQ(received.target, "/v1/responses");
+  EXPECT_EQ(received.body, R"({"model":"x"})");
+  ASSERT_TRUE(handler.head);
+  EXPECT_EQ(handler.head->status, 200);
+  EXPECT_EQ(handler.head->header("content-type"), "text/event-stream");
+  EXPECT_EQ(handler.body, body);
+
+  ai::SSEReader reader;
+  auto events = reader.feed(handler.body);
+  ASSERT_EQ(events.size(), 200u);
+  EXPECT_EQ(events[199].data, "{\"n\":199,\"text\":\"é🙂\"}");
+}
+
+// The real transport under the retry rules; the fake clock makes the waits instant.
+class RetryOverLoopbackTest : public ::testing::Test {
+ protected:
+  std::string send(const std::string& url, bool safeToRepeat) {
+    ai::AIHTTPClient client(transport_, clock_, random_, wallClock_);
+    std::string body;
+    client.send(postTo(url), ai::AITransportRetryPolicy::chatTitle(), safeToRepeat, {},
+                [&body](std::string_view bytes) { body += bytes; });
+    return body;
+  }
+
+  CurlHTTPTransport transport_;
+  testing::FakeMonotonicClock clock_;
+  testing::FakeRandomSource random_{{0.5}};
+  testing::FakeClock wallClock_;
+};
+
+TEST_F(RetryOverLoopbackTest, RateLimitedWithRetryAfterThenServed) {
+  LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int index) {
+    if (index == 0) {
+      connection.write("HTTP/1.1 429 Too Many Requests\r\nRetry-After: 4\r\nContent-Length: 4\r\n\r\nslow");
+    } else {
+      connection.write("HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\ndata: ok\n");
+    }
+  });
+  EXPECT_EQ(send(server.url(), false), "data: ok\n");
+  EXPECT_EQ(server.requestCount(), 2);
+  EXPECT_EQ(clock_.sleeps(), std::vector<ai::MonotonicClock::Duration>{4s});
+}
+
+TEST_F(RetryOverLoopbackTest, ServiceUnavailableThenServed) {
+  LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int index) {
+    if (index == 0) {
+      connection.write("HTTP/1.1 503 Service Unavailable\r\nContent-Length: 0\r\n\r\n");
+    } else {
+      connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
+    }
+  });
+  EXPECT_EQ(send(server.url(), true), "ok");
+  EXPECT_EQ(server.requestCount(), 2);
+}
+
+TEST_F(RetryOverLoopbackTest, ConnectionDroppedMidStreamIsNotRetried) {
+  LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int) {
+    connection.write(kChunkedHead);
+    connection.writeChunk("data: first\n\n");
+    // Closing without the last chunk.
+  });
+  try {
+    send(server.url(), true);
+    FAIL() << "expected the dropped connection to fail the request";
+  } catch (const HTTPTransportError& error) {
+    EXPECT_EQ(error.code(), HTTPTransportError::Code::kConnectionLost);
+  }
+  EXPECT_EQ(server.requestCount(), 1);
+}
+
+TEST(CurlHTTPTransport, StalledStreamEndsPromptlyWhenTheConsumerCancels) {
+  LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int) {
+    connection.write(kChunkedHead);
+    connection.writeChunk("data: hello\n\n");
+    connection.stallUntilServerStops();
+  });
+  CurlHTTPTransport transport;
+  CollectingHandler handler;
+  std::latch firstBody(1);
+  handler.firstBody = &firstBody;
+  std::promise<std::exception_ptr> outcome;
+  std::jthread sender([&](std::stop_token stop) {
+    try {
+      transport.send(postTo(server.url()), handler, stop);
+      outcome.set_value(nullptr);
+    } catch (...) {
+      outcome.set_value(std::current_exception());
+    }
+  });
+  firstBody.wait();
+  sender.request_stop();
+  const std::exception_ptr error = outcome.get_future().get();
+  ASSERT_TRUE(error);
+  EXPECT_THROW(std::rethrow_exception(error), core::CancellationError);
+  EXPECT_EQ(handler.body, "data: hello\n\n");
+}
+
+TEST(CurlHTTPTransport, SilentStreamTimesOut) {
+  LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int) {
+    connection.write(kChunkedHead);
+    connection.stallUntilServerStops();
+  });
+  CurlHTTPTransport transport;
+  CollectingHandler handler;
+  ai::HTTPRequest request = postTo(server.url());
+  request.connectTimeout = 100ms;
+  request.idleTimeout = 100ms;
+  try {
+    transport.send(request, handler, {});
+    FAIL();
+  } catch (const HTTPTransportError& error) {
+    EXPECT_EQ(error.code(), HTTPTransportError::Code::kTimedOut);
+  }
+}
+
+TEST(CurlHTTPTransport, RefusedConnectionAndHandlerFailures) {
+  std::string closedURL;
+  {
+    LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection&, int) {});
+    closedURL = server.url();
+  }
+  CurlHTTPTransport transport;
+  CollectingHandler handler;
+  try {
+    transport.send(postTo(closedURL), handler, {});
+    FAIL();
+  } catch (const HTTPTransportError& error) {
+    EXPECT_EQ(error.code(), HTTPTransportError::Code::kCannotConnect);
+  }
+
+  // What the handler throws comes out of send() as it was.
+  LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int) {
+    connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
+  });
+  class Throwing : public ai::HTTPResponseHandler {
+    void onResponse(const ai::HTTPResponseHead&) override {}
+    void onBody(std::string_view) override { throw std::logic_error("consumer failed"); }
+  } throwing;
+  EXPECT_THROW(transport.send(postTo(server.url()), throwing, {}), std::logic_error);
+}
+
+}  // namespace
+}  // namespace zephyl::platform
