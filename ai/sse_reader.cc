@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "ai/internal/utf8.h"
+#include "core/utf8.h"
 
 namespace zephyl::ai {
 namespace {
@@ -53,7 +53,7 @@ std::vector<SSEEvent> SSEReader::feed(std::string_view bytes) {
 void SSEReader::takeLine(size_t end, std::vector<SSEEvent>& events) {
   size_t lineEnd = end;
   if (lineEnd > lineStart_ && pending_[lineEnd - 1] == '\r') --lineEnd;
-  const std::string line = internal::decodeUtf8Replacing(
+  const std::string line = core::replaceInvalidUtf8(
       std::string_view(pending_).substr(lineStart_, lineEnd - lineStart_));
   if (auto event = parse(line)) events.push_back(std::move(*event));
 }
@@ -62,7 +62,7 @@ std::vector<SSEEvent> SSEReader::finish() {
   std::vector<SSEEvent> events;
   if (lineStart_ < pending_.size()) {
     // No line feed follows, so a carriage return at the end is part of the line.
-    const std::string line = internal::decodeUtf8Replacing(std::string_view(pending_).substr(lineStart_));
+    const std::string line = core::replaceInvalidUtf8(std::string_view(pending_).substr(lineStart_));
     if (auto event = parse(line)) events.push_back(std::move(*event));
   }
   if (auto event = flushData()) events.push_back(std::move(*event));

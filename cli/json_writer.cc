@@ -1,36 +1,9 @@
 #include "cli/json_writer.h"
 
+#include "core/utf8.h"
+
 namespace zephyl::cli {
 namespace {
-
-// Length of the valid UTF-8 sequence at `i`, or 0 when the bytes there are not one.
-size_t validSequenceLength(std::string_view text, size_t i) {
-  const auto byte = static_cast<unsigned char>(text[i]);
-  size_t length;
-  uint32_t minimum;
-  if (byte < 0x80) return 1;
-  if ((byte & 0xE0) == 0xC0) {
-    length = 2;
-    minimum = 0x80;
-  } else if ((byte & 0xF0) == 0xE0) {
-    length = 3;
-    minimum = 0x800;
-  } else if ((byte & 0xF8) == 0xF0) {
-    length = 4;
-    minimum = 0x10000;
-  } else {
-    return 0;
-  }
-  if (i + length > text.size()) return 0;
-  uint32_t code = byte & (0x7F >> length);
-  for (size_t k = 1; k < length; ++k) {
-    const auto next = static_cast<unsigned char>(text[i + k]);
-    if ((next & 0xC0) != 0x80) return 0;
-    code = (code << 6) | (next & 0x3F);
-  }
-  if (code < minimum || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return 0;
-  return length;
-}
 
 void appendQuoted(std::string& out, std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
@@ -67,7 +40,7 @@ void appendQuoted(std::string& out, std::string_view text) {
       ++i;
       continue;
     }
-    const size_t length = validSequenceLength(text, i);
+    const size_t length = core::validSequenceLength(text, i);
     if (length == 0) {
       out += "\xEF\xBF\xBD";
       ++i;

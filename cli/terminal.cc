@@ -6,19 +6,10 @@
 #include <atomic>
 #include <csignal>
 
+#include "core/utf8.h"
+
 namespace zephyl::cli {
 namespace {
-
-// Decodes one UTF-8 code point at `i`, advancing it; invalid bytes count as one each.
-char32_t nextCodePoint(std::string_view text, size_t& i) {
-  const auto byte = static_cast<unsigned char>(text[i]);
-  int length = byte < 0x80 ? 1 : (byte >> 5) == 0x6 ? 2 : (byte >> 4) == 0xE ? 3 : (byte >> 3) == 0x1E ? 4 : 1;
-  if (i + length > text.size()) length = 1;
-  char32_t code = length == 1 ? byte : byte & (0x7F >> length);
-  for (int k = 1; k < length; ++k) code = (code << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
-  i += length;
-  return code;
-}
 
 bool isWide(char32_t c) {
   return (c >= 0x1100 && c <= 0x115F) || (c >= 0x2E80 && c <= 0xA4CF) || (c >= 0xAC00 && c <= 0xD7A3) ||
@@ -60,29 +51,27 @@ bool useColor(const core::EnvironmentLookup& environment, bool isTerminal) {
   return isTerminal && !environment("NO_COLOR").has_value();
 }
 
+namespace {
+size_t codePointWidth(char32_t c) { return isZeroWidth(c) ? 0 : isWide(c) ? 2 : 1; }
+}  // namespace
+
 size_t displayWidth(std::string_view text) {
   size_t width = 0;
-  for (size_t i = 0; i < text.size();) {
-    const char32_t c = nextCodePoint(text, i);
-    width += isZeroWidth(c) ? 0 : isWide(c) ? 2 : 1;
-  }
+  for (char32_t c : core::decodeUtf8(text)) width += codePointWidth(c);
   return width;
 }
 
 std::string truncateToWidth(std::string_view text, size_t width) {
   if (displayWidth(text) <= width) return std::string(text);
   if (width == 0) return {};
-  std::string result;
+  std::u32string kept;
   size_t used = 0;
-  for (size_t i = 0; i < text.size();) {
-    const size_t start = i;
-    const char32_t c = nextCodePoint(text, i);
-    const size_t w = isZeroWidth(c) ? 0 : isWide(c) ? 2 : 1;
-    if (used + w > width - 1) break;
-    result.append(text.substr(start, i - start));
-    used += w;
+  for (char32_t c : core::decodeUtf8(text)) {
+    if (used + codePointWidth(c) > width - 1) break;
+    kept.push_back(c);
+    used += codePointWidth(c);
   }
-  return result + "…";
+  return core::encodeUtf8(kept) + "…";
 }
 
 std::string padToWidth(std::string_view text, size_t width) {

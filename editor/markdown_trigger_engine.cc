@@ -1,6 +1,6 @@
 #include "editor/markdown_trigger_engine.h"
 
-#include "editor/internal/utf8.h"
+#include "core/utf8.h"
 #include "editor/markdown_trigger_syntax.h"
 
 namespace zephyl::editor {
@@ -8,7 +8,7 @@ namespace zephyl::editor {
 MarkdownTriggerEngine::MarkdownTriggerEngine(core::Clock& clock, UuidGenerator& uuids, bool fullWidthEnabled)
     : clock_(clock), uuids_(uuids), fullWidthEnabled_(fullWidthEnabled) {}
 
-std::string MarkdownTriggerEngine::buffer() const { return internal::encodeUtf8(buffer_); }
+std::string MarkdownTriggerEngine::buffer() const { return core::encodeUtf8(buffer_); }
 
 std::optional<TriggerEvent> MarkdownTriggerEngine::handleKey(const KeyInputEvent& event) {
   if (event.keyCode == kReturnKeyCode || event.keyCode == kKeypadEnterKeyCode) {
@@ -20,14 +20,14 @@ std::optional<TriggerEvent> MarkdownTriggerEngine::handleKey(const KeyInputEvent
     return std::nullopt;
   }
   if (event.characters.empty()) return std::nullopt;
-  buffer_ += internal::decodeUtf8(event.characters);
+  buffer_ += core::decodeUtf8(event.characters);
   if (buffer_.size() > kBufferLimit) buffer_.erase(0, buffer_.size() - kBufferLimit);
   if (event.characters != " ") return std::nullopt;
   return evaluate();
 }
 
 std::optional<TriggerEvent> MarkdownTriggerEngine::evaluate() {
-  const std::string line = internal::encodeUtf8(buffer_);
+  const std::string line = core::encodeUtf8(buffer_);
   if (fullWidthEnabled_) {
     // The buffer always ends with the blank that caused this evaluation, so this
     // test cannot succeed here; note links come from the controller instead.

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "editor/internal/utf8.h"
+#include "core/utf8.h"
 
 namespace zephyl::editor {
 namespace {
@@ -46,7 +46,7 @@ KeyInputEvent UsKeyLayout::keyPress(char32_t character) {
     event.characters = "\x7f";
     return event;
   }
-  event.characters = internal::encodeUtf8(std::u32string(1, character));
+  event.characters = core::encodeUtf8(std::u32string(1, character));
   if (auto key = keyOf(character)) {
     event.keyCode = key->keyCode;
     if (key->shift) event.modifierFlags = kShiftModifier;
@@ -58,7 +58,7 @@ KeyInputEvent UsKeyLayout::keyPress(char32_t character) {
 
 std::vector<KeyInputEvent> UsKeyLayout::keyPresses(std::string_view text) {
   std::vector<KeyInputEvent> events;
-  for (char32_t character : internal::decodeUtf8(text)) events.push_back(keyPress(character));
+  for (char32_t character : core::decodeUtf8(text)) events.push_back(keyPress(character));
   return events;
 }
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "notes_store/internal/protobuf_scanner.h"
-#include "notes_store/internal/utf8.h"
+#include "core/utf8.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -197,7 +197,7 @@ NotesDatabaseBodyTextCandidate readCandidate(std::string_view bytes) {
   if (!note) return candidate;
   const std::optional<std::string_view> text = readProtobufField(2, *note);
   if (!text) return candidate;
-  const std::optional<size_t> textLength = internal::utf16LengthOfValidUtf8(*text);
+  const std::optional<size_t> textLength = core::utf16LengthOfValidUtf8(*text);
   if (!textLength) return candidate;
   candidate.text.emplace(*text);
 
@@ -224,14 +224,14 @@ NotesDatabaseBodyTextCandidate readCandidate(std::string_view bytes) {
     const uint64_t clamped = std::min<uint64_t>(*run.length, *textLength - position);
     position += clamped;
     if (clamped < 1) continue;
-    if (run.link && internal::isValidUtf8(*run.link)) candidate.links.emplace_back(*run.link);
+    if (run.link && core::isValidUtf8(*run.link)) candidate.links.emplace_back(*run.link);
   }
 
   for (const RunFields& run : scanned) {
     if (!run.attachmentInfo) continue;
     const std::optional<std::string_view> identifier = readProtobufField(1, *run.attachmentInfo);
     if (!identifier) continue;
-    std::string decoded = internal::decodeUtf8Lossy(*identifier);
+    std::string decoded = core::replaceInvalidUtf8(*identifier);
     if (!decoded.empty()) candidate.attachmentIdentifiers.push_back(std::move(decoded));
   }
 

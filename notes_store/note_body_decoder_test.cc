@@ -7,7 +7,7 @@
 
 #include "notes_store/internal/protobuf_writer.h"
 #include "notes_store/internal/real_library_test_support.h"
-#include "notes_store/internal/utf8.h"
+#include "core/utf8.h"
 #include "notes_store/note_document_writer.h"
 
 namespace zephyl::notes_store {
@@ -364,8 +364,8 @@ TEST(Utf8, MeasuresUtf16LengthAndRejectsIllFormedText) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.bytes));
-    EXPECT_EQ(internal::utf16LengthOfValidUtf8(c.bytes), c.utf16Length);
-    EXPECT_EQ(internal::decodeUtf8Lossy(c.bytes), c.lossy);
+    EXPECT_EQ(core::utf16LengthOfValidUtf8(c.bytes), c.utf16Length);
+    EXPECT_EQ(core::replaceInvalidUtf8(c.bytes), c.lossy);
   }
 }
 
@@ -414,7 +414,7 @@ TEST_P(RealLibraryBodies, EveryUnlockedNoteDecodesWithItsTitleFirst) {
     }
     int64_t total = 0;
     for (const NotesDatabaseLineStyle& line : candidate->lineStyles) total += line.length;
-    EXPECT_EQ(static_cast<size_t>(total), internal::utf16LengthOfValidUtf8(*candidate->text));
+    EXPECT_EQ(static_cast<size_t>(total), core::utf16LengthOfValidUtf8(*candidate->text));
   }
 }
 

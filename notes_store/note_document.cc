@@ -1,7 +1,7 @@
 #include "notes_store/note_document.h"
 
 #include "notes_store/internal/protobuf_scanner.h"
-#include "notes_store/internal/utf8.h"
+#include "core/utf8.h"
 #include "notes_store/note_body_decoder.h"
 
 namespace zephyl::notes_store {
@@ -30,7 +30,7 @@ std::optional<std::string_view> firstMessage(uint64_t number, std::string_view b
 }
 
 std::string validTextOrEmpty(std::string_view bytes) {
-  return internal::isValidUtf8(bytes) ? std::string(bytes) : std::string();
+  return core::isValidUtf8(bytes) ? std::string(bytes) : std::string();
 }
 
 void readParagraphStyle(std::string_view bytes, NotesDatabaseAttributeStyle& style) {
@@ -135,7 +135,7 @@ std::optional<NotesDatabaseAttributeStyle> readRun(std::string_view bytes) {
           readParagraphStyle(field.bytes, style);
           break;
         case 9:
-          if (internal::isValidUtf8(field.bytes)) style.link.emplace(field.bytes);
+          if (core::isValidUtf8(field.bytes)) style.link.emplace(field.bytes);
           break;
         case 12:
           style.attachment = readAttachmentInfo(field.bytes);
@@ -171,7 +171,7 @@ std::optional<NoteDocument> readNoteMessage(std::string_view noteMessage) {
     }
   }
   // As with runs, a note whose field list breaks off keeps what was read before.
-  if (!text || !internal::isValidUtf8(*text)) return std::nullopt;
+  if (!text || !core::isValidUtf8(*text)) return std::nullopt;
   return NoteDocument{std::string(*text), std::move(runs)};
 }
 

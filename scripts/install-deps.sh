@@ -8,6 +8,7 @@ packages=(
   libsqlite3-dev sqlite3 zlib1g-dev libicu-dev
   libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  clang libclang-rt-14-dev
 )
 
 missing=()

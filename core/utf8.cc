@@ -1,9 +1,9 @@
-#include "notes_store/internal/utf8.h"
+#include "core/utf8.h"
 
 #include <cstdint>
 #include <cstring>
 
-namespace zephyl::notes_store::internal {
+namespace zephyl::core {
 namespace {
 
 constexpr uint64_t kHighBits = 0x8080808080808080ULL;
@@ -92,7 +92,7 @@ std::optional<size_t> utf16LengthOfValidUtf8(std::string_view text) {
   return units;
 }
 
-std::string decodeUtf8Lossy(std::string_view bytes) {
+std::string replaceInvalidUtf8(std::string_view bytes) {
   if (isValidUtf8(bytes)) return std::string(bytes);
   std::string text;
   text.reserve(bytes.size() + 8);
@@ -116,4 +116,60 @@ std::string decodeUtf8Lossy(std::string_view bytes) {
   return text;
 }
 
-}  // namespace zephyl::notes_store::internal
+size_t validSequenceLength(std::string_view text, size_t position) {
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data()) + position;
+  if (*p < 0x80) return 1;
+  size_t subpart = 0;
+  return multibyteSequence(p, reinterpret_cast<const unsigned char*>(text.data()) + text.size(), subpart);
+}
+
+std::u32string decodeUtf8(std::string_view text) {
+  std::u32string result;
+  result.reserve(text.size());
+  const auto* p = reinterpret_cast<const unsigned char*>(text.data());
+  const unsigned char* const end = p + text.size();
+  while (p < end) {
+    if (*p < 0x80) {
+      result.push_back(*p++);
+      continue;
+    }
+    size_t subpart = 0;
+    const size_t length = multibyteSequence(p, end, subpart);
+    if (length == 0) {
+      result.push_back(0xFFFD);
+      p += subpart;
+      continue;
+    }
+    char32_t code = p[0] & (0x7F >> length);
+    for (size_t k = 1; k < length; ++k) code = (code << 6) | (p[k] & 0x3F);
+    result.push_back(code);
+    p += length;
+  }
+  return result;
+}
+
+std::string encodeUtf8(std::u32string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (char32_t code : text) {
+    if (code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) code = 0xFFFD;
+    if (code < 0x80) {
+      result.push_back(static_cast<char>(code));
+    } else if (code < 0x800) {
+      result.push_back(static_cast<char>(0xC0 | (code >> 6)));
+      result.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    } else if (code < 0x10000) {
+      result.push_back(static_cast<char>(0xE0 | (code >> 12)));
+      result.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
+      result.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    } else {
+      result.push_back(static_cast<char>(0xF0 | (code >> 18)));
+      result.push_back(static_cast<char>(0x80 | ((code >> 12) & 0x3F)));
+      result.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
+      result.push_back(static_cast<char>(0x80 | (code & 0x3F)));
+    }
+  }
+  return result;
+}
+
+}  // namespace zephyl::core
