@@ -1,13 +1,16 @@
 #!/usr/bin/env bash
 # The demo: installs what is missing, builds `zephyl`, writes a sample library
-# of 2,000 notes and lists its folders and newest notes.
+# of 2,000 notes, lists its folders and newest notes, shows the newest note as
+# Markdown and exports the whole library.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/install-deps.sh
 scripts/build.sh zephyl >/dev/null
 zephyl=build/cli/zephyl
-library="${ZEPHYL_DEMO_LIBRARY:-/tmp/zephyl-demo/NoteStore.sqlite}"
+demo="${ZEPHYL_DEMO_DIR:-/tmp/zephyl-demo}"
+library="$demo/NoteStore.sqlite"
+mkdir -p "$demo"
 
 "$zephyl" sample-library "$library" --notes 2000 --seed 7 --force
 echo
@@ -16,3 +19,10 @@ echo "== zephyl --db $library folders"
 echo
 echo "== zephyl --db $library notes --limit 15"
 "$zephyl" --db "$library" notes --limit 15
+newest=$("$zephyl" --db "$library" notes --json --limit 1 | sed -n 's/^ *"id": "\(.*\)",$/\1/p')
+echo
+echo "== zephyl --db $library show $newest"
+"$zephyl" --db "$library" show "$newest"
+echo
+echo "== zephyl --db $library export $demo/export"
+"$zephyl" --db "$library" export "$demo/export" --force
