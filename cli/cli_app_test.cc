@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "notes_store/note_document_writer.h"
 #include "notes_store/notes_library_builder.h"
 
 namespace zephyl::cli {
@@ -41,14 +42,15 @@ class CliAppTest : public ::testing::Test {
   }
   void TearDown() override { fs::remove_all(directory_); }
 
-  CommandResult run(std::vector<std::string> arguments) {
+  CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
     std::ostringstream out, err;
+    std::istringstream in(input);
     auto lookup = [this](const std::string& name) -> std::optional<std::string> {
       auto it = environment_.find(name);
       if (it == environment_.end()) return std::nullopt;
       return it->second;
     };
-    const int code = runZephyl(arguments, CliStreams{out, err}, lookup);
+    const int code = runZephyl(arguments, CliStreams{out, err, false, false, &in}, lookup);
     return {code, out.str(), err.str()};
   }
 
@@ -60,8 +62,14 @@ class CliAppTest : public ::testing::Test {
     const int64_t trash = builder.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
     builder.addNote({.title = "Older", .identifier = "UUID-OLDER", .folder = work, .account7 = account,
                      .snippet = "old", .createdAt = 0, .modifiedAt = 100});
+    notes_store::NoteRunSpec title{.text = "Newer 日本\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 0}};
+    notes_store::NoteRunSpec item{.text = "milk\n",
+                                  .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 103, .checklistDone = true}};
+    notes_store::NoteRunSpec link{.text = "older", .link = "applenotes:note/uuid-older"};
     builder.addNote({.title = "Newer 日本", .folder = projects, .account7 = account, .modifiedAt = 200.5,
-                     .bodyData = std::string("x")});
+                     .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument({title, item, link}))});
+    builder.addNote({.title = "Locked", .folder = work, .account7 = account, .passwordProtected = true,
+                     .modifiedAt = 250, .bodyData = std::string("\x01encrypted")});
     builder.addNote({.title = "Thrown away", .folder = trash, .account7 = account, .modifiedAt = 300});
     const std::string path = (directory_ / "lib" / "NoteStore.sqlite").string();
     builder.write(path);
@@ -89,9 +97,11 @@ TEST_F(CliAppTest, FoldersAndNotesAsJson) {
   // The folder that holds the file works as well as the file.
   const CommandResult notes = run({"--db", fs::path(library).parent_path().string(), "notes", "--json"});
   ASSERT_EQ(notes.code, 0) << notes.err;
-  const auto noteJson = nlohmann::json::parse(notes.out);
-  ASSERT_EQ(noteJson.size(), 2u);
-  EXPECT_EQ(noteJson[0]["title"], "Newer 日本");  // newest first
+  auto noteJson = nlohmann::json::parse(notes.out);
+  ASSERT_EQ(noteJson.size(), 3u);
+  EXPECT_EQ(noteJson[0]["title"], "Locked");  // newest first
+  EXPECT_EQ(noteJson[0]["isPasswordProtected"], true);
+  noteJson.erase(0);
   EXPECT_EQ(noteJson[0]["folderPath"], "iCloud › Work › Pro › jects");
   EXPECT_EQ(noteJson[0]["modifiedAt"], "2001-01-01T00:03:20.5Z");
   EXPECT_TRUE(noteJson[0]["noteDataPK"].is_number_integer());
@@ -107,10 +117,73 @@ TEST_F(CliAppTest, FoldersAndNotesAsJson) {
   const CommandResult human = run({"--db", library, "notes"});
   EXPECT_EQ(human.code, 0);
   EXPECT_NE(human.out.find("Newer 日本"), std::string::npos);
-  EXPECT_NE(human.out.find("2 notes"), std::string::npos);
+  EXPECT_NE(human.out.find("3 notes"), std::string::npos);
+  EXPECT_NE(human.out.find("[locked] Locked"), std::string::npos);
   EXPECT_EQ(human.out.find("Thrown away"), std::string::npos);
   EXPECT_EQ(run({"--db", library, "folders"}).code, 0);
   EXPECT_EQ(readBytes(library), before);
+}
+
+TEST_F(CliAppTest, ShowPrintsMarkdownOrDecodedJsonForAnyWayOfNamingTheNote) {
+  const std::string library = writeLibrary();
+  const auto notes = nlohmann::json::parse(run({"--db", library, "notes", "--json"}).out);
+  const std::string id = notes[1]["id"];
+  const std::string key = id.substr(id.rfind("/p") + 2);
+  const std::string expected = "# Newer 日本\n- [x] milk\n\n[older](applenotes:note/uuid-older)\n";
+  for (const std::string& reference : {id, key, notes[1]["uuid"].get<std::string>()}) {
+    const CommandResult shown = run({"--db", library, "show", reference});
+    EXPECT_EQ(shown.code, 0) << shown.err;
+    EXPECT_EQ(shown.out, expected) << reference;
+  }
+  const auto json = nlohmann::json::parse(run({"--db", library, "show", key, "--json"}).out);
+  EXPECT_EQ(json["id"], id);
+  EXPECT_EQ(json["text"], "Newer 日本\nmilk\nolder");
+  EXPECT_EQ(json["markdown"], expected);
+  EXPECT_EQ(json["lineStyles"], nlohmann::json::parse(R"([{"length": 9, "style": "# "}, {"length": 5, "style": "- [x] "},
+                                                         {"length": 5, "style": null}])"));
+  EXPECT_EQ(json["links"], nlohmann::json({"applenotes:note/uuid-older"}));
+
+  const CommandResult locked = run({"--db", library, "show", notes[0]["id"]});
+  EXPECT_EQ(locked.code, 1);
+  EXPECT_NE(locked.err.find("locked with a password"), std::string::npos) << locked.err;
+  EXPECT_EQ(run({"--db", library, "show", "x-coredata://X/ICNote/p999"}).code, 2);
+  EXPECT_EQ(run({"--db", library, "show", "NO-SUCH-UUID"}).code, 2);
+}
+
+TEST_F(CliAppTest, EveryCommandLeavesTheDatabaseUnchanged) {
+  const std::string library = writeLibrary();
+  const std::string before = readBytes(library);
+  const std::string exportDir = (directory_ / "export").string();
+  const std::vector<std::vector<std::string>> commands = {
+      {"folders"}, {"folders", "--json"}, {"notes"}, {"notes", "--json", "--limit", "1"},
+      {"show", "UUID-OLDER"}, {"show", "UUID-OLDER", "--json"}, {"export", exportDir},
+      {"export", exportDir}, {"debug", "sql", "note-list"}};
+  for (std::vector<std::string> command : commands) {
+    command.insert(command.begin(), {"--db", library});
+    EXPECT_EQ(run(command).code, 0) << command[2];
+    EXPECT_EQ(readBytes(library), before) << command[2];
+  }
+  EXPECT_TRUE(fs::exists(directory_ / "export" / "iCloud" / "Work" / "Pro › jects" / "Newer 日本.md"));
+}
+
+TEST_F(CliAppTest, DecodeBodyAndTableFromStandardInput) {
+  notes_store::NoteRunSpec heading{.text = "Plan\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 1}};
+  notes_store::NoteRunSpec body{.text = "text"};
+  const std::string blob = notes_store::gzipCompress(notes_store::encodeNoteDocument({heading, body}));
+  const CommandResult decoded = run({"debug", "decode-body"}, blob);
+  ASSERT_EQ(decoded.code, 0) << decoded.err;
+  const auto json = nlohmann::json::parse(decoded.out);
+  ASSERT_EQ(json["candidates"].size(), 2u);
+  EXPECT_EQ(json["candidates"][0]["text"], "Plan\ntext");
+  EXPECT_TRUE(json["candidates"][1]["text"].is_null());  // the gzip bytes themselves are no document
+  EXPECT_EQ(json["markdown"], "## Plan\ntext\n");
+
+  const std::string table = notes_store::gzipCompress(notes_store::encodeTableDocument({{"a", "b"}, {"c", "d"}}, true));
+  const auto tableJson = nlohmann::json::parse(run({"debug", "decode-table"}, table).out);
+  // Stored left to right; a right-to-left table shows each row reversed.
+  EXPECT_EQ(tableJson["rows"], nlohmann::json::parse(R"([["b", "a"], ["d", "c"]])"));
+  EXPECT_EQ(tableJson["direction"], "CRTableColumnDirectionRightToLeft");
+  EXPECT_EQ(run({"debug", "decode-table"}, "not a table").code, 1);
 }
 
 TEST_F(CliAppTest, DatabaseLocationPrecedence) {

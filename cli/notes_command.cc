@@ -31,13 +31,16 @@ std::string shortTime(core::TimePoint time) {
 
 void printHuman(CliStreams& streams, const NoteListing& listing, const std::vector<const NotesNoteRow*>& shown) {
   const int columns = terminalColumns();
+  auto shownTitle = [](const NotesNoteRow& note) {
+    return note.isPasswordProtected != 0 ? "[locked] " + note.title : note.title;
+  };
   size_t titleWidth = 0;
-  for (const NotesNoteRow* note : shown) titleWidth = std::max(titleWidth, displayWidth(note->title));
+  for (const NotesNoteRow* note : shown) titleWidth = std::max(titleWidth, displayWidth(shownTitle(*note)));
   titleWidth = std::min<size_t>(titleWidth, columns > 0 ? std::max(16, (columns - 20) * 3 / 5) : 60);
   const size_t folderWidth = columns > 0 ? std::max<size_t>(10, columns - 20 - titleWidth) : 1000;
   std::string lines;
   for (const NotesNoteRow* note : shown) {
-    const std::string title = note->isPasswordProtected != 0 ? "[locked] " + note->title : note->title;
+    const std::string title = shownTitle(*note);
     lines += shortTime(note->modifiedAt) + "  " + padToWidth(truncateToWidth(title, titleWidth), titleWidth) +
              "  " + truncateToWidth(folderPath(listing, *note), folderWidth) + '\n';
   }
