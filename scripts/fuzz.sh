@@ -1,18 +1,20 @@
 #!/usr/bin/env bash
-# Builds the note decoder fuzzer with clang (libFuzzer, AddressSanitizer, UBSan)
-# in build-fuzz/ and runs it. Usage: scripts/fuzz.sh [seconds]   (default 30)
+# Builds the fuzzers with clang (libFuzzer, AddressSanitizer, UBSan) in
+# build-fuzz/ and runs each: the note body and table decoders, then the
+# server-sent event reader. Usage: scripts/fuzz.sh [seconds per fuzzer]   (default 30)
 # The seed corpus comes from the document writer and, when the shared test data
 # and the sqlite3 shell are there, from the real libraries' bodies and table.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
+scripts/install-deps.sh
 seconds="${1:-30}"
 build_dir=build-fuzz
 
 export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/ccache}"
 CC=clang CXX=clang++ cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DZEPHYL_BUILD_FUZZ=ON -DZEPHYL_BUILD_TESTS=OFF -DZEPHYL_BUILD_BENCH=OFF >/dev/null
-ninja -C "$build_dir" note_body_fuzzer note_body_fuzz_seeds
+ninja -C "$build_dir" note_body_fuzzer note_body_fuzz_seeds sse_reader_fuzzer
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -38,3 +40,9 @@ export ASAN_OPTIONS="detect_leaks=1:abort_on_error=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 "$build_dir/fuzz/note_body_fuzzer" -max_total_time="$seconds" -max_len=65536 -timeout=10 \
   -artifact_prefix="$build_dir/" "$work/corpus" "$work/seeds"
+
+echo "== sse_reader_fuzzer"
+mkdir "$work/sse-corpus"
+printf 'event: delta\ndata: {"a":1}\n\ndata: x\r\ndata: y\n\n' >"$work/sse-corpus/seed"
+"$build_dir/fuzz/sse_reader_fuzzer" -max_total_time="$seconds" -max_len=4096 -timeout=10 \
+  -artifact_prefix="$build_dir/" "$work/sse-corpus"
