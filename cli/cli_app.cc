@@ -16,6 +16,7 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   app.name("zephyl");
   app.require_subcommand(1);
   app.fallthrough();
+  app.set_version_flag("--version", "zephyl 0.1.0");
   GlobalOptions options;
   app.add_option("--db", options.db,
                  "The Apple Notes database (NoteStore.sqlite or its folder); "
@@ -43,6 +44,8 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   } catch (const CLI::CallForHelp& e) {
     return app.exit(e, streams.out, streams.err);
   } catch (const CLI::CallForAllHelp& e) {
+    return app.exit(e, streams.out, streams.err);
+  } catch (const CLI::CallForVersion& e) {
     return app.exit(e, streams.out, streams.err);
   } catch (const CLI::ParseError& e) {
     app.exit(e, streams.out, streams.err);
