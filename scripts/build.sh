@@ -13,5 +13,7 @@ if [ "${1:-}" = "--sanitize" ]; then
 fi
 
 export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/ccache}"
+# Paths relative to the checkout, so that a fresh clone reuses the cache.
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1
 cmake -S . -B "$build_dir" -G Ninja "${cmake_args[@]}" >/dev/null
 ninja -C "$build_dir" "$@"

@@ -12,6 +12,8 @@ seconds="${1:-30}"
 build_dir=build-fuzz
 
 export CCACHE_DIR="${CCACHE_DIR:-$HOME/.cache/ccache}"
+# Paths relative to the checkout, so that a fresh clone reuses the cache.
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1
 CC=clang CXX=clang++ cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DZEPHYL_BUILD_FUZZ=ON -DZEPHYL_BUILD_TESTS=OFF -DZEPHYL_BUILD_BENCH=OFF >/dev/null
 ninja -C "$build_dir" note_body_fuzzer note_body_fuzz_seeds sse_reader_fuzzer
