@@ -35,6 +35,12 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   addModelCommand(app, context);
   addTriggersCommand(app, context);
   addFormatCommand(app, context);
+  addSlashCommand(app, context);
+  addTemplatesCommand(app, context);
+  addSearchCommand(app, context);
+  addBacklinksCommand(app, context);
+  addTocCommand(app, context);
+  addQuickOpenCommand(app, context);
 
   // CLI11 parses the last argument first; keep the user's order.
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());

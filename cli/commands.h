@@ -20,5 +20,11 @@ void addModelsCommand(CLI::App& app, CliContext& context);
 void addModelCommand(CLI::App& app, CliContext& context);
 void addTriggersCommand(CLI::App& app, CliContext& context);
 void addFormatCommand(CLI::App& app, CliContext& context);
+void addSlashCommand(CLI::App& app, CliContext& context);
+void addTemplatesCommand(CLI::App& app, CliContext& context);
+void addSearchCommand(CLI::App& app, CliContext& context);
+void addBacklinksCommand(CLI::App& app, CliContext& context);
+void addTocCommand(CLI::App& app, CliContext& context);
+void addQuickOpenCommand(CLI::App& app, CliContext& context);
 
 }  // namespace zephyl::cli

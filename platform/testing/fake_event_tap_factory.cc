@@ -101,6 +101,15 @@ void FakeEventTapFactory::waitUntilSettled(size_t count) {
   });
 }
 
+bool FakeEventTapFactory::waitForLiveTaps(size_t count, std::chrono::milliseconds timeout) {
+  std::unique_lock lock(mutex_);
+  return changed_.wait_for(lock, timeout, [&] {
+    size_t live = 0;
+    for (const auto& entry : entries_) live += entry.record.stopped ? 0 : 1;
+    return live == count;
+  });
+}
+
 void FakeEventTapFactory::waitForRunningTap() {
   std::unique_lock lock(mutex_);
   changed_.wait(lock, [&] {

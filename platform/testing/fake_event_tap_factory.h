@@ -3,6 +3,7 @@
 // delivers events to the running tap and waits for the callback's verdict.
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -41,6 +42,10 @@ class FakeEventTapFactory : public editor::EventTapFactory {
   void waitUntilSettled(size_t count);
   // Blocks until a tap is running.
   void waitForRunningTap();
+  // Waits until exactly `count` taps are created and not stopped; false when
+  // that does not happen within `timeout` (older generations' threads stop
+  // their taps on their own schedule).
+  bool waitForLiveTaps(size_t count, std::chrono::milliseconds timeout);
 
   // Hands `event` to the running tap's callback on the tap thread and returns
   // its verdict; nullopt when the tap stopped first. Blocks until a tap runs.

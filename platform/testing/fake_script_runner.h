@@ -24,6 +24,23 @@ class FakeScriptRunner : public editor::ScriptRunner {
     if (failure_) throw *failure_;
   }
 
+  // Records the script like run() and returns the next queued result (empty
+  // text when none is queued).
+  std::string evaluate(const std::string& source, const std::string& taskLabel) override {
+    run(source, taskLabel);
+    std::lock_guard lock(mutex_);
+    if (results_.empty()) return {};
+    std::string result = std::move(results_.front());
+    results_.erase(results_.begin());
+    return result;
+  }
+
+  // The result of a later evaluate(), in queue order.
+  void queueResult(std::string result) {
+    std::lock_guard lock(mutex_);
+    results_.push_back(std::move(result));
+  }
+
   // Every later run throws `error`; nullopt makes runs succeed again.
   void setFailure(std::optional<editor::ScriptError> error) {
     std::lock_guard lock(mutex_);
@@ -39,6 +56,7 @@ class FakeScriptRunner : public editor::ScriptRunner {
   std::mutex mutex_;
   std::vector<Run> runs_;                      // guarded by mutex_
   std::optional<editor::ScriptError> failure_;  // guarded by mutex_
+  std::vector<std::string> results_;           // guarded by mutex_
 };
 
 }  // namespace zephyl::platform::testing

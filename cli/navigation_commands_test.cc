@@ -1,0 +1,216 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "cli/cli_app.h"
+#include "notes_store/note_document_writer.h"
+#include "notes_store/notes_library_builder.h"
+
+namespace zephyl::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using notes_store::NoteParagraphStyleSpec;
+using notes_store::NoteRunSpec;
+
+struct CommandResult {
+  int code;
+  std::string out;
+  std::string err;
+};
+
+std::string body(const std::vector<NoteRunSpec>& runs) {
+  return notes_store::gzipCompress(notes_store::encodeNoteDocument(runs));
+}
+
+class NavigationCommandsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fs::remove_all(directory_);
+    fs::create_directories(directory_ / "home");
+    environment_["HOME"] = (directory_ / "home").string();
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  CommandResult run(std::vector<std::string> arguments) {
+    std::ostringstream out, err;
+    std::istringstream in;
+    auto lookup = [this](const std::string& name) -> std::optional<std::string> {
+      auto it = environment_.find(name);
+      if (it == environment_.end()) return std::nullopt;
+      return it->second;
+    };
+    arguments.insert(arguments.begin(), {"--data-dir", dataDirectory()});
+    const int code = runZephyl(arguments, CliStreams{out, err, false, false, &in}, lookup);
+    return {code, out.str(), err.str()};
+  }
+
+  std::string dataDirectory() const { return (directory_ / "data").string(); }
+
+  // Work › Projects with two notes, one linking to the other, a note with
+  // headings, and the trash with a note in it.
+  std::string writeLibrary() {
+    notes_store::NotesLibraryBuilder builder;
+    const int64_t account = builder.addAccount({.name = "iCloud"});
+    const int64_t work = builder.addFolder({.title = "Work", .owner = account});
+    const int64_t projects = builder.addFolder({.title = "Projects", .parent = work, .owner = account});
+    const int64_t trash = builder.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
+    builder.addNote({.title = "Budget", .identifier = "BUDGET-UUID", .folder = projects, .account7 = account,
+                     .modifiedAt = 100,
+                     .bodyData = body({{.text = "Budget\n", .paragraph = NoteParagraphStyleSpec{.styleType = 0}},
+                                       {.text = "Quarterly crème figures"}})});
+    const int64_t plan = builder.addNote(
+        {.title = "Plan", .folder = projects, .account7 = account, .modifiedAt = 200,
+         .bodyData = body({{.text = "Plan\n", .paragraph = NoteParagraphStyleSpec{.styleType = 0}},
+                           {.text = "Goals\n", .paragraph = NoteParagraphStyleSpec{.styleType = 1}},
+                           {.text = "see the "},
+                           {.text = "budget", .link = "applenotes:note/budget-uuid"},
+                           {.text = "\nDetails", .paragraph = NoteParagraphStyleSpec{.styleType = 2}}})});
+    builder.addNote({.title = "Old plan", .folder = trash, .account7 = account, .modifiedAt = 300,
+                     .bodyData = body({{.text = "Old plan\nQuarterly crème"}})});
+    planKey_ = plan;
+    const std::string path = (directory_ / "lib" / "NoteStore.sqlite").string();
+    builder.write(path);
+    return path;
+  }
+
+  fs::path directory_ = fs::path(::testing::TempDir()) /
+                        ("zephyl-nav-cli-" + std::to_string(::getpid()) + "-" +
+                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  std::map<std::string, std::string> environment_;
+  int64_t planKey_ = 0;
+};
+
+TEST_F(NavigationCommandsTest, SearchPrintsNotesThenFoldersAsJson) {
+  const std::string library = writeLibrary();
+  const CommandResult result = run({"--db", library, "search", "CREME", "--json"});
+  ASSERT_EQ(result.code, 0) << result.err;
+  const auto json = nlohmann::json::parse(result.out);
+  ASSERT_EQ(json.size(), 1u);  // the trashed note never appears
+  EXPECT_EQ(json[0]["kind"], "note");
+  EXPECT_EQ(json[0]["title"], "Budget");
+  EXPECT_EQ(json[0]["matchKind"], "text");
+  EXPECT_EQ(json[0]["snippet"], "Budget Quarterly crème figures");
+  EXPECT_EQ(json[0]["folderPath"], "iCloud › Work › Projects");
+  EXPECT_TRUE(json[0]["id"].get<std::string>().starts_with("x-coredata://"));
+
+  const auto byFolder = nlohmann::json::parse(run({"--db", library, "search", "projects", "--json"}).out);
+  ASSERT_EQ(byFolder.size(), 3u);
+  EXPECT_EQ(byFolder[0]["title"], "Plan");
+  EXPECT_EQ(byFolder[0]["matchKind"], "folder");
+  EXPECT_EQ(byFolder[2]["kind"], "folder");
+  EXPECT_EQ(byFolder[2]["title"], "Projects");
+  EXPECT_EQ(byFolder[2]["matchKind"], "title");
+  EXPECT_EQ(byFolder[2]["snippet"], "iCloud › Work › Projects");
+  EXPECT_TRUE(nlohmann::json::parse(run({"--db", library, "search", "deleted", "--json"}).out).empty());
+
+  const auto recent = nlohmann::json::parse(run({"--db", library, "search", "", "--json", "--limit", "1"}).out);
+  ASSERT_EQ(recent.size(), 1u);
+  EXPECT_EQ(recent[0]["title"], "Plan");
+  EXPECT_TRUE(recent[0]["matchKind"].is_null());
+
+  const CommandResult human = run({"--db", library, "search", "budget"});
+  EXPECT_EQ(human.code, 0);
+  EXPECT_NE(human.out.find("Budget  (iCloud › Work › Projects)"), std::string::npos);
+  EXPECT_NE(human.out.find("2 results"), std::string::npos);
+}
+
+TEST_F(NavigationCommandsTest, SearchKeepsItsCacheInTheDataFolderAndSurvivesADamagedOne) {
+  const std::string library = writeLibrary();
+  ASSERT_EQ(run({"--db", library, "search", "crème"}).code, 0);
+  std::vector<fs::path> caches;
+  for (const auto& entry : fs::directory_iterator(dataDirectory())) caches.push_back(entry.path());
+  ASSERT_EQ(caches.size(), 1u);
+  EXPECT_TRUE(caches[0].filename().string().starts_with("quick-open-search-"));
+  {
+    std::ofstream damaged(caches[0], std::ios::binary | std::ios::trunc);
+    damaged << "not a cache";
+  }
+  const CommandResult again = run({"--db", library, "search", "creme", "--json"});
+  ASSERT_EQ(again.code, 0) << again.err;
+  EXPECT_EQ(nlohmann::json::parse(again.out).size(), 1u);
+  EXPECT_GT(fs::file_size(caches[0]), 100u);
+}
+
+TEST_F(NavigationCommandsTest, NavigationCommandsNeedADatabase) {
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"search", "x"}, {"backlinks", "1"}, {"toc", "1"}}) {
+    std::vector<std::string> arguments{"--db", (directory_ / "missing").string()};
+    arguments.insert(arguments.end(), command.begin(), command.end());
+    const CommandResult result = run(arguments);
+    EXPECT_EQ(result.code, 1) << command[0];
+    EXPECT_NE(result.err.find("missing"), std::string::npos) << result.err;
+  }
+}
+
+TEST_F(NavigationCommandsTest, BacklinksListTheNotesThatLinkToANote) {
+  const std::string library = writeLibrary();
+  const CommandResult result = run({"--db", library, "backlinks", "budget-uuid", "--json"});
+  ASSERT_EQ(result.code, 0) << result.err;
+  const auto json = nlohmann::json::parse(result.out);
+  ASSERT_EQ(json.size(), 1u);
+  EXPECT_EQ(json[0]["title"], "Plan");
+  EXPECT_EQ(json[0]["location"], "iCloud › Projects");
+  EXPECT_TRUE(json[0]["id"].get<std::string>().ends_with("/ICNote/p" + std::to_string(planKey_)));
+  EXPECT_TRUE(nlohmann::json::parse(run({"--db", library, "backlinks", std::to_string(planKey_), "--json"}).out)
+                  .empty());
+  EXPECT_EQ(run({"--db", library, "backlinks", "no-such-note"}).code, 2);
+  EXPECT_NE(run({"--db", library, "backlinks", "BUDGET-UUID"}).out.find("1 backlink"), std::string::npos);
+}
+
+TEST_F(NavigationCommandsTest, TocListsTitleHeadingsAndSubheadings) {
+  const std::string library = writeLibrary();
+  const CommandResult result = run({"--db", library, "toc", std::to_string(planKey_), "--json"});
+  ASSERT_EQ(result.code, 0) << result.err;
+  EXPECT_EQ(nlohmann::json::parse(result.out), nlohmann::json::parse(R"([
+      {"level": "title", "text": "Plan", "line": 1},
+      {"level": "heading", "text": "Goals", "line": 2},
+      {"level": "subheading", "text": "Details", "line": 4}])"));
+  const CommandResult human = run({"--db", library, "toc", std::to_string(planKey_)});
+  EXPECT_EQ(human.out, "    1  Plan\n    2    Goals\n    4      Details\n");
+}
+
+TEST_F(NavigationCommandsTest, QuickOpenRefusesWithoutATerminal) {
+  const std::string library = writeLibrary();
+  const CommandResult result = run({"--db", library, "quick-open"});
+  EXPECT_EQ(result.code, 1);
+  EXPECT_NE(result.err.find("needs a terminal"), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("zephyl search"), std::string::npos);
+}
+
+// The real libraries that Apple Notes wrote: a body word finds its note with a
+// snippet around it, a folder title finds the folder, the trash never appears.
+TEST_F(NavigationCommandsTest, SearchesRealLibraries) {
+  const fs::path testdata = fs::path(ZEPHYL_SHARED_TESTDATA) / "apple-notes";
+  if (!fs::exists(testdata)) GTEST_SKIP() << "no real libraries at " << testdata;
+  for (const char* name : {"NoteStore-macOS-13.sqlite", "NoteStore-macOS-15.sqlite"}) {
+    const fs::path copy = directory_ / name / "NoteStore.sqlite";
+    fs::create_directories(copy.parent_path());
+    fs::copy_file(testdata / name, copy);
+    const std::string db = copy.string();
+
+    const auto byBody = nlohmann::json::parse(run({"--db", db, "search", "CHECKLIST", "--json"}).out);
+    ASSERT_EQ(byBody.size(), 1u) << name;
+    EXPECT_EQ(byBody[0]["matchKind"], "text");
+    EXPECT_NE(byBody[0]["snippet"].get<std::string>().find("This is a checklist with 3 items"), std::string::npos);
+
+    const auto byFolder = nlohmann::json::parse(run({"--db", db, "search", "subsubfolder", "--json"}).out);
+    ASSERT_FALSE(byFolder.empty()) << name;
+    EXPECT_EQ(byFolder.back()["kind"], "folder");
+    EXPECT_EQ(byFolder.back()["title"], "Subsubfolder");
+
+    const auto everything = nlohmann::json::parse(run({"--db", db, "search", "", "--limit", "0", "--json"}).out);
+    for (const auto& result : everything) {
+      EXPECT_EQ(result["folderPath"].get<std::string>().find("Recently Deleted"), std::string::npos);
+    }
+    EXPECT_TRUE(nlohmann::json::parse(run({"--db", db, "search", "recently deleted", "--json"}).out).empty());
+  }
+}
+
+}  // namespace
+}  // namespace zephyl::cli

@@ -1,0 +1,156 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
+
+#include "cli/cli_app.h"
+#include "editor/slash_command.h"
+#include "notes_store/note_document_writer.h"
+#include "notes_store/notes_library_builder.h"
+
+namespace zephyl::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct CommandResult {
+  int code;
+  std::string out;
+  std::string err;
+};
+
+class TemplateCommandsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ =
+        fs::path(::testing::TempDir()) / ("zephyl-cli-templates-" + std::to_string(::getpid()) + "-" +
+                                          ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(directory_);
+    fs::create_directories(directory_ / "home");
+    fs::create_directories(directory_ / "config");
+    environment_["HOME"] = (directory_ / "home").string();
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  CommandResult run(std::vector<std::string> arguments) {
+    std::ostringstream out, err;
+    std::istringstream in;
+    auto lookup = [this](const std::string& name) -> std::optional<std::string> {
+      auto it = environment_.find(name);
+      if (it == environment_.end()) return std::nullopt;
+      return it->second;
+    };
+    arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
+    const int code = runZephyl(arguments, CliStreams{out, err, false, false, &in}, lookup);
+    return {code, out.str(), err.str()};
+  }
+
+  // A root "Templates" folder (listed) and a "Templates" folder nested in
+  // "Work" (ignored).
+  std::string writeLibrary() {
+    notes_store::NotesLibraryBuilder builder;
+    const int64_t account = builder.addAccount({.name = "iCloud"});
+    const int64_t root = builder.addFolder({.title = "Templates", .owner = account});
+    const int64_t work = builder.addFolder({.title = "Work", .owner = account});
+    const int64_t nested = builder.addFolder({.title = "Templates", .parent = work, .owner = account});
+    const std::string body = notes_store::gzipCompress(notes_store::encodeNoteDocument(
+        {{.text = "Standup\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 0}},
+         {.text = "On {{date}}, {{1st}} item"}}));
+    builder.addNote({.title = "Standup",
+                     .folder = root,
+                     .account7 = account,
+                     .snippet = "daily",
+                     .modifiedAt = 200,
+                     .bodyData = body});
+    builder.addNote({.title = "Hidden", .folder = nested, .account7 = account, .modifiedAt = 300});
+    const std::string path = (directory_ / "lib" / "NoteStore.sqlite").string();
+    builder.write(path);
+    return path;
+  }
+
+  fs::path directory_;
+  std::map<std::string, std::string> environment_;
+};
+
+TEST_F(TemplateCommandsTest, ListShowAndExpandTemplatesOfRootFoldersOnly) {
+  const std::string db = writeLibrary();
+  std::ofstream(directory_ / "config" / "settings.json") << R"({"templateDateFormat": "isoDate"})";
+
+  const auto list = run({"--db", db, "templates", "list", "--json"});
+  ASSERT_EQ(list.code, 0) << list.err;
+  const auto rows = nlohmann::json::parse(list.out);
+  ASSERT_EQ(rows.size(), 1u) << list.out;
+  EXPECT_EQ(rows[0]["title"], "Standup");
+  EXPECT_EQ(rows[0]["summary"], "daily");
+  EXPECT_EQ(rows[0]["folderName"], "Templates");
+  EXPECT_EQ(rows[0]["accountName"], "iCloud");
+  EXPECT_TRUE(rows[0]["modifiedAt"].is_string());
+
+  const auto show = run({"--db", db, "templates", "show", "standup"});
+  ASSERT_EQ(show.code, 0) << show.err;
+  EXPECT_EQ(show.out, "<h1>Standup</h1>\n<div>On {{date}}, {{1st}} item</div>\n");
+
+  const auto expand = run({"--db", db, "templates", "expand", "Standup", "--json"});
+  ASSERT_EQ(expand.code, 0) << expand.err;
+  const std::string html = nlohmann::json::parse(expand.out)["html"];
+  EXPECT_TRUE(std::regex_search(html, std::regex(R"(<div>On \d{4}-\d{2}-\d{2}, \{\{1st\}\} item</div>)")))
+      << html;
+
+  EXPECT_EQ(run({"--db", db, "templates", "show", "Hidden"}).code, 2);
+  EXPECT_EQ(run({"--db", db, "templates", "expand"}).code, 2);
+  EXPECT_EQ(run({"--db", db, "templates", "bogus"}).code, 2);
+  const auto missing = run({"--db", (directory_ / "none" / "NoteStore.sqlite").string(), "templates"});
+  EXPECT_EQ(missing.code, 1);
+  EXPECT_FALSE(missing.err.empty());
+}
+
+TEST_F(TemplateCommandsTest, SlashListsBuiltInsAndTemplatesRankedForTheQuery) {
+  const std::string db = writeLibrary();
+  const auto all = run({"--db", db, "slash", "", "--json"});
+  ASSERT_EQ(all.code, 0) << all.err;
+  const auto rows = nlohmann::json::parse(all.out);
+  ASSERT_EQ(rows.size(), editor::builtInSlashCommands().size() + 1);
+  EXPECT_EQ(rows[0]["identifier"], "ask-ai");
+  EXPECT_EQ(rows[13]["assetName"], nullptr);
+  EXPECT_EQ(rows[14]["kind"], "insertTemplate");
+  EXPECT_EQ(rows[14]["templateTitle"], "Standup");
+
+  const auto stand = run({"--db", db, "slash", "STAND", "--json"});
+  ASSERT_EQ(stand.code, 0) << stand.err;
+  const auto found = nlohmann::json::parse(stand.out);
+  ASSERT_EQ(found.size(), 1u);
+  EXPECT_EQ(found[0]["title"], "Standup");
+
+  // Without a library the panel still lists the built-in commands.
+  const auto noLibrary = run({"--db", (directory_ / "none" / "NoteStore.sqlite").string(), "slash", "date"});
+  ASSERT_EQ(noLibrary.code, 0) << noLibrary.err;
+  EXPECT_TRUE(
+      noLibrary.out.starts_with("date  Date  (insertDate)\ndate-time  Date & Time  (insertDateTime)\n"))
+      << noLibrary.out;
+}
+
+TEST_F(TemplateCommandsTest, RealLibrariesListTheirTemplatesFolders) {
+  const fs::path source = fs::path(ZEPHYL_SHARED_TESTDATA) / "apple-notes";
+  if (!fs::exists(source)) GTEST_SKIP() << "no real libraries at " << source;
+  int libraries = 0;
+  for (const auto& entry : fs::directory_iterator(source)) {
+    if (entry.path().extension() != ".sqlite") continue;
+    ++libraries;
+    const fs::path copy = directory_ / entry.path().filename();
+    fs::copy_file(entry.path(), copy);
+    const auto result = run({"--db", copy.string(), "templates", "list", "--json"});
+    ASSERT_EQ(result.code, 0) << result.err;
+    // Neither library has a root "Templates" folder.
+    EXPECT_EQ(nlohmann::json::parse(result.out), nlohmann::json::array());
+    EXPECT_EQ(run({"--db", copy.string(), "slash", "", "--json"}).code, 0);
+  }
+  EXPECT_GT(libraries, 0);
+}
+
+}  // namespace
+}  // namespace zephyl::cli

@@ -1,0 +1,279 @@
+#include "editor/note_template_service.h"
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "editor/slash_command_session.h"
+#include "notes_store/note_document_writer.h"
+#include "notes_store/notes_database_error.h"
+#include "notes_store/notes_library_builder.h"
+#include "platform/linux/posix_file_system.h"
+#include "platform/testing/fake_notes_database_grant.h"
+#include "platform/testing/fake_script_runner.h"
+
+namespace zephyl::editor {
+namespace {
+
+namespace fs = std::filesystem;
+using notes_store::NotesLibraryBuilder;
+using platform::testing::FakeNotesDatabaseGrant;
+using platform::testing::FakeScriptRunner;
+
+std::string styledBody() {
+  using notes_store::NoteRunSpec;
+  notes_store::NoteParagraphStyleSpec title{.styleType = 0};
+  notes_store::NoteParagraphStyleSpec bullet{.styleType = 101};
+  return notes_store::gzipCompress(notes_store::encodeNoteDocument({
+      NoteRunSpec{.text = "Weekly\n", .paragraph = title},
+      NoteRunSpec{.text = "Due: "},
+      NoteRunSpec{.text = "{{date}}", .fontWeight = 1},
+      NoteRunSpec{.text = " <soon>\n"},
+      NoteRunSpec{.text = "one\ntwo\n", .paragraph = bullet},
+  }));
+}
+
+class NoteTemplateServiceTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ =
+        fs::path(::testing::TempDir()) / ("zephyl-templates-" + std::to_string(::getpid()) + "-" +
+                                          ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    fs::remove_all(directory_);
+    fs::create_directories(directory_);
+    path_ = (directory_ / "NoteStore.sqlite").string();
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  // A root "Templates" folder with a styled note and an untitled one, a nested
+  // "Templates" folder and a deleted root one, whose notes never appear.
+  void writeLibrary(double weeklyModified = 200) {
+    NotesLibraryBuilder builder;
+    const auto account = builder.addAccount({.name = "iCloud"});
+    const auto root = builder.addFolder({.title = "Templates", .owner = account, .account7 = account});
+    const auto projects = builder.addFolder({.title = "Projects", .owner = account, .account7 = account});
+    const auto nested = builder.addFolder({.title = "Templates", .parent = projects, .account7 = account});
+    const auto deleted =
+        builder.addFolder({.title = "templates", .account7 = account, .markedForDeletion = 1});
+    builder.addNote({.title = "Weekly",
+                     .folder = root,
+                     .account7 = account,
+                     .snippet = "Due",
+                     .modifiedAt = weeklyModified,
+                     .bodyData = styledBody()});
+    untitledKey_ = builder.addNote(
+        {.title = "",
+         .folder = root,
+         .account7 = account,
+         .modifiedAt = 100,
+         .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument({{.text = "plain"}}))});
+    builder.addNote({.title = "Nested", .folder = nested, .account7 = account, .modifiedAt = 300});
+    builder.addNote({.title = "Gone", .folder = deleted, .account7 = account, .modifiedAt = 300});
+    builder.addNote({.title = "Plan", .folder = projects, .account7 = account, .modifiedAt = 300});
+    storeUUID_ = builder.storeUUID();
+    fs::remove(path_);
+    builder.write(path_);
+  }
+
+  fs::path directory_;
+  std::string path_;
+  std::string storeUUID_;
+  int64_t untitledKey_ = 0;
+  platform::PosixFileSystem files_;
+};
+
+TEST_F(NoteTemplateServiceTest, ListsRootTemplatesFoldersOnlyWithDecodedBodies) {
+  writeLibrary();
+  FakeNotesDatabaseGrant grant(path_);
+  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
+  NoteTemplateService service(&access, nullptr);
+  const auto& templates = service.synchronize();
+  ASSERT_EQ(templates.size(), 2u);
+  EXPECT_EQ(templates[0].title, "Weekly");  // newest first
+  EXPECT_EQ(templates[0].summary, "Due");
+  EXPECT_EQ(templates[0].folderName, "Templates");
+  EXPECT_EQ(templates[0].accountName, "iCloud");
+  EXPECT_EQ(
+      templates[0].htmlBody,
+      "<h1>Weekly</h1>\n<div>Due: <b>{{date}}</b> &lt;soon&gt;</div>\n<ul><li>one</li><li>two</li></ul>\n");
+  EXPECT_EQ(templates[1].displayTitle, "Untitled Template");
+  EXPECT_EQ(templates[1].noteID, "x-coredata://" + storeUUID_ + "/ICNote/p" + std::to_string(untitledKey_));
+  EXPECT_EQ(templates[1].htmlBody, "<div>plain</div>\n");
+  EXPECT_EQ(grant.openScopes(), 0);
+}
+
+TEST_F(NoteTemplateServiceTest, UnchangedRevisionSkipsTheFullReadAndAChangeRereads) {
+  writeLibrary();
+  FakeNotesDatabaseGrant grant(path_);
+  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
+  NoteTemplateService service(&access, nullptr);
+  service.synchronize();
+  service.synchronize();
+  EXPECT_EQ(service.fullReads(), 1);
+  writeLibrary(/*weeklyModified=*/50);  // Weekly is now older than the untitled note
+  EXPECT_EQ(service.synchronize()[0].displayTitle, "Untitled Template");
+  EXPECT_EQ(service.fullReads(), 2);
+}
+
+TEST_F(NoteTemplateServiceTest, FailedReadsKeepTheCachedListAndSayWhy) {
+  writeLibrary();
+  FakeNotesDatabaseGrant grant(path_);
+  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
+  FakeScriptRunner scripts;
+  NoteTemplateService service(&access, &scripts);
+  ASSERT_EQ(service.synchronize().size(), 2u);
+
+  // A file that is no database: the script fallback fails too, the database error is reported.
+  fs::remove(path_);
+  std::ofstream(path_) << "not a database at all, just text that SQLite will refuse to read";
+  scripts.setFailure(ScriptError(ScriptError::Code::unavailable));
+  EXPECT_THROW(service.synchronize(), notes_store::NotesDatabaseError);
+  EXPECT_EQ(service.templates().size(), 2u);
+
+  // No database: the script fallback's own error is reported.
+  fs::remove(path_);
+  scripts.setFailure(ScriptError(ScriptError::Code::executionFailed, "Notes got an error: timed out"));
+  try {
+    service.synchronize();
+    FAIL() << "no error";
+  } catch (const NoteTemplateServiceError& error) {
+    EXPECT_EQ(error.code(), NoteTemplateServiceError::Code::appleScriptError);
+    EXPECT_EQ(error.description(), "Apple Notes returned an error: Notes got an error: timed out");
+  }
+  EXPECT_EQ(service.templates().size(), 2u);
+
+  // No database and no scripting on this system: ask for database access.
+  scripts.setFailure(ScriptError(ScriptError::Code::unavailable));
+  try {
+    service.synchronize();
+    FAIL() << "no error";
+  } catch (const NoteTemplateServiceError& error) {
+    EXPECT_EQ(error.description(), "Grant Apple Notes database access in Settings to use templates.");
+  }
+  NoteTemplateService noRunner(nullptr, nullptr);
+  EXPECT_THROW(noRunner.fetchViaScript(), NoteTemplateServiceError);
+}
+
+TEST_F(NoteTemplateServiceTest, FallsBackToTheScriptWhenThereIsNoDatabase) {
+  FakeNotesDatabaseGrant grant(path_);  // nothing written there
+  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
+  FakeScriptRunner scripts;
+  scripts.queueResult(std::string("folder\x1F"
+                                  "F1\x1FTemplates\x1FiCloud\x1E") +
+                      "template\x1F"
+                      "F1\x1FTemplates\x1FiCloud\x1Fn1\x1FStandup\x1F\x1F<div>{{time}}</div>");
+  NoteTemplateService service(&access, &scripts);
+  const auto& templates = service.synchronize();
+  ASSERT_EQ(templates.size(), 1u);
+  EXPECT_EQ(templates[0].title, "Standup");
+  ASSERT_EQ(scripts.runs().size(), 1u);
+  EXPECT_EQ(scripts.runs()[0].taskLabel, "Template AppleScript fetch");
+  EXPECT_EQ(scripts.runs()[0].source, NoteTemplateScripts::fetchScript());
+}
+
+TEST_F(NoteTemplateServiceTest, InstallReportsExistingOrCreatedAndScriptErrors) {
+  FakeScriptRunner scripts;
+  NoteTemplateService service(nullptr, &scripts);
+  const auto& meeting = builtInNoteTemplates()[0];
+  scripts.queueResult("created\n");
+  scripts.queueResult("existing\n");
+  scripts.queueResult("maybe");
+  EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::created);
+  EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::existing);
+  EXPECT_THROW(service.install(meeting), NoteTemplateServiceError);
+  EXPECT_EQ(scripts.runs()[0].source, NoteTemplateScripts::installScript(meeting));
+
+  scripts.setFailure(ScriptError(ScriptError::Code::executionFailed, std::string(kNoAccountMessage)));
+  try {
+    service.install(meeting);
+    FAIL() << "no error";
+  } catch (const NoteTemplateServiceError& error) {
+    EXPECT_EQ(error.scriptMessage(), "No Apple Notes account is available.");
+  }
+}
+
+TEST_F(NoteTemplateServiceTest, SlashSessionSynchronisesOncePerSessionAndRunsCommands) {
+  writeLibrary();
+  FakeNotesDatabaseGrant grant(path_);
+  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
+  NoteTemplateService service(&access, nullptr);
+  const TemplateDateFormatter utc("UTC");
+  SlashCommandSession session(service, utc);
+  session.begin();
+  EXPECT_EQ(session.rows("").size(), builtInSlashCommands().size() + 2);
+  session.rows("wee");
+  session.rows("");
+  auto opens = [&] {
+    return std::count_if(grant.events().begin(), grant.events().end(),
+                         [](const auto& e) { return e.starts_with("start:"); });
+  };
+  EXPECT_EQ(opens(), 1);
+  session.begin();
+  const auto rows = session.rows("weekly");
+  EXPECT_EQ(opens(), 2);
+  ASSERT_EQ(rows.size(), 1u);
+
+  TemplateFormatSettings formats;
+  formats.slashCommandDateFormat = TemplateDateFormat::isoDate;
+  formats.templateDateFormat = TemplateDateFormat::germanDayMonthYear;
+  const core::TimePoint now{std::chrono::seconds(1767625449)};  // 2026-01-05 15:04:09Z
+  const auto paste = std::get<SlashCommandAction::PasteTemplate>(session.action(rows[0], now, formats).step);
+  EXPECT_NE(paste.html.find("<b>05.01.2026</b>"), std::string::npos) << paste.html;
+  const auto& commands = builtInSlashCommands();
+  EXPECT_EQ(std::get<SlashCommandAction::TypeText>(session.action(commands[13], now, formats).step).text,
+            "2026-01-05 15:04");
+  EXPECT_EQ(
+      std::get<SlashCommandAction::ApplyFormat>(session.action(commands[10], now, formats).step).command,
+      NotesFormatCommand::table);
+  EXPECT_TRUE(std::holds_alternative<SlashCommandAction::OpenAssistant>(
+      session.action(commands[0], now, formats).step));
+
+  fs::remove(path_);
+  session.begin();
+  EXPECT_EQ(session.rows("").size(), builtInSlashCommands().size() + 2);  // the cached list stays
+  EXPECT_EQ(session.lastError(), "Grant Apple Notes database access in Settings to use templates.");
+}
+
+// Templates from the real libraries: the notes of their root folders named
+// "Templates", as SQLite itself counts them.
+TEST_F(NoteTemplateServiceTest, RealLibrariesListTheirRootTemplatesFolders) {
+  const fs::path source = fs::path(ZEPHYL_SHARED_TESTDATA) / "apple-notes";
+  if (!fs::exists(source)) GTEST_SKIP() << "no real libraries at " << source;
+  int libraries = 0;
+  for (const auto& entry : fs::directory_iterator(source)) {
+    if (entry.path().extension() != ".sqlite") continue;
+    ++libraries;
+    SCOPED_TRACE(entry.path().filename().string());
+    const fs::path copy = directory_ / entry.path().filename();
+    fs::copy_file(entry.path(), copy, fs::copy_options::overwrite_existing);
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open_v2(copy.c_str(), &db, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+    sqlite3_stmt* statement = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(db,
+                                 "SELECT count(*) FROM ziccloudsyncingobject n JOIN ziccloudsyncingobject f "
+                                 "ON n.zfolder = f.z_pk WHERE f.ztitle2 IN ('Templates', 'templates') AND "
+                                 "f.zparent IS NULL AND COALESCE(f.zfoldertype, 0) != 1 AND "
+                                 "COALESCE(f.zmarkedfordeletion, 0) != 1 AND n.ztitle1 IS NOT NULL AND "
+                                 "COALESCE(n.zmarkedfordeletion, 0) != 1",
+                                 -1, &statement, nullptr),
+              SQLITE_OK);
+    ASSERT_EQ(sqlite3_step(statement), SQLITE_ROW);
+    const auto expected = static_cast<size_t>(sqlite3_column_int64(statement, 0));
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+
+    FakeNotesDatabaseGrant grant(copy.string());
+    notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
+    NoteTemplateService service(&access, nullptr);
+    const auto& templates = service.synchronize();
+    EXPECT_EQ(templates.size(), expected);
+    for (const auto& noteTemplate : templates) EXPECT_EQ(noteTemplate.folderName.find("emplates"), 1u);
+  }
+  EXPECT_GT(libraries, 0);
+}
+
+}  // namespace
+}  // namespace zephyl::editor

@@ -1,0 +1,349 @@
+#include "navigation/notes_quick_open_service.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <future>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "core/logger.h"
+#include "navigation/notes_quick_open_error.h"
+#include "navigation/quick_open_result_snippet.h"
+#include "notes_store/component_path.h"
+#include "notes_store/note_body_decoder.h"
+#include "notes_store/notes_database_error.h"
+
+namespace zephyl::navigation {
+namespace {
+
+using notes_store::NotesDatabaseAccess;
+using notes_store::NotesDatabaseConnection;
+
+constexpr std::string_view kPathSeparator = " › ";
+constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";  // U+FFFC, where attachments stand
+
+const core::Logger& log() {
+  static const core::Logger logger("NotesQuickOpenService");
+  return logger;
+}
+
+std::string joinPath(const std::vector<std::string>& components) {
+  std::string path;
+  for (const auto& component : components) {
+    if (!path.empty()) path += kPathSeparator;
+    path += component.empty() ? kUntitledFolderTitle : std::string_view(component);
+  }
+  return path;
+}
+
+std::string_view trimmedBlanks(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t\n\v\f\r";
+  const size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
+bool contains(std::string_view haystack, std::string_view needle) {
+  if (needle.size() > haystack.size()) return false;
+  return ::memmem(haystack.data(), haystack.size(), needle.data(), needle.size()) != nullptr;
+}
+
+// The plain text of a note for search and snippets, from its body as stored.
+std::optional<std::string> bodyText(std::string_view blob, int64_t noteKey) {
+  const auto parsed = notes_store::decodeNoteBody(blob, noteKey);
+  const auto* candidate = parsed.firstWithText();
+  if (candidate == nullptr) return std::nullopt;
+  std::string text = *candidate->text;
+  for (size_t at = text.find(kObjectReplacement); at != std::string::npos; at = text.find(kObjectReplacement, at)) {
+    text.replace(at, kObjectReplacement.size(), " ");
+  }
+  return cleanSnippetText(text);
+}
+
+}  // namespace
+
+bool quickOpenNoteComesBefore(const QuickOpenNote& a, const QuickOpenNote& b) {
+  if (a.modifiedAt.has_value() != b.modifiedAt.has_value()) return a.modifiedAt.has_value();
+  if (a.modifiedAt) return *a.modifiedAt > *b.modifiedAt;
+  static const core::SearchTextFolder folder;
+  return folder.fold(a.title) < folder.fold(b.title);
+}
+
+std::string_view matchKindName(QuickOpenMatchKind kind) {
+  switch (kind) {
+    case QuickOpenMatchKind::kTitle:
+      return "title";
+    case QuickOpenMatchKind::kFolder:
+      return "folder";
+    case QuickOpenMatchKind::kText:
+      return "text";
+  }
+  return {};
+}
+
+NotesQuickOpenService::NotesQuickOpenService(notes_store::NotesDatabaseAccess& database, core::FileSystem& files,
+                                             std::string cacheDirectory, core::SearchTextFolder folder)
+    : database_(database), files_(files), cacheDirectory_(std::move(cacheDirectory)), folder_(std::move(folder)) {}
+
+template <typename Body>
+auto NotesQuickOpenService::withConnection(Body&& body) {
+  try {
+    auto done = database_.withDatabase([&](NotesDatabaseConnection& connection) {
+      body(connection);
+      return true;
+    });
+    if (!done) throw NotesQuickOpenError(NotesQuickOpenError::Code::kNotesDatabaseAccessRequired);
+  } catch (const notes_store::NotesDatabaseError& e) {
+    log().error() << "Could not read the Notes database: " << e.message();
+    throw NotesQuickOpenError(NotesQuickOpenError::Code::kDatabaseUnavailable, e.message());
+  }
+}
+
+void NotesQuickOpenService::refresh(std::stop_token stop) {
+  withConnection([&](NotesDatabaseConnection& connection) {
+    // The cache file is read on a second thread while the snapshot statements
+    // run: a one-shot search would otherwise wait for both in turn.
+    std::future<QuickOpenSearchTextCache> pendingCache;
+    std::string pendingStore = NotesDatabaseAccess::fetchStoreUUID(connection).value_or("");
+    if (pendingStore.empty()) pendingStore = "-";
+    const std::string path = cacheFilePath(pendingStore);
+    if (pendingStore != loadedCacheStore_ && !path.empty()) {
+      pendingCache = std::async(std::launch::async, [this, path] {
+        QuickOpenSearchTextCache cache;
+        cache.load(files_, path, folder_.foldingKey());
+        return cache;
+      });
+    }
+    try {
+      readSnapshot(connection);
+    } catch (...) {
+      if (pendingCache.valid()) pendingCache.wait();
+      throw;
+    }
+    if (pendingCache.valid()) {
+      cache_ = pendingCache.get();
+      loadedCacheStore_ = pendingStore;
+    }
+    readSearchText(connection, stop);
+  });
+}
+
+void NotesQuickOpenService::loadSnapshot() {
+  withConnection([&](NotesDatabaseConnection& connection) { readSnapshot(connection); });
+}
+
+void NotesQuickOpenService::updateSearchText(std::stop_token stop) {
+  withConnection([&](NotesDatabaseConnection& connection) { readSearchText(connection, stop); });
+}
+
+void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
+  // Built aside and swapped in, so that a failure leaves the last snapshot in use.
+  QuickOpenSnapshot next;
+  const std::string storeUUID = NotesDatabaseAccess::fetchStoreUUID(connection).value_or("");
+  std::unordered_map<std::string, size_t> folderIndex;
+  std::vector<std::string> foldedFolderPaths;  // by folder index: notes share them
+  for (auto& row : NotesDatabaseAccess::fetchFolderTree(connection)) {
+    QuickOpenFolder folder;
+    folder.id = std::move(row.id);
+    folder.title = std::move(row.title);
+    // A damaged component path still leaves the folder findable by its title.
+    folder.pathComponents =
+        notes_store::parseComponentPath(row.componentPath).value_or(std::vector<std::string>{folder.title});
+    folder.modifiedAt = row.modifiedAt;
+    folderIndex.emplace(folder.id, next.folders.size());
+    foldedFolderPaths.push_back(folder_.fold(joinPath(folder.pathComponents)));
+    next.folders.push_back(std::move(folder));
+  }
+  for (auto& row : NotesDatabaseAccess::fetchNoteList(connection)) {
+    QuickOpenNote note;
+    note.noteURLIdentifier = std::move(row.id);
+    const size_t keyAt = note.noteURLIdentifier.rfind("/ICNote/p");
+    if (keyAt != std::string::npos) note.noteKey = std::atoll(note.noteURLIdentifier.c_str() + keyAt + 9);
+    note.uuid = std::move(row.uuid);
+    note.title = std::move(row.title);
+    note.previewText = std::move(row.preview);
+    note.folderID = std::move(row.folderID);
+    note.folderName = row.folderName.empty() ? std::string(kUntitledFolderTitle) : std::move(row.folderName);
+    if (const auto it = folderIndex.find(note.folderID); it != folderIndex.end()) {
+      note.folderPath = joinPath(next.folders[it->second].pathComponents);
+    } else {
+      // A folder past the folder tree's cap.
+      note.folderPath =
+          row.accountName.empty() ? note.folderName : row.accountName + std::string(kPathSeparator) + note.folderName;
+    }
+    note.noteDataPK = row.noteDataPK;
+    note.isPasswordProtected = row.isPasswordProtected != 0;
+    note.createdAt = row.createdAt;
+    note.modifiedAt = row.modifiedAt;
+    next.notes.push_back(std::move(note));
+  }
+  std::stable_sort(next.notes.begin(), next.notes.end(), quickOpenNoteComesBefore);
+
+  std::vector<SearchableNote> searchable(next.notes.size());
+  for (size_t i = 0; i < next.notes.size(); ++i) {
+    searchable[i].title = folder_.fold(next.notes[i].title);
+    const auto it = folderIndex.find(next.notes[i].folderID);
+    searchable[i].folderPath =
+        it != folderIndex.end() ? foldedFolderPaths[it->second] : folder_.fold(next.notes[i].folderPath);
+  }
+  std::vector<std::string> folderTitles;
+  folderTitles.reserve(next.folders.size());
+  for (const auto& folder : next.folders) {
+    const std::string_view title = trimmedBlanks(folder.title);
+    folderTitles.push_back(folder_.fold(title.empty() ? kUntitledFolderTitle : title));
+  }
+
+  snapshot_ = std::move(next);
+  searchable_ = std::move(searchable);
+  foldedFolderTitles_ = std::move(folderTitles);
+  storeUUID_ = storeUUID;
+  log().debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size() << " folders";
+}
+
+std::string NotesQuickOpenService::cacheFilePath(const std::string& storeUUID) const {
+  if (cacheDirectory_.empty()) return {};
+  // The UUID comes from the database file: keep only what is safe in a file name.
+  std::string name;
+  for (const char c : storeUUID) {
+    if (std::isalnum(static_cast<unsigned char>(c)) || c == '-') name += c;
+  }
+  return cacheDirectory_ + "/quick-open-search-" + (name.empty() ? "store" : name) + ".cache";
+}
+
+void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, std::stop_token stop) {
+  const std::string store = storeUUID_.empty() ? "-" : storeUUID_;
+  if (loadedCacheStore_ != store) {
+    const std::string path = cacheFilePath(store);
+    if (!path.empty()) cache_.load(files_, path, folder_.foldingKey());
+    loadedCacheStore_ = store;
+  }
+
+  std::unordered_set<int64_t> liveKeys;
+  std::unordered_map<int64_t, size_t> noteOfBody;  // note-data key → note index
+  std::vector<int64_t> bodyKeys;
+  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
+    const QuickOpenNote& note = snapshot_.notes[i];
+    liveKeys.insert(note.noteKey);
+    if (!note.modifiedAt || cache_.find(note.noteKey, *note.modifiedAt) != nullptr) continue;
+    // Locked bodies are encrypted: the preview is all there is to search.
+    if (!note.isPasswordProtected && note.noteDataPK) {
+      noteOfBody.emplace(*note.noteDataPK, i);
+      bodyKeys.push_back(*note.noteDataPK);
+    }
+  }
+
+  decodedBodyCount_ = 0;
+  if (!bodyKeys.empty()) {
+    const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, bodyKeys, stop);
+    for (const auto& [dataKey, blob] : bodies) {
+      const auto it = noteOfBody.find(dataKey);
+      if (it == noteOfBody.end()) continue;
+      const QuickOpenNote& note = snapshot_.notes[it->second];
+      auto text = bodyText(blob, note.noteKey);
+      if (!text) continue;
+      ++decodedBodyCount_;
+      std::string folded = folder_.fold(*text);
+      cache_.store(note.noteKey, {*note.modifiedAt, std::move(*text), std::move(folded), true});
+    }
+  }
+  // Whatever is still missing (locked, no body, an unreadable body) is searched by
+  // its preview.
+  for (const QuickOpenNote& note : snapshot_.notes) {
+    if (!note.modifiedAt || cache_.find(note.noteKey, *note.modifiedAt) != nullptr) continue;
+    std::string text = cleanSnippetText(note.previewText);
+    std::string folded = folder_.fold(text);
+    cache_.store(note.noteKey, {*note.modifiedAt, std::move(text), std::move(folded), false});
+  }
+  cache_.retainOnly(liveKeys);
+
+  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
+    QuickOpenNote& note = snapshot_.notes[i];
+    searchable_[i].text = note.modifiedAt ? cache_.find(note.noteKey, *note.modifiedAt) : nullptr;
+    note.searchTextIsComplete = searchable_[i].text != nullptr && searchable_[i].text->complete;
+  }
+  log().debug() << "Search text: " << decodedBodyCount_ << " bodies decoded, " << cache_.size() << " cached";
+}
+
+void NotesQuickOpenService::saveSearchTextCache() {
+  if (loadedCacheStore_.empty()) return;
+  const std::string path = cacheFilePath(loadedCacheStore_);
+  if (path.empty()) return;
+  try {
+    cache_.save(files_, path, folder_.foldingKey());
+  } catch (const std::exception& e) {
+    log().warning() << "Could not write the search text cache: " << e.what();
+  }
+}
+
+QuickOpenSearchResult NotesQuickOpenService::noteResult(size_t index, std::string_view query,
+                                                        std::optional<QuickOpenMatchKind> kind) const {
+  const QuickOpenNote& note = snapshot_.notes[index];
+  const auto* text = searchable_[index].text;
+  QuickOpenSearchResult result;
+  result.snippet =
+      makeResultSnippet(text ? std::string_view(text->text) : note.previewText, query, kQuickOpenSnippetLength, folder_);
+  result.item = note;
+  result.matchedQuery = std::string(query);
+  result.matchKind = kind;
+  return result;
+}
+
+std::vector<QuickOpenSearchResult> NotesQuickOpenService::search(std::string_view query, size_t limit) const {
+  const std::string_view trimmed = trimmedBlanks(query);
+  std::vector<QuickOpenSearchResult> results;
+  const size_t noteCount = snapshot_.notes.size();
+  if (trimmed.empty()) {
+    const size_t shown = limit == 0 ? noteCount : std::min(limit, noteCount);
+    for (size_t i = 0; i < shown; ++i) results.push_back(noteResult(i, {}, std::nullopt));
+    return results;
+  }
+
+  const std::string folded = folder_.fold(trimmed);
+  std::vector<size_t> byKind[3];
+  for (size_t i = 0; i < noteCount; ++i) {
+    const SearchableNote& note = searchable_[i];
+    if (contains(note.title, folded)) {
+      byKind[0].push_back(i);
+    } else if (contains(note.folderPath, folded)) {
+      byKind[1].push_back(i);
+    } else if (note.text != nullptr && contains(note.text->foldedText, folded)) {
+      byKind[2].push_back(i);
+    }
+  }
+  std::vector<size_t> folderMatches;
+  for (size_t i = 0; i < snapshot_.folders.size(); ++i) {
+    if (contains(foldedFolderTitles_[i], folded)) folderMatches.push_back(i);
+  }
+
+  const size_t noteMatches = byKind[0].size() + byKind[1].size() + byKind[2].size();
+  size_t noteSlots = noteMatches;
+  size_t folderSlots = folderMatches.size();
+  if (limit > 0 && noteMatches + folderMatches.size() > limit) {
+    // Notes would crowd out every folder: keep a quarter of the places for them.
+    folderSlots = std::min(folderMatches.size(), std::max<size_t>(1, limit / 4));
+    noteSlots = std::min(noteMatches, limit - folderSlots);
+    folderSlots = std::min(folderMatches.size(), limit - noteSlots);
+  }
+
+  results.reserve(noteSlots + folderSlots);
+  for (size_t kind = 0; kind < 3 && results.size() < noteSlots; ++kind) {
+    for (const size_t index : byKind[kind]) {
+      if (results.size() == noteSlots) break;
+      results.push_back(noteResult(index, trimmed, static_cast<QuickOpenMatchKind>(kind)));
+    }
+  }
+  for (size_t i = 0; i < folderSlots; ++i) {
+    const QuickOpenFolder& folder = snapshot_.folders[folderMatches[i]];
+    QuickOpenSearchResult result;
+    result.snippet = joinPath(folder.pathComponents);
+    result.item = folder;
+    result.matchedQuery = std::string(trimmed);
+    result.matchKind = QuickOpenMatchKind::kTitle;
+    results.push_back(std::move(result));
+  }
+  return results;
+}
+
+}  // namespace zephyl::navigation

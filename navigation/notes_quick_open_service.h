@@ -1,0 +1,103 @@
+// NotesQuickOpenService: finds notes and folders by typing. It loads a snapshot
+// of every listed note and folder through NotesDatabaseAccess, keeps the
+// searchable text of each note in a QuickOpenSearchTextCache (bodies fetched in
+// bulk and decoded only when a note is new or changed), and answers queries by a
+// substring scan of text folded once when it entered the cache.
+//
+// Results: notes whose title matches, then notes whose folder path matches, then
+// notes whose text matches, each group newest first; folder results follow all
+// note results. An empty query lists the most recent notes.
+//
+// Not thread-safe: one owner calls it, off the main thread for the database work.
+// refresh reads the cache file on a helper thread of its own, so `files` must
+// allow a call from another thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/file_system.h"
+#include "navigation/quick_open_search_result.h"
+#include "navigation/quick_open_search_text_cache.h"
+#include "navigation/quick_open_snapshot.h"
+#include "core/search_text_folder.h"
+#include "notes_store/notes_database_access.h"
+
+namespace zephyl::navigation {
+
+class NotesQuickOpenService {
+ public:
+  // `database` and `files` must outlive the service. The search text cache is kept
+  // in `cacheDirectory` (one file per Notes store); empty keeps it in memory only.
+  NotesQuickOpenService(notes_store::NotesDatabaseAccess& database, core::FileSystem& files,
+                        std::string cacheDirectory, core::SearchTextFolder folder = core::SearchTextFolder());
+
+  // Reads the snapshot and brings the search text of every note up to date, on
+  // one connection. Throws NotesQuickOpenError: kNotesDatabaseAccessRequired when
+  // there is no database, kDatabaseUnavailable (SQLite's message as detail) when
+  // it cannot be read, in which case the last snapshot stays in use. Throws
+  // core::CancellationError when `stop` is requested between body chunks.
+  void refresh(std::stop_token stop = {});
+
+  // The snapshot alone (no body text); same errors as refresh.
+  void loadSnapshot();
+
+  // Fetches and decodes the bodies of the notes whose cached text is missing or
+  // stale; same errors as refresh.
+  void updateSearchText(std::stop_token stop = {});
+
+  // Writes the search text cache file when it changed. Never throws: a cache that
+  // cannot be written is only logged.
+  void saveSearchTextCache();
+
+  const QuickOpenSnapshot& snapshot() const { return snapshot_; }
+
+  // The results for `query`, at most `limit` of them (0: all). Folder results
+  // keep up to a quarter of the places (at least one) when notes would fill them.
+  std::vector<QuickOpenSearchResult> search(std::string_view query, size_t limit) const;
+
+  // The cached search text of snapshot().notes[noteIndex] (for a preview); null
+  // before the search text was read.
+  const QuickOpenSearchTextCacheEntry* searchText(size_t noteIndex) const { return searchable_[noteIndex].text; }
+
+  // How many bodies the last update decoded.
+  size_t decodedBodyCount() const { return decodedBodyCount_; }
+
+  const core::SearchTextFolder& folder() const { return folder_; }
+
+ private:
+  // Folded fields of snapshot_.notes[i] and the cached text, kept beside the snapshot.
+  struct SearchableNote {
+    std::string title;
+    std::string folderPath;
+    const QuickOpenSearchTextCacheEntry* text = nullptr;  // owned by cache_
+  };
+
+  template <typename Body>
+  auto withConnection(Body&& body);
+  void readSnapshot(notes_store::NotesDatabaseConnection& connection);
+  void readSearchText(notes_store::NotesDatabaseConnection& connection, std::stop_token stop);
+  std::string cacheFilePath(const std::string& storeUUID) const;
+  QuickOpenSearchResult noteResult(size_t index, std::string_view query,
+                                   std::optional<QuickOpenMatchKind> kind) const;
+
+  notes_store::NotesDatabaseAccess& database_;
+  core::FileSystem& files_;
+  std::string cacheDirectory_;
+  core::SearchTextFolder folder_;
+
+  QuickOpenSnapshot snapshot_;
+  std::vector<SearchableNote> searchable_;  // parallel to snapshot_.notes
+  std::vector<std::string> foldedFolderTitles_;  // parallel to snapshot_.folders
+  std::string storeUUID_;
+  std::string loadedCacheStore_;  // the store whose cache file was read ("-" for none named)
+  QuickOpenSearchTextCache cache_;
+  size_t decodedBodyCount_ = 0;
+};
+
+}  // namespace zephyl::navigation

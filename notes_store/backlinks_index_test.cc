@@ -1,0 +1,134 @@
+#include "notes_store/backlinks_index.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "notes_store/note_document_writer.h"
+#include "notes_store/notes_database_access.h"
+#include "notes_store/notes_database_error.h"
+#include "notes_store/notes_library_builder.h"
+#include "platform/linux/posix_file_system.h"
+#include "platform/testing/fake_notes_database_grant.h"
+
+namespace zephyl::notes_store {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string bodyLinkingTo(const std::string& link) {
+  return gzipCompress(encodeNoteDocument({NoteRunSpec{.text = "see "}, NoteRunSpec{.text = "there", .link = link}}));
+}
+
+std::vector<std::string> sourceTitles(const std::vector<NoteBacklink>& backlinks) {
+  std::vector<std::string> titles;
+  for (const auto& backlink : backlinks) titles.push_back(backlink.sourceTitle);
+  return titles;
+}
+
+class BacklinksIndexTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fs::remove_all(directory_);
+    fs::create_directories(directory_);
+  }
+  void TearDown() override { fs::remove_all(directory_); }
+
+  BacklinksIndex build(const NotesLibraryBuilder& builder) {
+    const std::string path = (directory_ / "NoteStore.sqlite").string();
+    builder.write(path);
+    platform::testing::FakeNotesDatabaseGrant grant(path);
+    platform::PosixFileSystem files;
+    NotesDatabaseAccess access(grant, files, "/home/nobody");
+    return *access.withDatabase([](NotesDatabaseConnection& connection) {
+      BacklinksIndex index = BacklinksIndex::build(connection);
+      // The snapshot's transaction is closed: a new one can begin.
+      NotesDatabaseAccess::executeStatement(connection, "BEGIN DEFERRED");
+      NotesDatabaseAccess::executeStatement(connection, "COMMIT");
+      return index;
+    });
+  }
+
+  fs::path directory_ = fs::path(::testing::TempDir()) /
+                        ("zephyl-backlinks-" + std::to_string(::getpid()) + "-" +
+                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
+};
+
+TEST_F(BacklinksIndexTest, FindsLinksFromAttachmentsAndFromBodyRunsIgnoringCase) {
+  NotesLibraryBuilder builder;
+  const int64_t account = builder.addAccount({.name = "iCloud"});
+  const int64_t work = builder.addFolder({.title = "Work", .owner = account});
+  const int64_t trash = builder.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
+  const int64_t target = builder.addNote({.title = "Target", .identifier = "AAAA-1111", .folder = work,
+                                          .account7 = account, .modifiedAt = 1});
+  const int64_t byAttachment =
+      builder.addNote({.title = "By attachment", .folder = work, .account7 = account, .modifiedAt = 2});
+  builder.addLink({.sourceNote = byAttachment, .tokenContentIdentifier = "applenotes:note/aaaa-1111"});
+  builder.addLink({.sourceNote = byAttachment, .tokenContentIdentifier = "applenotes:note/AAAA-1111",
+                   .useTypeUti1 = true});  // the same link twice counts once
+  builder.addNote({.title = "By body", .folder = work, .account7 = account, .modifiedAt = 3,
+                   .bodyData = bodyLinkingTo("applenotes:note/Aaaa-1111?ownerIdentifier=x")});
+  builder.addNote({.title = "Also body", .folder = work, .account7 = account, .modifiedAt = 3,
+                   .bodyData = bodyLinkingTo("APPLENOTES:NOTE/aaaa-1111")});
+  const int64_t deleted = builder.addNote({.title = "Deleted source", .folder = work, .account7 = account,
+                                           .markedForDeletion = 1, .modifiedAt = 4,
+                                           .bodyData = bodyLinkingTo("applenotes:note/aaaa-1111")});
+  builder.addLink({.sourceNote = deleted, .tokenContentIdentifier = "applenotes:note/aaaa-1111"});
+  builder.addNote({.title = "Self", .identifier = "SELF-1", .folder = work, .account7 = account, .modifiedAt = 5,
+                   .bodyData = bodyLinkingTo("applenotes:note/self-1")});
+  builder.addNote({.title = "Web", .folder = work, .account7 = account, .modifiedAt = 6,
+                   .bodyData = bodyLinkingTo("https://example.com/applenotes:note/aaaa-1111")});
+  builder.addNote({.title = "Dangling", .folder = work, .account7 = account, .modifiedAt = 7,
+                   .bodyData = bodyLinkingTo("applenotes:note/no-such-note")});
+  builder.addNote({.title = "Dead link", .folder = work, .account7 = account, .modifiedAt = 8});
+  builder.addLink({.sourceNote = target + 100, .tokenContentIdentifier = "applenotes:note/aaaa-1111"});
+  builder.addNote({.title = "Target in trash", .identifier = "TRASHED", .folder = trash, .account7 = account,
+                   .markedForDeletion = 1, .modifiedAt = 9});
+
+  const BacklinksIndex index = build(builder);
+  const auto& backlinks = index.backlinksTo(target);
+  EXPECT_EQ(sourceTitles(backlinks), (std::vector<std::string>{"Also body", "By attachment", "By body"}));
+  EXPECT_EQ(backlinks[1].sourceKey, byAttachment);
+  EXPECT_EQ(backlinks[1].sourceLocation, "iCloud › Work");
+  EXPECT_EQ(backlinks[0].sourceLocation, "iCloud › Work");
+  EXPECT_EQ(index.linkCount(), 3u);
+  EXPECT_EQ(index.noteKeyForIdentifier("aaaa-1111"), target);
+  EXPECT_FALSE(index.noteKeyForIdentifier("TRASHED").has_value());
+  EXPECT_TRUE(index.backlinksTo(byAttachment).empty());
+}
+
+TEST_F(BacklinksIndexTest, FailedStatementRollsTheSnapshotBack) {
+  // No ZICNOTEDATA: the candidate-body statement fails after BEGIN.
+  NotesLibraryBuilder builder({.hasNoteDataTable = false});
+  builder.addNote({.title = "Note", .folder = builder.addFolder({.title = "F"}), .modifiedAt = 1});
+  const std::string path = (directory_ / "NoteStore.sqlite").string();
+  builder.write(path);
+  platform::testing::FakeNotesDatabaseGrant grant(path);
+  platform::PosixFileSystem files;
+  NotesDatabaseAccess access(grant, files, "/home/nobody");
+  const bool rolledBack = *access.withDatabase([](NotesDatabaseConnection& connection) {
+    EXPECT_THROW(BacklinksIndex::build(connection), NotesDatabaseError);
+    // A transaction left open would make this BEGIN fail.
+    NotesDatabaseAccess::executeStatement(connection, "BEGIN DEFERRED");
+    NotesDatabaseAccess::executeStatement(connection, "ROLLBACK");
+    return true;
+  });
+  EXPECT_TRUE(rolledBack);
+}
+
+TEST(NoteLinkTargetIdentifier, ReadsOnlyNoteLinks) {
+  const std::pair<std::string, std::optional<std::string>> cases[] = {
+      {"applenotes:note/ABC-def", "abc-def"},
+      {"AppleNotes:Note/ABC?ownerIdentifier=1", "abc"},
+      {"applenotes:note/abc#frag", "abc"},
+      {"applenotes:note/", std::nullopt},
+      {"applenotes:folder/abc", std::nullopt},
+      {"https://example.com", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const auto& [link, expected] : cases) EXPECT_EQ(noteLinkTargetIdentifier(link), expected) << link;
+}
+
+}  // namespace
+}  // namespace zephyl::notes_store
