@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The demo: installs what is missing, builds `zephyl`, writes a sample library
-# of 2,000 notes, lists its folders and newest notes, shows the newest note as
-# Markdown and exports the whole library.
+# of 2,000 notes, lists its folders and newest notes, searches it, shows the
+# newest note as Markdown with its table of contents and backlinks, and exports
+# the whole library.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -19,10 +20,19 @@ echo "== zephyl --db $library folders"
 echo
 echo "== zephyl --db $library notes --limit 15"
 "$zephyl" --db "$library" notes --limit 15
+echo
+echo "== zephyl --db $library search bakery --limit 8"
+"$zephyl" --db "$library" --data-dir "$demo/data" search bakery --limit 8
 newest=$("$zephyl" --db "$library" notes --json --limit 1 | sed -n 's/^ *"id": "\(.*\)",$/\1/p')
 echo
 echo "== zephyl --db $library show $newest"
 "$zephyl" --db "$library" show "$newest"
+echo
+echo "== zephyl --db $library toc $newest"
+"$zephyl" --db "$library" toc "$newest"
+echo
+echo "== zephyl --db $library backlinks $newest"
+"$zephyl" --db "$library" backlinks "$newest"
 echo
 echo "== zephyl --db $library export $demo/export"
 "$zephyl" --db "$library" export "$demo/export" --force
