@@ -44,6 +44,24 @@ TEST(QuickOpenSearchTextCache, RoundTripsThroughTheFileImage) {
   EXPECT_FALSE(restored->changed());
 }
 
+TEST(QuickOpenSearchTextCache, LoadedTextsOutliveTheCacheTheyWereCopiedFrom) {
+  std::optional<QuickOpenSearchTextCache> copy;
+  {
+    auto restored = QuickOpenSearchTextCache::deserialize(sampleCache().serialize("default"), "default");
+    ASSERT_TRUE(restored.has_value());
+    copy = *restored;
+    // Replacing an entry with its own texts must copy them before they go away.
+    const auto* own = restored->find(1, at(100));
+    ASSERT_NE(own, nullptr);
+    restored->store(1, *own);
+    EXPECT_EQ(restored->find(1, at(100))->text, "Crème brûlée");
+  }
+  ASSERT_NE(copy->find(1, at(100)), nullptr);
+  EXPECT_EQ(copy->find(1, at(100))->text, "Crème brûlée");
+  EXPECT_EQ(copy->find(1, at(100))->foldedText, "creme brulee");
+  EXPECT_EQ(copy->find(-7, at(-5))->foldedText, std::string("a\0b", 3));
+}
+
 TEST(QuickOpenSearchTextCache, DamagedOrForeignImagesAreRejected) {
   const std::string image = sampleCache().serialize("default");
   // Every truncation, including the empty file, is damage.

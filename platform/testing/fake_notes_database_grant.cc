@@ -10,12 +10,14 @@ std::optional<std::string> FakeNotesDatabaseGrant::resolveGrantedPath() {
 }
 
 bool FakeNotesDatabaseGrant::startAccessing(const std::string& path) {
+  std::lock_guard lock(mutex_);
   events_.push_back("start:" + path);
   if (startResult_) ++openScopes_;
   return startResult_;
 }
 
 void FakeNotesDatabaseGrant::stopAccessing(const std::string& path) {
+  std::lock_guard lock(mutex_);
   events_.push_back("stop:" + path);
   --openScopes_;
 }

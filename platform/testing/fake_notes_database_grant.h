@@ -2,6 +2,7 @@
 // the access scopes it was asked to start and stop.
 #pragma once
 
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,13 +23,22 @@ class FakeNotesDatabaseGrant : public notes_store::NotesDatabaseGrant {
   void setResolutionFailure(std::string message) { resolutionFailure_ = std::move(message); }
   void setStartAccessingResult(bool result) { startResult_ = result; }
 
-  const std::vector<std::string>& events() const { return events_; }  // "start:<path>", "stop:<path>"
-  int openScopes() const { return openScopes_; }
+  // "start:<path>", "stop:<path>", in call order.
+  std::vector<std::string> events() const {
+    std::lock_guard lock(mutex_);
+    return events_;
+  }
+  int openScopes() const {
+    std::lock_guard lock(mutex_);
+    return openScopes_;
+  }
 
  private:
   std::optional<std::string> path_;
   std::optional<std::string> resolutionFailure_;
   bool startResult_ = true;
+  // Operations may run on several threads at once, each with its own connection.
+  mutable std::mutex mutex_;  // guards events_ and openScopes_
   std::vector<std::string> events_;
   int openScopes_ = 0;
 };
