@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "cli/cli_app.h"
+#include "cli/internal/cli_test_support.h"
 #include "cli/debug_sse.h"
 
 namespace zephyl::cli {
@@ -14,11 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct CommandResult {
-  int code;
-  std::string out;
-  std::string err;
-};
+using testing::CommandResult;
 
 class AICommandsTest : public ::testing::Test {
  protected:
@@ -33,14 +30,7 @@ class AICommandsTest : public ::testing::Test {
 
   CommandResult run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
-    std::ostringstream out, err;
-    const std::string home = (directory_ / "home").string();
-    auto lookup = [home](const std::string& name) -> std::optional<std::string> {
-      if (name == "HOME") return home;
-      return std::nullopt;
-    };
-    const int code = runZephyl(arguments, CliStreams{out, err}, lookup);
-    return {code, out.str(), err.str()};
+    return testing::runCommand(arguments, {{"HOME", (directory_ / "home").string()}});
   }
 
   fs::path directory_;

@@ -1,4 +1,5 @@
 #include "cli/cli_app.h"
+#include "cli/internal/cli_test_support.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -24,11 +25,7 @@ std::string readBytes(const fs::path& path) {
   return bytes.str();
 }
 
-struct CommandResult {
-  int code;
-  std::string out;
-  std::string err;
-};
+using testing::CommandResult;
 
 class CliAppTest : public ::testing::Test {
  protected:
@@ -43,15 +40,7 @@ class CliAppTest : public ::testing::Test {
   void TearDown() override { fs::remove_all(directory_); }
 
   CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
-    std::ostringstream out, err;
-    std::istringstream in(input);
-    auto lookup = [this](const std::string& name) -> std::optional<std::string> {
-      auto it = environment_.find(name);
-      if (it == environment_.end()) return std::nullopt;
-      return it->second;
-    };
-    const int code = runZephyl(arguments, CliStreams{out, err, false, false, &in}, lookup);
-    return {code, out.str(), err.str()};
+    return testing::runCommand(arguments, environment_, input);
   }
 
   std::string writeLibrary() {

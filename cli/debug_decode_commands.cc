@@ -3,6 +3,7 @@
 
 #include "cli/commands.h"
 #include "cli/json_writer.h"
+#include "cli/note_json.h"
 #include "notes_store/note_body_decoder.h"
 #include "notes_store/note_document.h"
 #include "notes_store/note_markdown.h"
@@ -22,24 +23,6 @@ std::string readInput(CliContext& context, const std::string& path) {
   if (!file) throw CliFailure("Cannot read " + path);
   bytes << file.rdbuf();
   return bytes.str();
-}
-
-void writeLineStyles(JsonWriter& json, const std::vector<notes_store::NotesDatabaseLineStyle>& styles) {
-  json.beginArray();
-  for (const auto& style : styles) {
-    json.beginObject();
-    json.key("length").value(style.length);
-    json.key("style");
-    if (!style.style) {
-      json.null();
-    } else if (style.style->kind == notes_store::NotesDatabaseMarkdownStyle::Kind::kCode) {
-      json.value("code");
-    } else {
-      json.value(style.style->prefix);
-    }
-    json.endObject();
-  }
-  json.endArray();
 }
 
 std::string cellText(const notes_store::NoteDocument& cell) { return notes_store::removeControlCharacters(cell.text); }

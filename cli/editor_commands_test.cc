@@ -4,24 +4,17 @@
 #include <sstream>
 
 #include "cli/cli_app.h"
+#include "cli/internal/cli_test_support.h"
 #include "editor/notes_format_command.h"
 #include "editor/notes_menu_click_script.h"
 
 namespace zephyl::cli {
 namespace {
 
-struct CommandResult {
-  int code;
-  std::string out;
-  std::string err;
-};
+using testing::CommandResult;
 
 CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
-  std::ostringstream out, err;
-  std::istringstream in(input);
-  auto lookup = [](const std::string&) -> std::optional<std::string> { return std::nullopt; };
-  const int code = runZephyl(arguments, CliStreams{out, err, false, false, &in}, lookup);
-  return {code, out.str(), err.str()};
+  return testing::runCommand(arguments, {}, input);
 }
 
 std::vector<nlohmann::json> jsonLines(const std::string& text) {

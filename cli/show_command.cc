@@ -2,6 +2,7 @@
 
 #include "cli/commands.h"
 #include "cli/json_writer.h"
+#include "cli/note_json.h"
 #include "cli/note_reference.h"
 #include "notes_store/note_body_decoder.h"
 #include "notes_store/note_document.h"
@@ -69,23 +70,8 @@ void printJson(std::ostream& out, const ShownNote& note) {
   json.key("title").value(note.title);
   json.key("text").value(candidate ? candidate->text : std::nullopt);
   json.key("markdown").value(note.markdown);
-  json.key("lineStyles").beginArray();
-  if (candidate) {
-    for (const auto& style : candidate->lineStyles) {
-      json.beginObject();
-      json.key("length").value(style.length);
-      json.key("style");
-      if (!style.style) {
-        json.null();
-      } else if (style.style->kind == notes_store::NotesDatabaseMarkdownStyle::Kind::kCode) {
-        json.value("code");
-      } else {
-        json.value(style.style->prefix);
-      }
-      json.endObject();
-    }
-  }
-  json.endArray();
+  json.key("lineStyles");
+  writeLineStyles(json, candidate ? candidate->lineStyles : std::vector<notes_store::NotesDatabaseLineStyle>{});
   json.key("links").stringArray(candidate ? candidate->links : std::vector<std::string>{});
   json.key("attachmentIdentifiers")
       .stringArray({note.parsed.attachmentIdentifiers.begin(), note.parsed.attachmentIdentifiers.end()});

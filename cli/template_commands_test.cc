@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "cli/cli_app.h"
+#include "cli/internal/cli_test_support.h"
 #include "editor/slash_command.h"
 #include "notes_store/note_document_writer.h"
 #include "notes_store/notes_library_builder.h"
@@ -18,11 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct CommandResult {
-  int code;
-  std::string out;
-  std::string err;
-};
+using testing::CommandResult;
 
 class TemplateCommandsTest : public ::testing::Test {
  protected:
@@ -38,16 +35,8 @@ class TemplateCommandsTest : public ::testing::Test {
   void TearDown() override { fs::remove_all(directory_); }
 
   CommandResult run(std::vector<std::string> arguments) {
-    std::ostringstream out, err;
-    std::istringstream in;
-    auto lookup = [this](const std::string& name) -> std::optional<std::string> {
-      auto it = environment_.find(name);
-      if (it == environment_.end()) return std::nullopt;
-      return it->second;
-    };
     arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
-    const int code = runZephyl(arguments, CliStreams{out, err, false, false, &in}, lookup);
-    return {code, out.str(), err.str()};
+    return testing::runCommand(arguments, environment_);
   }
 
   // A root "Templates" folder (listed) and a "Templates" folder nested in
