@@ -207,8 +207,8 @@ TEST_F(NoteTemplateServiceTest, SlashSessionSynchronisesOncePerSessionAndRunsCom
   session.rows("wee");
   session.rows("");
   auto opens = [&] {
-    return std::count_if(grant.events().begin(), grant.events().end(),
-                         [](const auto& e) { return e.starts_with("start:"); });
+    const std::vector<std::string> events = grant.events();
+    return std::count_if(events.begin(), events.end(), [](const auto& e) { return e.starts_with("start:"); });
   };
   EXPECT_EQ(opens(), 1);
   session.begin();
