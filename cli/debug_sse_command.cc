@@ -1,3 +1,4 @@
+#include <sstream>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -49,7 +50,11 @@ void addDebugSseCommand(CLI::App& debug, CliContext& context) {
   auto chunk = std::make_shared<size_t>(4096);
   sse->add_option("--chunk", *chunk, "Feed the reader N bytes at a time (default 4096)")
       ->check(CLI::Range(size_t{1}, size_t{1} << 30));
-  sse->callback([&context, chunk] { printSseEvents(std::cin, context.streams().out, *chunk); });
+  sse->callback([&context, chunk] {
+    std::istringstream empty;
+    std::istream& in = context.streams().in != nullptr ? *context.streams().in : empty;
+    printSseEvents(in, context.streams().out, *chunk);
+  });
 }
 
 }  // namespace zephyl::cli
