@@ -1,6 +1,5 @@
-#include <sstream>
-#include <iostream>
 #include <memory>
+#include <sstream>
 #include <string>
 
 #include "ai/sse_reader.h"
