@@ -287,33 +287,20 @@ NotesDatabaseParsedNote decodeNoteBody(std::string_view blob, int64_t noteKey, s
 }
 
 std::optional<std::string_view> readProtobufField(uint32_t fieldNumber, std::string_view bytes) {
-  ProtobufScanner scanner(bytes);
-  ProtobufField field;
-  while (scanner.next(field)) {
-    if (field.number == fieldNumber && field.wireType == kWireLengthDelimited) return field.bytes;
-  }
-  return std::nullopt;
+  return internal::firstMessageField(fieldNumber, bytes, internal::VarintLimit::kNineBytes);
 }
 
 std::vector<std::string_view> readProtobufFields(uint32_t fieldNumber, std::string_view bytes) {
-  std::vector<std::string_view> found;
-  ProtobufScanner scanner(bytes);
-  ProtobufField field;
-  while (scanner.next(field)) {
-    if (field.number == fieldNumber && field.wireType == kWireLengthDelimited) found.push_back(field.bytes);
-  }
+  bool malformed = false;
+  std::vector<std::string_view> found =
+      internal::allMessageFields(fieldNumber, bytes, internal::VarintLimit::kNineBytes, &malformed);
   // A field list that breaks off is not trusted for any of its fields.
-  if (scanner.malformed()) found.clear();
+  if (malformed) found.clear();
   return found;
 }
 
 std::optional<uint64_t> readProtobufVarint(uint32_t fieldNumber, std::string_view bytes) {
-  ProtobufScanner scanner(bytes);
-  ProtobufField field;
-  while (scanner.next(field)) {
-    if (field.number == fieldNumber && field.wireType == kWireVarint) return field.varint;
-  }
-  return std::nullopt;
+  return internal::firstVarintField(fieldNumber, bytes, internal::VarintLimit::kNineBytes);
 }
 
 std::optional<NotesDatabaseMarkdownStyle> markdownStyleOfParagraph(std::string_view paragraphStyle) {

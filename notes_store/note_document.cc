@@ -21,12 +21,7 @@ constexpr VarintLimit kLimit = VarintLimit::kTenBytes;
 int64_t asInt32(uint64_t value) { return static_cast<int32_t>(static_cast<uint32_t>(value)); }
 
 std::optional<std::string_view> firstMessage(uint64_t number, std::string_view bytes) {
-  ProtobufScanner scanner(bytes, kLimit);
-  ProtobufField field;
-  while (scanner.next(field)) {
-    if (field.number == number && field.wireType == kWireLengthDelimited) return field.bytes;
-  }
-  return std::nullopt;
+  return internal::firstMessageField(number, bytes, kLimit);
 }
 
 std::string validTextOrEmpty(std::string_view bytes) {

@@ -31,33 +31,17 @@ constexpr size_t kUUIDTextLength = 36;
 constexpr int kMaxDirectionDepth = 8;
 
 std::optional<std::string_view> messageField(uint64_t number, std::string_view bytes) {
-  ProtobufScanner scanner(bytes, kLimit);
-  ProtobufField field;
-  while (scanner.next(field)) {
-    if (field.number == number && field.wireType == kWireLengthDelimited) return field.bytes;
-  }
-  return std::nullopt;
+  return internal::firstMessageField(number, bytes, kLimit);
 }
 
 std::optional<uint64_t> varintField(uint64_t number, std::string_view bytes) {
-  ProtobufScanner scanner(bytes, kLimit);
-  ProtobufField field;
-  while (scanner.next(field)) {
-    if (field.number == number && field.wireType == kWireVarint) return field.varint;
-  }
-  return std::nullopt;
+  return internal::firstVarintField(number, bytes, kLimit);
 }
 
-// Every length-delimited field with the number, up to where the list may break
-// off: list positions are indices, and those before a break still hold.
+// Every field with the number up to where the list may break off: list
+// positions are indices, and those before a break still hold.
 std::vector<std::string_view> messageFields(uint64_t number, std::string_view bytes) {
-  std::vector<std::string_view> found;
-  ProtobufScanner scanner(bytes, kLimit);
-  ProtobufField field;
-  while (scanner.next(field)) {
-    if (field.number == number && field.wireType == kWireLengthDelimited) found.push_back(field.bytes);
-  }
-  return found;
+  return internal::allMessageFields(number, bytes, kLimit);
 }
 
 bool isHexDigit(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }

@@ -3,6 +3,10 @@
 // The body decoder, the document reader and the table decoder all read through it.
 #pragma once
 
+#include <vector>
+
+#include <optional>
+
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -105,5 +109,41 @@ class ProtobufScanner {
   int maxVarintBytes_;
   bool malformed_ = false;
 };
+
+// The first length-delimited field with the number, or nullopt. A field list
+// that breaks off still yields a match found before the break.
+inline std::optional<std::string_view> firstMessageField(uint64_t number, std::string_view bytes,
+                                                         VarintLimit limit) {
+  ProtobufScanner scanner(bytes, limit);
+  ProtobufField field;
+  while (scanner.next(field)) {
+    if (field.number == number && field.wireType == kWireLengthDelimited) return field.bytes;
+  }
+  return std::nullopt;
+}
+
+// The first varint field with the number, or nullopt.
+inline std::optional<uint64_t> firstVarintField(uint64_t number, std::string_view bytes, VarintLimit limit) {
+  ProtobufScanner scanner(bytes, limit);
+  ProtobufField field;
+  while (scanner.next(field)) {
+    if (field.number == number && field.wireType == kWireVarint) return field.varint;
+  }
+  return std::nullopt;
+}
+
+// Every length-delimited field with the number up to the end or to where the
+// list breaks off; `malformed`, when given, tells whether it broke off.
+inline std::vector<std::string_view> allMessageFields(uint64_t number, std::string_view bytes, VarintLimit limit,
+                                                      bool* malformed = nullptr) {
+  std::vector<std::string_view> found;
+  ProtobufScanner scanner(bytes, limit);
+  ProtobufField field;
+  while (scanner.next(field)) {
+    if (field.number == number && field.wireType == kWireLengthDelimited) found.push_back(field.bytes);
+  }
+  if (malformed != nullptr) *malformed = scanner.malformed();
+  return found;
+}
 
 }  // namespace zephyl::notes_store::internal
