@@ -9,6 +9,7 @@
 #include "cli/cli_app.h"
 #include "cli/internal/cli_test_support.h"
 #include "cli/debug_sse.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::cli {
 namespace {
@@ -20,20 +21,16 @@ using testing::CommandResult;
 class AICommandsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    directory_ = fs::path(::testing::TempDir()) /
-                 ("zephyl-ai-cli-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(directory_);
     fs::create_directories(directory_ / "config");
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
   CommandResult run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
     return testing::runCommand(arguments, {{"HOME", (directory_ / "home").string()}});
   }
 
-  fs::path directory_;
+  platform::testing::TestFolder folder_;
+  fs::path directory_ = folder_.path();
 };
 
 TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {

@@ -12,6 +12,7 @@
 
 #include "notes_store/note_document_writer.h"
 #include "notes_store/notes_library_builder.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::cli {
 namespace {
@@ -30,14 +31,9 @@ using testing::CommandResult;
 class CliAppTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    directory_ = fs::path(::testing::TempDir()) /
-                 ("zephyl-cli-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(directory_);
     fs::create_directories(directory_ / "home");
     environment_["HOME"] = (directory_ / "home").string();
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
   CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
     return testing::runCommand(arguments, environment_, input);
@@ -65,7 +61,8 @@ class CliAppTest : public ::testing::Test {
     return path;
   }
 
-  fs::path directory_;
+  platform::testing::TestFolder folder_;
+  fs::path directory_ = folder_.path();
   std::map<std::string, std::string> environment_;
 };
 

@@ -11,6 +11,7 @@
 #include "cli/internal/cli_test_support.h"
 #include "notes_store/note_document_writer.h"
 #include "notes_store/notes_library_builder.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::cli {
 namespace {
@@ -28,11 +29,9 @@ std::string body(const std::vector<NoteRunSpec>& runs) {
 class NavigationCommandsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    fs::remove_all(directory_);
     fs::create_directories(directory_ / "home");
     environment_["HOME"] = (directory_ / "home").string();
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
   CommandResult run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--data-dir", dataDirectory()});
@@ -68,9 +67,8 @@ class NavigationCommandsTest : public ::testing::Test {
     return path;
   }
 
-  fs::path directory_ = fs::path(::testing::TempDir()) /
-                        ("zephyl-nav-cli-" + std::to_string(::getpid()) + "-" +
-                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  platform::testing::TestFolder folder_;
+  fs::path directory_ = folder_.path();
   std::map<std::string, std::string> environment_;
   int64_t planKey_ = 0;
 };

@@ -13,6 +13,7 @@
 #include "editor/slash_command.h"
 #include "notes_store/note_document_writer.h"
 #include "notes_store/notes_library_builder.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::cli {
 namespace {
@@ -24,15 +25,10 @@ using testing::CommandResult;
 class TemplateCommandsTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    directory_ =
-        fs::path(::testing::TempDir()) / ("zephyl-cli-templates-" + std::to_string(::getpid()) + "-" +
-                                          ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(directory_);
     fs::create_directories(directory_ / "home");
     fs::create_directories(directory_ / "config");
     environment_["HOME"] = (directory_ / "home").string();
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
   CommandResult run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
@@ -62,7 +58,8 @@ class TemplateCommandsTest : public ::testing::Test {
     return path;
   }
 
-  fs::path directory_;
+  platform::testing::TestFolder folder_;
+  fs::path directory_ = folder_.path();
   std::map<std::string, std::string> environment_;
 };
 

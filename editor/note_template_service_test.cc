@@ -14,6 +14,7 @@
 #include "platform/linux/posix_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
 #include "platform/testing/fake_script_runner.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::editor {
 namespace {
@@ -39,14 +40,9 @@ std::string styledBody() {
 class NoteTemplateServiceTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    directory_ =
-        fs::path(::testing::TempDir()) / ("zephyl-templates-" + std::to_string(::getpid()) + "-" +
-                                          ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(directory_);
     fs::create_directories(directory_);
     path_ = (directory_ / "NoteStore.sqlite").string();
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
   // A root "Templates" folder with a styled note and an untitled one, a nested
   // "Templates" folder and a deleted root one, whose notes never appear.
@@ -78,7 +74,8 @@ class NoteTemplateServiceTest : public ::testing::Test {
     builder.write(path_);
   }
 
-  fs::path directory_;
+  platform::testing::TestFolder folder_;
+  fs::path directory_ = folder_.path();
   std::string path_;
   std::string storeUUID_;
   int64_t untitledKey_ = 0;

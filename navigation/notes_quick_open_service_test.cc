@@ -12,6 +12,7 @@
 #include "platform/linux/posix_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
 #include "platform/testing/in_memory_file_system.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::navigation {
 namespace {
@@ -63,18 +64,11 @@ Library makeLibrary(double recipesModifiedAt = 500, std::string recipesText = "R
   return library;
 }
 
-fs::path testDirectory() {
-  return fs::path(::testing::TempDir()) / ("zephyl-quick-open-" + std::to_string(::getpid()) + "-" +
-                                          ::testing::UnitTest::GetInstance()->current_test_info()->name());
-}
-
 class NotesQuickOpenServiceTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    fs::remove_all(directory_);
     fs::create_directories(directory_);
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
   void write(const NotesLibraryBuilder& builder) {
     fs::remove(path_);
@@ -86,7 +80,8 @@ class NotesQuickOpenServiceTest : public ::testing::Test {
     return std::make_unique<NotesQuickOpenService>(access_, cacheFiles_, "/data", core::SearchTextFolder("en_US"));
   }
 
-  fs::path directory_ = testDirectory();
+  platform::testing::TestFolder folder_;
+  fs::path directory_ = folder_.path();
   std::string path_ = (directory_ / "NoteStore.sqlite").string();
   platform::PosixFileSystem files_;
   platform::testing::FakeNotesDatabaseGrant grant_{path_};

@@ -11,6 +11,7 @@
 #include "notes_store/notes_library_builder.h"
 #include "platform/linux/posix_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -30,10 +31,8 @@ std::vector<std::string> sourceTitles(const std::vector<NoteBacklink>& backlinks
 class BacklinksIndexTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    fs::remove_all(directory_);
     fs::create_directories(directory_);
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
   BacklinksIndex build(const NotesLibraryBuilder& builder) {
     const std::string path = (directory_ / "NoteStore.sqlite").string();
@@ -50,9 +49,8 @@ class BacklinksIndexTest : public ::testing::Test {
     });
   }
 
-  fs::path directory_ = fs::path(::testing::TempDir()) /
-                        ("zephyl-backlinks-" + std::to_string(::getpid()) + "-" +
-                         ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  platform::testing::TestFolder folder_;
+  fs::path directory_ = folder_.path();
 };
 
 TEST_F(BacklinksIndexTest, FindsLinksFromAttachmentsAndFromBodyRunsIgnoringCase) {

@@ -10,6 +10,7 @@
 #include "platform/linux/posix_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
 #include "platform/testing/in_memory_file_system.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -38,13 +39,8 @@ NoteRunSpec plain(std::string text) {
 class LibraryExporterTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    directory_ = fs::path(::testing::TempDir()) /
-                 ("zephyl-export-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(directory_);
     fs::create_directories(directory_);
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
   // iCloud › Work holds "Plan" (linking to "Target" in iCloud › Work › Deep), a
   // note named like it, a locked note and one without a body.
@@ -86,7 +82,8 @@ class LibraryExporterTest : public ::testing::Test {
 
   std::string file(const std::string& relative) { return files_.contents(std::string(kOut) + "/" + relative).value_or(""); }
 
-  fs::path directory_;
+  platform::testing::TestFolder folder_;
+  fs::path directory_ = folder_.path();
   std::string path_;
   int libraries_ = 0;
   platform::PosixFileSystem disk_;

@@ -13,6 +13,7 @@
 #include "notes_store/notes_library_builder.h"
 #include "platform/linux/posix_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -31,13 +32,8 @@ std::string readBytes(const fs::path& path) {
 class NotesDatabaseAccessTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    directory_ = fs::path(::testing::TempDir()) /
-                 ("zephyl-access-" + std::to_string(::getpid()) + "-" +
-                  ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    fs::remove_all(directory_);
     fs::create_directories(directory_);
   }
-  void TearDown() override { fs::remove_all(directory_); }
 
   // Writes `builder` as NoteStore.sqlite in the test folder and returns its path.
   std::string write(const NotesLibraryBuilder& builder, const std::string& name = "NoteStore.sqlite") {
@@ -55,7 +51,8 @@ class NotesDatabaseAccessTest : public ::testing::Test {
     return result;
   }
 
-  fs::path directory_;
+  platform::testing::TestFolder folder_;
+  fs::path directory_ = folder_.path();
   platform::PosixFileSystem files_;
 };
 

@@ -11,28 +11,11 @@
 #include <system_error>
 #include <vector>
 
+#include "platform/testing/test_folder.h"
+
 namespace zephyl::notes_store::internal {
 
-class TestFolder {
- public:
-  TestFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "zephyl-test-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = pattern;
-  }
-  TestFolder(const TestFolder&) = delete;
-  TestFolder& operator=(const TestFolder&) = delete;
-  ~TestFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
+using TestFolder = platform::testing::TestFolder;
 
 // A read-only connection; every query result is text, NULL reading as "NULL".
 class TestDatabase {
