@@ -9,6 +9,7 @@ void addDebugCommand(CLI::App& app, CliContext& context) {
   debug->require_subcommand(1);
   addDebugSseCommand(*debug, context);
   addDebugDecodeCommands(*debug, context);
+  addDebugReplayCommand(*debug, context);
 
   auto* sql = debug->add_subcommand(
       "sql", "Print the SQL that a listing runs on this library (its columns decide the account joins)");

@@ -116,6 +116,14 @@ std::optional<std::vector<std::string>> JsonSettingsStore::stringListValue(const
   return result;
 }
 
+std::optional<JSONValue> JsonSettingsStore::jsonValue(const std::string& key) {
+  std::lock_guard lock(mutex_);
+  const Document document = load();
+  const auto* value = find(document.object, key);
+  if (value == nullptr) return std::nullopt;
+  return JSONValue::parse(value->dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+}
+
 void JsonSettingsStore::setBool(const std::string& key, bool value) {
   update([&](nlohmann::ordered_json& object) { object[key] = value; });
 }
@@ -134,6 +142,11 @@ void JsonSettingsStore::setString(const std::string& key, const std::string& val
 
 void JsonSettingsStore::setStringList(const std::string& key, const std::vector<std::string>& value) {
   update([&](nlohmann::ordered_json& object) { object[key] = value; });
+}
+
+void JsonSettingsStore::setJSONValue(const std::string& key, const JSONValue& value) {
+  const auto parsed = nlohmann::ordered_json::parse(value.serialized());
+  update([&](nlohmann::ordered_json& object) { object[key] = parsed; });
 }
 
 void JsonSettingsStore::remove(const std::string& key) {

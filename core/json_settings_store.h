@@ -26,12 +26,14 @@ class JsonSettingsStore : public SettingsStore {
   std::optional<double> doubleValue(const std::string& key) override;
   std::optional<std::string> stringValue(const std::string& key) override;
   std::optional<std::vector<std::string>> stringListValue(const std::string& key) override;
+  std::optional<JSONValue> jsonValue(const std::string& key) override;
 
   void setBool(const std::string& key, bool value) override;
   void setInteger(const std::string& key, int64_t value) override;
   void setDouble(const std::string& key, double value) override;
   void setString(const std::string& key, const std::string& value) override;
   void setStringList(const std::string& key, const std::vector<std::string>& value) override;
+  void setJSONValue(const std::string& key, const JSONValue& value) override;
   void remove(const std::string& key) override;
 
   const std::string& path() const { return path_; }

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "core/json_value.h"
+
 namespace zephyl::core {
 
 class SettingsStore {
@@ -21,6 +23,8 @@ class SettingsStore {
   virtual std::optional<double> doubleValue(const std::string& key) = 0;
   virtual std::optional<std::string> stringValue(const std::string& key) = 0;
   virtual std::optional<std::vector<std::string>> stringListValue(const std::string& key) = 0;
+  // Any value, for structured settings such as keyboard shortcuts.
+  virtual std::optional<JSONValue> jsonValue(const std::string& key) = 0;
 
   // Each keeps every other key as it is. Throw SettingsError.
   virtual void setBool(const std::string& key, bool value) = 0;
@@ -28,6 +32,7 @@ class SettingsStore {
   virtual void setDouble(const std::string& key, double value) = 0;
   virtual void setString(const std::string& key, const std::string& value) = 0;
   virtual void setStringList(const std::string& key, const std::vector<std::string>& value) = 0;
+  virtual void setJSONValue(const std::string& key, const JSONValue& value) = 0;
   virtual void remove(const std::string& key) = 0;
 };
 

@@ -17,4 +17,9 @@ std::optional<std::vector<editor::AccessibilityMenuItem>> LinuxAccessibility::re
   throw editor::AccessibilityError(editor::AccessibilityError::Code::unavailable);
 }
 
+bool LinuxAccessibility::observe(int32_t, FocusHandler) {
+  log_.warning() << "Cannot follow the focus in Apple Notes: the accessibility interface is unavailable on Linux";
+  return false;
+}
+
 }  // namespace zephyl::platform

@@ -1,0 +1,64 @@
+#include "editor/app_launch_sequence.h"
+
+#include <chrono>
+
+#include "core/error.h"
+
+namespace zephyl::editor {
+
+std::optional<AppAppearance> appAppearanceFromName(std::string_view name) {
+  if (name == "system") return AppAppearance::system;
+  if (name == "light") return AppAppearance::light;
+  if (name == "dark") return AppAppearance::dark;
+  return std::nullopt;
+}
+
+bool applyLanguageChoice(core::SettingsStore& settings) {
+  try {
+    const auto language = settings.stringValue(std::string(settings_key::kAppLanguage));
+    if (!language || language->empty() || *language == "system") {
+      settings.remove(std::string(settings_key::kAppleLanguages));
+    } else {
+      settings.setStringList(std::string(settings_key::kAppleLanguages), {*language});
+    }
+    return true;
+  } catch (const core::Error& error) {
+    core::Logger("AppLaunch").warning() << "Could not apply the language choice: " << error.description();
+    return false;
+  }
+}
+
+void AppLaunchSequence::launch() {
+  if (!services_.updater.start()) log_.info() << "Software updates are not checked";
+  applyLanguageChoice(services_.settings);
+
+  AppAppearance appearance = AppAppearance::system;
+  try {
+    if (auto name = services_.settings.stringValue(std::string(settings_key::kAppearance))) {
+      appearance = appAppearanceFromName(*name).value_or(AppAppearance::system);
+    }
+  } catch (const core::Error& error) {
+    log_.warning() << "Could not read the appearance: " << error.description();
+  }
+  services_.appearance.apply(appearance);
+
+  services_.controller.start();
+  services_.keyboardMonitor.start();
+
+  if (services_.warmBacklinksIndex) {
+    warmUp_ = std::jthread([warm = services_.warmBacklinksIndex, log = log_] {
+      const auto started = std::chrono::steady_clock::now();
+      try {
+        warm();
+      } catch (const std::exception& error) {
+        log.warning() << "Backlinks warm-up failed: " << error.what();
+        return;
+      }
+      const long elapsedMs = static_cast<long>(
+          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started).count());
+      log.info() << "Backlinks warm-up finished elapsedMs=" << elapsedMs;
+    });
+  }
+}
+
+}  // namespace zephyl::editor

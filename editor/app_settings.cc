@@ -1,0 +1,105 @@
+#include "editor/app_settings.h"
+
+#include <array>
+#include <utility>
+
+#include "core/error.h"
+#include "core/logger.h"
+
+namespace zephyl::editor {
+namespace {
+
+constexpr std::array<std::pair<MenuBarIconClickAction, std::string_view>, 3> kClickActionNames = {{
+    {MenuBarIconClickAction::showMenu, "showMenu"},
+    {MenuBarIconClickAction::openQuickOpen, "openQuickOpen"},
+    {MenuBarIconClickAction::openAssistant, "openAssistant"},
+}};
+
+const core::JSONValue* member(const core::JSONValue& value, std::string_view name) {
+  const auto* object = value.object();
+  if (object == nullptr) return nullptr;
+  for (const auto& [key, item] : *object) {
+    if (key == name) return &item;
+  }
+  return nullptr;
+}
+
+void readShortcut(core::SettingsStore& settings, std::string_view key,
+                  std::optional<QuickOpenKeyboardShortcut>& target) {
+  const auto value = settings.jsonValue(std::string(key));
+  if (!value) return;
+  if (value->isNull()) {  // switched off by the user
+    target.reset();
+    return;
+  }
+  if (auto shortcut = shortcutFromJSON(*value)) target = std::move(shortcut);
+}
+
+void readBool(core::SettingsStore& settings, std::string_view key, bool& target) {
+  if (const auto value = settings.boolValue(std::string(key))) target = *value;
+}
+
+}  // namespace
+
+std::string_view menuBarIconClickActionName(MenuBarIconClickAction action) {
+  for (const auto& [candidate, name] : kClickActionNames) {
+    if (candidate == action) return name;
+  }
+  return "showMenu";
+}
+
+std::optional<MenuBarIconClickAction> menuBarIconClickActionFromName(std::string_view name) {
+  for (const auto& [action, candidate] : kClickActionNames) {
+    if (candidate == name) return action;
+  }
+  return std::nullopt;
+}
+
+core::JSONValue shortcutToJSON(const QuickOpenKeyboardShortcut& shortcut) {
+  return core::JSONValue::Object{{"keyCode", shortcut.keyCode},
+                                 {"modifierFlags", shortcut.modifierFlags},
+                                 {"keyLabel", shortcut.keyLabel}};
+}
+
+std::optional<QuickOpenKeyboardShortcut> shortcutFromJSON(const core::JSONValue& value) {
+  const auto* keyCode = member(value, "keyCode");
+  const auto* flags = member(value, "modifierFlags");
+  if (keyCode == nullptr || flags == nullptr) return std::nullopt;
+  const auto code = keyCode->integer();
+  const auto modifierFlags = flags->unsignedInteger();
+  if (!code || *code < 0 || *code > 0xFFFF || !modifierFlags) return std::nullopt;
+  QuickOpenKeyboardShortcut shortcut{static_cast<uint16_t>(*code), *modifierFlags, {}};
+  if (const auto* label = member(value, "keyLabel"); label != nullptr && label->string() != nullptr) {
+    shortcut.keyLabel = *label->string();
+  }
+  return shortcut;
+}
+
+AppSettings AppSettings::read(core::SettingsStore& settings) {
+  AppSettings result;
+  try {
+    readShortcut(settings, settings_key::kCommandPaletteShortcut, result.commandPaletteShortcut);
+    readShortcut(settings, settings_key::kQuickOpenShortcut, result.quickOpenShortcut);
+    readShortcut(settings, settings_key::kGlobalQuickOpenShortcut, result.globalQuickOpenShortcut);
+    readShortcut(settings, settings_key::kAssistantShortcut, result.assistantShortcut);
+    readShortcut(settings, settings_key::kGlobalSkillsLauncherShortcut, result.globalSkillsLauncherShortcut);
+    readBool(settings, settings_key::kMarkdownTriggersEnabled, result.markdownTriggersEnabled);
+    readBool(settings, settings_key::kFullWidthMarkdownTriggersEnabled, result.fullWidthMarkdownTriggersEnabled);
+    readBool(settings, settings_key::kSlashCommandsEnabled, result.slashCommandsEnabled);
+    readBool(settings, settings_key::kInlineToolbarEnabled, result.inlineToolbarEnabled);
+    readBool(settings, settings_key::kQuickOpenPreviewEnabled, result.quickOpenPreviewEnabled);
+    if (auto ids = settings.stringListValue(std::string(settings_key::kDisabledInlineToolbarActionIDs))) {
+      result.disabledInlineToolbarActionIDs = std::move(*ids);
+    }
+    if (auto name = settings.stringValue(std::string(settings_key::kMenuBarIconClickAction))) {
+      if (auto action = menuBarIconClickActionFromName(*name)) result.menuBarIconClickAction = *action;
+    }
+  } catch (const core::Error& error) {
+    core::Logger("AppController").warning() << "Could not read settings: " << error.description();
+    return AppSettings{};
+  }
+  result.formats = TemplateFormatSettings::read(settings);
+  return result;
+}
+
+}  // namespace zephyl::editor

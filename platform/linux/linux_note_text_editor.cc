@@ -1,0 +1,16 @@
+#include "platform/linux/linux_note_text_editor.h"
+
+namespace zephyl::platform {
+
+bool LinuxNoteTextEditor::deleteBackward(int) { return unavailable(); }
+
+bool LinuxNoteTextEditor::typeText(const std::string&) { return unavailable(); }
+
+bool LinuxNoteTextEditor::unavailable() {
+  if (!reported_.exchange(true)) {
+    log_.warning() << "Typing into Apple Notes is unavailable on Linux: there are no synthetic keyboard events";
+  }
+  return false;
+}
+
+}  // namespace zephyl::platform

@@ -1,0 +1,33 @@
+// Linux has no Apple Notes and no application workspace to follow: no
+// application is ever in front, no notification arrives, and nothing can be
+// brought forward. Observers are kept so that removing them stays well defined.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <set>
+
+#include "core/logger.h"
+#include "editor/workspace.h"
+
+namespace zephyl::platform {
+
+class LinuxWorkspace : public editor::Workspace {
+ public:
+  // Nullopt; the first call logs why.
+  std::optional<editor::RunningApplication> frontmostApplication() override;
+  ObserverToken addActivationObserver(ActivationHandler handler) override;
+  ObserverToken addTerminationObserver(TerminationHandler handler) override;
+  void removeObserver(ObserverToken token) override;
+  // False, logged.
+  bool activateApplication(std::string_view bundleIdentifier) override;
+
+ private:
+  std::atomic<bool> reported_{false};
+  std::mutex mutex_;
+  std::set<ObserverToken> observers_;  // guarded by mutex_
+  ObserverToken nextToken_ = 1;        // guarded by mutex_
+  const core::Logger log_{"NotesPresenceService"};
+};
+
+}  // namespace zephyl::platform
