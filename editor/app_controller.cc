@@ -294,7 +294,7 @@ const std::vector<SlashCommand>& AppController::slashRows() const {
   return slash_ ? slash_->rows : kNone;
 }
 
-void AppController::runSlashCommand(const SlashCommand& command) {
+void AppController::runSlashCommand(SlashCommand command) {
   // The slash and the query after it, as typed into the note.
   const int typedCharacters = slash_ ? static_cast<int>(slash_->query.size()) + 1 : 0;
   if (slash_) endSlashQuery(false);

@@ -107,7 +107,7 @@ class AppController {
   // Runs a palette command on the note in Notes, bringing Notes forward first.
   void runPaletteCommand(NotesFormatCommand command);
   // Runs a row of the slash-command panel (also what Return does).
-  void runSlashCommand(const SlashCommand& command);
+  void runSlashCommand(SlashCommand command);  // by value: running it ends the query that holds the rows
 
   // For the interface shell and tests.
   NotesPresenceService& presence() { return presence_; }
