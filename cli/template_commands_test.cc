@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <sstream>
+#include <ctime>
 
 #include "cli/cli_app.h"
 #include "cli/internal/cli_test_support.h"
@@ -30,9 +31,24 @@ class TemplateCommandsTest : public ::testing::Test {
     environment_["HOME"] = (directory_ / "home").string();
   }
 
-  CommandResult run(std::vector<std::string> arguments) {
+  CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
     arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
-    return testing::runCommand(arguments, environment_);
+    return testing::runCommand(arguments, environment_, input);
+  }
+
+  // `zephyl debug replay -` with `events` as the recording.
+  CommandResult replay(const std::string& events, std::vector<std::string> options = {}) {
+    std::vector<std::string> arguments = {"--db", (directory_ / "none" / "NoteStore.sqlite").string()};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    arguments.insert(arguments.end(), {"debug", "replay", "-"});
+    return run(arguments, events);
+  }
+
+  static std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> result;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) result.push_back(line);
+    return result;
   }
 
   // A root "Templates" folder (listed) and a "Templates" folder nested in
@@ -118,6 +134,102 @@ TEST_F(TemplateCommandsTest, SlashListsBuiltInsAndTemplatesRankedForTheQuery) {
   EXPECT_TRUE(
       noLibrary.out.starts_with("date  Date  (insertDate)\ndate-time  Date & Time  (insertDateTime)\n"))
       << noLibrary.out;
+}
+
+constexpr const char* kNotesActivates =
+    R"({"type":"activate","bundleID":"com.apple.Notes","name":"Notes","pid":501})" "\n";
+
+TEST_F(TemplateCommandsTest, ReplayShowsStatusesAndActionsInOrder) {
+  std::ofstream(directory_ / "config" / "settings.json") << R"({"slashCommandDateFormat": "isoDate"})";
+  const std::string today = [] {
+    char text[16];
+    const std::time_t now = std::time(nullptr);
+    std::strftime(text, sizeof text, "%Y-%m-%d", std::localtime(&now));
+    return std::string(text);
+  }();
+  const auto result = replay(std::string(kNotesActivates) +
+                             R"({"type":"text","text":"## Plan\n"})" "\n"
+                             R"({"type":"text","text":"[] milk"})" "\n"
+                             "# a comment, then a blank line\n\n"
+                             R"({"type":"text","text":"/date"})" "\n"
+                             R"({"type":"key","keyCode":36,"characters":"\r","flags":0})" "\n");
+  ASSERT_EQ(result.code, 0) << result.err;
+  const auto output = lines(result.out);
+  ASSERT_EQ(output.size(), 11u) << result.out;
+  EXPECT_EQ(output[0], R"({"status":"Apple Notes is active"})");
+  EXPECT_EQ(output[1], R"({"action":"deleteBackward","count":3})");
+  EXPECT_EQ(output[2], R"({"action":"postShortcut","keyCode":4,"flags":1179648})");
+  EXPECT_EQ(output[3], R"({"status":"Applied heading command"})");
+  EXPECT_EQ(output[6], R"({"status":"Applied checklist command"})");
+  EXPECT_EQ(output[7], R"({"status":"Slash command panel opened"})");
+  EXPECT_EQ(output[8], R"({"action":"deleteBackward","count":5})");
+  // The replay's settings start at their defaults: the user's file is not read.
+  EXPECT_NE(output[9].find(R"({"action":"typeText","text":")"), std::string::npos);
+  EXPECT_EQ(output[9].find(today), std::string::npos) << output[9];
+  EXPECT_EQ(output[10], R"({"status":"Inserted date and time"})");
+
+  const auto iso = replay(std::string(kNotesActivates) +
+                          R"({"type":"setting","key":"slashCommandDateFormat","value":"isoDate"})" "\n"
+                          R"({"type":"text","text":"/date\n"})" "\n");
+  ASSERT_EQ(iso.code, 0) << iso.err;
+  EXPECT_NE(iso.out.find(R"({"action":"typeText","text":")" + today + "\"}"), std::string::npos) << iso.out;
+}
+
+TEST_F(TemplateCommandsTest, ReplayFollowsSettingsFocusAndPanels) {
+  const auto result = replay(std::string(kNotesActivates) +
+                             R"({"type":"setting","key":"markdownTriggersEnabled","value":false})" "\n"
+                             R"({"type":"text","text":"# "})" "\n"
+                             R"({"type":"setting","key":"markdownTriggersEnabled","value":null})" "\n"
+                             R"({"type":"focus","editorFocused":false,"role":"AXTextField"})" "\n"
+                             R"({"type":"text","text":"/"})" "\n"
+                             R"({"type":"focus","editorFocused":true})" "\n"
+                             R"({"type":"panel","name":"inlineAI","visible":true})" "\n"
+                             R"({"type":"key","keyCode":53,"characters":"\u001b"})" "\n"
+                             R"({"type":"terminate","pid":501})" "\n",
+                             {});
+  ASSERT_EQ(result.code, 0) << result.err;
+  EXPECT_EQ(lines(result.out),
+            (std::vector<std::string>{R"({"status":"Apple Notes is active"})", R"({"status":"Notes editor focused"})",
+                                      R"({"status":"Waiting for Apple Notes"})"}));
+
+  const auto panels = replay(std::string(kNotesActivates) + R"({"type":"text","text":"/ta"})" "\n", {});
+  const auto withPanels = run({"--db", (directory_ / "none" / "NoteStore.sqlite").string(), "debug", "replay",
+                               "--panels", "-"},
+                              std::string(kNotesActivates) + R"({"type":"text","text":"/ta"})" "\n");
+  ASSERT_EQ(withPanels.code, 0) << withPanels.err;
+  EXPECT_EQ(panels.out.find(R"("panel")"), std::string::npos);
+  EXPECT_NE(withPanels.out.find(R"({"panel":"slash","rows":["table")"), std::string::npos) << withPanels.out;
+}
+
+TEST_F(TemplateCommandsTest, ReplayPastesTemplatesOfTheLibrary) {
+  const std::string db = writeLibrary();
+  const auto result = run({"--db", db, "debug", "replay", "-"},
+                          std::string(kNotesActivates) + R"({"type":"text","text":"/standup\n"})" "\n");
+  ASSERT_EQ(result.code, 0) << result.err;
+  const auto output = lines(result.out);
+  ASSERT_EQ(output.size(), 5u) << result.out;
+  EXPECT_EQ(output[2], R"({"action":"deleteBackward","count":8})");
+  EXPECT_TRUE(output[3].starts_with(R"({"action":"paste","html":"<h1>Standup</h1>)")) << output[3];
+  EXPECT_NE(output[3].find("{{1st}} item"), std::string::npos);  // a digit-first token is no placeholder
+  EXPECT_EQ(output[4], R"({"status":"Inserted template"})");
+}
+
+TEST_F(TemplateCommandsTest, ReplayRejectsBadLinesNamingThem) {
+  const auto badJson = replay(std::string(kNotesActivates) + "{\"type\":\n");
+  EXPECT_EQ(badJson.code, 1);
+  EXPECT_EQ(badJson.out, "{\"status\":\"Apple Notes is active\"}\n");  // what came before stays
+  EXPECT_NE(badJson.err.find("line 2"), std::string::npos) << badJson.err;
+
+  for (const std::string event :
+       {R"({"type":"wave"})", R"({"type":"key","keyCode":70000})", R"({"type":"focus"})",
+        R"({"type":"activate","pid":"x"})", R"({"type":"panel","name":"sidebar","visible":true})", R"([1,2])"}) {
+    const auto result = replay(event + "\n");
+    EXPECT_EQ(result.code, 1) << event;
+    EXPECT_NE(result.err.find("line 1: "), std::string::npos) << event << ": " << result.err;
+  }
+  const auto missing = run({"debug", "replay", (directory_ / "absent.jsonl").string()});
+  EXPECT_EQ(missing.code, 1);
+  EXPECT_NE(missing.err.find("Cannot read"), std::string::npos);
 }
 
 TEST_F(TemplateCommandsTest, RealLibrariesListTheirTemplatesFolders) {

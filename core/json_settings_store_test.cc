@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "core/in_memory_settings_store.h"
 #include "core/settings_error.h"
 #include "platform/testing/in_memory_file_system.h"
 
@@ -20,11 +21,11 @@ TEST(JsonSettingsStore, MissingOrBlankFileReadsAsNoSettings) {
   EXPECT_EQ(store.stringValue("notesDatabasePath"), std::nullopt);
 }
 
-TEST(JsonSettingsStore, TypedReadsTreatOtherTypesAsAbsent) {
-  InMemoryFileSystem files;
-  files.addFile(kPath, R"({"flag": true, "count": 3, "ratio": 0.5, "name": "x", "list": ["a", "b"],
-                          "huge": 18446744073709551615, "mixed": ["a", 1]})");
-  JsonSettingsStore store(files, kPath);
+constexpr const char* kTypedValues = R"({"flag": true, "count": 3, "ratio": 0.5, "name": "x", "list": ["a", "b"],
+                                         "huge": 18446744073709551615, "mixed": ["a", 1]})";
+
+// Both stores read a value of another type as absent, in the same way.
+void expectTypedReads(SettingsStore& store) {
   EXPECT_EQ(store.boolValue("flag"), true);
   EXPECT_EQ(store.boolValue("count"), std::nullopt);
   EXPECT_EQ(store.integerValue("count"), 3);
@@ -36,6 +37,34 @@ TEST(JsonSettingsStore, TypedReadsTreatOtherTypesAsAbsent) {
   EXPECT_EQ(store.stringValue("flag"), std::nullopt);
   EXPECT_EQ(store.stringListValue("list"), (std::vector<std::string>{"a", "b"}));
   EXPECT_EQ(store.stringListValue("mixed"), std::nullopt);
+}
+
+TEST(JsonSettingsStore, TypedReadsTreatOtherTypesAsAbsent) {
+  InMemoryFileSystem files;
+  files.addFile(kPath, kTypedValues);
+  JsonSettingsStore store(files, kPath);
+  expectTypedReads(store);
+}
+
+TEST(InMemorySettingsStore, TypedReadsMatchTheFileStore) {
+  InMemorySettingsStore store;
+  const JSONValue values = JSONValue::parse(kTypedValues);
+  for (const auto& [key, value] : *values.object()) store.setJSONValue(key, value);
+  expectTypedReads(store);
+  store.remove("flag");
+  EXPECT_EQ(store.jsonValue("flag"), std::nullopt);
+}
+
+TEST(JsonSettingsStore, StructuredValuesRoundTripAndKeepTheirKeyOrder) {
+  InMemoryFileSystem files;
+  JsonSettingsStore store(files, kPath);
+  const JSONValue shortcut = JSONValue::parse(R"({"keyCode": 35, "modifierFlags": 1179648, "keyLabel": "P"})");
+  store.setJSONValue("commandPaletteShortcut", shortcut);
+  store.setBool("slashCommandsEnabled", false);
+  EXPECT_EQ(store.jsonValue("commandPaletteShortcut"), shortcut);
+  EXPECT_EQ(store.jsonValue("slashCommandsEnabled"), JSONValue(false));
+  EXPECT_EQ(store.jsonValue("absent"), std::nullopt);
+  EXPECT_NE(files.readFile(kPath)->find(R"("keyCode": 35)"), std::string::npos);
 }
 
 TEST(JsonSettingsStore, WritesKeepOtherKeysIncludingOnesWrittenMeanwhile) {

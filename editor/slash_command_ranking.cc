@@ -38,35 +38,55 @@ std::optional<Match> matchWord(const std::string& word, const std::string& query
 
 }  // namespace
 
+namespace {
+
+// How well `row` matches: the match kind first and, within a kind, a match on
+// the row's own names (title, identifier, template title) before one found
+// only through an alias, so "ta" lists Table before Checklist (alias "task").
+std::optional<int> rankKey(const SlashCommand& row, const std::string& folded) {
+  std::optional<int> best;
+  auto consider = [&](const std::string& word, int aliasPenalty) {
+    if (const auto found = matchWord(foldForSearch(word), folded)) {
+      const int key = static_cast<int>(*found) * 2 + aliasPenalty;
+      if (!best || key < *best) best = key;
+    }
+  };
+  consider(row.titleKey, 0);
+  consider(row.identifier, 0);
+  if (!row.templateTitle.empty()) consider(row.templateTitle, 0);
+  for (const auto& alias : row.aliases) {
+    if (best && *best <= static_cast<int>(Match::exact) * 2 + 1) break;
+    consider(alias, 1);
+  }
+  return best;
+}
+
+}  // namespace
+
 std::optional<SlashCommandRanking::Match> SlashCommandRanking::match(const SlashCommand& row,
                                                                      std::string_view query) {
   const std::string folded = foldForSearch(query);
   if (folded.empty()) return Match::exact;
-  std::vector<const std::string*> words = {&row.titleKey, &row.identifier};
-  if (!row.templateTitle.empty()) words.push_back(&row.templateTitle);
-  for (const auto& alias : row.aliases) words.push_back(&alias);
-  std::optional<Match> best;
-  for (const std::string* word : words) {
-    const auto found = matchWord(foldForSearch(*word), folded);
-    if (found && (!best || *found < *best)) best = found;
-    if (best == Match::exact) break;
-  }
-  return best;
+  const auto key = rankKey(row, folded);
+  if (!key) return std::nullopt;
+  return static_cast<Match>(*key / 2);
 }
 
 std::vector<SlashCommand> SlashCommandRanking::rank(const std::vector<SlashCommand>& rows,
                                                     std::string_view query) {
   const std::string_view needle = trimmed(query);
   if (needle.empty()) return rows;
-  std::vector<std::pair<Match, const SlashCommand*>> matched;
+  const std::string folded = foldForSearch(needle);
+  if (folded.empty()) return rows;
+  std::vector<std::pair<int, const SlashCommand*>> matched;
   for (const auto& row : rows) {
-    if (const auto found = match(row, needle)) matched.emplace_back(*found, &row);
+    if (const auto key = rankKey(row, folded)) matched.emplace_back(*key, &row);
   }
   std::stable_sort(matched.begin(), matched.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   std::vector<SlashCommand> ranked;
   ranked.reserve(matched.size());
-  for (const auto& [found, row] : matched) ranked.push_back(*row);
+  for (const auto& [key, row] : matched) ranked.push_back(*row);
   return ranked;
 }
 

@@ -38,6 +38,9 @@ TEST(SlashCommandRanking, PrefixBeforeInfixIgnoringCaseAndDiacriticsInStableOrde
       {"meet", {"template:m"}},
       {"template", {"template:m", "template:r"}},
       {"  quote ", {"quote"}},
+      // Within a kind of match, the row's own names before its aliases.
+      {"ta", {"table", "checklist", "ask-ai", "heading", "bulleted-list", "quote", "date", "date-time"}},
+      {"da", {"date", "date-time", "monostyled", "checklist", "numbered-list"}},  // "daima", "attività", "numerada"
       {"zzz", {}},
   };
   for (const auto& c : cases) {
