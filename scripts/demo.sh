@@ -36,3 +36,10 @@ echo "== zephyl --db $library backlinks $newest"
 echo
 echo "== zephyl --db $library export $demo/export"
 "$zephyl" --db "$library" export "$demo/export" --force
+echo
+echo "== zephyl --db $library debug replay (Notes comes to the front; \"## Plan\", \"[] milk\", \"/date\", \"/meeting\" typed)"
+cat > "$demo/session.jsonl" <<'JSONL'
+{"type":"activate","bundleID":"com.apple.Notes","name":"Notes","pid":501}
+{"type":"text","text":"## Plan\n[] milk\n/date\n/meeting\n"}
+JSONL
+"$zephyl" --db "$library" debug replay "$demo/session.jsonl"
