@@ -2,15 +2,15 @@
 
 #include <chrono>
 
+#include "core/enum_names.h"
 #include "core/error.h"
 
 namespace zephyl::editor {
 
 std::optional<AppAppearance> appAppearanceFromName(std::string_view name) {
-  if (name == "system") return AppAppearance::system;
-  if (name == "light") return AppAppearance::light;
-  if (name == "dark") return AppAppearance::dark;
-  return std::nullopt;
+  static constexpr core::EnumNames<AppAppearance, 3> kNames(
+      {{{AppAppearance::system, "system"}, {AppAppearance::light, "light"}, {AppAppearance::dark, "dark"}}});
+  return kNames.value(name);
 }
 
 bool applyLanguageChoice(core::SettingsStore& settings) {

@@ -1,19 +1,19 @@
 #include "editor/app_settings.h"
 
-#include <array>
 #include <utility>
 
+#include "core/enum_names.h"
 #include "core/error.h"
 #include "core/logger.h"
 
 namespace zephyl::editor {
 namespace {
 
-constexpr std::array<std::pair<MenuBarIconClickAction, std::string_view>, 3> kClickActionNames = {{
+constexpr core::EnumNames<MenuBarIconClickAction, 3> kClickActionNames({{
     {MenuBarIconClickAction::showMenu, "showMenu"},
     {MenuBarIconClickAction::openQuickOpen, "openQuickOpen"},
     {MenuBarIconClickAction::openAssistant, "openAssistant"},
-}};
+}});
 
 const core::JSONValue* member(const core::JSONValue& value, std::string_view name) {
   const auto* object = value.object();
@@ -42,17 +42,11 @@ void readBool(core::SettingsStore& settings, std::string_view key, bool& target)
 }  // namespace
 
 std::string_view menuBarIconClickActionName(MenuBarIconClickAction action) {
-  for (const auto& [candidate, name] : kClickActionNames) {
-    if (candidate == action) return name;
-  }
-  return "showMenu";
+  return kClickActionNames.name(action);
 }
 
 std::optional<MenuBarIconClickAction> menuBarIconClickActionFromName(std::string_view name) {
-  for (const auto& [action, candidate] : kClickActionNames) {
-    if (candidate == name) return action;
-  }
-  return std::nullopt;
+  return kClickActionNames.value(name);
 }
 
 core::JSONValue shortcutToJSON(const QuickOpenKeyboardShortcut& shortcut) {
