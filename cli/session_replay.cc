@@ -78,6 +78,7 @@ struct SessionReplay::Wiring {
   // As the event tap does: the key goes to the application in front; only the
   // two Notes shortcuts ask accessibility which application has focus.
   void deliverKey(editor::KeyInputEvent event) {
+    if (!platform.isProcessTrusted()) return;  // without the permission the tap sees no key
     if (auto frontmost = platform.frontmostApplication()) event.targetProcessIdentifier = frontmost->processIdentifier;
     const auto snapshot = consumeStore.snapshot();
     if (!editor::shouldForwardKey(event, snapshot)) return;

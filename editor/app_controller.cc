@@ -43,6 +43,9 @@ std::string assistantOpenedMessage(const std::optional<NotesAccessibilityContext
   return std::string(status::kAssistantOpenedWithoutNoteText);
 }
 
+// Removes what the user typed for a command; nothing to remove always succeeds.
+bool removeTyped(NoteTextEditor& editor, int count) { return count == 0 || editor.deleteBackward(count); }
+
 // Applies `command` and returns the status that reports it. Runs on the action queue.
 std::string applyFormatting(NotesFormattingService& formatting, NotesFormatCommand command) {
   try {
@@ -91,16 +94,35 @@ void AppController::reloadSettings() {
 
 bool AppController::refreshAccessibilityPermission() {
   const bool trusted = deps_.accessibility.isProcessTrusted();
-  if (accessibilityTrusted_ != trusted) {
-    // Being trusted from the start needs no message; being granted later does.
-    if (!trusted) {
-      show(status::kAccessibilityRequired);
-    } else if (accessibilityTrusted_.has_value()) {
-      show(status::kAccessibilityAllowed);
-    }
-    accessibilityTrusted_ = trusted;
+  if (accessibilityTrusted_ == trusted) return trusted;
+  const bool grantedLater = trusted && accessibilityTrusted_.has_value();
+  accessibilityTrusted_ = trusted;
+  if (!trusted) {
+    loseNotesFocus();
+    show(status::kAccessibilityRequired);
+    return trusted;
   }
+  // Notes could not be observed without the permission: attach now.
+  if (snapshot_.isNotesFrontmost) attachToNotes();
+  // Being trusted from the start needs no message; being granted later does.
+  if (grantedLater) show(status::kAccessibilityAllowed);
   return trusted;
+}
+
+void AppController::loseNotesFocus() {
+  if (slash_) endSlashQuery(false);
+  triggerEngine_.reset();
+  notesContext_.reset();
+  snapshot_.isNotesTextAreaFocusedCached = false;
+  publishSnapshot();
+}
+
+void AppController::attachToNotes() {
+  deps_.notesAccessibility.observe(*snapshot_.notesProcessIdentifier,
+                                   [this](const NotesAccessibilityContext& context) { handleFocusChange(context); });
+  notesContext_ = deps_.notesAccessibility.readContext();
+  snapshot_.isNotesTextAreaFocusedCached = notesContext_ && notesContext_->isEditorFocused;
+  publishSnapshot();
 }
 
 void AppController::handleEventTapRevoked(EventTapRevocationReason reason) {
@@ -109,6 +131,7 @@ void AppController::handleEventTapRevoked(EventTapRevocationReason reason) {
     return;
   }
   accessibilityTrusted_ = false;
+  loseNotesFocus();
   show(status::kAccessibilityRequired);
 }
 
@@ -116,20 +139,15 @@ void AppController::handlePresenceChange(const NotesPresenceState& state) {
   snapshot_.isNotesFrontmost = state.isNotesFrontmost();
   snapshot_.notesProcessIdentifier = state.notesProcessIdentifier();
   // Whatever was typed before belongs to another line, or another application.
-  triggerEngine_.reset();
-  if (slash_) endSlashQuery(false);
-  notesContext_.reset();
-  snapshot_.isNotesTextAreaFocusedCached = false;
-  if (state.isNotesFrontmost()) {
-    deps_.notesAccessibility.observe(
-        *state.notesProcessIdentifier(),
-        [this](const NotesAccessibilityContext& context) { handleFocusChange(context); });
-    notesContext_ = deps_.notesAccessibility.readContext();
-    snapshot_.isNotesTextAreaFocusedCached = notesContext_ && notesContext_->isEditorFocused;
+  loseNotesFocus();
+  const bool trusted = accessibilityTrusted_.value_or(false);
+  if (state.isNotesFrontmost() && trusted) {
+    attachToNotes();
   } else {
     deps_.notesAccessibility.stopObserving();
   }
-  publishSnapshot();
+  // Without the permission nothing works, and that is what the user must read.
+  if (!trusted) return show(status::kAccessibilityRequired);
   show(state.isNotesFrontmost() ? status::kNotesActive : status::kWaitingForNotes);
 }
 
@@ -233,7 +251,9 @@ bool AppController::handleSlashNavigationKey(const KeyInputEvent& event) {
 
 void AppController::handleTypedKey(const KeyInputEvent& event) {
   if (settings_.markdownTriggersEnabled) {
-    if (auto trigger = triggerEngine_.handleKey(event)) applyTrigger(*trigger);
+    // The engine follows every key so its line stays right; only the note body is formatted.
+    auto trigger = triggerEngine_.handleKey(event);
+    if (trigger && snapshot_.isNotesTextAreaFocusedCached) applyTrigger(*trigger);
   }
   if (settings_.slashCommandsEnabled) handleSlashTyping(event);
 }
@@ -257,8 +277,8 @@ void AppController::handleSlashTyping(const KeyInputEvent& event) {
   }
   slash_->query += typed;
   refreshSlashRows();
-  // A blank after a query that finds nothing is prose, not a command.
-  if (slash_->rows.empty() && typed == U" ") endSlashQuery(true);
+  // A query that finds nothing is prose ("and/or"), not a command.
+  if (slash_->rows.empty()) endSlashQuery(true);
 }
 
 void AppController::beginSlashQuery() {
@@ -297,25 +317,43 @@ const std::vector<SlashCommand>& AppController::slashRows() const {
 void AppController::runSlashCommand(SlashCommand command) {
   // The slash and the query after it, as typed into the note.
   const int typedCharacters = slash_ ? static_cast<int>(slash_->query.size()) + 1 : 0;
+  const std::string typedText = slash_ ? "/" + core::encodeUtf8(slash_->query) : std::string();
   if (slash_) endSlashQuery(false);
+  // The line now holds the command's result, which no trigger may mistake for its start.
+  triggerEngine_.reset();
   const SlashCommandAction action = deps_.slashSession.action(command, deps_.clock.now(), settings_.formats);
   auto& editor = deps_.textEditor;
 
   if (std::holds_alternative<SlashCommandAction::OpenAssistant>(action.step)) {
-    if (!snapshot_.isNotesFrontmost || !notesContext_) return show(status::kSelectNoteFirst);
-    const std::string prompt = notesContext_->currentLine.value_or("");
-    perform([&editor, typedCharacters] {
-      editor.deleteBackward(typedCharacters);
-      return std::string();
+    // Read now, not at the last focus change: the line the user is on, without the query.
+    std::optional<NotesAccessibilityContext> context;
+    if (snapshot_.isNotesFrontmost) context = deps_.notesAccessibility.readContext();
+    if (!context) return show(status::kSelectNoteFirst);
+    std::string prompt = context->currentLine.value_or("");
+    if (const size_t at = prompt.rfind(typedText); !typedText.empty() && at != std::string::npos) {
+      prompt.erase(at, typedText.size());
+    }
+    AssistantHandOff handOff{std::move(context), std::move(prompt)};
+    const std::string message = assistantOpenedMessage(handOff.noteContext);
+    auto& panels = deps_.panels;
+    auto& display = deps_.status;
+    // The panel opens only once the query is gone, so the deletions reach the note, not the panel.
+    deps_.actions.post([&editor, &panels, &display, &mainQueue = deps_.mainQueue, typedCharacters,
+                        handOff = std::move(handOff), message] {
+      removeTyped(editor, typedCharacters);
+      mainQueue.post([&panels, &display, handOff, message] {
+        panels.showAssistant(handOff);
+        display.showStatus(message);
+      });
     });
-    return openAssistant(prompt);
+    return;
   }
 
   if (const auto* format = std::get_if<SlashCommandAction::ApplyFormat>(&action.step)) {
     auto& formatting = deps_.formatting;
     const NotesFormatCommand formatCommand = format->command;
     return perform([&editor, &formatting, typedCharacters, formatCommand] {
-      if (!editor.deleteBackward(typedCharacters)) return std::string(status::kCouldNotApplyFormatting);
+      if (!removeTyped(editor, typedCharacters)) return std::string(status::kCouldNotApplyFormatting);
       return applyFormatting(formatting, formatCommand);
     });
   }
@@ -323,7 +361,7 @@ void AppController::runSlashCommand(SlashCommand command) {
   if (const auto* text = std::get_if<SlashCommandAction::TypeText>(&action.step)) {
     const std::string failure(insertFailureMessage(command.kind));
     return perform([&editor, typedCharacters, inserted = text->text, failure] {
-      if (!editor.deleteBackward(typedCharacters) || !editor.typeText(inserted)) return failure;
+      if (!removeTyped(editor, typedCharacters) || !editor.typeText(inserted)) return failure;
       return std::string(status::kInsertedDateAndTime);
     });
   }
@@ -331,7 +369,7 @@ void AppController::runSlashCommand(SlashCommand command) {
   const auto& paste = std::get<SlashCommandAction::PasteTemplate>(action.step);
   auto& paster = deps_.templatePaster;
   perform([&editor, &paster, typedCharacters, html = paste.html] {
-    if (!editor.deleteBackward(typedCharacters) || !paster.paste(html)) {
+    if (!removeTyped(editor, typedCharacters) || !paster.paste(html)) {
       return std::string(status::kCouldNotPasteMarkdown);
     }
     return std::string(status::kInsertedTemplate);
@@ -342,12 +380,19 @@ void AppController::applyTrigger(const TriggerEvent& trigger) {
   auto& editor = deps_.textEditor;
   const int count = trigger.charactersToRemove;
   if (trigger.kind == TriggerKind::noteLink) {
-    // The two brackets give way to a link the user picks in Quick Open.
-    perform([&editor, count] {
-      if (!editor.deleteBackward(count)) return std::string(status::kCouldNotReplaceNoteLinkTrigger);
-      return std::string(status::kNoteLinkTriggerPrefix) + "choose the note to link in Quick Open";
+    // The two brackets give way to a link the user picks in Quick Open, opened once they are gone.
+    auto& panels = deps_.panels;
+    auto& display = deps_.status;
+    deps_.actions.post([&editor, &panels, &display, &mainQueue = deps_.mainQueue, count] {
+      if (!editor.deleteBackward(count)) {
+        mainQueue.post([&display] { display.showStatus(status::kCouldNotReplaceNoteLinkTrigger); });
+        return;
+      }
+      mainQueue.post([&panels, &display] {
+        panels.showQuickOpen();
+        display.showStatus(std::string(status::kNoteLinkTriggerPrefix) + "choose the note to link in Quick Open");
+      });
     });
-    deps_.panels.showQuickOpen();
     return;
   }
   const auto command = formatCommandForTrigger(trigger.kind);
@@ -360,11 +405,13 @@ void AppController::applyTrigger(const TriggerEvent& trigger) {
 }
 
 void AppController::openQuickOpen() {
+  if (slash_) endSlashQuery(false);  // its keys must not be swallowed behind another panel
   deps_.panels.showQuickOpen();
   show(status::kQuickOpenOpened);
 }
 
 void AppController::openCommandPalette() {
+  if (slash_) endSlashQuery(false);
   deps_.panels.showCommandPalette();
   snapshot_.commandPalettePresented = true;
   publishSnapshot();
@@ -372,6 +419,7 @@ void AppController::openCommandPalette() {
 }
 
 void AppController::openAssistant(std::string prompt) {
+  if (slash_) endSlashQuery(false);
   std::optional<NotesAccessibilityContext> context;
   if (snapshot_.isNotesFrontmost) context = deps_.notesAccessibility.readContext();
   deps_.panels.showAssistant({context, std::move(prompt)});
@@ -379,6 +427,7 @@ void AppController::openAssistant(std::string prompt) {
 }
 
 void AppController::openSkillsLauncher() {
+  if (slash_) endSlashQuery(false);
   deps_.panels.showSkillsLauncher();
   snapshot_.skillsLauncherShowing = true;
   publishSnapshot();

@@ -66,6 +66,8 @@ class AppController {
  public:
   // Every dependency must outlive the controller and the work it posted.
   explicit AppController(AppControllerDependencies dependencies);
+  // Stops observing, so no notification reaches a destroyed controller.
+  ~AppController() { stop(); }
 
   AppController(const AppController&) = delete;
   AppController& operator=(const AppController&) = delete;
@@ -135,6 +137,10 @@ class AppController {
   void applyTrigger(const TriggerEvent& trigger);
   bool isKeyboardFocusInNotes(const KeyInputEvent& event) const;
   void publishSnapshot();
+  // Forgets the focus inside Notes (and the line typed there); publishes.
+  void loseNotesFocus();
+  // Observes Notes' focus and reads where it is now; publishes.
+  void attachToNotes();
   void show(std::string_view message);
   // Runs `work` on the action queue; the message it returns is shown on the main thread.
   void perform(std::function<std::string()> work);

@@ -193,13 +193,76 @@ TEST_F(AppControllerTest, SlashPanelKeysNavigateRunAndClose) {
   EXPECT_FALSE(consumeStore_.snapshot().slashQueryActive);
 }
 
-TEST_F(AppControllerTest, ReturnWithNothingToRunIsTypedBackIntoTheNote) {
+TEST_F(AppControllerTest, AQueryThatFindsNothingIsProseAndReturnReachesTheNote) {
   startWithNotesInFront();
-  type("/qqq");
-  ASSERT_TRUE(controller_.slashRows().empty());
-  platform_.clear();
+  type("and/zz");
+  EXPECT_FALSE(controller_.isSlashQueryActive());
+  EXPECT_FALSE(shouldConsumeKey({"\r", kReturnKeyCode, 0, 501, std::nullopt}, consumeStore_.snapshot()));
   pressKey(kReturnKeyCode, "\r");
-  EXPECT_THAT(output(), ElementsAre(status("Slash command panel closed"), R"({"action":"typeText","text":"\n"})"));
+  EXPECT_THAT(output(), ElementsAre(status("Slash command panel opened"), status("Slash command panel closed")));
+}
+
+// Keys the monitor would never forward still must not act if they arrive:
+// the controller applies its own routing order.
+TEST_F(AppControllerTest, RoutingOrderHoldsForKeysHandedOverDirectly) {
+  startWithNotesInFront();
+  type("/ti");
+  ASSERT_TRUE(controller_.isSlashQueryActive());
+  // A global shortcut wins over the slash panel's keys and ends the query.
+  const auto global = *controller_.settings().globalQuickOpenShortcut;
+  controller_.handleKey({"", global.keyCode, global.modifierFlags, 501, std::nullopt});
+  EXPECT_FALSE(controller_.isSlashQueryActive());
+  EXPECT_FALSE(consumeStore_.snapshot().slashQueryActive);
+
+  // A Notes shortcut while another process has keyboard focus does nothing.
+  const auto palette = *controller_.settings().commandPaletteShortcut;
+  controller_.handleKey({"", palette.keyCode, palette.modifierFlags, 501, 777});
+  EXPECT_FALSE(consumeStore_.snapshot().commandPalettePresented);
+
+  // Keys with Command held are no typed text: no trigger, no query.
+  controller_.handleKey({"\n", kReturnKeyCode, 0, 501, std::nullopt});
+  for (auto key : UsKeyLayout::keyPresses("# /")) {
+    key.modifierFlags |= kCommandModifier;
+    controller_.handleKey(key);
+  }
+  drain();
+  EXPECT_FALSE(controller_.isSlashQueryActive());
+  EXPECT_THAT(platform_.statuses(), ElementsAre("Slash command panel opened", "Quick open opened"));
+}
+
+// Actions that wait on a background queue, run when the test says.
+class DeferredActionQueue : public ActionQueue {
+ public:
+  void post(std::function<void()> work) override { pending_.push_back(std::move(work)); }
+  void runAll() {
+    auto work = std::move(pending_);
+    pending_.clear();
+    for (auto& item : work) item();
+  }
+
+ private:
+  std::vector<std::function<void()>> pending_;
+};
+
+TEST_F(AppControllerTest, AskAIOpensTheAssistantOnlyAfterTheQueryIsRemoved) {
+  DeferredActionQueue deferred;
+  AppController controller(AppControllerDependencies{settings_, clock_, uuids_, consumeStore_, platform_, platform_,
+                                                     platform_, formatting_, platform_, paster_, platform_,
+                                                     slashSession_, platform_, platform_, deferred, mainQueue_});
+  controller.start();
+  platform_.activate({std::string(kNotesBundleIdentifier), "Notes", 501});
+  platform_.moveFocus({"AXTextArea", "", true, {}, "Summarise this /ask", "x-coredata://S/ICNote/p1", "Plan"});
+  for (auto key : UsKeyLayout::keyPresses("/ask\n")) controller.handleKey(key);
+  drain();
+  platform_.clear();
+  deferred.runAll();
+  EXPECT_THAT(platform_.entries(), ElementsAre(JSONValue::parse(R"({"action":"deleteBackward","count":4})")));
+  drain();
+  EXPECT_THAT(platform_.entries(),
+              ElementsAre(JSONValue::parse(R"({"action":"deleteBackward","count":4})"),
+                          JSONValue::parse(R"({"panel":"assistant","prompt":"Summarise this ",)"
+                                           R"("noteID":"x-coredata://S/ICNote/p1"})"),
+                          JSONValue::parse(R"({"status":"AI panel opened with current note context"})")));
 }
 
 TEST_F(AppControllerTest, SlashNeedsTheSettingAndTheNoteBody) {
@@ -335,12 +398,29 @@ TEST_F(AppControllerTest, AccessibilityPermissionMessagesFollowItsChanges) {
   platform_.setTrusted(false);
   controller_.start();
   EXPECT_FALSE(controller_.refreshAccessibilityPermission());  // unchanged: no second message
+  // Notes in front changes nothing the user can do yet: the permission stays the message.
+  platform_.activate({std::string(kNotesBundleIdentifier), "Notes", 501});
+  EXPECT_FALSE(consumeStore_.snapshot().isNotesTextAreaFocusedCached);
   platform_.setTrusted(true);
   EXPECT_TRUE(controller_.refreshAccessibilityPermission());
+  EXPECT_TRUE(consumeStore_.snapshot().isNotesTextAreaFocusedCached);  // Notes observed at once
+  type("/");
+  EXPECT_TRUE(controller_.isSlashQueryActive());
+  controller_.handleEventTapRevoked(EventTapRevocationReason::kAccessibilityRevoked);
+  EXPECT_FALSE(controller_.isSlashQueryActive());
+  EXPECT_FALSE(consumeStore_.snapshot().slashQueryActive);
   controller_.handleEventTapRevoked(EventTapRevocationReason::kExecutableReplaced);
+  const std::string required = "Accessibility is required for Apple Notes and keyboard shortcuts";
   EXPECT_THAT(platform_.statuses(),
-              ElementsAre("Accessibility is required for Apple Notes and keyboard shortcuts", "Accessibility allowed",
+              ElementsAre(required, required, "Accessibility allowed", "Slash command panel opened", required,
                           "Zephyl — Zephyl was reinstalled or updated. Restart to restore keyboard shortcuts."));
+}
+
+TEST_F(AppControllerTest, TriggersTypedOutsideTheNoteBodyAreLeftAlone) {
+  startWithNotesInFront();
+  platform_.moveFocus({"AXTextField", "AXSearchField", false, {}, {}, {}, {}});
+  type("# ");
+  EXPECT_THAT(output(), IsEmpty());
 }
 
 TEST_F(AppControllerTest, TheAssistantOpensWithWhatNotesShows) {

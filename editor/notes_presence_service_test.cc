@@ -24,9 +24,15 @@ class ScriptedWorkspace : public platform::RecordingPlatform {
     activationHandlers_.push_back(handler);
     return RecordingPlatform::addActivationObserver(std::move(handler));
   }
+  // What frontmostApplication() answers from now on, without any notification.
+  void setFrontmost(std::optional<RunningApplication> application) { frontmost_ = std::move(application); }
+  std::optional<RunningApplication> frontmostApplication() override {
+    return frontmost_ ? *frontmost_ : RecordingPlatform::frontmostApplication();
+  }
 
  private:
   std::vector<ActivationHandler> activationHandlers_;
+  std::optional<std::optional<RunningApplication>> frontmost_;
 };
 
 class NotesPresenceServiceTest : public ::testing::Test {
@@ -66,13 +72,12 @@ TEST_F(NotesPresenceServiceTest, StartPublishesWhatIsAlreadyInFront) {
 TEST_F(NotesPresenceServiceTest, AnActivationWithoutAnApplicationReadsTheFrontmostOne) {
   service_.start();
   workspace_.activate(kSafari);
-  workspace_.activate(kNotes);  // the workspace now has Notes in front
-  published_.clear();
+  workspace_.setFrontmost(kNotes);
   workspace_.notifyActivation(std::nullopt);
-  EXPECT_TRUE(published_.empty());  // Notes still in front: no change
-  workspace_.terminate(501);
+  workspace_.notifyActivation(std::nullopt);  // Notes still in front: no change
+  workspace_.setFrontmost(std::nullopt);
   workspace_.notifyActivation(std::nullopt);
-  EXPECT_THAT(published_, ElementsAre("none"));
+  EXPECT_THAT(published_, ElementsAre("other:Safari", "notes:501", "none"));
 }
 
 TEST_F(NotesPresenceServiceTest, TerminationClearsOnlyWhenTheFrontmostApplicationQuits) {

@@ -1,5 +1,7 @@
 // The controller wired to the Linux desktop: nothing that needs Apple Notes can
 // work here, and each operation says so in its status instead of pretending.
+#include <algorithm>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -48,7 +50,10 @@ TEST(LinuxDesktop, TheControllerReportsWhatLinuxCannotDo) {
   EXPECT_FALSE(consumeStore.snapshot().isNotesFrontmost);
   controller.runPaletteCommand(editor::NotesFormatCommand::heading);
   controller.openQuickOpenItem(editor::NotesItemKind::note, "x-coredata://S/ICNote/p1");
-  controller.runSlashCommand(editor::builtInSlashCommands()[11]);  // "date", run from the panel
+  const auto& commands = editor::builtInSlashCommands();
+  const auto date = std::find_if(commands.begin(), commands.end(), [](const auto& c) { return c.identifier == "date"; });
+  ASSERT_NE(date, commands.end());
+  controller.runSlashCommand(*date);  // as the panel runs it
   mainQueue.drain();
   EXPECT_THAT(shell.statuses(),
               ElementsAre("Accessibility is required for Apple Notes and keyboard shortcuts",
