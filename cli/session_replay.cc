@@ -23,15 +23,8 @@ class ImmediateMainQueue : public editor::MainQueue {
   void post(std::function<void()> work) override { work(); }
 };
 
-const JSONValue* member(const JSONValue& object, std::string_view name) {
-  for (const auto& [key, value] : *object.object()) {
-    if (key == name) return &value;
-  }
-  return nullptr;
-}
-
 std::string requiredString(const JSONValue& event, std::string_view name) {
-  const auto* value = member(event, name);
+  const auto* value = event.find(name);
   if (value == nullptr || value->string() == nullptr) {
     throw ReplayInputError("\"" + std::string(name) + "\" must be a string");
   }
@@ -39,21 +32,21 @@ std::string requiredString(const JSONValue& event, std::string_view name) {
 }
 
 std::optional<std::string> optionalString(const JSONValue& event, std::string_view name) {
-  const auto* value = member(event, name);
+  const auto* value = event.find(name);
   if (value == nullptr || value->isNull()) return std::nullopt;
   if (value->string() == nullptr) throw ReplayInputError("\"" + std::string(name) + "\" must be a string or null");
   return *value->string();
 }
 
 bool requiredBool(const JSONValue& event, std::string_view name) {
-  const auto* value = member(event, name);
+  const auto* value = event.find(name);
   if (value == nullptr || !value->boolean()) throw ReplayInputError("\"" + std::string(name) + "\" must be true or false");
   return *value->boolean();
 }
 
 int64_t integer(const JSONValue& event, std::string_view name, int64_t low, int64_t high,
                 std::optional<int64_t> fallback = std::nullopt) {
-  const auto* value = member(event, name);
+  const auto* value = event.find(name);
   if (value == nullptr && fallback) return *fallback;
   const auto number = value != nullptr ? value->integer() : std::nullopt;
   if (!number || *number < low || *number > high) {
@@ -149,7 +142,7 @@ void SessionReplay::apply(const JSONValue& event, std::ostream& out) {
     for (const auto& key : editor::UsKeyLayout::keyPresses(requiredString(event, "text"))) wiring.deliverKey(key);
   } else if (type == "setting") {
     const std::string key = requiredString(event, "key");
-    const auto* value = member(event, "value");
+    const auto* value = event.find("value");
     if (value == nullptr) throw ReplayInputError("a setting needs a \"value\" (null removes it)");
     if (value->isNull()) {
       wiring.settings.remove(key);

@@ -112,7 +112,6 @@ bool AppController::refreshAccessibilityPermission() {
 void AppController::loseNotesFocus() {
   if (slash_) endSlashQuery(false);
   triggerEngine_.reset();
-  notesContext_.reset();
   snapshot_.isNotesTextAreaFocusedCached = false;
   publishSnapshot();
 }
@@ -120,8 +119,8 @@ void AppController::loseNotesFocus() {
 void AppController::attachToNotes() {
   deps_.notesAccessibility.observe(*snapshot_.notesProcessIdentifier,
                                    [this](const NotesAccessibilityContext& context) { handleFocusChange(context); });
-  notesContext_ = deps_.notesAccessibility.readContext();
-  snapshot_.isNotesTextAreaFocusedCached = notesContext_ && notesContext_->isEditorFocused;
+  const auto context = deps_.notesAccessibility.readContext();
+  snapshot_.isNotesTextAreaFocusedCached = context && context->isEditorFocused;
   publishSnapshot();
 }
 
@@ -153,7 +152,6 @@ void AppController::handlePresenceChange(const NotesPresenceState& state) {
 
 void AppController::handleFocusChange(const NotesAccessibilityContext& context) {
   const bool wasFocused = snapshot_.isNotesTextAreaFocusedCached;
-  notesContext_ = context;
   snapshot_.isNotesTextAreaFocusedCached = context.isEditorFocused;
   triggerEngine_.reset();
   if (slash_ && !context.isEditorFocused) {

@@ -150,7 +150,6 @@ class AppController {
   MarkdownTriggerEngine triggerEngine_;
   AppSettings settings_;
   KeyboardConsumeSnapshot snapshot_;  // the controller's copy; published to deps_.consumeStore
-  std::optional<NotesAccessibilityContext> notesContext_;
   std::optional<SlashQuery> slash_;
   std::optional<bool> accessibilityTrusted_;
   const core::Logger log_{"AppController"};

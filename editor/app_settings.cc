@@ -15,15 +15,6 @@ constexpr core::EnumNames<MenuBarIconClickAction, 3> kClickActionNames({{
     {MenuBarIconClickAction::openAssistant, "openAssistant"},
 }});
 
-const core::JSONValue* member(const core::JSONValue& value, std::string_view name) {
-  const auto* object = value.object();
-  if (object == nullptr) return nullptr;
-  for (const auto& [key, item] : *object) {
-    if (key == name) return &item;
-  }
-  return nullptr;
-}
-
 void readShortcut(core::SettingsStore& settings, std::string_view key,
                   std::optional<QuickOpenKeyboardShortcut>& target) {
   const auto value = settings.jsonValue(std::string(key));
@@ -56,14 +47,14 @@ core::JSONValue shortcutToJSON(const QuickOpenKeyboardShortcut& shortcut) {
 }
 
 std::optional<QuickOpenKeyboardShortcut> shortcutFromJSON(const core::JSONValue& value) {
-  const auto* keyCode = member(value, "keyCode");
-  const auto* flags = member(value, "modifierFlags");
+  const auto* keyCode = value.find("keyCode");
+  const auto* flags = value.find("modifierFlags");
   if (keyCode == nullptr || flags == nullptr) return std::nullopt;
   const auto code = keyCode->integer();
   const auto modifierFlags = flags->unsignedInteger();
   if (!code || *code < 0 || *code > 0xFFFF || !modifierFlags) return std::nullopt;
   QuickOpenKeyboardShortcut shortcut{static_cast<uint16_t>(*code), *modifierFlags, {}};
-  if (const auto* label = member(value, "keyLabel"); label != nullptr && label->string() != nullptr) {
+  if (const auto* label = value.find("keyLabel"); label != nullptr && label->string() != nullptr) {
     shortcut.keyLabel = *label->string();
   }
   return shortcut;
