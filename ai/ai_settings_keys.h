@@ -44,6 +44,8 @@ inline constexpr std::string_view kZAICodingPlanAPIKeyName = "zaiCodingPlanAPIKe
 inline constexpr std::string_view kOpenCodeAPIKeyName = "openCodeAPIKey";
 inline constexpr std::string_view kChatGPTAccountTokensName = "chatGPTAccountTokens";
 inline constexpr std::string_view kXAIAccountTokensName = "xaiAccountTokens";
+// An xAI API key serves the xAI provider where no account is signed in.
+inline constexpr std::string_view kXAIAPIKeyName = "xaiAPIKey";
 
 inline std::string customOpenAIAPIKeyName(std::string_view providerID) {
   return "customOpenAIAPIKey." + std::string(providerID);

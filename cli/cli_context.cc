@@ -1,6 +1,19 @@
 #include "cli/cli_context.h"
 
 namespace zephyl::cli {
+namespace {
+
+// Until a platform credential store is wired in, only the environment supplies secrets.
+class NoStoredCredentials : public ai::AICredentialStore {
+ public:
+  std::optional<std::string> secret(const std::string&) override { return std::nullopt; }
+  void setSecret(const std::string&, const std::string&) override {
+    throw CliFailure("No credential store is available on this system; set the key in the environment instead");
+  }
+  void removeSecret(const std::string&) override {}
+};
+
+}  // namespace
 
 CliContext::CliContext(const GlobalOptions& options, CliStreams streams,
                        core::EnvironmentLookup environment)
@@ -32,6 +45,14 @@ notes_store::NotesDatabaseAccess& CliContext::notesDatabase() {
                                                                          directories().homeDirectory);
   }
   return *notesDatabase_;
+}
+
+ai::EnvironmentCredentialStore& CliContext::credentials() {
+  if (!credentials_) {
+    storedCredentials_ = std::make_unique<NoStoredCredentials>();
+    credentials_ = std::make_unique<ai::EnvironmentCredentialStore>(*storedCredentials_, environment_);
+  }
+  return *credentials_;
 }
 
 std::string CliContext::missingDatabaseMessage() {

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "ai/environment_credential_store.h"
 #include "cli/cli_app.h"
 #include "core/app_directories.h"
 #include "core/json_settings_store.h"
@@ -47,6 +48,8 @@ class CliContext {
   core::FileSystem& fileSystem() { return fileSystem_; }
   core::SettingsStore& settings();
   notes_store::NotesDatabaseAccess& notesDatabase();
+  // Secrets: environment variables first, then the platform credential store.
+  ai::EnvironmentCredentialStore& credentials();
 
   // Runs `body` on an open database connection; throws CliFailure with a message
   // that says where Zephyl looked, and how to point it elsewhere, when there is none.
@@ -69,6 +72,8 @@ class CliContext {
   std::optional<platform::ConfiguredNotesDatabasePath> configuredPath_;
   std::unique_ptr<platform::ConfiguredPathGrant> grant_;
   std::unique_ptr<notes_store::NotesDatabaseAccess> notesDatabase_;
+  std::unique_ptr<ai::AICredentialStore> storedCredentials_;
+  std::unique_ptr<ai::EnvironmentCredentialStore> credentials_;
 };
 
 }  // namespace zephyl::cli

@@ -8,7 +8,9 @@ packages=(
   libsqlite3-dev sqlite3 zlib1g-dev libicu-dev
   libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  clang libclang-rt-14-dev
+  clang libclang-rt-14-dev clang-format
+  libsecret-1-dev libarchive-dev libmd4c-dev
+  dbus dbus-daemon gnome-keyring openssl
 )
 
 missing=()
@@ -17,6 +19,9 @@ for package in "${packages[@]}"; do
     missing+=("$package")
   fi
 done
+# node and npm run the reference ACP agent in tests; a machine may already
+# have them from elsewhere than Debian.
+if ! command -v npm >/dev/null 2>&1; then missing+=(nodejs npm); fi
 [ ${#missing[@]} -eq 0 ] && exit 0
 
 sudo=""
