@@ -161,7 +161,7 @@ void SessionReplay::apply(const JSONValue& event, std::ostream& out) {
   } else if (type == "openItem") {
     const std::string kind = requiredString(event, "kind");
     if (kind != "note" && kind != "folder") throw ReplayInputError("\"kind\" must be \"note\" or \"folder\"");
-    controller.openQuickOpenItem(kind == "note" ? editor::NotesItemKind::note : editor::NotesItemKind::folder,
+    controller.openQuickOpenItem(kind == "note" ? editor::NotesItemKind::kNote : editor::NotesItemKind::kFolder,
                                  requiredString(event, "id"));
   } else if (type == "paletteCommand") {
     const std::string name = requiredString(event, "command");

@@ -18,7 +18,7 @@ std::vector<editor::NoteTemplate> readTemplates(CliContext& context) {
   try {
     return service.synchronize();
   } catch (const editor::NoteTemplateServiceError& error) {
-    if (error.code() == editor::NoteTemplateServiceError::Code::databaseUnavailable) {
+    if (error.code() == editor::NoteTemplateServiceError::Code::kDatabaseUnavailable) {
       throw CliFailure(context.missingDatabaseMessage());
     }
     throw;

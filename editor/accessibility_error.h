@@ -10,7 +10,7 @@ namespace zephyl::editor {
 
 class AccessibilityError : public core::Error {
  public:
-  enum class Code { unavailable, notTrusted, readFailed };
+  enum class Code { kUnavailable, kNotTrusted, kReadFailed };
 
   explicit AccessibilityError(Code code) : core::Error(std::string(text(code))), code_(code) {}
 
@@ -18,9 +18,9 @@ class AccessibilityError : public core::Error {
 
   static std::string_view text(Code code) {
     switch (code) {
-      case Code::unavailable: return "The accessibility interface is unavailable on this system";
-      case Code::notTrusted: return "Accessibility is required for Apple Notes and keyboard shortcuts";
-      case Code::readFailed: return "Could not read the Apple Notes menus";
+      case Code::kUnavailable: return "The accessibility interface is unavailable on this system";
+      case Code::kNotTrusted: return "Accessibility is required for Apple Notes and keyboard shortcuts";
+      case Code::kReadFailed: return "Could not read the Apple Notes menus";
     }
     return "";
   }

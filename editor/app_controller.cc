@@ -26,8 +26,8 @@ bool movesCaret(std::u32string_view characters) {
 
 std::string_view insertFailureMessage(SlashCommandKind kind) {
   switch (kind) {
-    case SlashCommandKind::insertDate: return status::kCouldNotInsertDate;
-    case SlashCommandKind::insertTime: return status::kCouldNotInsertTime;
+    case SlashCommandKind::kInsertDate: return status::kCouldNotInsertDate;
+    case SlashCommandKind::kInsertTime: return status::kCouldNotInsertTime;
     default: return status::kCouldNotInsertDateAndTime;
   }
 }
@@ -164,15 +164,15 @@ void AppController::handleFocusChange(const NotesAccessibilityContext& context) 
 
 void AppController::setPanelVisible(AppPanel panel, bool visible) {
   switch (panel) {
-    case AppPanel::quickOpen: return;  // a window of our own: the tap never needs to know
-    case AppPanel::commandPalette: snapshot_.commandPalettePresented = visible; break;
-    case AppPanel::inlineAI: snapshot_.inlineAIShowing = visible; break;
-    case AppPanel::inlineToolbar:
+    case AppPanel::kQuickOpen: return;  // a window of our own: the tap never needs to know
+    case AppPanel::kCommandPalette: snapshot_.commandPalettePresented = visible; break;
+    case AppPanel::kInlineAI: snapshot_.inlineAIShowing = visible; break;
+    case AppPanel::kInlineToolbar:
       snapshot_.inlineToolbarShowing = visible;
       if (!visible) snapshot_.inlineToolbarPromptFocused = false;
       break;
-    case AppPanel::inlineToolbarPrompt: snapshot_.inlineToolbarPromptFocused = visible; break;
-    case AppPanel::skillsLauncher: snapshot_.skillsLauncherShowing = visible; break;
+    case AppPanel::kInlineToolbarPrompt: snapshot_.inlineToolbarPromptFocused = visible; break;
+    case AppPanel::kSkillsLauncher: snapshot_.skillsLauncherShowing = visible; break;
   }
   publishSnapshot();
 }
@@ -185,10 +185,10 @@ void AppController::handleKey(const KeyInputEvent& event) {
 
   // 2. Escape closes the inline panels, innermost first.
   if (event.keyCode == kEscapeKeyCode) {
-    for (auto [showing, panel] : {std::pair{snapshot_.inlineAIShowing, AppPanel::inlineAI},
-                                  std::pair{snapshot_.skillsLauncherShowing, AppPanel::skillsLauncher},
-                                  std::pair{snapshot_.inlineToolbarPromptFocused, AppPanel::inlineToolbarPrompt},
-                                  std::pair{snapshot_.inlineToolbarShowing, AppPanel::inlineToolbar}}) {
+    for (auto [showing, panel] : {std::pair{snapshot_.inlineAIShowing, AppPanel::kInlineAI},
+                                  std::pair{snapshot_.skillsLauncherShowing, AppPanel::kSkillsLauncher},
+                                  std::pair{snapshot_.inlineToolbarPromptFocused, AppPanel::kInlineToolbarPrompt},
+                                  std::pair{snapshot_.inlineToolbarShowing, AppPanel::kInlineToolbar}}) {
       if (!showing) continue;
       deps_.panels.close(panel);
       setPanelVisible(panel, false);
@@ -377,7 +377,7 @@ void AppController::runSlashCommand(SlashCommand command) {
 void AppController::applyTrigger(const TriggerEvent& trigger) {
   auto& editor = deps_.textEditor;
   const int count = trigger.charactersToRemove;
-  if (trigger.kind == TriggerKind::noteLink) {
+  if (trigger.kind == TriggerKind::kNoteLink) {
     // The two brackets give way to a link the user picks in Quick Open, opened once they are gone.
     auto& panels = deps_.panels;
     auto& display = deps_.status;
@@ -433,30 +433,30 @@ void AppController::openSkillsLauncher() {
 
 void AppController::menuBarIconClicked() {
   switch (settings_.menuBarIconClickAction) {
-    case MenuBarIconClickAction::showMenu: return deps_.panels.showStatusMenu();
-    case MenuBarIconClickAction::openQuickOpen: return openQuickOpen();
-    case MenuBarIconClickAction::openAssistant: return openAssistant();
+    case MenuBarIconClickAction::kShowMenu: return deps_.panels.showStatusMenu();
+    case MenuBarIconClickAction::kOpenQuickOpen: return openQuickOpen();
+    case MenuBarIconClickAction::kOpenAssistant: return openAssistant();
   }
 }
 
 void AppController::openQuickOpenItem(NotesItemKind kind, const std::string& identifier) {
   auto& scripts = deps_.scripts;
   perform([&scripts, kind, identifier] {
-    const auto label = kind == NotesItemKind::note ? kShowNoteTaskLabel : kShowFolderTaskLabel;
+    const auto label = kind == NotesItemKind::kNote ? kShowNoteTaskLabel : kShowFolderTaskLabel;
     try {
       scripts.run(notesShowScript(kind, identifier), std::string(label));
     } catch (const std::exception& error) {
       core::Logger("AppController").warning() << "Could not open item in Apple Notes: " << error.what();
       return std::string(status::kCouldNotOpenItem);
     }
-    return std::string(kind == NotesItemKind::note ? status::kOpenedNote : status::kOpenedFolder);
+    return std::string(kind == NotesItemKind::kNote ? status::kOpenedNote : status::kOpenedFolder);
   });
 }
 
 void AppController::runPaletteCommand(NotesFormatCommand command) {
   if (snapshot_.commandPalettePresented) {
-    deps_.panels.close(AppPanel::commandPalette);
-    setPanelVisible(AppPanel::commandPalette, false);
+    deps_.panels.close(AppPanel::kCommandPalette);
+    setPanelVisible(AppPanel::kCommandPalette, false);
   }
   auto& workspace = deps_.workspace;
   auto& formatting = deps_.formatting;

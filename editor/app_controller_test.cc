@@ -307,7 +307,7 @@ TEST_F(AppControllerTest, TemplatesArePastedExpandedAndFailuresSaySo) {
   startWithNotesInFront();
   type("/standup");
   ASSERT_FALSE(controller_.slashRows().empty());
-  EXPECT_EQ(controller_.slashRows()[0].kind, SlashCommandKind::insertTemplate);
+  EXPECT_EQ(controller_.slashRows()[0].kind, SlashCommandKind::kInsertTemplate);
   platform_.setContents({{std::string(kPasteboardPlainTextType), "kept"}});
   platform_.clear();
   pressKey(kReturnKeyCode, "\r");
@@ -347,7 +347,7 @@ TEST_F(AppControllerTest, ShortcutsOpenTheirPanelsWhereTheyApply) {
   EXPECT_TRUE(consumeStore_.snapshot().commandPalettePresented);
 
   // A shortcut the user switched off does nothing; a changed one works.
-  controller_.setPanelVisible(AppPanel::commandPalette, false);
+  controller_.setPanelVisible(AppPanel::kCommandPalette, false);
   settings_.setJSONValue("quickOpenShortcut", nullptr);
   settings_.setJSONValue("commandPaletteShortcut",
                          JSONValue::Object{{"keyCode", 40}, {"modifierFlags", 0x100000}, {"keyLabel", "K"}});
@@ -362,8 +362,8 @@ TEST_F(AppControllerTest, ShortcutsOpenTheirPanelsWhereTheyApply) {
 
 TEST_F(AppControllerTest, EscapeClosesTheInnermostInlinePanelFirst) {
   startWithNotesInFront();
-  controller_.setPanelVisible(AppPanel::inlineToolbar, true);
-  controller_.setPanelVisible(AppPanel::inlineAI, true);
+  controller_.setPanelVisible(AppPanel::kInlineToolbar, true);
+  controller_.setPanelVisible(AppPanel::kInlineAI, true);
   pressKey(kEscapeKeyCode, "\x1B");
   EXPECT_FALSE(consumeStore_.snapshot().inlineAIShowing);
   EXPECT_TRUE(consumeStore_.snapshot().inlineToolbarShowing);
@@ -375,12 +375,12 @@ TEST_F(AppControllerTest, EscapeClosesTheInnermostInlinePanelFirst) {
 
 TEST_F(AppControllerTest, PaletteAndQuickOpenActionsReportSuccessOrFailure) {
   startWithNotesInFront();
-  controller_.runPaletteCommand(NotesFormatCommand::numberedList);
+  controller_.runPaletteCommand(NotesFormatCommand::kNumberedList);
   platform_.setFailing("activateApplication", true);
-  controller_.runPaletteCommand(NotesFormatCommand::bold);
-  controller_.openQuickOpenItem(NotesItemKind::folder, "x-coredata://S/ICFolder/p3");
+  controller_.runPaletteCommand(NotesFormatCommand::kBold);
+  controller_.openQuickOpenItem(NotesItemKind::kFolder, "x-coredata://S/ICFolder/p3");
   platform_.setFailing("runScript", true);
-  controller_.openQuickOpenItem(NotesItemKind::note, "x-coredata://S/ICNote/p9");
+  controller_.openQuickOpenItem(NotesItemKind::kNote, "x-coredata://S/ICNote/p9");
   drain();
   EXPECT_THAT(platform_.statuses(), ElementsAre("Applied numbered list", "Could not focus Apple Notes",
                                                 "Opened folder in Apple Notes", "Could not open item in Apple Notes"));

@@ -9,7 +9,7 @@ namespace zephyl::editor {
 
 std::optional<AppAppearance> appAppearanceFromName(std::string_view name) {
   static constexpr core::EnumNames<AppAppearance, 3> kNames(
-      {{{AppAppearance::system, "system"}, {AppAppearance::light, "light"}, {AppAppearance::dark, "dark"}}});
+      {{{AppAppearance::kSystem, "system"}, {AppAppearance::kLight, "light"}, {AppAppearance::kDark, "dark"}}});
   return kNames.value(name);
 }
 
@@ -32,10 +32,10 @@ void AppLaunchSequence::launch() {
   if (!services_.updater.start()) log_.info() << "Software updates are not checked";
   applyLanguageChoice(services_.settings);
 
-  AppAppearance appearance = AppAppearance::system;
+  AppAppearance appearance = AppAppearance::kSystem;
   try {
     if (auto name = services_.settings.stringValue(std::string(settings_key::kAppearance))) {
-      appearance = appAppearanceFromName(*name).value_or(AppAppearance::system);
+      appearance = appAppearanceFromName(*name).value_or(AppAppearance::kSystem);
     }
   } catch (const core::Error& error) {
     log_.warning() << "Could not read the appearance: " << error.description();

@@ -41,7 +41,7 @@ class StepAppearance : public AppearanceApplier {
  public:
   explicit StepAppearance(Steps& steps) : steps_(steps) {}
   bool apply(AppAppearance appearance) override {
-    steps_.names.push_back(appearance == AppAppearance::dark ? "appearance:dark" : "appearance:other");
+    steps_.names.push_back(appearance == AppAppearance::kDark ? "appearance:dark" : "appearance:other");
     return true;
   }
   Steps& steps_;

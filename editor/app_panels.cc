@@ -6,12 +6,12 @@ namespace zephyl::editor {
 namespace {
 
 constexpr core::EnumNames<AppPanel, 6> kPanelNames({{
-    {AppPanel::quickOpen, "quickOpen"},
-    {AppPanel::commandPalette, "commandPalette"},
-    {AppPanel::inlineAI, "inlineAI"},
-    {AppPanel::inlineToolbar, "inlineToolbar"},
-    {AppPanel::inlineToolbarPrompt, "inlineToolbarPrompt"},
-    {AppPanel::skillsLauncher, "skillsLauncher"},
+    {AppPanel::kQuickOpen, "quickOpen"},
+    {AppPanel::kCommandPalette, "commandPalette"},
+    {AppPanel::kInlineAI, "inlineAI"},
+    {AppPanel::kInlineToolbar, "inlineToolbar"},
+    {AppPanel::kInlineToolbarPrompt, "inlineToolbarPrompt"},
+    {AppPanel::kSkillsLauncher, "skillsLauncher"},
 }});
 
 }  // namespace

@@ -15,12 +15,12 @@ namespace zephyl::editor {
 
 // The panels whose visibility decides which keys the keyboard monitor takes.
 enum class AppPanel {
-  quickOpen,
-  commandPalette,
-  inlineAI,
-  inlineToolbar,
-  inlineToolbarPrompt,  // the toolbar's prompt field has focus
-  skillsLauncher,
+  kQuickOpen,
+  kCommandPalette,
+  kInlineAI,
+  kInlineToolbar,
+  kInlineToolbarPrompt,  // the toolbar's prompt field has focus
+  kSkillsLauncher,
 };
 
 // "quickOpen", "commandPalette", ...

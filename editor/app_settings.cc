@@ -10,9 +10,9 @@ namespace zephyl::editor {
 namespace {
 
 constexpr core::EnumNames<MenuBarIconClickAction, 3> kClickActionNames({{
-    {MenuBarIconClickAction::showMenu, "showMenu"},
-    {MenuBarIconClickAction::openQuickOpen, "openQuickOpen"},
-    {MenuBarIconClickAction::openAssistant, "openAssistant"},
+    {MenuBarIconClickAction::kShowMenu, "showMenu"},
+    {MenuBarIconClickAction::kOpenQuickOpen, "openQuickOpen"},
+    {MenuBarIconClickAction::kOpenAssistant, "openAssistant"},
 }});
 
 void readShortcut(core::SettingsStore& settings, std::string_view key,

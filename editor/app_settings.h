@@ -16,7 +16,7 @@
 
 namespace zephyl::editor {
 
-enum class MenuBarIconClickAction { showMenu, openQuickOpen, openAssistant };
+enum class MenuBarIconClickAction { kShowMenu, kOpenQuickOpen, kOpenAssistant };
 
 // "showMenu", "openQuickOpen", "openAssistant".
 std::string_view menuBarIconClickActionName(MenuBarIconClickAction action);
@@ -57,7 +57,7 @@ struct AppSettings {
   bool inlineToolbarEnabled = true;
   std::vector<std::string> disabledInlineToolbarActionIDs;
   bool quickOpenPreviewEnabled = true;
-  MenuBarIconClickAction menuBarIconClickAction = MenuBarIconClickAction::showMenu;
+  MenuBarIconClickAction menuBarIconClickAction = MenuBarIconClickAction::kShowMenu;
   TemplateFormatSettings formats;
 
   // The current settings. A missing or malformed value keeps its default;

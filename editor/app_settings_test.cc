@@ -17,7 +17,7 @@ TEST(AppSettingsTest, MissingAndMalformedValuesKeepTheirDefaults) {
   EXPECT_TRUE(defaults.markdownTriggersEnabled);
   EXPECT_FALSE(defaults.fullWidthMarkdownTriggersEnabled);
   EXPECT_TRUE(defaults.slashCommandsEnabled);
-  EXPECT_EQ(defaults.menuBarIconClickAction, MenuBarIconClickAction::showMenu);
+  EXPECT_EQ(defaults.menuBarIconClickAction, MenuBarIconClickAction::kShowMenu);
   // Every default shortcut is distinct, so no key does two things.
   const std::vector<std::optional<QuickOpenKeyboardShortcut>> shortcuts = {
       defaults.commandPaletteShortcut, defaults.quickOpenShortcut, defaults.globalQuickOpenShortcut,
@@ -34,7 +34,7 @@ TEST(AppSettingsTest, MissingAndMalformedValuesKeepTheirDefaults) {
   store.setJSONValue("assistantShortcut", "Cmd+J");
   const AppSettings read = AppSettings::read(store);
   EXPECT_TRUE(read.markdownTriggersEnabled);
-  EXPECT_EQ(read.menuBarIconClickAction, MenuBarIconClickAction::showMenu);
+  EXPECT_EQ(read.menuBarIconClickAction, MenuBarIconClickAction::kShowMenu);
   EXPECT_EQ(read.quickOpenShortcut, defaults.quickOpenShortcut);
   EXPECT_EQ(read.assistantShortcut, defaults.assistantShortcut);
 }
@@ -53,9 +53,9 @@ TEST(AppSettingsTest, StoredValuesAndSwitchedOffShortcutsAreRead) {
   const AppSettings read = AppSettings::read(store);
   EXPECT_FALSE(read.slashCommandsEnabled);
   EXPECT_TRUE(read.fullWidthMarkdownTriggersEnabled);
-  EXPECT_EQ(read.menuBarIconClickAction, MenuBarIconClickAction::openAssistant);
+  EXPECT_EQ(read.menuBarIconClickAction, MenuBarIconClickAction::kOpenAssistant);
   EXPECT_EQ(read.disabledInlineToolbarActionIDs, (std::vector<std::string>{"bold", "askAI"}));
-  EXPECT_EQ(read.formats.slashCommandDateFormat, TemplateDateFormat::isoDate);
+  EXPECT_EQ(read.formats.slashCommandDateFormat, TemplateDateFormat::kIsoDate);
   ASSERT_TRUE(read.globalQuickOpenShortcut);
   EXPECT_EQ(read.globalQuickOpenShortcut->keyCode, 49);
   EXPECT_EQ(read.globalQuickOpenShortcut->modifierFlags, 0x40000u);

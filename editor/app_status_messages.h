@@ -68,24 +68,24 @@ inline constexpr std::string_view kCouldNotRestart = "Could not restart Zephyl. 
 // The success message of applying `command`.
 constexpr std::string_view appliedFormattingMessage(NotesFormatCommand command) {
   switch (command) {
-    case NotesFormatCommand::title: return "Applied title command";
-    case NotesFormatCommand::heading: return "Applied heading command";
-    case NotesFormatCommand::subheading: return "Applied subheading command";
-    case NotesFormatCommand::body: return "Applied body command";
-    case NotesFormatCommand::checklist: return "Applied checklist command";
-    case NotesFormatCommand::monostyled: return "Applied monostyled command";
-    case NotesFormatCommand::quote: return "Applied quote command";
-    case NotesFormatCommand::bulletedList: return "Applied bulleted list";
-    case NotesFormatCommand::dashedList: return "Applied dashed list";
-    case NotesFormatCommand::numberedList: return "Applied numbered list";
-    case NotesFormatCommand::strikethrough: return "Applied strikethrough";
-    case NotesFormatCommand::underline: return "Applied underline";
-    case NotesFormatCommand::highlight: return "Applied highlight";
-    case NotesFormatCommand::addLink: return "Opened link editor";
+    case NotesFormatCommand::kTitle: return "Applied title command";
+    case NotesFormatCommand::kHeading: return "Applied heading command";
+    case NotesFormatCommand::kSubheading: return "Applied subheading command";
+    case NotesFormatCommand::kBody: return "Applied body command";
+    case NotesFormatCommand::kChecklist: return "Applied checklist command";
+    case NotesFormatCommand::kMonostyled: return "Applied monostyled command";
+    case NotesFormatCommand::kQuote: return "Applied quote command";
+    case NotesFormatCommand::kBulletedList: return "Applied bulleted list";
+    case NotesFormatCommand::kDashedList: return "Applied dashed list";
+    case NotesFormatCommand::kNumberedList: return "Applied numbered list";
+    case NotesFormatCommand::kStrikethrough: return "Applied strikethrough";
+    case NotesFormatCommand::kUnderline: return "Applied underline";
+    case NotesFormatCommand::kHighlight: return "Applied highlight";
+    case NotesFormatCommand::kAddLink: return "Opened link editor";
     // Reached from the palette and the toolbar only; named in the same manner.
-    case NotesFormatCommand::bold: return "Applied bold";
-    case NotesFormatCommand::italic: return "Applied italic";
-    case NotesFormatCommand::table: return "Inserted table";
+    case NotesFormatCommand::kBold: return "Applied bold";
+    case NotesFormatCommand::kItalic: return "Applied italic";
+    case NotesFormatCommand::kTable: return "Inserted table";
   }
   return "Applied formatting";
 }

@@ -7,7 +7,7 @@
 
 namespace zephyl::editor {
 
-enum class AppAppearance { system, light, dark };
+enum class AppAppearance { kSystem, kLight, kDark };
 
 // "system", "light", "dark".
 std::optional<AppAppearance> appAppearanceFromName(std::string_view name);

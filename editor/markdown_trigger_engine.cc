@@ -33,7 +33,7 @@ std::optional<TriggerEvent> MarkdownTriggerEngine::evaluate() {
     // test cannot succeed here; note links come from the controller instead.
     // Kept as it stands so that the two paths agree on the syntax.
     for (const std::string& input : MarkdownTriggerSyntax::noteLinkInputs()) {
-      if (line.ends_with(input)) return makeEvent(TriggerKind::noteLink, input, input, 2);
+      if (line.ends_with(input)) return makeEvent(TriggerKind::kNoteLink, input, input, 2);
     }
   }
   for (const auto& entry : MarkdownTriggerSyntax::recognitionTable(fullWidthEnabled_)) {

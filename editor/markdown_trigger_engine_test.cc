@@ -39,29 +39,29 @@ struct EngineCase {
 
 TEST(MarkdownTriggerEngine, RecognisesExactLinesOnlyAfterABlank) {
   const std::vector<EngineCase> cases = {
-      {"# ", false, {{TriggerKind::title, "#", "# ", 2}}},
-      {"## ", false, {{TriggerKind::heading, "##", "## ", 3}}},
-      {"### ", false, {{TriggerKind::subheading, "###", "### ", 4}}},
-      {"[] ", false, {{TriggerKind::checklist, "[]", "[] ", 3}}},
-      {"[ ] ", false, {{TriggerKind::checklist, "[ ]", "[ ] ", 4}}},
-      {"``` ", false, {{TriggerKind::monostyled, "```", "``` ", 4}}},
-      {"> ", false, {{TriggerKind::quote, ">", "> ", 2}}},
+      {"# ", false, {{TriggerKind::kTitle, "#", "# ", 2}}},
+      {"## ", false, {{TriggerKind::kHeading, "##", "## ", 3}}},
+      {"### ", false, {{TriggerKind::kSubheading, "###", "### ", 4}}},
+      {"[] ", false, {{TriggerKind::kChecklist, "[]", "[] ", 3}}},
+      {"[ ] ", false, {{TriggerKind::kChecklist, "[ ]", "[ ] ", 4}}},
+      {"``` ", false, {{TriggerKind::kMonostyled, "```", "``` ", 4}}},
+      {"> ", false, {{TriggerKind::kQuote, ">", "> ", 2}}},
       {"#### ", false, {}},
       {"a# ", false, {}},             // not the first thing on the line
       {"#", false, {}},               // no blank yet
-      {"# # ", false, {{TriggerKind::title, "#", "# ", 2}}},  // only the first blank completes it
-      {"Plan\n## ", false, {{TriggerKind::heading, "##", "## ", 3}}},
-      {"#x\x7f ", false, {{TriggerKind::title, "#", "# ", 2}}},  // Delete takes the x back
-      {"\x7f\x7f# ", false, {{TriggerKind::title, "#", "# ", 2}}},  // Delete on an empty line
+      {"# # ", false, {{TriggerKind::kTitle, "#", "# ", 2}}},  // only the first blank completes it
+      {"Plan\n## ", false, {{TriggerKind::kHeading, "##", "## ", 3}}},
+      {"#x\x7f ", false, {{TriggerKind::kTitle, "#", "# ", 2}}},  // Delete takes the x back
+      {"\x7f\x7f# ", false, {{TriggerKind::kTitle, "#", "# ", 2}}},  // Delete on an empty line
       {"/", false, {}},
       {"/ ", false, {}},  // the slash row never fires from the engine
       {"【】 ", false, {}},
-      {"【】 ", true, {{TriggerKind::checklist, "【】", "【】 ", 3}}},
-      {"【 】 ", true, {{TriggerKind::checklist, "【 】", "【 】 ", 4}}},
-      {"··· ", true, {{TriggerKind::monostyled, "```", "··· ", 4}}},
+      {"【】 ", true, {{TriggerKind::kChecklist, "【】", "【】 ", 3}}},
+      {"【 】 ", true, {{TriggerKind::kChecklist, "【 】", "【 】 ", 4}}},
+      {"··· ", true, {{TriggerKind::kMonostyled, "```", "··· ", 4}}},
       {"》》 ", true, {}},  // the note-link ending is tested before the blank is gone
       {"》〉", true, {}},
-      {"## ", true, {{TriggerKind::heading, "##", "## ", 3}}},
+      {"## ", true, {{TriggerKind::kHeading, "##", "## ", 3}}},
   };
   for (const auto& test : cases) {
     platform::testing::FakeClock clock;

@@ -8,26 +8,26 @@ using Recognition = MarkdownTriggerSyntax::Recognition;
 
 const std::vector<Recognition>& asciiRecognitions() {
   static const std::vector<Recognition> entries = {
-      {"# ", TriggerKind::title, "#", 2},
-      {"## ", TriggerKind::heading, "##", 3},
-      {"### ", TriggerKind::subheading, "###", 4},
-      {"[] ", TriggerKind::checklist, "[]", 3},
-      {"[ ] ", TriggerKind::checklist, "[ ]", 4},
-      {"``` ", TriggerKind::monostyled, "```", 4},
-      {"> ", TriggerKind::quote, ">", 2},
+      {"# ", TriggerKind::kTitle, "#", 2},
+      {"## ", TriggerKind::kHeading, "##", 3},
+      {"### ", TriggerKind::kSubheading, "###", 4},
+      {"[] ", TriggerKind::kChecklist, "[]", 3},
+      {"[ ] ", TriggerKind::kChecklist, "[ ]", 4},
+      {"``` ", TriggerKind::kMonostyled, "```", 4},
+      {"> ", TriggerKind::kQuote, ">", 2},
       // Never equal to a buffer, which is only evaluated after a blank: the
       // controller starts slash queries itself. Kept so the table stays complete.
-      {"/", TriggerKind::slashCommand, "/", 0},
+      {"/", TriggerKind::kSlashCommand, "/", 0},
   };
   return entries;
 }
 
 const std::vector<Recognition>& fullWidthRecognitions() {
   static const std::vector<Recognition> entries = {
-      {"【】 ", TriggerKind::checklist, "【】", 3},
-      {"【 】 ", TriggerKind::checklist, "【 】", 4},
+      {"【】 ", TriggerKind::kChecklist, "【】", 3},
+      {"【 】 ", TriggerKind::kChecklist, "【 】", 4},
       // The ASCII text on purpose: Notes and the settings pane show code blocks as back-quotes.
-      {"··· ", TriggerKind::monostyled, "```", 4},
+      {"··· ", TriggerKind::kMonostyled, "```", 4},
   };
   return entries;
 }
@@ -36,44 +36,44 @@ const std::vector<Recognition>& fullWidthRecognitions() {
 
 std::string_view triggerKindIdentifier(TriggerKind kind) {
   switch (kind) {
-    case TriggerKind::slashCommand: return "slashCommand";
-    case TriggerKind::noteLink: return "noteLink";
-    case TriggerKind::title: return "title";
-    case TriggerKind::heading: return "heading";
-    case TriggerKind::subheading: return "subheading";
-    case TriggerKind::checklist: return "checklist";
-    case TriggerKind::monostyled: return "monostyled";
-    case TriggerKind::quote: return "quote";
+    case TriggerKind::kSlashCommand: return "slashCommand";
+    case TriggerKind::kNoteLink: return "noteLink";
+    case TriggerKind::kTitle: return "title";
+    case TriggerKind::kHeading: return "heading";
+    case TriggerKind::kSubheading: return "subheading";
+    case TriggerKind::kChecklist: return "checklist";
+    case TriggerKind::kMonostyled: return "monostyled";
+    case TriggerKind::kQuote: return "quote";
   }
   return "";
 }
 
 std::optional<NotesFormatCommand> formatCommandForTrigger(TriggerKind kind) {
   switch (kind) {
-    case TriggerKind::slashCommand:
-    case TriggerKind::noteLink:
+    case TriggerKind::kSlashCommand:
+    case TriggerKind::kNoteLink:
       return std::nullopt;
-    case TriggerKind::title: return NotesFormatCommand::title;
-    case TriggerKind::heading: return NotesFormatCommand::heading;
-    case TriggerKind::subheading: return NotesFormatCommand::subheading;
-    case TriggerKind::checklist: return NotesFormatCommand::checklist;
-    case TriggerKind::monostyled: return NotesFormatCommand::monostyled;
-    case TriggerKind::quote: return NotesFormatCommand::quote;
+    case TriggerKind::kTitle: return NotesFormatCommand::kTitle;
+    case TriggerKind::kHeading: return NotesFormatCommand::kHeading;
+    case TriggerKind::kSubheading: return NotesFormatCommand::kSubheading;
+    case TriggerKind::kChecklist: return NotesFormatCommand::kChecklist;
+    case TriggerKind::kMonostyled: return NotesFormatCommand::kMonostyled;
+    case TriggerKind::kQuote: return NotesFormatCommand::kQuote;
   }
   return std::nullopt;
 }
 
 const std::vector<Row>& MarkdownTriggerSyntax::rows() {
   static const std::vector<Row> table = {
-      {{"title", "Title", {"# "}}, false, NotesFormatCommand::title},
-      {{"heading", "Heading", {"## "}}, false, NotesFormatCommand::heading},
-      {{"subheading", "Subheading", {"### "}}, false, NotesFormatCommand::subheading},
-      {{"checklist", "Checklist", {"[] ", "[ ] "}}, false, NotesFormatCommand::checklist},
-      {{"monostyled", "Code Block", {"``` "}}, false, NotesFormatCommand::monostyled},
-      {{"quote", "Block Quote", {"> "}}, false, NotesFormatCommand::quote},
+      {{"title", "Title", {"# "}}, false, NotesFormatCommand::kTitle},
+      {{"heading", "Heading", {"## "}}, false, NotesFormatCommand::kHeading},
+      {{"subheading", "Subheading", {"### "}}, false, NotesFormatCommand::kSubheading},
+      {{"checklist", "Checklist", {"[] ", "[ ] "}}, false, NotesFormatCommand::kChecklist},
+      {{"monostyled", "Code Block", {"``` "}}, false, NotesFormatCommand::kMonostyled},
+      {{"quote", "Block Quote", {"> "}}, false, NotesFormatCommand::kQuote},
       {{"noteLink", "Note Link", noteLinkInputs()}, true, std::nullopt},
-      {{"cjkChecklist", "Checklist", {"【】 ", "【 】 "}}, true, NotesFormatCommand::checklist},
-      {{"cjkMonostyled", "Code Block", {"··· "}}, true, NotesFormatCommand::monostyled},
+      {{"cjkChecklist", "Checklist", {"【】 ", "【 】 "}}, true, NotesFormatCommand::kChecklist},
+      {{"cjkMonostyled", "Code Block", {"··· "}}, true, NotesFormatCommand::kMonostyled},
   };
   return table;
 }

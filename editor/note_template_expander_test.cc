@@ -12,8 +12,8 @@ const core::TimePoint kInstant = core::TimePoint{std::chrono::seconds(1767625449
 TEST(NoteTemplateExpander, ReplacesOnlyWholePlaceholderTokens) {
   const TemplateDateFormatter utc("UTC");
   TemplateFormatSettings formats;
-  formats.templateDateFormat = TemplateDateFormat::isoDate;
-  formats.templateTimeFormat = TemplateTimeFormat::twentyFourHour;
+  formats.templateDateFormat = TemplateDateFormat::kIsoDate;
+  formats.templateTimeFormat = TemplateTimeFormat::kTwentyFourHour;
   const NoteTemplateExpander expander(formats, utc);
   struct Case {
     std::string html;
@@ -41,9 +41,9 @@ TEST(NoteTemplateExpander, ReplacesOnlyWholePlaceholderTokens) {
 TEST(NoteTemplateExpander, CustomDatePatternWinsAndIsEscaped) {
   const TemplateDateFormatter utc("UTC");
   TemplateFormatSettings formats;
-  formats.templateDateFormat = TemplateDateFormat::isoDate;
+  formats.templateDateFormat = TemplateDateFormat::kIsoDate;
   formats.templateCustomDateFormat = "'<'d/M'>'";
-  formats.templateTimeFormat = TemplateTimeFormat::twelveHour;
+  formats.templateTimeFormat = TemplateTimeFormat::kTwelveHour;
   const NoteTemplateExpander expander(formats, utc);
   EXPECT_EQ(expander.expand("{{date}} {{time}}", kInstant), "&lt;5/1&gt; 3:04 PM");
 }

@@ -22,7 +22,7 @@ TEST(NoteTemplatePaster, PastesHtmlWithCommandVAndRestoresThePreviousContents) {
   const std::vector<Case> cases = {
       {"success", false, std::nullopt, true, 1},
       {"shortcut refused", true, std::nullopt, false, 0},
-      {"pasteboard refuses writes", false, PasteboardError::Code::writeFailed, false, 0},
+      {"pasteboard refuses writes", false, PasteboardError::Code::kWriteFailed, false, 0},
   };
   const std::vector<PasteboardItem> previous = {{"public.utf8-plain-text", "copied earlier"}};
   for (const auto& c : cases) {
@@ -51,7 +51,7 @@ TEST(NoteTemplatePaster, PastesHtmlWithCommandVAndRestoresThePreviousContents) {
 TEST(NoteTemplatePaster, UnreadablePasteboardPastesNothing) {
   FakePasteboard pasteboard;
   FakeShortcutPoster poster;
-  pasteboard.setReadFailure(PasteboardError::Code::unavailable);
+  pasteboard.setReadFailure(PasteboardError::Code::kUnavailable);
   NoteTemplatePaster paster(pasteboard, poster);
   EXPECT_FALSE(paster.paste("<div>x</div>"));
   EXPECT_TRUE(poster.posted().empty());

@@ -177,8 +177,8 @@ std::optional<NoteTemplateScripts::InstallResult> NoteTemplateScripts::parseInst
   const size_t first = output.find_first_not_of(kBlank);
   if (first == std::string_view::npos) return std::nullopt;
   output = output.substr(first, output.find_last_not_of(kBlank) - first + 1);
-  if (output == "existing") return InstallResult::existing;
-  if (output == "created") return InstallResult::created;
+  if (output == "existing") return InstallResult::kExisting;
+  if (output == "created") return InstallResult::kCreated;
   return std::nullopt;
 }
 

@@ -21,7 +21,7 @@ inline constexpr std::string_view kNoAccountMessage = "No Apple Notes account is
 
 class NoteTemplateScripts {
  public:
-  enum class InstallResult { existing, created };
+  enum class InstallResult { kExisting, kCreated };
 
   // The script whose result lists the root templates folders ("folder" rows:
   // folder id, name, account) and their notes ("template" rows: folder id, name,

@@ -73,8 +73,8 @@ TEST(NoteTemplateScripts, InstallScriptChecksKnownTitlesBeforeMakingANote) {
   EXPECT_LT(script.find("templateFolderNames contains"), script.find("make new folder"));
 
   using Result = NoteTemplateScripts::InstallResult;
-  EXPECT_EQ(NoteTemplateScripts::parseInstallOutput("existing\n"), Result::existing);
-  EXPECT_EQ(NoteTemplateScripts::parseInstallOutput(" created"), Result::created);
+  EXPECT_EQ(NoteTemplateScripts::parseInstallOutput("existing\n"), Result::kExisting);
+  EXPECT_EQ(NoteTemplateScripts::parseInstallOutput(" created"), Result::kCreated);
   EXPECT_EQ(NoteTemplateScripts::parseInstallOutput("Created"), std::nullopt);
   EXPECT_EQ(NoteTemplateScripts::parseInstallOutput(""), std::nullopt);
 }

@@ -113,12 +113,12 @@ const std::vector<NoteTemplate>& NoteTemplateService::synchronize() {
       return templates_;
     }
   }
-  if (scripts_ == nullptr) throw NoteTemplateServiceError(Code::databaseUnavailable);
+  if (scripts_ == nullptr) throw NoteTemplateServiceError(Code::kDatabaseUnavailable);
   try {
     templates_ = fetchViaScript();
   } catch (const NoteTemplateServiceError& error) {
-    if (error.code() == Code::appleScriptUnavailable)
-      throw NoteTemplateServiceError(Code::databaseUnavailable);
+    if (error.code() == Code::kAppleScriptUnavailable)
+      throw NoteTemplateServiceError(Code::kDatabaseUnavailable);
     throw;
   }
   revision_.reset();
@@ -128,15 +128,15 @@ const std::vector<NoteTemplate>& NoteTemplateService::synchronize() {
 std::string NoteTemplateService::evaluate(const std::string& source, const std::string& taskLabel) {
   if (scripts_ == nullptr) {
     log_.error() << "Could not read templates via AppleScript: AppleScript unavailable";
-    throw NoteTemplateServiceError(Code::appleScriptUnavailable);
+    throw NoteTemplateServiceError(Code::kAppleScriptUnavailable);
   }
   try {
     return scripts_->evaluate(source, taskLabel);
   } catch (const ScriptError& error) {
     log_.error() << "Could not read templates via AppleScript: " << scriptMessageOf(error);
-    if (error.code() == ScriptError::Code::unavailable)
-      throw NoteTemplateServiceError(Code::appleScriptUnavailable);
-    throw NoteTemplateServiceError(Code::appleScriptError, scriptMessageOf(error));
+    if (error.code() == ScriptError::Code::kUnavailable)
+      throw NoteTemplateServiceError(Code::kAppleScriptUnavailable);
+    throw NoteTemplateServiceError(Code::kAppleScriptError, scriptMessageOf(error));
   }
 }
 
@@ -149,7 +149,7 @@ NoteTemplateScripts::InstallResult NoteTemplateService::install(const BuiltInNot
   const std::string output =
       evaluate(NoteTemplateScripts::installScript(builtIn, scriptTimeoutSeconds_), kInstallTaskLabel);
   const auto result = NoteTemplateScripts::parseInstallOutput(output);
-  if (!result) throw NoteTemplateServiceError(Code::appleScriptError, "Unexpected result: " + output);
+  if (!result) throw NoteTemplateServiceError(Code::kAppleScriptError, "Unexpected result: " + output);
   return *result;
 }
 

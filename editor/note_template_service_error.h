@@ -11,10 +11,10 @@ namespace zephyl::editor {
 
 class NoteTemplateServiceError : public core::Error {
  public:
-  enum class Code { appleScriptError, databaseUnavailable, appleScriptUnavailable };
+  enum class Code { kAppleScriptError, kDatabaseUnavailable, kAppleScriptUnavailable };
 
   explicit NoteTemplateServiceError(Code code, std::string scriptMessage = {})
-      : core::Error(code == Code::appleScriptError ? std::string(text(code)) + scriptMessage
+      : core::Error(code == Code::kAppleScriptError ? std::string(text(code)) + scriptMessage
                                                    : std::string(text(code))),
         code_(code),
         scriptMessage_(std::move(scriptMessage)) {}
@@ -24,11 +24,11 @@ class NoteTemplateServiceError : public core::Error {
 
   static std::string_view text(Code code) {
     switch (code) {
-      case Code::appleScriptError:
+      case Code::kAppleScriptError:
         return "Apple Notes returned an error: ";
-      case Code::databaseUnavailable:
+      case Code::kDatabaseUnavailable:
         return "Grant Apple Notes database access in Settings to use templates.";
-      case Code::appleScriptUnavailable:
+      case Code::kAppleScriptUnavailable:
         return "AppleScript unavailable";
     }
     return "";

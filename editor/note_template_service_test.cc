@@ -126,24 +126,24 @@ TEST_F(NoteTemplateServiceTest, FailedReadsKeepTheCachedListAndSayWhy) {
   // A file that is no database: the script fallback fails too, the database error is reported.
   fs::remove(path_);
   std::ofstream(path_) << "not a database at all, just text that SQLite will refuse to read";
-  scripts.setFailure(ScriptError(ScriptError::Code::unavailable));
+  scripts.setFailure(ScriptError(ScriptError::Code::kUnavailable));
   EXPECT_THROW(service.synchronize(), notes_store::NotesDatabaseError);
   EXPECT_EQ(service.templates().size(), 2u);
 
   // No database: the script fallback's own error is reported.
   fs::remove(path_);
-  scripts.setFailure(ScriptError(ScriptError::Code::executionFailed, "Notes got an error: timed out"));
+  scripts.setFailure(ScriptError(ScriptError::Code::kExecutionFailed, "Notes got an error: timed out"));
   try {
     service.synchronize();
     FAIL() << "no error";
   } catch (const NoteTemplateServiceError& error) {
-    EXPECT_EQ(error.code(), NoteTemplateServiceError::Code::appleScriptError);
+    EXPECT_EQ(error.code(), NoteTemplateServiceError::Code::kAppleScriptError);
     EXPECT_EQ(error.description(), "Apple Notes returned an error: Notes got an error: timed out");
   }
   EXPECT_EQ(service.templates().size(), 2u);
 
   // No database and no scripting on this system: ask for database access.
-  scripts.setFailure(ScriptError(ScriptError::Code::unavailable));
+  scripts.setFailure(ScriptError(ScriptError::Code::kUnavailable));
   try {
     service.synchronize();
     FAIL() << "no error";
@@ -178,12 +178,12 @@ TEST_F(NoteTemplateServiceTest, InstallReportsExistingOrCreatedAndScriptErrors) 
   scripts.queueResult("created\n");
   scripts.queueResult("existing\n");
   scripts.queueResult("maybe");
-  EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::created);
-  EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::existing);
+  EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::kCreated);
+  EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::kExisting);
   EXPECT_THROW(service.install(meeting), NoteTemplateServiceError);
   EXPECT_EQ(scripts.runs()[0].source, NoteTemplateScripts::installScript(meeting));
 
-  scripts.setFailure(ScriptError(ScriptError::Code::executionFailed, std::string(kNoAccountMessage)));
+  scripts.setFailure(ScriptError(ScriptError::Code::kExecutionFailed, std::string(kNoAccountMessage)));
   try {
     service.install(meeting);
     FAIL() << "no error";
@@ -214,8 +214,8 @@ TEST_F(NoteTemplateServiceTest, SlashSessionSynchronisesOncePerSessionAndRunsCom
   ASSERT_EQ(rows.size(), 1u);
 
   TemplateFormatSettings formats;
-  formats.slashCommandDateFormat = TemplateDateFormat::isoDate;
-  formats.templateDateFormat = TemplateDateFormat::germanDayMonthYear;
+  formats.slashCommandDateFormat = TemplateDateFormat::kIsoDate;
+  formats.templateDateFormat = TemplateDateFormat::kGermanDayMonthYear;
   const core::TimePoint now{std::chrono::seconds(1767625449)};  // 2026-01-05 15:04:09Z
   const auto paste = std::get<SlashCommandAction::PasteTemplate>(session.action(rows[0], now, formats).step);
   EXPECT_NE(paste.html.find("<b>05.01.2026</b>"), std::string::npos) << paste.html;
@@ -224,7 +224,7 @@ TEST_F(NoteTemplateServiceTest, SlashSessionSynchronisesOncePerSessionAndRunsCom
             "2026-01-05 15:04");
   EXPECT_EQ(
       std::get<SlashCommandAction::ApplyFormat>(session.action(commands[10], now, formats).step).command,
-      NotesFormatCommand::table);
+      NotesFormatCommand::kTable);
   EXPECT_TRUE(std::holds_alternative<SlashCommandAction::OpenAssistant>(
       session.action(commands[0], now, formats).step));
 

@@ -4,23 +4,23 @@ namespace zephyl::editor {
 
 std::string_view notesFormatCommandIdentifier(NotesFormatCommand command) {
   switch (command) {
-    case NotesFormatCommand::title: return "title";
-    case NotesFormatCommand::heading: return "heading";
-    case NotesFormatCommand::subheading: return "subheading";
-    case NotesFormatCommand::body: return "body";
-    case NotesFormatCommand::checklist: return "checklist";
-    case NotesFormatCommand::monostyled: return "monostyled";
-    case NotesFormatCommand::quote: return "quote";
-    case NotesFormatCommand::table: return "table";
-    case NotesFormatCommand::bold: return "bold";
-    case NotesFormatCommand::italic: return "italic";
-    case NotesFormatCommand::underline: return "underline";
-    case NotesFormatCommand::strikethrough: return "strikethrough";
-    case NotesFormatCommand::addLink: return "addLink";
-    case NotesFormatCommand::bulletedList: return "bulletedList";
-    case NotesFormatCommand::dashedList: return "dashedList";
-    case NotesFormatCommand::numberedList: return "numberedList";
-    case NotesFormatCommand::highlight: return "highlight";
+    case NotesFormatCommand::kTitle: return "title";
+    case NotesFormatCommand::kHeading: return "heading";
+    case NotesFormatCommand::kSubheading: return "subheading";
+    case NotesFormatCommand::kBody: return "body";
+    case NotesFormatCommand::kChecklist: return "checklist";
+    case NotesFormatCommand::kMonostyled: return "monostyled";
+    case NotesFormatCommand::kQuote: return "quote";
+    case NotesFormatCommand::kTable: return "table";
+    case NotesFormatCommand::kBold: return "bold";
+    case NotesFormatCommand::kItalic: return "italic";
+    case NotesFormatCommand::kUnderline: return "underline";
+    case NotesFormatCommand::kStrikethrough: return "strikethrough";
+    case NotesFormatCommand::kAddLink: return "addLink";
+    case NotesFormatCommand::kBulletedList: return "bulletedList";
+    case NotesFormatCommand::kDashedList: return "dashedList";
+    case NotesFormatCommand::kNumberedList: return "numberedList";
+    case NotesFormatCommand::kHighlight: return "highlight";
   }
   return "";
 }
@@ -36,12 +36,12 @@ std::optional<PostedShortcut> notesShortcutForCommand(NotesFormatCommand command
   constexpr uint64_t kShiftCommand = 0x120000;
   constexpr uint64_t kCommand = 0x100000;
   switch (command) {
-    case NotesFormatCommand::title: return PostedShortcut{17, kShiftCommand};
-    case NotesFormatCommand::heading: return PostedShortcut{4, kShiftCommand};
-    case NotesFormatCommand::subheading: return PostedShortcut{38, kShiftCommand};
-    case NotesFormatCommand::checklist: return PostedShortcut{37, kShiftCommand};
-    case NotesFormatCommand::monostyled: return PostedShortcut{46, kShiftCommand};
-    case NotesFormatCommand::quote: return PostedShortcut{39, kCommand};
+    case NotesFormatCommand::kTitle: return PostedShortcut{17, kShiftCommand};
+    case NotesFormatCommand::kHeading: return PostedShortcut{4, kShiftCommand};
+    case NotesFormatCommand::kSubheading: return PostedShortcut{38, kShiftCommand};
+    case NotesFormatCommand::kChecklist: return PostedShortcut{37, kShiftCommand};
+    case NotesFormatCommand::kMonostyled: return PostedShortcut{46, kShiftCommand};
+    case NotesFormatCommand::kQuote: return PostedShortcut{39, kCommand};
     default: return std::nullopt;
   }
 }

@@ -25,8 +25,8 @@ TEST(NotesFormatCommand, SeventeenCommandsInOrderWithRoundTrippingIdentifiers) {
 
 TEST(NotesFormatCommand, OnlyTheSixTriggerCommandsHaveNotesShortcuts) {
   const std::vector<std::pair<C, PostedShortcut>> expected = {
-      {C::title, {17, 0x120000}},      {C::heading, {4, 0x120000}},     {C::subheading, {38, 0x120000}},
-      {C::checklist, {37, 0x120000}},  {C::monostyled, {46, 0x120000}}, {C::quote, {39, 0x100000}},
+      {C::kTitle, {17, 0x120000}},      {C::kHeading, {4, 0x120000}},     {C::kSubheading, {38, 0x120000}},
+      {C::kChecklist, {37, 0x120000}},  {C::kMonostyled, {46, 0x120000}}, {C::kQuote, {39, 0x100000}},
   };
   size_t withShortcut = 0;
   for (C command : kAllNotesFormatCommands) {
@@ -47,23 +47,23 @@ TEST(NotesFormatCommand, OnlyTheSixTriggerCommandsHaveNotesShortcuts) {
 }
 
 TEST(NotesFormatMenuTable, RowsInListingOrderAndTheDerivedCheckMarkLists) {
-  const std::vector<C> order = {C::title,         C::heading,      C::subheading, C::body,     C::monostyled,
-                                C::bulletedList,  C::dashedList,   C::numberedList, C::checklist, C::quote,
-                                C::table,         C::bold,         C::italic,     C::underline, C::strikethrough,
-                                C::highlight,     C::addLink};
+  const std::vector<C> order = {C::kTitle,         C::kHeading,      C::kSubheading, C::kBody,     C::kMonostyled,
+                                C::kBulletedList,  C::kDashedList,   C::kNumberedList, C::kChecklist, C::kQuote,
+                                C::kTable,         C::kBold,         C::kItalic,     C::kUnderline, C::kStrikethrough,
+                                C::kHighlight,     C::kAddLink};
   const auto& rows = NotesFormatMenuTable::entries();
   ASSERT_EQ(rows.size(), order.size());
   for (size_t i = 0; i < order.size(); ++i) {
     EXPECT_EQ(rows[i].command, order[i]) << i;
     EXPECT_EQ(NotesFormatMenuTable::entry(order[i]).command, order[i]);
   }
-  EXPECT_EQ(NotesFormatMenuTable::entry(C::addLink).menu, NotesFormatMenu::edit);
-  EXPECT_FALSE(NotesFormatMenuTable::entry(C::table).readsCheckMark);
+  EXPECT_EQ(NotesFormatMenuTable::entry(C::kAddLink).menu, NotesFormatMenu::kEdit);
+  EXPECT_FALSE(NotesFormatMenuTable::entry(C::kTable).readsCheckMark);
   EXPECT_EQ(NotesFormatMenuTable::formatMenuCheckMarkCommands(),
-            (std::vector<C>{C::title, C::heading, C::subheading, C::body, C::monostyled, C::bulletedList,
-                            C::dashedList, C::numberedList, C::checklist, C::quote}));
+            (std::vector<C>{C::kTitle, C::kHeading, C::kSubheading, C::kBody, C::kMonostyled, C::kBulletedList,
+                            C::kDashedList, C::kNumberedList, C::kChecklist, C::kQuote}));
   EXPECT_EQ(NotesFormatMenuTable::fontMenuCheckMarkCommands(),
-            (std::vector<C>{C::bold, C::italic, C::underline, C::strikethrough, C::highlight}));
+            (std::vector<C>{C::kBold, C::kItalic, C::kUnderline, C::kStrikethrough, C::kHighlight}));
 }
 
 TEST(MarkdownTriggerSyntax, SettingsRowsAndRecognitionTable) {
@@ -81,14 +81,14 @@ TEST(MarkdownTriggerSyntax, SettingsRowsAndRecognitionTable) {
   EXPECT_EQ(MarkdownTriggerSyntax::recognitionTable(false).size(), 8u);
   const auto table = MarkdownTriggerSyntax::recognitionTable(true);
   ASSERT_EQ(table.size(), 11u);
-  EXPECT_EQ(table[7].kind, TriggerKind::slashCommand);
+  EXPECT_EQ(table[7].kind, TriggerKind::kSlashCommand);
   EXPECT_EQ(table[7].charactersToRemove, 0);
   EXPECT_EQ(table[10].input, "··· ");
   EXPECT_EQ(table[10].text, "```");
 
-  EXPECT_EQ(formatCommandForTrigger(TriggerKind::quote), C::quote);
-  EXPECT_EQ(formatCommandForTrigger(TriggerKind::noteLink), std::nullopt);
-  EXPECT_EQ(triggerKindIdentifier(TriggerKind::slashCommand), "slashCommand");
+  EXPECT_EQ(formatCommandForTrigger(TriggerKind::kQuote), C::kQuote);
+  EXPECT_EQ(formatCommandForTrigger(TriggerKind::kNoteLink), std::nullopt);
+  EXPECT_EQ(triggerKindIdentifier(TriggerKind::kSlashCommand), "slashCommand");
 }
 
 }  // namespace

@@ -18,23 +18,23 @@ std::vector<NotesFormatCommand> checkMarkCommandsOf(NotesFormatMenu menu) {
 
 const std::array<NotesFormatMenuEntry, 17>& NotesFormatMenuTable::entries() {
   static constexpr std::array<NotesFormatMenuEntry, 17> kRows = {{
-      {C::title, M::format, true},
-      {C::heading, M::format, true},
-      {C::subheading, M::format, true},
-      {C::body, M::format, true},
-      {C::monostyled, M::format, true},
-      {C::bulletedList, M::format, true},
-      {C::dashedList, M::format, true},
-      {C::numberedList, M::format, true},
-      {C::checklist, M::format, true},
-      {C::quote, M::format, true},
-      {C::table, M::format, false},
-      {C::bold, M::fontSubmenu, true},
-      {C::italic, M::fontSubmenu, true},
-      {C::underline, M::fontSubmenu, true},
-      {C::strikethrough, M::fontSubmenu, true},
-      {C::highlight, M::fontSubmenu, true},
-      {C::addLink, M::edit, false},
+      {C::kTitle, M::kFormat, true},
+      {C::kHeading, M::kFormat, true},
+      {C::kSubheading, M::kFormat, true},
+      {C::kBody, M::kFormat, true},
+      {C::kMonostyled, M::kFormat, true},
+      {C::kBulletedList, M::kFormat, true},
+      {C::kDashedList, M::kFormat, true},
+      {C::kNumberedList, M::kFormat, true},
+      {C::kChecklist, M::kFormat, true},
+      {C::kQuote, M::kFormat, true},
+      {C::kTable, M::kFormat, false},
+      {C::kBold, M::kFontSubmenu, true},
+      {C::kItalic, M::kFontSubmenu, true},
+      {C::kUnderline, M::kFontSubmenu, true},
+      {C::kStrikethrough, M::kFontSubmenu, true},
+      {C::kHighlight, M::kFontSubmenu, true},
+      {C::kAddLink, M::kEdit, false},
   }};
   return kRows;
 }
@@ -48,12 +48,12 @@ const NotesFormatMenuEntry& NotesFormatMenuTable::entry(NotesFormatCommand comma
 }
 
 const std::vector<NotesFormatCommand>& NotesFormatMenuTable::formatMenuCheckMarkCommands() {
-  static const std::vector<NotesFormatCommand> commands = checkMarkCommandsOf(NotesFormatMenu::format);
+  static const std::vector<NotesFormatCommand> commands = checkMarkCommandsOf(NotesFormatMenu::kFormat);
   return commands;
 }
 
 const std::vector<NotesFormatCommand>& NotesFormatMenuTable::fontMenuCheckMarkCommands() {
-  static const std::vector<NotesFormatCommand> commands = checkMarkCommandsOf(NotesFormatMenu::fontSubmenu);
+  static const std::vector<NotesFormatCommand> commands = checkMarkCommandsOf(NotesFormatMenu::kFontSubmenu);
   return commands;
 }
 

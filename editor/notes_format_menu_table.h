@@ -9,7 +9,7 @@
 
 namespace zephyl::editor {
 
-enum class NotesFormatMenu { format, fontSubmenu, edit };
+enum class NotesFormatMenu { kFormat, kFontSubmenu, kEdit };
 
 struct NotesFormatMenuEntry {
   NotesFormatCommand command;

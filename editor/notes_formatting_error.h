@@ -12,13 +12,13 @@ namespace zephyl::editor {
 class NotesFormattingError : public core::Error {
  public:
   enum class Code {
-    formatMenuUnavailable,
-    formatMenuItemUnavailable,
-    fontMenuUnavailable,
-    fontMenuItemUnavailable,
-    editMenuUnavailable,
-    linkMenuItemUnavailable,
-    shortcutPostFailed,
+    kFormatMenuUnavailable,
+    kFormatMenuItemUnavailable,
+    kFontMenuUnavailable,
+    kFontMenuItemUnavailable,
+    kEditMenuUnavailable,
+    kLinkMenuItemUnavailable,
+    kShortcutPostFailed,
   };
 
   explicit NotesFormattingError(Code code) : core::Error(std::string(text(code))), code_(code) {}
@@ -27,22 +27,22 @@ class NotesFormattingError : public core::Error {
 
   static std::string_view text(Code code) {
     switch (code) {
-      case Code::formatMenuUnavailable: return "Notes format menu is unavailable";
-      case Code::formatMenuItemUnavailable: return "Notes format menu item is unavailable";
-      case Code::fontMenuUnavailable: return "Notes font menu is unavailable";
-      case Code::fontMenuItemUnavailable: return "Notes font menu item is unavailable";
-      case Code::editMenuUnavailable: return "Notes edit menu is unavailable";
-      case Code::linkMenuItemUnavailable: return "Notes link menu item is unavailable";
-      case Code::shortcutPostFailed: return "Could not post Notes formatting keyboard shortcut";
+      case Code::kFormatMenuUnavailable: return "Notes format menu is unavailable";
+      case Code::kFormatMenuItemUnavailable: return "Notes format menu item is unavailable";
+      case Code::kFontMenuUnavailable: return "Notes font menu is unavailable";
+      case Code::kFontMenuItemUnavailable: return "Notes font menu item is unavailable";
+      case Code::kEditMenuUnavailable: return "Notes edit menu is unavailable";
+      case Code::kLinkMenuItemUnavailable: return "Notes link menu item is unavailable";
+      case Code::kShortcutPostFailed: return "Could not post Notes formatting keyboard shortcut";
     }
     return "";
   }
 
   // The case whose text is exactly `message`, as a script reports its own error.
   static std::optional<Code> codeForText(std::string_view message) {
-    for (Code code : {Code::formatMenuUnavailable, Code::formatMenuItemUnavailable, Code::fontMenuUnavailable,
-                      Code::fontMenuItemUnavailable, Code::editMenuUnavailable, Code::linkMenuItemUnavailable,
-                      Code::shortcutPostFailed}) {
+    for (Code code : {Code::kFormatMenuUnavailable, Code::kFormatMenuItemUnavailable, Code::kFontMenuUnavailable,
+                      Code::kFontMenuItemUnavailable, Code::kEditMenuUnavailable, Code::kLinkMenuItemUnavailable,
+                      Code::kShortcutPostFailed}) {
       if (text(code) == message) return code;
     }
     return std::nullopt;

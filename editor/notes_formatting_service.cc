@@ -27,12 +27,12 @@ struct MenuShortcut {
   NotesFormatCommand command;
 };
 constexpr MenuShortcut kMenuShortcuts[] = {
-    {'t', kMenuModifierShift, NotesFormatCommand::title},
-    {'h', kMenuModifierShift, NotesFormatCommand::heading},
-    {'j', kMenuModifierShift, NotesFormatCommand::subheading},
-    {'l', kMenuModifierShift, NotesFormatCommand::checklist},
-    {'m', kMenuModifierShift, NotesFormatCommand::monostyled},
-    {'\'', 0, NotesFormatCommand::quote},
+    {'t', kMenuModifierShift, NotesFormatCommand::kTitle},
+    {'h', kMenuModifierShift, NotesFormatCommand::kHeading},
+    {'j', kMenuModifierShift, NotesFormatCommand::kSubheading},
+    {'l', kMenuModifierShift, NotesFormatCommand::kChecklist},
+    {'m', kMenuModifierShift, NotesFormatCommand::kMonostyled},
+    {'\'', 0, NotesFormatCommand::kQuote},
 };
 
 std::optional<NotesFormatCommand> commandOfItem(const AccessibilityMenuItem& item,
@@ -72,7 +72,7 @@ void NotesFormattingService::postShortcut(NotesFormatCommand command) {
   const auto shortcut = notesShortcutForCommand(command);
   if (!shortcut || !poster_.post(*shortcut)) {
     log_.error() << "Could not post the shortcut of " << notesFormatCommandIdentifier(command);
-    throw NotesFormattingError(Code::shortcutPostFailed);
+    throw NotesFormattingError(Code::kShortcutPostFailed);
   }
   log_.debug() << "Posted the shortcut of " << notesFormatCommandIdentifier(command);
 }
@@ -82,7 +82,7 @@ void NotesFormattingService::clickMenuItem(NotesFormatCommand command) {
   try {
     scripts_.run(script, std::string(kMenuClickTaskLabel));
   } catch (const ScriptError& error) {
-    if (error.code() == ScriptError::Code::couldNotCreate) {
+    if (error.code() == ScriptError::Code::kCouldNotCreate) {
       log_.error() << "Could not create Notes formatting menu click script";
     } else {
       log_.error() << "Notes formatting menu click failed: "
@@ -127,12 +127,12 @@ std::set<NotesFormatCommand> NotesFormattingService::readActiveCommands() {
   if (auto* error = std::get_if<NotesFormattingError>(&outcome.value)) throw *error;
   if (auto* error = std::get_if<AccessibilityError>(&outcome.value)) throw *error;
   log_.error() << "Reading the active formatting commands failed: " << std::get<std::string>(outcome.value);
-  throw AccessibilityError(AccessibilityError::Code::readFailed);
+  throw AccessibilityError(AccessibilityError::Code::kReadFailed);
 }
 
 std::set<NotesFormatCommand> NotesFormattingService::readActiveCommandsOnExecutor() {
   const auto items = reader_.readMenu(NotesMenuTitles::formatMenu());
-  if (!items) throw NotesFormattingError(Code::formatMenuUnavailable);
+  if (!items) throw NotesFormattingError(Code::kFormatMenuUnavailable);
   std::set<NotesFormatCommand> active;
   for (const auto& item : *items) {
     if (isFontEntry(item)) {

@@ -37,52 +37,52 @@ std::optional<NotesFormattingError::Code> formattingErrorOf(Body body) {
 }
 
 TEST_F(NotesFormattingServiceTest, TriggerCommandsPostTheirShortcutAndOthersClickTheirMenuItem) {
-  service_.apply(C::heading);
-  service_.apply(C::quote);
+  service_.apply(C::kHeading);
+  service_.apply(C::kQuote);
   EXPECT_EQ(poster_.posted(), (std::vector<PostedShortcut>{{4, 0x120000}, {39, 0x100000}}));
   EXPECT_TRUE(scripts_.runs().empty());
 
-  service_.apply(C::bold);
-  service_.apply(C::addLink);
+  service_.apply(C::kBold);
+  service_.apply(C::kAddLink);
   const auto runs = scripts_.runs();
   ASSERT_EQ(runs.size(), 2u);
-  EXPECT_EQ(runs[0].source, NotesMenuClickScript::forCommand(C::bold));
+  EXPECT_EQ(runs[0].source, NotesMenuClickScript::forCommand(C::kBold));
   EXPECT_EQ(runs[0].taskLabel, "click Notes formatting menu");
-  EXPECT_EQ(runs[1].source, NotesMenuClickScript::forCommand(C::addLink));
+  EXPECT_EQ(runs[1].source, NotesMenuClickScript::forCommand(C::kAddLink));
   EXPECT_EQ(poster_.posted().size(), 2u);
 
   // A trigger command can be clicked too (from the palette, say).
-  service_.clickMenuItem(C::heading);
-  EXPECT_EQ(scripts_.runs().back().source, NotesMenuClickScript::forCommand(C::heading));
+  service_.clickMenuItem(C::kHeading);
+  EXPECT_EQ(scripts_.runs().back().source, NotesMenuClickScript::forCommand(C::kHeading));
 }
 
 TEST_F(NotesFormattingServiceTest, FailuresBecomeTheirErrorsAndAreNotRetried) {
   poster_.setFailing(true);
-  EXPECT_EQ(formattingErrorOf([&] { service_.apply(C::title); }), NotesFormattingError::Code::shortcutPostFailed);
-  EXPECT_EQ(formattingErrorOf([&] { service_.postShortcut(C::bold); }),
-            NotesFormattingError::Code::shortcutPostFailed);
-  EXPECT_EQ(NotesFormattingError(NotesFormattingError::Code::shortcutPostFailed).description(),
+  EXPECT_EQ(formattingErrorOf([&] { service_.apply(C::kTitle); }), NotesFormattingError::Code::kShortcutPostFailed);
+  EXPECT_EQ(formattingErrorOf([&] { service_.postShortcut(C::kBold); }),
+            NotesFormattingError::Code::kShortcutPostFailed);
+  EXPECT_EQ(NotesFormattingError(NotesFormattingError::Code::kShortcutPostFailed).description(),
             "Could not post Notes formatting keyboard shortcut");
 
   // A script's own error message names the level that was missing.
   const std::vector<std::pair<std::string, NotesFormattingError::Code>> raised = {
-      {"Notes format menu is unavailable", NotesFormattingError::Code::formatMenuUnavailable},
-      {"Notes format menu item is unavailable", NotesFormattingError::Code::formatMenuItemUnavailable},
-      {"Notes font menu is unavailable", NotesFormattingError::Code::fontMenuUnavailable},
-      {"Notes font menu item is unavailable", NotesFormattingError::Code::fontMenuItemUnavailable},
-      {"Notes edit menu is unavailable", NotesFormattingError::Code::editMenuUnavailable},
-      {"Notes link menu item is unavailable", NotesFormattingError::Code::linkMenuItemUnavailable},
+      {"Notes format menu is unavailable", NotesFormattingError::Code::kFormatMenuUnavailable},
+      {"Notes format menu item is unavailable", NotesFormattingError::Code::kFormatMenuItemUnavailable},
+      {"Notes font menu is unavailable", NotesFormattingError::Code::kFontMenuUnavailable},
+      {"Notes font menu item is unavailable", NotesFormattingError::Code::kFontMenuItemUnavailable},
+      {"Notes edit menu is unavailable", NotesFormattingError::Code::kEditMenuUnavailable},
+      {"Notes link menu item is unavailable", NotesFormattingError::Code::kLinkMenuItemUnavailable},
   };
   for (const auto& [message, code] : raised) {
-    scripts_.setFailure(ScriptError(ScriptError::Code::executionFailed, message));
-    EXPECT_EQ(formattingErrorOf([&] { service_.apply(C::italic); }), code) << message;
+    scripts_.setFailure(ScriptError(ScriptError::Code::kExecutionFailed, message));
+    EXPECT_EQ(formattingErrorOf([&] { service_.apply(C::kItalic); }), code) << message;
     EXPECT_EQ(NotesFormattingError::text(code), message);
   }
   const size_t runsBefore = scripts_.runs().size();
 
   // Anything else is the runner's own failure, passed on as it is.
-  scripts_.setFailure(ScriptError(ScriptError::Code::unavailable));
-  EXPECT_THROW(service_.apply(C::table), ScriptError);
+  scripts_.setFailure(ScriptError(ScriptError::Code::kUnavailable));
+  EXPECT_THROW(service_.apply(C::kTable), ScriptError);
   EXPECT_EQ(scripts_.runs().size(), runsBefore + 1);
 }
 
@@ -100,14 +100,14 @@ TEST_F(NotesFormattingServiceTest, ActiveCommandsComeFromCheckMarksOfTheFormatMe
         // A title the table does not know is recognised by Notes' shortcut.
         item("見出し未知", true, "J", kMenuModifierShift), item("Checklist", false, "L", kMenuModifierShift)}},
   });
-  EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::heading, C::subheading, C::bold, C::highlight}));
+  EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::kHeading, C::kSubheading, C::kBold, C::kHighlight}));
 
   accessibility_.setMenuBar({{"フォーマット", {item("Body", true)}}});
-  EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::body}));
+  EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::kBody}));
 
   accessibility_.setMenuBar({{"Window", {item("Body", true)}}});
   EXPECT_EQ(formattingErrorOf([&] { service_.readActiveCommands(); }),
-            NotesFormattingError::Code::formatMenuUnavailable);
+            NotesFormattingError::Code::kFormatMenuUnavailable);
 }
 
 TEST_F(NotesFormattingServiceTest, ReadsRunOneAtATimeOnTheServiceExecutor) {
@@ -122,7 +122,7 @@ TEST_F(NotesFormattingServiceTest, ReadsRunOneAtATimeOnTheServiceExecutor) {
   std::vector<std::thread::id> callerIds;
   for (int i = 0; i < 4; ++i) {
     callers.emplace_back([&] {
-      for (int k = 0; k < 10; ++k) EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::body}));
+      for (int k = 0; k < 10; ++k) EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::kBody}));
     });
   }
   for (auto& caller : callers) {

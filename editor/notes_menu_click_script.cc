@@ -36,7 +36,7 @@ class ScriptBody {
     line(4, "exit repeat");
     line(2, "end if");
     line(0, "end repeat");
-    line(0, "if fontMenu is missing value then error " + errorText(Code::fontMenuUnavailable));
+    line(0, "if fontMenu is missing value then error " + errorText(Code::kFontMenuUnavailable));
   }
 
   // Clicks the first of `titles` that exists in `menu`, recording it in `flag`.
@@ -60,7 +60,7 @@ class ScriptBody {
   void clickLink(const std::vector<std::string>& titles) {
     clickLoop("editMenu", titles, "clickedLink");
     line(0, "if clickedLink is false then");
-    line(2, "error " + errorText(Code::linkMenuItemUnavailable));
+    line(2, "error " + errorText(Code::kLinkMenuItemUnavailable));
     line(0, "end if");
   }
 
@@ -114,17 +114,17 @@ std::string NotesMenuClickScript::forCommand(NotesFormatCommand command) {
 std::string NotesMenuClickScript::forMenuItem(NotesFormatMenu menu, const Titles& titles) {
   ScriptBody body;
   switch (menu) {
-    case NotesFormatMenu::format:
-      body.findMenu("formatMenu", titles.formatMenu, Code::formatMenuUnavailable);
-      body.clickItem("formatMenu", titles.item, Code::formatMenuItemUnavailable);
+    case NotesFormatMenu::kFormat:
+      body.findMenu("formatMenu", titles.formatMenu, Code::kFormatMenuUnavailable);
+      body.clickItem("formatMenu", titles.item, Code::kFormatMenuItemUnavailable);
       break;
-    case NotesFormatMenu::fontSubmenu:
-      body.findMenu("formatMenu", titles.formatMenu, Code::formatMenuUnavailable);
+    case NotesFormatMenu::kFontSubmenu:
+      body.findMenu("formatMenu", titles.formatMenu, Code::kFormatMenuUnavailable);
       body.findFontMenu(titles.fontMenu);
-      body.clickItem("fontMenu", titles.item, Code::fontMenuItemUnavailable);
+      body.clickItem("fontMenu", titles.item, Code::kFontMenuItemUnavailable);
       break;
-    case NotesFormatMenu::edit:
-      body.findMenu("editMenu", titles.editMenu, Code::editMenuUnavailable);
+    case NotesFormatMenu::kEdit:
+      body.findMenu("editMenu", titles.editMenu, Code::kEditMenuUnavailable);
       body.clickLink(titles.item);
       break;
   }

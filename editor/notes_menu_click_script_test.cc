@@ -50,7 +50,7 @@ TEST(NotesMenuClickScript, FormatMenuItemScript) {
       "    if clickedItem is false then error \"Notes format menu item is unavailable\"\n"
       "  end tell\n"
       "end tell\n";
-  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::format, kTitles), expected);
+  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::kFormat, kTitles), expected);
 }
 
 TEST(NotesMenuClickScript, FontSubmenuItemScript) {
@@ -85,7 +85,7 @@ TEST(NotesMenuClickScript, FontSubmenuItemScript) {
       "    if clickedItem is false then error \"Notes font menu item is unavailable\"\n"
       "  end tell\n"
       "end tell\n";
-  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::fontSubmenu, kTitles), expected);
+  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::kFontSubmenu, kTitles), expected);
 }
 
 TEST(NotesMenuClickScript, AddLinkScriptUsesOnlyTheEditMenu) {
@@ -114,8 +114,8 @@ TEST(NotesMenuClickScript, AddLinkScriptUsesOnlyTheEditMenu) {
       "    end if\n"
       "  end tell\n"
       "end tell\n";
-  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::edit, kTitles), expected);
-  const std::string real = NotesMenuClickScript::forCommand(NotesFormatCommand::addLink);
+  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::kEdit, kTitles), expected);
+  const std::string real = NotesMenuClickScript::forCommand(NotesFormatCommand::kAddLink);
   EXPECT_EQ(real.find("formatMenu"), std::string::npos);
   EXPECT_NE(real.find(NotesMenuClickScript::scriptList(NotesMenuTitles::editMenu())), std::string::npos);
   EXPECT_NE(real.find("\"Add Link…\""), std::string::npos);
@@ -129,12 +129,12 @@ TEST(NotesMenuClickScript, EveryCommandSearchesItsOwnLocalisedTitles) {
     EXPECT_NE(script.find("repeat with itemName in " + NotesMenuClickScript::scriptList(titles) + "\n"),
               std::string::npos)
         << notesFormatCommandIdentifier(command);
-    const bool font = NotesFormatMenuTable::entry(command).menu == NotesFormatMenu::fontSubmenu;
+    const bool font = NotesFormatMenuTable::entry(command).menu == NotesFormatMenu::kFontSubmenu;
     EXPECT_EQ(script.find(NotesMenuClickScript::scriptList(NotesMenuTitles::fontMenu())) != std::string::npos, font)
         << notesFormatCommandIdentifier(command);
   }
   // Rows that the table must carry for Notes in those languages.
-  const auto& subheading = NotesMenuTitles::item(NotesFormatCommand::subheading);
+  const auto& subheading = NotesMenuTitles::item(NotesFormatCommand::kSubheading);
   EXPECT_NE(std::find(subheading.begin(), subheading.end(), "Unterüberschrift"), subheading.end());
   const auto& format = NotesMenuTitles::formatMenu();
   EXPECT_NE(std::find(format.begin(), format.end(), "フォーマット"), format.end());

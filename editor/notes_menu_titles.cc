@@ -61,23 +61,23 @@ const std::vector<std::string>& NotesMenuTitles::item(NotesFormatCommand command
   static const std::vector<std::string> numberedList = {"Numbered List"};
   static const std::vector<std::string> highlight = {"Highlight"};
   switch (command) {
-    case C::title: return title;
-    case C::heading: return heading;
-    case C::subheading: return subheading;
-    case C::body: return body;
-    case C::checklist: return checklist;
-    case C::monostyled: return monostyled;
-    case C::quote: return quote;
-    case C::table: return table;
-    case C::bold: return bold;
-    case C::italic: return italic;
-    case C::underline: return underline;
-    case C::strikethrough: return strikethrough;
-    case C::addLink: return addLink;
-    case C::bulletedList: return bulletedList;
-    case C::dashedList: return dashedList;
-    case C::numberedList: return numberedList;
-    case C::highlight: return highlight;
+    case C::kTitle: return title;
+    case C::kHeading: return heading;
+    case C::kSubheading: return subheading;
+    case C::kBody: return body;
+    case C::kChecklist: return checklist;
+    case C::kMonostyled: return monostyled;
+    case C::kQuote: return quote;
+    case C::kTable: return table;
+    case C::kBold: return bold;
+    case C::kItalic: return italic;
+    case C::kUnderline: return underline;
+    case C::kStrikethrough: return strikethrough;
+    case C::kAddLink: return addLink;
+    case C::kBulletedList: return bulletedList;
+    case C::kDashedList: return dashedList;
+    case C::kNumberedList: return numberedList;
+    case C::kHighlight: return highlight;
   }
   return title;
 }

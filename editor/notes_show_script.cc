@@ -6,7 +6,7 @@ namespace zephyl::editor {
 
 std::string notesShowScript(NotesItemKind kind, std::string_view identifier) {
   std::string script = "tell application \"Notes\"\n  activate\n  show ";
-  script += kind == NotesItemKind::note ? "note" : "folder";
+  script += kind == NotesItemKind::kNote ? "note" : "folder";
   script += " id " + NoteTemplateScripts::stringLiteral(identifier) + "\nend tell\n";
   return script;
 }

@@ -7,7 +7,7 @@
 
 namespace zephyl::editor {
 
-enum class NotesItemKind { note, folder };
+enum class NotesItemKind { kNote, kFolder };
 
 inline constexpr std::string_view kShowNoteTaskLabel = "Show note in Apple Notes";
 inline constexpr std::string_view kShowFolderTaskLabel = "Show folder in Apple Notes";

@@ -21,14 +21,14 @@ struct PasteboardItem {
 
 class PasteboardError : public core::Error {
  public:
-  enum class Code { unavailable, writeFailed };
+  enum class Code { kUnavailable, kWriteFailed };
   explicit PasteboardError(Code code) : core::Error(std::string(text(code))), code_(code) {}
   Code code() const { return code_; }
   static std::string_view text(Code code) {
     switch (code) {
-      case Code::unavailable:
+      case Code::kUnavailable:
         return "The pasteboard is unavailable on this system";
-      case Code::writeFailed:
+      case Code::kWriteFailed:
         return "Could not write to the pasteboard";
     }
     return "";

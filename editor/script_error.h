@@ -11,7 +11,7 @@ namespace zephyl::editor {
 
 class ScriptError : public core::Error {
  public:
-  enum class Code { couldNotCreate, executionFailed, unavailable };
+  enum class Code { kCouldNotCreate, kExecutionFailed, kUnavailable };
 
   explicit ScriptError(Code code, std::string scriptMessage = {})
       : core::Error(std::string(text(code))), code_(code), scriptMessage_(std::move(scriptMessage)) {}
@@ -22,9 +22,9 @@ class ScriptError : public core::Error {
 
   static std::string_view text(Code code) {
     switch (code) {
-      case Code::couldNotCreate: return "Could not create the script";
-      case Code::executionFailed: return "The script failed";
-      case Code::unavailable: return "AppleScript and System Events scripting are unavailable on this system";
+      case Code::kCouldNotCreate: return "Could not create the script";
+      case Code::kExecutionFailed: return "The script failed";
+      case Code::kUnavailable: return "AppleScript and System Events scripting are unavailable on this system";
     }
     return "";
   }

@@ -13,21 +13,21 @@
 namespace zephyl::editor {
 
 enum class SlashCommandKind {
-  insertTemplate,
-  askAI,
-  formatTitle,
-  formatHeading,
-  formatSubheading,
-  formatBody,
-  formatChecklist,
-  formatBulletedList,
-  formatNumberedList,
-  insertDate,
-  insertTime,
-  insertDateTime,
-  formatMonostyled,
-  formatQuote,
-  insertTable,
+  kInsertTemplate,
+  kAskAI,
+  kFormatTitle,
+  kFormatHeading,
+  kFormatSubheading,
+  kFormatBody,
+  kFormatChecklist,
+  kFormatBulletedList,
+  kFormatNumberedList,
+  kInsertDate,
+  kInsertTime,
+  kInsertDateTime,
+  kFormatMonostyled,
+  kFormatQuote,
+  kInsertTable,
 };
 
 struct SlashCommand {
@@ -37,7 +37,7 @@ struct SlashCommand {
   std::string assetName;      // the panel's illustration; empty when there is none
   std::string systemImage;    // fallback symbol
   std::vector<std::string> aliases;
-  SlashCommandKind kind = SlashCommandKind::askAI;
+  SlashCommandKind kind = SlashCommandKind::kAskAI;
   std::optional<NoteTemplate> noteTemplate;  // set for insertTemplate
 
   friend bool operator==(const SlashCommand&, const SlashCommand&) = default;

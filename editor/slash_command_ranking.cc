@@ -26,12 +26,12 @@ std::string_view trimmed(std::string_view text) {
 bool isWordSeparator(char c) { return c == ' ' || c == '-' || c == '_' || c == '&' || c == '/'; }
 
 std::optional<Match> matchWord(const std::string& word, const std::string& query) {
-  if (word == query) return Match::exact;
-  if (word.starts_with(query)) return Match::prefix;
+  if (word == query) return Match::kExact;
+  if (word.starts_with(query)) return Match::kPrefix;
   std::optional<Match> best;
   for (size_t at = word.find(query, 1); at != std::string::npos; at = word.find(query, at + 1)) {
-    if (isWordSeparator(word[at - 1])) return Match::wordPrefix;
-    best = Match::infix;
+    if (isWordSeparator(word[at - 1])) return Match::kWordPrefix;
+    best = Match::kInfix;
   }
   return best;
 }
@@ -55,7 +55,7 @@ std::optional<int> rankKey(const SlashCommand& row, const std::string& folded) {
   consider(row.identifier, 0);
   if (!row.templateTitle.empty()) consider(row.templateTitle, 0);
   for (const auto& alias : row.aliases) {
-    if (best && *best <= static_cast<int>(Match::exact) * 2 + 1) break;
+    if (best && *best <= static_cast<int>(Match::kExact) * 2 + 1) break;
     consider(alias, 1);
   }
   return best;
@@ -66,7 +66,7 @@ std::optional<int> rankKey(const SlashCommand& row, const std::string& folded) {
 std::optional<SlashCommandRanking::Match> SlashCommandRanking::match(const SlashCommand& row,
                                                                      std::string_view query) {
   const std::string folded = foldForSearch(query);
-  if (folded.empty()) return Match::exact;
+  if (folded.empty()) return Match::kExact;
   const auto key = rankKey(row, folded);
   if (!key) return std::nullopt;
   return static_cast<Match>(*key / 2);

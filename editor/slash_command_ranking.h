@@ -16,10 +16,10 @@ class SlashCommandRanking {
  public:
   // How well a row's best word matches the query; lower is better.
   enum class Match {
-    exact,       // a whole word equals the query
-    prefix,      // a word starts with the query
-    wordPrefix,  // a later word of a phrase ("list" in "Bulleted List") starts with it
-    infix,       // the query occurs inside a word
+    kExact,       // a whole word equals the query
+    kPrefix,      // a word starts with the query
+    kWordPrefix,  // a later word of a phrase ("list" in "Bulleted List") starts with it
+    kInfix,       // the query occurs inside a word
   };
 
   // The rows that match `query`, best match first; rows matching equally well

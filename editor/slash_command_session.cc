@@ -30,16 +30,16 @@ SlashCommandAction SlashCommandSession::action(const SlashCommand& command, core
   using Action = SlashCommandAction;
   if (const auto format = notesFormatCommandForSlashKind(command.kind)) return {Action::ApplyFormat{*format}};
   switch (command.kind) {
-    case SlashCommandKind::askAI:
+    case SlashCommandKind::kAskAI:
       return {Action::OpenAssistant{}};
-    case SlashCommandKind::insertDate:
+    case SlashCommandKind::kInsertDate:
       return {Action::TypeText{formatter_.format(now, formats.slashCommandDateFormat)}};
-    case SlashCommandKind::insertTime:
+    case SlashCommandKind::kInsertTime:
       return {Action::TypeText{formatter_.format(now, formats.slashCommandTimeFormat)}};
-    case SlashCommandKind::insertDateTime:
+    case SlashCommandKind::kInsertDateTime:
       return {Action::TypeText{formatter_.format(now, formats.slashCommandDateFormat) + " " +
                                formatter_.format(now, formats.slashCommandTimeFormat)}};
-    case SlashCommandKind::insertTemplate: {
+    case SlashCommandKind::kInsertTemplate: {
       const NoteTemplateExpander expander(formats, formatter_);
       const std::string html = command.noteTemplate ? command.noteTemplate->htmlBody : std::string();
       return {Action::PasteTemplate{expander.expand(html, now)}};

@@ -13,22 +13,22 @@ TEST(SlashCommand, BuiltInsAreTheFourteenInPanelOrderWithTheirFormatCommands) {
     std::optional<NotesFormatCommand> format;
   };
   const std::vector<Row> expected = {
-      {"ask-ai", "Ask AI", SlashCommandKind::askAI, std::nullopt},
-      {"title", "Title", SlashCommandKind::formatTitle, NotesFormatCommand::title},
-      {"heading", "Heading", SlashCommandKind::formatHeading, NotesFormatCommand::heading},
-      {"subheading", "Subheading", SlashCommandKind::formatSubheading, NotesFormatCommand::subheading},
-      {"body", "Body", SlashCommandKind::formatBody, NotesFormatCommand::body},
-      {"checklist", "Checklist", SlashCommandKind::formatChecklist, NotesFormatCommand::checklist},
-      {"bulleted-list", "Bulleted List", SlashCommandKind::formatBulletedList,
-       NotesFormatCommand::bulletedList},
-      {"numbered-list", "Numbered List", SlashCommandKind::formatNumberedList,
-       NotesFormatCommand::numberedList},
-      {"monostyled", "Code Block", SlashCommandKind::formatMonostyled, NotesFormatCommand::monostyled},
-      {"quote", "Block Quote", SlashCommandKind::formatQuote, NotesFormatCommand::quote},
-      {"table", "Table", SlashCommandKind::insertTable, NotesFormatCommand::table},
-      {"date", "Date", SlashCommandKind::insertDate, std::nullopt},
-      {"time", "Time", SlashCommandKind::insertTime, std::nullopt},
-      {"date-time", "Date & Time", SlashCommandKind::insertDateTime, std::nullopt},
+      {"ask-ai", "Ask AI", SlashCommandKind::kAskAI, std::nullopt},
+      {"title", "Title", SlashCommandKind::kFormatTitle, NotesFormatCommand::kTitle},
+      {"heading", "Heading", SlashCommandKind::kFormatHeading, NotesFormatCommand::kHeading},
+      {"subheading", "Subheading", SlashCommandKind::kFormatSubheading, NotesFormatCommand::kSubheading},
+      {"body", "Body", SlashCommandKind::kFormatBody, NotesFormatCommand::kBody},
+      {"checklist", "Checklist", SlashCommandKind::kFormatChecklist, NotesFormatCommand::kChecklist},
+      {"bulleted-list", "Bulleted List", SlashCommandKind::kFormatBulletedList,
+       NotesFormatCommand::kBulletedList},
+      {"numbered-list", "Numbered List", SlashCommandKind::kFormatNumberedList,
+       NotesFormatCommand::kNumberedList},
+      {"monostyled", "Code Block", SlashCommandKind::kFormatMonostyled, NotesFormatCommand::kMonostyled},
+      {"quote", "Block Quote", SlashCommandKind::kFormatQuote, NotesFormatCommand::kQuote},
+      {"table", "Table", SlashCommandKind::kInsertTable, NotesFormatCommand::kTable},
+      {"date", "Date", SlashCommandKind::kInsertDate, std::nullopt},
+      {"time", "Time", SlashCommandKind::kInsertTime, std::nullopt},
+      {"date-time", "Date & Time", SlashCommandKind::kInsertDateTime, std::nullopt},
   };
   const auto& commands = builtInSlashCommands();
   ASSERT_EQ(commands.size(), expected.size());
@@ -44,7 +44,7 @@ TEST(SlashCommand, BuiltInsAreTheFourteenInPanelOrderWithTheirFormatCommands) {
   }
   EXPECT_EQ(commands[8].systemImage, "chevron.left.forwardslash.chevron.right");
   EXPECT_EQ(commands[6].aliases.back(), "viñetas");
-  EXPECT_EQ(notesFormatCommandForSlashKind(SlashCommandKind::insertTemplate), std::nullopt);
+  EXPECT_EQ(notesFormatCommandForSlashKind(SlashCommandKind::kInsertTemplate), std::nullopt);
 }
 
 TEST(SlashCommand, TemplateRowCarriesItsTemplateAndDisplayTitle) {
@@ -53,7 +53,7 @@ TEST(SlashCommand, TemplateRowCarriesItsTemplateAndDisplayTitle) {
   untitled.displayTitle = NoteTemplate::displayTitleFor(untitled.title);
   untitled.noteID = "x-coredata://S/ICNote/p7";
   const SlashCommand row = slashCommandForTemplate(untitled);
-  EXPECT_EQ(row.kind, SlashCommandKind::insertTemplate);
+  EXPECT_EQ(row.kind, SlashCommandKind::kInsertTemplate);
   EXPECT_EQ(row.identifier, "template:x-coredata://S/ICNote/p7");
   EXPECT_EQ(row.titleKey, "Untitled Template");
   EXPECT_EQ(row.templateTitle, "Untitled Template");

@@ -18,31 +18,31 @@ constexpr std::string_view kEnglish = "en_US";
 
 std::string_view templateDateFormatName(TemplateDateFormat format) {
   switch (format) {
-    case Date::monthDayYear:
+    case Date::kMonthDayYear:
       return "monthDayYear";
-    case Date::dayFullMonthYear:
+    case Date::kDayFullMonthYear:
       return "dayFullMonthYear";
-    case Date::isoDate:
+    case Date::kIsoDate:
       return "isoDate";
-    case Date::compactDate:
+    case Date::kCompactDate:
       return "compactDate";
-    case Date::monthDaySlashYear:
+    case Date::kMonthDaySlashYear:
       return "monthDaySlashYear";
-    case Date::dayMonthSlashYear:
+    case Date::kDayMonthSlashYear:
       return "dayMonthSlashYear";
-    case Date::weekdayMonthDayYear:
+    case Date::kWeekdayMonthDayYear:
       return "weekdayMonthDayYear";
-    case Date::chineseYearMonthDay:
+    case Date::kChineseYearMonthDay:
       return "chineseYearMonthDay";
-    case Date::yearMonthDaySlash:
+    case Date::kYearMonthDaySlash:
       return "yearMonthDaySlash";
-    case Date::chineseWeekdayYearMonthDay:
+    case Date::kChineseWeekdayYearMonthDay:
       return "chineseWeekdayYearMonthDay";
-    case Date::germanDayMonthYear:
+    case Date::kGermanDayMonthYear:
       return "germanDayMonthYear";
-    case Date::koreanYearMonthDay:
+    case Date::kKoreanYearMonthDay:
       return "koreanYearMonthDay";
-    case Date::koreanWeekdayYearMonthDay:
+    case Date::kKoreanWeekdayYearMonthDay:
       return "koreanWeekdayYearMonthDay";
   }
   return "";
@@ -57,11 +57,11 @@ std::optional<TemplateDateFormat> templateDateFormatFromName(std::string_view na
 
 std::string_view templateTimeFormatName(TemplateTimeFormat format) {
   switch (format) {
-    case Time::twentyFourHour:
+    case Time::kTwentyFourHour:
       return "twentyFourHour";
-    case Time::twentyFourHourWithSeconds:
+    case Time::kTwentyFourHourWithSeconds:
       return "twentyFourHourWithSeconds";
-    case Time::twelveHour:
+    case Time::kTwelveHour:
       return "twelveHour";
   }
   return "";
@@ -77,33 +77,33 @@ std::optional<TemplateTimeFormat> templateTimeFormatFromName(std::string_view na
 DatePattern datePattern(TemplateDateFormat format) {
   const std::string english(kEnglish);
   switch (format) {
-    case Date::monthDayYear:
+    case Date::kMonthDayYear:
       return {"MMMM d, yyyy", english};
-    case Date::dayFullMonthYear:
+    case Date::kDayFullMonthYear:
       return {"d MMMM yyyy", english};
-    case Date::isoDate:
+    case Date::kIsoDate:
       return {"yyyy-MM-dd", english};
-    case Date::compactDate:
+    case Date::kCompactDate:
       return {"yyyyMMdd", english};
-    case Date::monthDaySlashYear:
+    case Date::kMonthDaySlashYear:
       return {"MM/dd/yyyy", english};
-    case Date::dayMonthSlashYear:
+    case Date::kDayMonthSlashYear:
       return {"dd/MM/yyyy", english};
-    case Date::weekdayMonthDayYear:
+    case Date::kWeekdayMonthDayYear:
       return {"EEEE, MMMM d, yyyy", english};
-    case Date::chineseYearMonthDay:
+    case Date::kChineseYearMonthDay:
       return {"yyyy年M月d日", "zh_CN"};
-    case Date::yearMonthDaySlash:
+    case Date::kYearMonthDaySlash:
       return {"yyyy/M/d", english};
     // "星期" followed by the narrow weekday ("一"): ICU's abbreviated Chinese
     // weekday already carries its own "周" and would read "星期周一".
-    case Date::chineseWeekdayYearMonthDay:
+    case Date::kChineseWeekdayYearMonthDay:
       return {"yyyy年M月d日 星期EEEEE", "zh_CN"};
-    case Date::germanDayMonthYear:
+    case Date::kGermanDayMonthYear:
       return {"dd.MM.yyyy", "de_DE"};
-    case Date::koreanYearMonthDay:
+    case Date::kKoreanYearMonthDay:
       return {"yyyy년 M월 d일", "ko_KR"};
-    case Date::koreanWeekdayYearMonthDay:
+    case Date::kKoreanWeekdayYearMonthDay:
       return {"yyyy년 M월 d일 EEEE", "ko_KR"};
   }
   return {"yyyy-MM-dd", english};
@@ -112,11 +112,11 @@ DatePattern datePattern(TemplateDateFormat format) {
 DatePattern timePattern(TemplateTimeFormat format) {
   const std::string english(kEnglish);
   switch (format) {
-    case Time::twentyFourHour:
+    case Time::kTwentyFourHour:
       return {"HH:mm", english};
-    case Time::twentyFourHourWithSeconds:
+    case Time::kTwentyFourHourWithSeconds:
       return {"HH:mm:ss", english};
-    case Time::twelveHour:
+    case Time::kTwelveHour:
       return {"h:mm a", english};
   }
   return {"HH:mm", english};

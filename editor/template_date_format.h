@@ -14,46 +14,46 @@
 namespace zephyl::editor {
 
 enum class TemplateDateFormat {
-  monthDayYear,                // "January 5, 2026"
-  dayFullMonthYear,            // "5 January 2026"
-  isoDate,                     // "2026-01-05"
-  compactDate,                 // "20260105"
-  monthDaySlashYear,           // "01/05/2026"
-  dayMonthSlashYear,           // "05/01/2026"
-  weekdayMonthDayYear,         // "Monday, January 5, 2026"
-  chineseYearMonthDay,         // "2026年1月5日"
-  yearMonthDaySlash,           // "2026/1/5"
-  chineseWeekdayYearMonthDay,  // "2026年1月5日 星期一"
-  germanDayMonthYear,          // "05.01.2026"
-  koreanYearMonthDay,          // "2026년 1월 5일"
-  koreanWeekdayYearMonthDay,   // "2026년 1월 5일 월요일"
+  kMonthDayYear,                // "January 5, 2026"
+  kDayFullMonthYear,            // "5 January 2026"
+  kIsoDate,                     // "2026-01-05"
+  kCompactDate,                 // "20260105"
+  kMonthDaySlashYear,           // "01/05/2026"
+  kDayMonthSlashYear,           // "05/01/2026"
+  kWeekdayMonthDayYear,         // "Monday, January 5, 2026"
+  kChineseYearMonthDay,         // "2026年1月5日"
+  kYearMonthDaySlash,           // "2026/1/5"
+  kChineseWeekdayYearMonthDay,  // "2026年1月5日 星期一"
+  kGermanDayMonthYear,          // "05.01.2026"
+  kKoreanYearMonthDay,          // "2026년 1월 5일"
+  kKoreanWeekdayYearMonthDay,   // "2026년 1월 5일 월요일"
 };
 
 inline constexpr std::array<TemplateDateFormat, 13> kAllTemplateDateFormats = {
-    TemplateDateFormat::monthDayYear,
-    TemplateDateFormat::dayFullMonthYear,
-    TemplateDateFormat::isoDate,
-    TemplateDateFormat::compactDate,
-    TemplateDateFormat::monthDaySlashYear,
-    TemplateDateFormat::dayMonthSlashYear,
-    TemplateDateFormat::weekdayMonthDayYear,
-    TemplateDateFormat::chineseYearMonthDay,
-    TemplateDateFormat::yearMonthDaySlash,
-    TemplateDateFormat::chineseWeekdayYearMonthDay,
-    TemplateDateFormat::germanDayMonthYear,
-    TemplateDateFormat::koreanYearMonthDay,
-    TemplateDateFormat::koreanWeekdayYearMonthDay,
+    TemplateDateFormat::kMonthDayYear,
+    TemplateDateFormat::kDayFullMonthYear,
+    TemplateDateFormat::kIsoDate,
+    TemplateDateFormat::kCompactDate,
+    TemplateDateFormat::kMonthDaySlashYear,
+    TemplateDateFormat::kDayMonthSlashYear,
+    TemplateDateFormat::kWeekdayMonthDayYear,
+    TemplateDateFormat::kChineseYearMonthDay,
+    TemplateDateFormat::kYearMonthDaySlash,
+    TemplateDateFormat::kChineseWeekdayYearMonthDay,
+    TemplateDateFormat::kGermanDayMonthYear,
+    TemplateDateFormat::kKoreanYearMonthDay,
+    TemplateDateFormat::kKoreanWeekdayYearMonthDay,
 };
 
 enum class TemplateTimeFormat {
-  twentyFourHour,             // "HH:mm"
-  twentyFourHourWithSeconds,  // "HH:mm:ss"
-  twelveHour,                 // "h:mm a"
+  kTwentyFourHour,             // "HH:mm"
+  kTwentyFourHourWithSeconds,  // "HH:mm:ss"
+  kTwelveHour,                 // "h:mm a"
 };
 
 inline constexpr std::array<TemplateTimeFormat, 3> kAllTemplateTimeFormats = {
-    TemplateTimeFormat::twentyFourHour, TemplateTimeFormat::twentyFourHourWithSeconds,
-    TemplateTimeFormat::twelveHour};
+    TemplateTimeFormat::kTwentyFourHour, TemplateTimeFormat::kTwentyFourHourWithSeconds,
+    TemplateTimeFormat::kTwelveHour};
 
 // An ICU date pattern with the locale whose names and numerals it uses.
 struct DatePattern {

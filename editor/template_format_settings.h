@@ -11,11 +11,11 @@
 namespace zephyl::editor {
 
 struct TemplateFormatSettings {
-  TemplateDateFormat templateDateFormat = TemplateDateFormat::monthDayYear;
+  TemplateDateFormat templateDateFormat = TemplateDateFormat::kMonthDayYear;
   std::string templateCustomDateFormat;  // an ICU pattern; when set it wins over templateDateFormat
-  TemplateTimeFormat templateTimeFormat = TemplateTimeFormat::twentyFourHour;
-  TemplateDateFormat slashCommandDateFormat = TemplateDateFormat::monthDayYear;
-  TemplateTimeFormat slashCommandTimeFormat = TemplateTimeFormat::twentyFourHour;
+  TemplateTimeFormat templateTimeFormat = TemplateTimeFormat::kTwentyFourHour;
+  TemplateDateFormat slashCommandDateFormat = TemplateDateFormat::kMonthDayYear;
+  TemplateTimeFormat slashCommandTimeFormat = TemplateTimeFormat::kTwentyFourHour;
 
   // The current settings; a missing or unknown value keeps its default, and
   // settings that cannot be read at all give every default (logged).

@@ -11,7 +11,7 @@
 
 namespace zephyl::editor {
 
-enum class TriggerKind { slashCommand, noteLink, title, heading, subheading, checklist, monostyled, quote };
+enum class TriggerKind { kSlashCommand, kNoteLink, kTitle, kHeading, kSubheading, kChecklist, kMonostyled, kQuote };
 
 // The raw value: "slashCommand", "noteLink", "title", ...
 std::string_view triggerKindIdentifier(TriggerKind kind);
@@ -22,7 +22,7 @@ std::optional<NotesFormatCommand> formatCommandForTrigger(TriggerKind kind);
 
 struct TriggerEvent {
   std::string identifier;  // a fresh UUID per event
-  TriggerKind kind = TriggerKind::title;
+  TriggerKind kind = TriggerKind::kTitle;
   std::string text;          // the syntax without its trailing blank
   std::string triggerInput;  // the exact input that matched
   int charactersToRemove = 0;

@@ -13,36 +13,36 @@ using notes_store::NotesDatabaseAttributeStyle;
 
 constexpr char32_t kAttachmentCharacter = U'\uFFFC';
 
-enum class Block { div, title, heading, subheading, monospaced, quote, bulleted, numbered, checklist };
+enum class Block { kDiv, kTitle, kHeading, kSubheading, kMonospaced, kQuote, kBulleted, kNumbered, kChecklist };
 
 Block blockOf(const NotesDatabaseAttributeStyle* style) {
-  if (style == nullptr) return Block::div;
+  if (style == nullptr) return Block::kDiv;
   if (style->styleType) {
     switch (*style->styleType) {
       case 0:
-        return Block::title;
+        return Block::kTitle;
       case 1:
-        return Block::heading;
+        return Block::kHeading;
       case 2:
-        return Block::subheading;
+        return Block::kSubheading;
       case 4:
-        return Block::monospaced;
+        return Block::kMonospaced;
       case 100:
       case 101:
-        return Block::bulleted;
+        return Block::kBulleted;
       case 102:
-        return Block::numbered;
+        return Block::kNumbered;
       case 103:
-        return Block::checklist;
+        return Block::kChecklist;
       default:
         break;
     }
   }
-  return style->blockQuote ? Block::quote : Block::div;
+  return style->blockQuote ? Block::kQuote : Block::kDiv;
 }
 
 bool isList(Block block) {
-  return block == Block::bulleted || block == Block::numbered || block == Block::checklist;
+  return block == Block::kBulleted || block == Block::kNumbered || block == Block::kChecklist;
 }
 
 std::string escape(std::u32string_view text) {
@@ -88,7 +88,7 @@ std::string inlineHtml(std::u32string_view text, const NotesDatabaseAttributeSty
   return html;
 }
 
-std::string_view listTag(Block block) { return block == Block::numbered ? "ol" : "ul"; }
+std::string_view listTag(Block block) { return block == Block::kNumbered ? "ol" : "ul"; }
 
 }  // namespace
 
@@ -143,19 +143,19 @@ std::string noteDocumentToNotesHtml(const notes_store::NoteDocument& document) {
       closeList();
       const std::string body = content.empty() ? "<br>" : content;
       switch (block) {
-        case Block::title:
+        case Block::kTitle:
           html += "<h1>" + body + "</h1>\n";
           break;
-        case Block::heading:
+        case Block::kHeading:
           html += "<h2>" + body + "</h2>\n";
           break;
-        case Block::subheading:
+        case Block::kSubheading:
           html += "<h3>" + body + "</h3>\n";
           break;
-        case Block::monospaced:
+        case Block::kMonospaced:
           html += "<div><tt>" + body + "</tt></div>\n";
           break;
-        case Block::quote:
+        case Block::kQuote:
           html += "<blockquote>" + body + "</blockquote>\n";
           break;
         default:

@@ -14,7 +14,7 @@ bool LinuxAccessibility::isProcessTrusted() {
 std::optional<std::vector<editor::AccessibilityMenuItem>> LinuxAccessibility::readMenu(
     const std::vector<std::string>&) {
   log_.warning() << "Cannot read Apple Notes' menus: the accessibility interface is unavailable on Linux";
-  throw editor::AccessibilityError(editor::AccessibilityError::Code::unavailable);
+  throw editor::AccessibilityError(editor::AccessibilityError::Code::kUnavailable);
 }
 
 bool LinuxAccessibility::observe(int32_t, FocusHandler) {

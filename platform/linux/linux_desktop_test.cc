@@ -48,8 +48,8 @@ TEST(LinuxDesktop, TheControllerReportsWhatLinuxCannotDo) {
 
   controller.start();
   EXPECT_FALSE(consumeStore.snapshot().isNotesFrontmost);
-  controller.runPaletteCommand(editor::NotesFormatCommand::heading);
-  controller.openQuickOpenItem(editor::NotesItemKind::note, "x-coredata://S/ICNote/p1");
+  controller.runPaletteCommand(editor::NotesFormatCommand::kHeading);
+  controller.openQuickOpenItem(editor::NotesItemKind::kNote, "x-coredata://S/ICNote/p1");
   const auto& commands = editor::builtInSlashCommands();
   const auto date = std::find_if(commands.begin(), commands.end(), [](const auto& c) { return c.identifier == "date"; });
   ASSERT_NE(date, commands.end());

@@ -18,7 +18,7 @@ TEST(LinuxPasteboard, ReportsUnavailableSoNoTemplateIsPasted) {
         pasteboard.setContents({{"public.html", "<div>x</div>"}});
       FAIL() << "the Linux pasteboard answered call " << call;
     } catch (const editor::PasteboardError& error) {
-      EXPECT_EQ(error.code(), editor::PasteboardError::Code::unavailable);
+      EXPECT_EQ(error.code(), editor::PasteboardError::Code::kUnavailable);
     }
   }
   testing::FakeShortcutPoster poster;

@@ -34,16 +34,16 @@ TEST(LinuxEditorFacilities, FormattingFailsClearlyWithoutAppleNotes) {
   editor::NotesFormattingService service(poster, scripts, accessibility);
 
   try {
-    service.apply(editor::NotesFormatCommand::heading);
+    service.apply(editor::NotesFormatCommand::kHeading);
     FAIL() << "posting a shortcut succeeded";
   } catch (const editor::NotesFormattingError& error) {
-    EXPECT_EQ(error.code(), editor::NotesFormattingError::Code::shortcutPostFailed);
+    EXPECT_EQ(error.code(), editor::NotesFormattingError::Code::kShortcutPostFailed);
   }
   try {
-    service.apply(editor::NotesFormatCommand::bold);
+    service.apply(editor::NotesFormatCommand::kBold);
     FAIL() << "clicking a menu succeeded";
   } catch (const editor::ScriptError& error) {
-    EXPECT_EQ(error.code(), editor::ScriptError::Code::unavailable);
+    EXPECT_EQ(error.code(), editor::ScriptError::Code::kUnavailable);
     EXPECT_EQ(error.description(), "AppleScript and System Events scripting are unavailable on this system");
   }
   EXPECT_THROW(service.readActiveCommands(), editor::AccessibilityError);

@@ -115,7 +115,7 @@ bool RecordingPlatform::post(const editor::PostedShortcut& shortcut) {
 }
 
 void RecordingPlatform::run(const std::string&, const std::string& taskLabel) {
-  if (failing("runScript")) throw editor::ScriptError(editor::ScriptError::Code::unavailable);
+  if (failing("runScript")) throw editor::ScriptError(editor::ScriptError::Code::kUnavailable);
   record(action("runScript", {{"label", taskLabel}}));
 }
 
