@@ -22,6 +22,7 @@
 #include <utility>
 
 #include "core/error.h"
+#include "core/mutex.h"
 
 namespace zephyl::core {
 
@@ -83,30 +84,31 @@ class EventStream {
  private:
   struct State {
     void push(T event, std::stop_token& stop) {
-      std::unique_lock lock(mutex);
-      changed.wait(lock, stop, [this] { return queue.size() < capacity || cancelled; });
+      MutexLock lock(mutex);
+      changed.wait(lock, stop,
+                   [this]() ZEPHYL_REQUIRES(mutex) { return queue.size() < capacity || cancelled; });
       if (stop.stop_requested() || cancelled) throw CancellationError();
       queue.push_back(std::move(event));
       changed.notify_all();
     }
 
     void finish(std::exception_ptr error) {
-      std::lock_guard lock(mutex);
+      MutexLock lock(mutex);
       done = true;
       failure = std::move(error);
       changed.notify_all();
     }
 
     void cancel() {
-      std::lock_guard lock(mutex);
+      MutexLock lock(mutex);
       cancelled = true;
       queue.clear();
       changed.notify_all();
     }
 
     std::optional<T> pop() {
-      std::unique_lock lock(mutex);
-      changed.wait(lock, [this] { return !queue.empty() || done || cancelled; });
+      MutexLock lock(mutex);
+      changed.wait(lock, [this]() ZEPHYL_REQUIRES(mutex) { return !queue.empty() || done || cancelled; });
       if (cancelled) return std::nullopt;
       if (!queue.empty()) {
         T event = std::move(queue.front());
@@ -122,13 +124,13 @@ class EventStream {
       return std::nullopt;
     }
 
-    std::mutex mutex;  // guards everything below
+    Mutex mutex;
     std::condition_variable_any changed;
-    std::deque<T> queue;
-    size_t capacity = kDefaultCapacity;
-    bool done = false;       // the producer returned or threw
-    bool cancelled = false;  // the consumer gave up
-    std::exception_ptr failure;
+    std::deque<T> queue ZEPHYL_GUARDED_BY(mutex);
+    size_t capacity = kDefaultCapacity;               // set before the producer starts
+    bool done ZEPHYL_GUARDED_BY(mutex) = false;       // the producer returned or threw
+    bool cancelled ZEPHYL_GUARDED_BY(mutex) = false;  // the consumer gave up
+    std::exception_ptr failure ZEPHYL_GUARDED_BY(mutex);
   };
 
   std::shared_ptr<State> state_;  // shared with the producer thread

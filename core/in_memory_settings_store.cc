@@ -38,7 +38,7 @@ std::optional<std::vector<std::string>> InMemorySettingsStore::stringListValue(c
 }
 
 std::optional<JSONValue> InMemorySettingsStore::jsonValue(const std::string& key) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   auto it = values_.find(key);
   if (it == values_.end()) return std::nullopt;
   return it->second;
@@ -50,12 +50,12 @@ void InMemorySettingsStore::setStringList(const std::string& key, const std::vec
 }
 
 void InMemorySettingsStore::setJSONValue(const std::string& key, const JSONValue& value) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   values_[key] = value;
 }
 
 void InMemorySettingsStore::remove(const std::string& key) {
-  std::lock_guard lock(mutex_);
+  MutexLock lock(mutex_);
   values_.erase(key);
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <mutex>
 
+#include "core/mutex.h"
 #include "core/settings_store.h"
 
 namespace zephyl::core {
@@ -27,8 +28,8 @@ class InMemorySettingsStore : public SettingsStore {
   void remove(const std::string& key) override;
 
  private:
-  std::mutex mutex_;
-  std::map<std::string, JSONValue> values_;  // guarded by mutex_
+  Mutex mutex_;
+  std::map<std::string, JSONValue> values_ ZEPHYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zephyl::core

@@ -6,6 +6,7 @@
 #include <functional>
 #include <mutex>
 
+#include "core/mutex.h"
 #include "editor/keyboard_consume_snapshot.h"
 
 namespace zephyl::editor {
@@ -14,26 +15,26 @@ class KeyboardConsumeStore {
  public:
   // A copy of the current snapshot. Any thread.
   KeyboardConsumeSnapshot snapshot() const {
-    std::lock_guard lock(mutex_);
+    core::MutexLock lock(mutex_);
     return snapshot_;
   }
 
   // Replaces the snapshot. Any thread (the controller calls it on the main thread).
   void replace(const KeyboardConsumeSnapshot& snapshot) {
-    std::lock_guard lock(mutex_);
+    core::MutexLock lock(mutex_);
     snapshot_ = snapshot;
   }
 
   // Changes some fields in one step, so two writers never lose each other's change.
   // `change` runs under the lock and must not call back into the store.
   void update(const std::function<void(KeyboardConsumeSnapshot&)>& change) {
-    std::lock_guard lock(mutex_);
+    core::MutexLock lock(mutex_);
     change(snapshot_);
   }
 
  private:
-  mutable std::mutex mutex_;
-  KeyboardConsumeSnapshot snapshot_;  // guarded by mutex_
+  mutable core::Mutex mutex_;
+  KeyboardConsumeSnapshot snapshot_ ZEPHYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zephyl::editor

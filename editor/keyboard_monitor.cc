@@ -42,7 +42,7 @@ KeyboardMonitor::~KeyboardMonitor() {
   std::vector<TapThread> threads;
   std::unique_ptr<RepeatingTimer> retired;
   {
-    std::lock_guard lock(lock_);
+    core::MutexLock lock(lock_);
     threads = std::move(tapThreads_);
     retired = std::move(retiredWatchdog_);
   }
@@ -50,7 +50,7 @@ KeyboardMonitor::~KeyboardMonitor() {
 }
 
 bool KeyboardMonitor::isStarted() const {
-  std::lock_guard lock(lock_);
+  core::MutexLock lock(lock_);
   return isStarted_;
 }
 
@@ -58,13 +58,14 @@ void KeyboardMonitor::start() {
   std::vector<TapThread> finished;
   std::unique_ptr<RepeatingTimer> oldTimers[2];
   {
-    std::lock_guard lock(lock_);
+    core::MutexLock lock(lock_);
     if (isStarted_) return;
     uint64_t generation;
     {
-      std::lock_guard stateLock(tapStateMutex_);
+      core::MutexLock stateLock(tapStateMutex_);
       if (tapState_.executableReplacementReported) {
-        log_.warning() << "Keyboard monitor not started: the program file was replaced; restart to restore it";
+        log_.warning()
+            << "Keyboard monitor not started: the program file was replaced; restart to restore it";
         return;
       }
       generation = tapState_.generation;
@@ -95,8 +96,9 @@ void KeyboardMonitor::start() {
     }
     oldTimers[0] = std::move(watchdog_);
     oldTimers[1] = std::move(retiredWatchdog_);
-    watchdog_ = dependencies_.watchdogQueue.scheduleRepeating(kWatchdogInterval, kWatchdogInterval, kWatchdogLeeway,
-                                                              [this, generation] { watchdogTick(generation); });
+    watchdog_ =
+        dependencies_.watchdogQueue.scheduleRepeating(kWatchdogInterval, kWatchdogInterval, kWatchdogLeeway,
+                                                      [this, generation] { watchdogTick(generation); });
   }
   for (auto& entry : finished) entry.thread.join();
 }
@@ -104,7 +106,7 @@ void KeyboardMonitor::start() {
 void KeyboardMonitor::stop() {
   std::unique_ptr<RepeatingTimer> timer;
   {
-    std::lock_guard lock(lock_);
+    core::MutexLock lock(lock_);
     if (!isStarted_) return;
     timer = stopLocked();
   }
@@ -118,7 +120,7 @@ std::unique_ptr<RepeatingTimer> KeyboardMonitor::stopLocked() {
   dependencies_.localMonitor.remove();
   std::shared_ptr<EventTap> tap;
   {
-    std::lock_guard stateLock(tapStateMutex_);
+    core::MutexLock stateLock(tapStateMutex_);
     ++tapState_.generation;
     tap = std::move(tapState_.tap);
   }
@@ -135,13 +137,13 @@ void KeyboardMonitor::runTapThread(uint64_t generation) {
   std::shared_ptr<EventTap> tap = dependencies_.tapFactory.createTap(TapLocation::kHid, callback);
   if (!tap) tap = dependencies_.tapFactory.createTap(TapLocation::kSession, callback);
   if (!tap) {
-    std::lock_guard stateLock(tapStateMutex_);
+    core::MutexLock stateLock(tapStateMutex_);
     if (tapState_.generation == generation) tapState_.starting = false;
     log_.error() << "Keyboard event tap could not be created; typed keys are not observed";
     return;
   }
   {
-    std::unique_lock stateLock(tapStateMutex_);
+    core::MutexLock stateLock(tapStateMutex_);
     if (tapState_.generation != generation || !tapState_.starting) {
       stateLock.unlock();
       tap->stop();
@@ -155,7 +157,7 @@ void KeyboardMonitor::runTapThread(uint64_t generation) {
   tap->setEnabled(true);
   bool current;
   {
-    std::lock_guard stateLock(tapStateMutex_);
+    core::MutexLock stateLock(tapStateMutex_);
     current = tapState_.generation == generation;
   }
   if (!current) {
@@ -174,7 +176,7 @@ TapVerdict KeyboardMonitor::handleTapEvent(const TapEvent& event) {
       log_.warning() << "CGEvent tap disabled (" << disabledReasonName(event.type) << "); re-enabling";
       std::shared_ptr<EventTap> tap;
       {
-        std::lock_guard stateLock(tapStateMutex_);
+        core::MutexLock stateLock(tapStateMutex_);
         tap = tapState_.tap;
       }
       if (tap) tap->setEnabled(true);
@@ -190,7 +192,8 @@ TapVerdict KeyboardMonitor::handleTapEvent(const TapEvent& event) {
   KeyInputEvent key;
   key.keyCode = static_cast<uint16_t>(event.keyCode);
   key.modifierFlags = event.flags;
-  if (event.targetProcessIdentifier >= 1 && event.targetProcessIdentifier <= std::numeric_limits<int32_t>::max()) {
+  if (event.targetProcessIdentifier >= 1 &&
+      event.targetProcessIdentifier <= std::numeric_limits<int32_t>::max()) {
     key.targetProcessIdentifier = static_cast<int32_t>(event.targetProcessIdentifier);
   }
   const KeyboardConsumeSnapshot snapshot = consumeStore_.snapshot();
@@ -198,8 +201,9 @@ TapVerdict KeyboardMonitor::handleTapEvent(const TapEvent& event) {
 
   // The only accessibility call inside the tap's time budget: the two shortcuts
   // that open a panel over Notes must not fire while another app holds focus.
-  const bool notesScoped = (snapshot.commandPaletteShortcut && snapshot.commandPaletteShortcut->matches(key)) ||
-                           (snapshot.quickOpenShortcut && snapshot.quickOpenShortcut->matches(key));
+  const bool notesScoped =
+      (snapshot.commandPaletteShortcut && snapshot.commandPaletteShortcut->matches(key)) ||
+      (snapshot.quickOpenShortcut && snapshot.quickOpenShortcut->matches(key));
   if (notesScoped && snapshot.isNotesFrontmost && dependencies_.accessibility.isProcessTrusted()) {
     const auto focused = dependencies_.accessibility.focusedApplicationProcessIdentifier();
     if (focused && *focused >= 1) key.keyboardFocusProcessIdentifier = focused;
@@ -225,7 +229,7 @@ void KeyboardMonitor::watchdogTick(uint64_t generation) {
   std::string path;
   std::optional<FileIdentity> recorded;
   {
-    std::lock_guard lock(lock_);
+    core::MutexLock lock(lock_);
     if (!isStarted_) return;
     path = launchExecutablePath_;
     recorded = launchExecutableIdentity_;
@@ -240,9 +244,9 @@ void KeyboardMonitor::watchdogTick(uint64_t generation) {
 }
 
 void KeyboardMonitor::revoke(uint64_t generation, EventTapRevocationReason reason) {
-  std::lock_guard lock(lock_);
+  core::MutexLock lock(lock_);
   {
-    std::lock_guard stateLock(tapStateMutex_);
+    core::MutexLock stateLock(tapStateMutex_);
     // Stopped, or stopped and started again, since this tick began.
     if (tapState_.generation != generation || !isStarted_) return;
     if (reason == EventTapRevocationReason::kExecutableReplaced) {

@@ -21,6 +21,7 @@
 #include <vector>
 
 #include "core/logger.h"
+#include "core/mutex.h"
 #include "editor/accessibility_client.h"
 #include "editor/event_tap.h"
 #include "editor/key_input_event.h"
@@ -56,8 +57,8 @@ class KeyboardMonitor {
   // `onKey` and `onEventTapRevoked` are called on the main queue. The
   // dependencies must outlive the monitor. Without `wantsEventTap` only the
   // local monitor and the watchdog run.
-  KeyboardMonitor(KeyboardMonitorDependencies dependencies, KeyHandler onKey, RevocationHandler onEventTapRevoked,
-                  bool wantsEventTap = true);
+  KeyboardMonitor(KeyboardMonitorDependencies dependencies, KeyHandler onKey,
+                  RevocationHandler onEventTapRevoked, bool wantsEventTap = true);
   // Stops and waits for the tap threads to end.
   ~KeyboardMonitor();
 
@@ -102,7 +103,7 @@ class KeyboardMonitor {
   void revoke(uint64_t generation, EventTapRevocationReason reason);
   // Requires lock_. Returns the watchdog timer for the caller to cancel and to
   // destroy outside lock_ (destroying waits for a running tick, which takes lock_).
-  std::unique_ptr<RepeatingTimer> stopLocked();
+  std::unique_ptr<RepeatingTimer> stopLocked() ZEPHYL_REQUIRES(lock_);
 
   KeyboardMonitorDependencies dependencies_;
   const KeyHandler onKey_;
@@ -112,16 +113,16 @@ class KeyboardMonitor {
   KeyboardConsumeStore consumeStore_;  // has its own lock
 
   // Lock order: lock_ before tapStateMutex_. The tap thread takes only tapStateMutex_.
-  mutable std::mutex lock_;
-  bool isStarted_ = false;                                  // guarded by lock_
-  std::string launchExecutablePath_;                        // guarded by lock_
-  std::optional<FileIdentity> launchExecutableIdentity_;    // guarded by lock_
-  std::unique_ptr<RepeatingTimer> watchdog_;                // guarded by lock_
-  std::unique_ptr<RepeatingTimer> retiredWatchdog_;         // guarded by lock_; cancelled from its own tick
-  std::vector<TapThread> tapThreads_;                       // guarded by lock_
+  mutable core::Mutex lock_;
+  bool isStarted_ ZEPHYL_GUARDED_BY(lock_) = false;
+  std::string launchExecutablePath_ ZEPHYL_GUARDED_BY(lock_);
+  std::optional<FileIdentity> launchExecutableIdentity_ ZEPHYL_GUARDED_BY(lock_);
+  std::unique_ptr<RepeatingTimer> watchdog_ ZEPHYL_GUARDED_BY(lock_);
+  std::unique_ptr<RepeatingTimer> retiredWatchdog_ ZEPHYL_GUARDED_BY(lock_);  // cancelled from its own tick
+  std::vector<TapThread> tapThreads_ ZEPHYL_GUARDED_BY(lock_);
 
-  std::mutex tapStateMutex_;
-  TapState tapState_;  // guarded by tapStateMutex_
+  core::Mutex tapStateMutex_;
+  TapState tapState_ ZEPHYL_GUARDED_BY(tapStateMutex_);
 };
 
 }  // namespace zephyl::editor

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <cctype>
 #include <condition_variable>
-#include <mutex>
 #include <string>
 #include <variant>
 
+#include "core/mutex.h"
 #include "editor/accessibility_error.h"
 #include "editor/notes_format_menu_table.h"
 #include "editor/notes_formatting_error.h"
@@ -89,7 +89,8 @@ void NotesFormattingService::clickMenuItem(NotesFormatCommand command) {
                    << (error.scriptMessage().empty() ? error.description() : error.scriptMessage());
     }
     // The script raises the menu errors with their own texts.
-    if (auto code = NotesFormattingError::codeForText(error.scriptMessage())) throw NotesFormattingError(*code);
+    if (auto code = NotesFormattingError::codeForText(error.scriptMessage()))
+      throw NotesFormattingError(*code);
     throw;
   }
   log_.debug() << "Clicked the menu item of " << notesFormatCommandIdentifier(command);
@@ -98,12 +99,13 @@ void NotesFormattingService::clickMenuItem(NotesFormatCommand command) {
 std::set<NotesFormatCommand> NotesFormattingService::readActiveCommands() {
   // The outcome of one read, handed from the executor to the caller by value.
   struct Outcome {
-    std::mutex mutex;
-    std::condition_variable done;
-    bool finished = false;  // guarded by mutex
+    core::Mutex mutex;
+    std::condition_variable_any done;
+    bool finished ZEPHYL_GUARDED_BY(mutex) = false;
+    // The string is an unexpected failure's message.
     std::variant<std::monostate, std::set<NotesFormatCommand>, NotesFormattingError, AccessibilityError,
                  std::string>
-        value;  // guarded by mutex; the string is an unexpected failure's message
+        value ZEPHYL_GUARDED_BY(mutex);
   } outcome;
   activeCommandsReaderExecutor_.post([this, &outcome] {
     decltype(outcome.value) value;
@@ -116,13 +118,13 @@ std::set<NotesFormatCommand> NotesFormattingService::readActiveCommands() {
     } catch (const std::exception& error) {
       value = std::string(error.what());
     }
-    std::lock_guard lock(outcome.mutex);
+    core::MutexLock lock(outcome.mutex);
     outcome.value = std::move(value);
     outcome.finished = true;
     outcome.done.notify_all();
   });
-  std::unique_lock lock(outcome.mutex);
-  outcome.done.wait(lock, [&] { return outcome.finished; });
+  core::MutexLock lock(outcome.mutex);
+  outcome.done.wait(lock, [&]() ZEPHYL_REQUIRES(outcome.mutex) { return outcome.finished; });
   if (auto* commands = std::get_if<std::set<NotesFormatCommand>>(&outcome.value)) return std::move(*commands);
   if (auto* error = std::get_if<NotesFormattingError>(&outcome.value)) throw *error;
   if (auto* error = std::get_if<AccessibilityError>(&outcome.value)) throw *error;

@@ -14,7 +14,7 @@ RandomUuidGenerator::RandomUuidGenerator() {
 std::string RandomUuidGenerator::makeUuid() {
   std::array<uint8_t, 16> bytes;
   {
-    std::lock_guard lock(mutex_);
+    core::MutexLock lock(mutex_);
     const uint64_t high = random_();
     const uint64_t low = random_();
     for (int i = 0; i < 8; ++i) {

@@ -7,6 +7,8 @@
 #include <random>
 #include <string>
 
+#include "core/mutex.h"
+
 namespace zephyl::editor {
 
 class UuidGenerator {
@@ -27,8 +29,8 @@ class RandomUuidGenerator : public UuidGenerator {
   std::string makeUuid() override;
 
  private:
-  std::mutex mutex_;
-  std::function<uint64_t()> random_;  // guarded by mutex_
+  core::Mutex mutex_;
+  std::function<uint64_t()> random_ ZEPHYL_GUARDED_BY(mutex_);
 };
 
 }  // namespace zephyl::editor

@@ -7,6 +7,8 @@
 #include <mutex>
 #include <thread>
 
+#include "core/mutex.h"
+
 namespace zephyl::editor::internal {
 
 class SerialExecutor {
@@ -16,7 +18,7 @@ class SerialExecutor {
   // Work already queued runs before the thread ends.
   ~SerialExecutor() {
     {
-      std::lock_guard lock(mutex_);
+      core::MutexLock lock(mutex_);
       stopping_ = true;
     }
     ready_.notify_all();
@@ -30,7 +32,7 @@ class SerialExecutor {
   // threads is invisible to ThreadSanitizer and reads as a race.)
   void post(std::function<void()> work) {
     {
-      std::lock_guard lock(mutex_);
+      core::MutexLock lock(mutex_);
       queue_.push_back(std::move(work));
     }
     ready_.notify_one();
@@ -41,8 +43,8 @@ class SerialExecutor {
     for (;;) {
       std::function<void()> work;
       {
-        std::unique_lock lock(mutex_);
-        ready_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
+        core::MutexLock lock(mutex_);
+        ready_.wait(lock, [this]() ZEPHYL_REQUIRES(mutex_) { return stopping_ || !queue_.empty(); });
         if (queue_.empty()) return;
         work = std::move(queue_.front());
         queue_.pop_front();
@@ -51,11 +53,11 @@ class SerialExecutor {
     }
   }
 
-  std::mutex mutex_;
-  std::condition_variable ready_;
-  std::deque<std::function<void()>> queue_;  // guarded by mutex_
-  bool stopping_ = false;                     // guarded by mutex_
-  std::jthread thread_;                       // last: starts after the fields it reads exist
+  core::Mutex mutex_;
+  std::condition_variable_any ready_;
+  std::deque<std::function<void()>> queue_ ZEPHYL_GUARDED_BY(mutex_);
+  bool stopping_ ZEPHYL_GUARDED_BY(mutex_) = false;
+  std::jthread thread_;  // last: starts after the fields it reads exist
 };
 
 }  // namespace zephyl::editor::internal

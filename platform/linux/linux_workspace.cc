@@ -12,19 +12,19 @@ std::optional<editor::RunningApplication> LinuxWorkspace::frontmostApplication()
 }
 
 editor::Workspace::ObserverToken LinuxWorkspace::addActivationObserver(ActivationHandler) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   observers_.insert(nextToken_);
   return nextToken_++;
 }
 
 editor::Workspace::ObserverToken LinuxWorkspace::addTerminationObserver(TerminationHandler) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   observers_.insert(nextToken_);
   return nextToken_++;
 }
 
 void LinuxWorkspace::removeObserver(ObserverToken token) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   observers_.erase(token);
 }
 

@@ -8,6 +8,7 @@
 #include <set>
 
 #include "core/logger.h"
+#include "core/mutex.h"
 #include "editor/workspace.h"
 
 namespace zephyl::platform {
@@ -24,9 +25,9 @@ class LinuxWorkspace : public editor::Workspace {
 
  private:
   std::atomic<bool> reported_{false};
-  std::mutex mutex_;
-  std::set<ObserverToken> observers_;  // guarded by mutex_
-  ObserverToken nextToken_ = 1;        // guarded by mutex_
+  core::Mutex mutex_;
+  std::set<ObserverToken> observers_ ZEPHYL_GUARDED_BY(mutex_);
+  ObserverToken nextToken_ ZEPHYL_GUARDED_BY(mutex_) = 1;
   const core::Logger log_{"NotesPresenceService"};
 };
 

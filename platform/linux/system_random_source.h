@@ -5,6 +5,7 @@
 #include <random>
 
 #include "ai/random_source.h"
+#include "core/mutex.h"
 
 namespace zephyl::platform {
 
@@ -12,12 +13,12 @@ class SystemRandomSource : public ai::RandomSource {
  public:
   SystemRandomSource() : engine_(std::random_device{}()) {}
   double nextUnit() override {
-    std::lock_guard lock(mutex_);
+    core::MutexLock lock(mutex_);
     return std::uniform_real_distribution<double>(0.0, 1.0)(engine_);
   }
 
  private:
-  std::mutex mutex_;  // guards engine_
+  core::Mutex mutex_;  // guards engine_
   std::mt19937_64 engine_;
 };
 

@@ -1,8 +1,9 @@
 #include "platform/linux/thread_timer_scheduler.h"
 
 #include <condition_variable>
-#include <mutex>
 #include <thread>
+
+#include "core/mutex.h"
 
 namespace zephyl::platform {
 namespace {
@@ -10,9 +11,9 @@ namespace {
 // Shared with the timer's thread, so that a timer destroyed from within its
 // own tick can let the thread finish on its own.
 struct TimerState {
-  std::mutex mutex;
-  std::condition_variable wake;
-  bool cancelled = false;  // guarded by mutex
+  core::Mutex mutex;
+  std::condition_variable_any wake;
+  bool cancelled ZEPHYL_GUARDED_BY(mutex) = false;
 };
 
 class ThreadTimer : public editor::RepeatingTimer {
@@ -24,8 +25,10 @@ class ThreadTimer : public editor::RepeatingTimer {
       auto deadline = std::chrono::steady_clock::now() + firstDeadline;
       for (;;) {
         {
-          std::unique_lock lock(state->mutex);
-          if (state->wake.wait_until(lock, deadline, [&] { return state->cancelled; })) return;
+          core::MutexLock lock(state->mutex);
+          if (state->wake.wait_until(lock, deadline,
+                                     [&]() ZEPHYL_REQUIRES(state->mutex) { return state->cancelled; }))
+            return;
         }
         tick();
         deadline += interval;
@@ -44,7 +47,7 @@ class ThreadTimer : public editor::RepeatingTimer {
 
   void cancel() override {
     {
-      std::lock_guard lock(state_->mutex);
+      core::MutexLock lock(state_->mutex);
       state_->cancelled = true;
     }
     state_->wake.notify_all();
@@ -57,10 +60,9 @@ class ThreadTimer : public editor::RepeatingTimer {
 
 }  // namespace
 
-std::unique_ptr<editor::RepeatingTimer> ThreadTimerScheduler::scheduleRepeating(std::chrono::milliseconds firstDeadline,
-                                                                                std::chrono::milliseconds interval,
-                                                                                std::chrono::milliseconds,
-                                                                                std::function<void()> tick) {
+std::unique_ptr<editor::RepeatingTimer> ThreadTimerScheduler::scheduleRepeating(
+    std::chrono::milliseconds firstDeadline, std::chrono::milliseconds interval, std::chrono::milliseconds,
+    std::function<void()> tick) {
   return std::make_unique<ThreadTimer>(firstDeadline, interval, std::move(tick));
 }
 

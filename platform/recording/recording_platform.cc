@@ -22,13 +22,13 @@ JSONValue panel(std::string_view name, JSONValue::Object fields = {}) {
 }  // namespace
 
 std::vector<RecordingPlatform::Entry> RecordingPlatform::entriesSince(size_t count) const {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   if (count >= entries_.size()) return {};
   return {entries_.begin() + static_cast<std::ptrdiff_t>(count), entries_.end()};
 }
 
 std::vector<std::string> RecordingPlatform::statuses() const {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   std::vector<std::string> result;
   for (const auto& entry : entries_) {
     const auto& fields = *entry.object();
@@ -38,23 +38,23 @@ std::vector<std::string> RecordingPlatform::statuses() const {
 }
 
 void RecordingPlatform::clear() {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   entries_.clear();
 }
 
 void RecordingPlatform::record(Entry entry) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   entries_.push_back(std::move(entry));
 }
 
 bool RecordingPlatform::failing(const std::string& name) const {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   auto it = failing_.find(name);
   return it != failing_.end() && it->second;
 }
 
 void RecordingPlatform::setFailing(const std::string& name, bool isFailing) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   failing_[name] = isFailing;
 }
 
@@ -63,7 +63,7 @@ void RecordingPlatform::setFailing(const std::string& name, bool isFailing) {
 void RecordingPlatform::activate(const editor::RunningApplication& application) {
   std::vector<ActivationHandler> handlers;
   {
-    std::lock_guard lock(mutex_);
+    core::MutexLock lock(mutex_);
     frontmost_ = application;
     for (const auto& [token, handler] : activationObservers_) handlers.push_back(handler);
   }
@@ -74,7 +74,7 @@ void RecordingPlatform::activate(const editor::RunningApplication& application) 
 void RecordingPlatform::terminate(int32_t processIdentifier) {
   std::vector<TerminationHandler> handlers;
   {
-    std::lock_guard lock(mutex_);
+    core::MutexLock lock(mutex_);
     if (frontmost_ && frontmost_->processIdentifier == processIdentifier) frontmost_.reset();
     for (const auto& [token, handler] : terminationObservers_) handlers.push_back(handler);
   }
@@ -84,7 +84,7 @@ void RecordingPlatform::terminate(int32_t processIdentifier) {
 void RecordingPlatform::moveFocus(const editor::NotesAccessibilityContext& context) {
   std::optional<FocusHandler> handler;
   {
-    std::lock_guard lock(mutex_);
+    core::MutexLock lock(mutex_);
     context_ = context;
     handler = focusHandler_;
   }
@@ -92,7 +92,7 @@ void RecordingPlatform::moveFocus(const editor::NotesAccessibilityContext& conte
 }
 
 void RecordingPlatform::setTrusted(bool trusted) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   trusted_ = trusted;
 }
 
@@ -100,7 +100,7 @@ void RecordingPlatform::setTrusted(bool trusted) {
 
 bool RecordingPlatform::post(const editor::PostedShortcut& shortcut) {
   if (failing("postShortcut")) return false;
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   // Command+V over HTML on the pasteboard is how a template is pasted.
   if (shortcut == editor::kPasteShortcut) {
     for (const auto& item : pasteboard_) {
@@ -110,7 +110,8 @@ bool RecordingPlatform::post(const editor::PostedShortcut& shortcut) {
       return true;
     }
   }
-  entries_.push_back(action("postShortcut", {{"keyCode", shortcut.keyCode}, {"flags", shortcut.modifierFlags}}));
+  entries_.push_back(
+      action("postShortcut", {{"keyCode", shortcut.keyCode}, {"flags", shortcut.modifierFlags}}));
   return true;
 }
 
@@ -132,16 +133,18 @@ bool RecordingPlatform::typeText(const std::string& text) {
 }
 
 std::vector<editor::PasteboardItem> RecordingPlatform::contents() {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   return pasteboard_;
 }
 
 void RecordingPlatform::setContents(const std::vector<editor::PasteboardItem>& items) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   pasteboard_ = items;
 }
 
-void RecordingPlatform::showStatus(std::string_view message) { record(JSONValue::Object{{"status", message}}); }
+void RecordingPlatform::showStatus(std::string_view message) {
+  record(JSONValue::Object{{"status", message}});
+}
 
 // --- Panels ---
 
@@ -173,24 +176,24 @@ void RecordingPlatform::close(editor::AppPanel closed) {
 // --- Workspace ---
 
 std::optional<editor::RunningApplication> RecordingPlatform::frontmostApplication() {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   return frontmost_;
 }
 
 editor::Workspace::ObserverToken RecordingPlatform::addActivationObserver(ActivationHandler handler) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   activationObservers_[nextToken_] = std::move(handler);
   return nextToken_++;
 }
 
 editor::Workspace::ObserverToken RecordingPlatform::addTerminationObserver(TerminationHandler handler) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   terminationObservers_[nextToken_] = std::move(handler);
   return nextToken_++;
 }
 
 void RecordingPlatform::removeObserver(ObserverToken token) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   activationObservers_.erase(token);
   terminationObservers_.erase(token);
 }
@@ -204,13 +207,13 @@ bool RecordingPlatform::activateApplication(std::string_view bundleIdentifier) {
 // --- Accessibility ---
 
 bool RecordingPlatform::observe(int32_t, FocusHandler onFocusChanged) {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   focusHandler_ = std::move(onFocusChanged);
   return true;
 }
 
 void RecordingPlatform::stopObserving() {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   focusHandler_.reset();
 }
 
@@ -219,18 +222,18 @@ bool RecordingPlatform::notesInFrontLocked() const {
 }
 
 std::optional<editor::NotesAccessibilityContext> RecordingPlatform::readContext() {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   if (!trusted_ || !notesInFrontLocked()) return std::nullopt;
   return context_;
 }
 
 bool RecordingPlatform::isProcessTrusted() {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   return trusted_;
 }
 
 std::optional<int32_t> RecordingPlatform::focusedApplicationProcessIdentifier() {
-  std::lock_guard lock(mutex_);
+  core::MutexLock lock(mutex_);
   if (!frontmost_) return std::nullopt;
   return frontmost_->processIdentifier;
 }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "core/json_value.h"
+#include "core/mutex.h"
 #include "editor/accessibility_client.h"
 #include "editor/app_panels.h"
 #include "editor/note_text_editor.h"
@@ -102,19 +103,20 @@ class RecordingPlatform : public editor::ShortcutPoster,
  private:
   void record(Entry entry);
   bool failing(const std::string& action) const;
-  bool notesInFrontLocked() const;
+  bool notesInFrontLocked() const ZEPHYL_REQUIRES(mutex_);
 
-  mutable std::mutex mutex_;
-  std::vector<Entry> entries_;                                      // guarded by mutex_
-  std::map<std::string, bool> failing_;                             // guarded by mutex_
-  std::optional<editor::RunningApplication> frontmost_;             // guarded by mutex_
-  editor::NotesAccessibilityContext context_{"AXTextArea", "", true, {}, {}, {}, {}};  // guarded by mutex_
-  std::vector<editor::PasteboardItem> pasteboard_;                  // guarded by mutex_
-  std::map<ObserverToken, ActivationHandler> activationObservers_;  // guarded by mutex_
-  std::map<ObserverToken, TerminationHandler> terminationObservers_;  // guarded by mutex_
-  ObserverToken nextToken_ = 1;                                     // guarded by mutex_
-  std::optional<FocusHandler> focusHandler_;                        // guarded by mutex_
-  bool trusted_ = true;                                             // guarded by mutex_
+  mutable core::Mutex mutex_;
+  std::vector<Entry> entries_ ZEPHYL_GUARDED_BY(mutex_);
+  std::map<std::string, bool> failing_ ZEPHYL_GUARDED_BY(mutex_);
+  std::optional<editor::RunningApplication> frontmost_ ZEPHYL_GUARDED_BY(mutex_);
+  editor::NotesAccessibilityContext context_ ZEPHYL_GUARDED_BY(mutex_){"AXTextArea", "", true, {},
+                                                                       {},           {}, {}};
+  std::vector<editor::PasteboardItem> pasteboard_ ZEPHYL_GUARDED_BY(mutex_);
+  std::map<ObserverToken, ActivationHandler> activationObservers_ ZEPHYL_GUARDED_BY(mutex_);
+  std::map<ObserverToken, TerminationHandler> terminationObservers_ ZEPHYL_GUARDED_BY(mutex_);
+  ObserverToken nextToken_ ZEPHYL_GUARDED_BY(mutex_) = 1;
+  std::optional<FocusHandler> focusHandler_ ZEPHYL_GUARDED_BY(mutex_);
+  bool trusted_ ZEPHYL_GUARDED_BY(mutex_) = true;
 };
 
 }  // namespace zephyl::platform

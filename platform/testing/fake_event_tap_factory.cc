@@ -155,7 +155,7 @@ std::vector<FakeEventTapFactory::TapRecord> FakeEventTapFactory::taps() {
 size_t FakeEventTapFactory::runningCount() {
   std::lock_guard lock(mutex_);
   size_t count = 0;
-  for (const auto& entry : entries_) count += entry.record.running ? 1 : 0;
+  for (const auto& entry : entries_) count += entry.record.running && !entry.record.stopped ? 1 : 0;
   return count;
 }
 

@@ -53,6 +53,7 @@ class FakeEventTapFactory : public editor::EventTapFactory {
 
   std::vector<editor::TapLocation> creationAttempts();
   std::vector<TapRecord> taps();
+  // Taps running and not yet told to stop (a stopped tap's thread leaves run() on its own schedule).
   size_t runningCount();
 
  private:
