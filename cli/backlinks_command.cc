@@ -1,4 +1,5 @@
 #include "cli/commands.h"
+#include "cli/terminal.h"
 #include "cli/json_writer.h"
 #include "cli/note_reference.h"
 #include "notes_store/backlinks_index.h"
@@ -24,8 +25,8 @@ void addBacklinksCommand(CLI::App& app, CliContext& context) {
     auto& out = context.streams().out;
     if (!*asJson) {
       for (const auto& backlink : found.backlinks) {
-        out << backlink.sourceTitle << (backlink.sourceLocation.empty() ? "" : "  (" + backlink.sourceLocation + ")")
-            << '\n';
+        out << printable(backlink.sourceTitle)
+            << (backlink.sourceLocation.empty() ? "" : "  (" + printable(backlink.sourceLocation) + ")") << '\n';
       }
       out << found.backlinks.size() << (found.backlinks.size() == 1 ? " backlink" : " backlinks") << '\n';
       return;

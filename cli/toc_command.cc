@@ -1,4 +1,5 @@
 #include "cli/commands.h"
+#include "cli/terminal.h"
 #include "cli/json_writer.h"
 #include "cli/note_reference.h"
 #include "notes_store/note_document.h"
@@ -42,7 +43,7 @@ void addTocCommand(CLI::App& app, CliContext& context) {
                                                                                                       : 0;
         std::string line = std::to_string(entry.lineNumber);
         out << std::string(line.size() < 5 ? 5 - line.size() : 0, ' ') << line << "  " << std::string(indent, ' ')
-            << entry.text << '\n';
+            << printable(entry.text) << '\n';
       }
       return;
     }

@@ -127,4 +127,18 @@ std::string relativeLink(const std::string& fromFolder, const std::string& toPat
   return link;
 }
 
+bool staysInsideExportFolder(std::string_view relativePath) {
+  if (relativePath.empty() || relativePath.find_first_of(std::string_view("\\\0", 2)) != std::string_view::npos) {
+    return false;
+  }
+  size_t start = 0;
+  for (;;) {
+    const size_t slash = relativePath.find('/', start);
+    const std::string_view component = relativePath.substr(start, slash - start);
+    if (component.empty() || component == "." || component == "..") return false;
+    if (slash == std::string_view::npos) return true;
+    start = slash + 1;
+  }
+}
+
 }  // namespace zephyl::notes_store

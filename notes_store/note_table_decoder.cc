@@ -263,7 +263,9 @@ std::optional<std::string_view> findUUIDInText(std::string_view text) {
 }
 
 std::optional<NotesTable> decodeNoteTable(std::string_view mergeableData) {
-  const std::optional<std::string> decompressed = decompressNoteData(mergeableData);
+  bool overLimit = mergeableData.size() > kMaxInflatedNoteBodyBytes;
+  const std::optional<std::string> decompressed = overLimit ? std::nullopt : decompressNoteData(mergeableData, &overLimit);
+  if (overLimit) return std::nullopt;
   const std::string_view bytes = decompressed ? std::string_view(*decompressed) : mergeableData;
   const std::optional<std::string_view> object = messageField(2, bytes);
   if (!object) return std::nullopt;
