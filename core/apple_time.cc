@@ -5,10 +5,18 @@
 
 namespace zephyl::core {
 
-TimePoint timeFromAppleSeconds(double seconds) {
+namespace {
+// Unix seconds of 0001-01-01T00:00:00Z and 10000-01-01T00:00:00Z.
+constexpr double kFirstUnixSecond = -62135596800.0;
+constexpr double kEndUnixSecond = 253402300800.0;
+}  // namespace
+
+std::optional<TimePoint> timeFromAppleSeconds(double seconds) {
+  const double unixSeconds = seconds + kAppleReferenceDateOffset;
+  // Also false for NaN.
+  if (!(unixSeconds >= kFirstUnixSecond && unixSeconds < kEndUnixSecond)) return std::nullopt;
   // Rounding in microseconds keeps values such as 0.1 from turning into 0.099999.
-  const double micros = std::llround((seconds + kAppleReferenceDateOffset) * 1e6);
-  return TimePoint(std::chrono::microseconds(static_cast<long long>(micros)));
+  return TimePoint(std::chrono::microseconds(std::llround(unixSeconds * 1e6)));
 }
 
 double appleSecondsFromTime(TimePoint time) {
