@@ -5,6 +5,7 @@
 
 #include "cli/cli_context.h"
 #include "cli/commands.h"
+#include "cli/terminal.h"
 #include "core/error.h"
 #include "core/logger.h"
 
@@ -57,20 +58,20 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
     app.exit(e, streams.out, streams.err);
     return kExitUsage;
   } catch (const CliUsageError& e) {
-    streams.err << "zephyl: " << e.what() << '\n';
+    streams.err << "zephyl: " << printable(e.what()) << '\n';
     return kExitUsage;
   } catch (const CliFailure& e) {
-    streams.err << "zephyl: " << e.what() << '\n';
+    streams.err << "zephyl: " << printable(e.what()) << '\n';
     return kExitFailure;
   } catch (const core::CancellationError&) {
     streams.err << "zephyl: interrupted\n";
     return kExitInterrupted;
   } catch (const core::Error& e) {
-    streams.err << "zephyl: " << e.description() << '\n';
+    streams.err << "zephyl: " << printable(e.description()) << '\n';
     return kExitFailure;
   } catch (const std::exception& e) {
     core::Logger("CLI").error() << "Unexpected failure: " << e.what();
-    streams.err << "zephyl: " << e.what() << '\n';
+    streams.err << "zephyl: " << printable(e.what()) << '\n';
     return kExitFailure;
   }
 }

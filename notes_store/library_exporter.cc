@@ -26,7 +26,6 @@ constexpr std::string_view kSeparator = " › ";
 constexpr size_t kBatchSize = 500;
 constexpr std::string_view kInlineAttachmentTypePrefix = "com.apple.notes.inlinetextattachment";
 constexpr std::string_view kSymbolicLinkRefused = "a symbolic link in the export folder was not followed: ";
-constexpr std::string_view kBodyOverLimit = "the note's body is larger than Zephyl reads";
 
 struct ManifestEntry {
   std::string path;      // relative to the export folder
@@ -354,7 +353,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
           }
         }
         if (overLimit) {
-          skip(targets[i], std::string(kBodyOverLimit));
+          skip(targets[i], std::string(kNoteBodyOverLimitText));
           continue;
         }
         NoteTables tables;

@@ -23,6 +23,8 @@ namespace zephyl::notes_store {
 // thousandfold is refused at this size, which bounds the memory and time that
 // every command spends on one note.
 inline constexpr size_t kMaxInflatedNoteBodyBytes = size_t{32} << 20;
+// What a command says of a note it skips for that reason.
+inline constexpr std::string_view kNoteBodyOverLimitText = "the body is larger than the 32 MB that Zephyl reads";
 
 // The line prefix that a paragraph style becomes in Markdown: a literal prefix
 // ("## ", "- [x] ", "> ") or a monospaced line (fenced by the Markdown conversion).
