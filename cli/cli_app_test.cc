@@ -172,7 +172,7 @@ TEST_F(CliAppTest, HostileTitlesPrintHarmlesslyAndOversizedBodiesAreSkippedWithA
                    .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument(
                        {{.text = evil + "\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 1}},
                         link}))});
-  // 33 MB of line feeds in 33 KB: past the bound on inflated bodies.
+  // 33 MB of line feeds in 33 KB: far past the bound on inflated bodies.
   const int64_t bomb = builder.addNote({.title = "Bomb", .folder = folder, .modifiedAt = 2,
                                         .bodyData = notes_store::gzipCompress(std::string(33 << 20, '\n'))});
   const std::string library = (directory_ / "hostile" / "NoteStore.sqlite").string();
@@ -272,8 +272,15 @@ TEST_F(CliAppTest, MissingUnreadableAndCorruptDatabasesExitOneWithClearMessages)
 
 TEST_F(CliAppTest, UsageErrorsExitTwo) {
   EXPECT_EQ(run({}).code, 2);
-  EXPECT_EQ(run({"frobnicate"}).code, 2);
+  const CommandResult unknown = run({"frobnicate"});
+  EXPECT_EQ(unknown.code, 2);
+  EXPECT_NE(unknown.err.find("frobnicate"), std::string::npos) << unknown.err;
+  const CommandResult huge = run({"notes", "--limit", "-" + std::string(300, '9')});
+  EXPECT_EQ(huge.code, 2);
+  EXPECT_EQ(huge.err.find(std::string(100, '9')), std::string::npos) << huge.err;
   EXPECT_EQ(run({"notes", "--limit", "-3"}).code, 2);
+  platform::testing::TestFolder folder;
+  EXPECT_EQ(run({"debug", "decode-body", folder.path()}).code, 1);
   EXPECT_EQ(run({"sample-library"}).code, 2);
   const CommandResult help = run({"--help"});
   EXPECT_EQ(help.code, 0);

@@ -71,6 +71,17 @@ std::u32string printableCodePoints(std::string_view text) {
 
 std::string printable(std::string_view text) { return core::encodeUtf8(printableCodePoints(text)); }
 
+std::string printableLines(std::string_view text) {
+  std::string out;
+  for (size_t start = 0;;) {
+    const size_t end = text.find('\n', start);
+    out += printable(text.substr(start, end - start));
+    if (end == std::string_view::npos) return out;
+    out += '\n';
+    start = end + 1;
+  }
+}
+
 size_t displayWidth(std::string_view text) {
   size_t width = 0;
   for (char32_t c : core::decodeUtf8(text)) width += codePointWidth(c);

@@ -26,6 +26,9 @@ size_t displayWidth(std::string_view text);
 // folder name or snippet in human output goes through this.
 std::string printable(std::string_view text);
 
+// printable(text) with its line feeds kept, for messages of several lines.
+std::string printableLines(std::string_view text);
+
 // printable(text) cut to at most `width` columns, ending in "…" when cut.
 std::string truncateToWidth(std::string_view text, size_t width);
 

@@ -19,12 +19,13 @@
 namespace zephyl::notes_store {
 
 // The most bytes one body (or table blob) may hold once inflated. The longest
-// real notes hold a few megabytes of text; a crafted body that inflates a
-// thousandfold is refused at this size, which bounds the memory and time that
-// every command spends on one note.
-inline constexpr size_t kMaxInflatedNoteBodyBytes = size_t{32} << 20;
+// real notes hold a few hundred kilobytes of text and runs; a crafted body that
+// inflates a thousandfold is refused at this size. Decoding and rendering take
+// up to about 80 bytes of memory per inflated byte (a run per character), so
+// this bounds what every command spends on one note to well under a gigabyte.
+inline constexpr size_t kMaxInflatedNoteBodyBytes = size_t{8} << 20;
 // What a command says of a note it skips for that reason.
-inline constexpr std::string_view kNoteBodyOverLimitText = "the body is larger than the 32 MB that Zephyl reads";
+inline constexpr std::string_view kNoteBodyOverLimitText = "the body is larger than the 8 MB that Zephyl reads";
 
 // The line prefix that a paragraph style becomes in Markdown: a literal prefix
 // ("## ", "- [x] ", "> ") or a monospaced line (fenced by the Markdown conversion).
