@@ -28,11 +28,11 @@ std::string formatIso8601(TimePoint time) {
   const std::chrono::year_month_day ymd{days};
   const std::chrono::hh_mm_ss hms{std::chrono::floor<std::chrono::microseconds>(time - days)};
   char buffer[64];
-  int length = std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02d:%02d:%02lld",
-                             static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
-                             static_cast<unsigned>(ymd.day()), static_cast<int>(hms.hours().count()),
-                             static_cast<int>(hms.minutes().count()),
-                             static_cast<long long>(hms.seconds().count()));
+  int length =
+      std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02d:%02d:%02lld", static_cast<int>(ymd.year()),
+                    static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
+                    static_cast<int>(hms.hours().count()), static_cast<int>(hms.minutes().count()),
+                    static_cast<long long>(hms.seconds().count()));
   long long fraction = hms.subseconds().count();
   if (fraction != 0) {
     int digits = 6;
