@@ -1,7 +1,9 @@
 #include "cli/commands.h"
+#include "cli/terminal.h"
 #include "cli/json_writer.h"
 #include "cli/note_reference.h"
 #include "notes_store/backlinks_index.h"
+#include "notes_store/note_body_decoder.h"
 
 namespace zephyl::cli {
 
@@ -15,17 +17,23 @@ void addBacklinksCommand(CLI::App& app, CliContext& context) {
     struct Found {
       std::string storeUUID;
       std::vector<notes_store::NoteBacklink> backlinks;
+      size_t overLimit = 0;
     };
     const Found found = context.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
       const int64_t key = resolveNoteKey(connection, *reference);
       const auto index = notes_store::BacklinksIndex::build(connection);
-      return Found{notes_store::NotesDatabaseAccess::fetchStoreUUID(connection).value_or(""), index.backlinksTo(key)};
+      return Found{notes_store::NotesDatabaseAccess::fetchStoreUUID(connection).value_or(""), index.backlinksTo(key),
+                   index.overLimitNoteKeys().size()};
     });
+    if (found.overLimit > 0) {
+      context.streams().err << "zephyl: " << found.overLimit << (found.overLimit == 1 ? " note was" : " notes were")
+                            << " not searched for links: " << notes_store::kNoteBodyOverLimitText << "\n";
+    }
     auto& out = context.streams().out;
     if (!*asJson) {
       for (const auto& backlink : found.backlinks) {
-        out << backlink.sourceTitle << (backlink.sourceLocation.empty() ? "" : "  (" + backlink.sourceLocation + ")")
-            << '\n';
+        out << printable(backlink.sourceTitle)
+            << (backlink.sourceLocation.empty() ? "" : "  (" + printable(backlink.sourceLocation) + ")") << '\n';
       }
       out << found.backlinks.size() << (found.backlinks.size() == 1 ? " backlink" : " backlinks") << '\n';
       return;

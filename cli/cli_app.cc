@@ -5,10 +5,31 @@
 
 #include "cli/cli_context.h"
 #include "cli/commands.h"
+#include "cli/terminal.h"
 #include "core/error.h"
 #include "core/logger.h"
 
 namespace zephyl::cli {
+namespace {
+
+// A message with each word longer than a path or number needs cut short, so that
+// an absurd argument is not echoed in full.
+std::string shortened(std::string_view message) {
+  constexpr size_t kLongestWord = 64;
+  std::string out;
+  size_t word = 0;
+  for (char c : message) {
+    word = (c == ' ' || c == '\n') ? 0 : word + 1;
+    if (word <= kLongestWord) {
+      out += c;
+    } else if (word == kLongestWord + 1) {
+      out += "…";
+    }
+  }
+  return out;
+}
+
+}  // namespace
 
 int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
               const core::EnvironmentLookup& environment) {
@@ -21,7 +42,8 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   app.add_option("--db", options.db,
                  "The Apple Notes database (NoteStore.sqlite or its folder); "
                  "else $ZEPHYL_NOTES_DB, the setting notesDatabasePath, the default location");
-  app.add_option("--config-dir", options.configDir, "Folder of settings.json (default $XDG_CONFIG_HOME/zephyl)");
+  app.add_option("--config-dir", options.configDir,
+                 "Folder of settings.json (default $XDG_CONFIG_HOME/zephyl)");
   app.add_option("--data-dir", options.dataDir, "Zephyl's data folder (default $XDG_DATA_HOME/zephyl)");
 
   CliContext context(options, streams, environment);
@@ -53,24 +75,34 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
     return app.exit(e, streams.out, streams.err);
   } catch (const CLI::CallForVersion& e) {
     return app.exit(e, streams.out, streams.err);
+  } catch (const CLI::RequiredError& e) {
+    // CLI11 reports an unknown command as a missing one; name what was given.
+    if (app.get_subcommands().empty() && !app.remaining().empty()) {
+      streams.err << "zephyl: unknown command \"" << printable(shortened(app.remaining().front()))
+                  << "\"; run zephyl --help for the commands\n";
+    } else {
+      streams.err << "zephyl: " << printableLines(shortened(e.what())) << '\n';
+    }
+    return kExitUsage;
   } catch (const CLI::ParseError& e) {
-    app.exit(e, streams.out, streams.err);
+    streams.err << "zephyl: " << printableLines(shortened(e.what()))
+                << "\nRun with --help for more information.\n";
     return kExitUsage;
   } catch (const CliUsageError& e) {
-    streams.err << "zephyl: " << e.what() << '\n';
+    streams.err << "zephyl: " << printableLines(e.what()) << '\n';
     return kExitUsage;
   } catch (const CliFailure& e) {
-    streams.err << "zephyl: " << e.what() << '\n';
+    streams.err << "zephyl: " << printableLines(e.what()) << '\n';
     return kExitFailure;
   } catch (const core::CancellationError&) {
     streams.err << "zephyl: interrupted\n";
     return kExitInterrupted;
   } catch (const core::Error& e) {
-    streams.err << "zephyl: " << e.description() << '\n';
+    streams.err << "zephyl: " << printableLines(e.description()) << '\n';
     return kExitFailure;
   } catch (const std::exception& e) {
     core::Logger("CLI").error() << "Unexpected failure: " << e.what();
-    streams.err << "zephyl: " << e.what() << '\n';
+    streams.err << "zephyl: " << printableLines(e.what()) << '\n';
     return kExitFailure;
   }
 }

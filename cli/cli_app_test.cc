@@ -42,7 +42,7 @@ class CliAppTest : public ::testing::Test {
   std::string writeLibrary() {
     notes_store::NotesLibraryBuilder builder;
     const int64_t account = builder.addAccount({.name = "iCloud"});
-    const int64_t work = builder.addFolder({.title = "Work", .owner = account});
+    const int64_t work = workFolderKey_ = builder.addFolder({.title = "Work", .owner = account});
     const int64_t projects = builder.addFolder({.title = "Pro › jects", .parent = work, .owner = account});
     const int64_t trash = builder.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
     builder.addNote({.title = "Older", .identifier = "UUID-OLDER", .folder = work, .account7 = account,
@@ -55,7 +55,7 @@ class CliAppTest : public ::testing::Test {
                      .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument({title, item, link}))});
     builder.addNote({.title = "Locked", .folder = work, .account7 = account, .passwordProtected = true,
                      .modifiedAt = 250, .bodyData = std::string("\x01encrypted")});
-    builder.addNote({.title = "Thrown away", .folder = trash, .account7 = account, .modifiedAt = 300});
+    trashedNoteKey_ = builder.addNote({.title = "Thrown away", .folder = trash, .account7 = account, .modifiedAt = 300});
     const std::string path = (directory_ / "lib" / "NoteStore.sqlite").string();
     builder.write(path);
     return path;
@@ -64,6 +64,8 @@ class CliAppTest : public ::testing::Test {
   platform::testing::TestFolder folder_;
   fs::path directory_ = folder_.path();
   std::map<std::string, std::string> environment_;
+  int64_t workFolderKey_ = 0;
+  int64_t trashedNoteKey_ = 0;
 };
 
 TEST_F(CliAppTest, FoldersAndNotesAsJson) {
@@ -132,8 +134,16 @@ TEST_F(CliAppTest, ShowPrintsMarkdownOrDecodedJsonForAnyWayOfNamingTheNote) {
   const CommandResult locked = run({"--db", library, "show", notes[0]["id"]});
   EXPECT_EQ(locked.code, 1);
   EXPECT_NE(locked.err.find("locked with a password"), std::string::npos) << locked.err;
-  EXPECT_EQ(run({"--db", library, "show", "x-coredata://X/ICNote/p999"}).code, 2);
-  EXPECT_EQ(run({"--db", library, "show", "NO-SUCH-UUID"}).code, 2);
+  // Only a note that `notes` lists, of this store, is shown.
+  const std::string store = id.substr(0, id.find("/ICNote/"));
+  for (const std::string& unknown :
+       {std::string("x-coredata://X/ICNote/p999"), std::string("NO-SUCH-UUID"), std::to_string(workFolderKey_),
+        store + "/ICFolder/p" + std::to_string(workFolderKey_), std::to_string(trashedNoteKey_),
+        store + "/ICNote/p" + std::to_string(trashedNoteKey_), "x-coredata://OTHER-STORE/ICNote/p" + key}) {
+    const CommandResult refused = run({"--db", library, "show", unknown});
+    EXPECT_EQ(refused.code, 2) << unknown << ": " << refused.out;
+    EXPECT_EQ(refused.out, "") << unknown;
+  }
 }
 
 TEST_F(CliAppTest, EveryCommandLeavesTheDatabaseUnchanged) {
@@ -150,6 +160,49 @@ TEST_F(CliAppTest, EveryCommandLeavesTheDatabaseUnchanged) {
     EXPECT_EQ(readBytes(library), before) << command[2];
   }
   EXPECT_TRUE(fs::exists(directory_ / "export" / "iCloud" / "Work" / "Pro › jects" / "Newer 日本.md"));
+}
+
+TEST_F(CliAppTest, HostileTitlesPrintHarmlesslyAndOversizedBodiesAreSkippedWithAMessage) {
+  notes_store::NotesLibraryBuilder builder;
+  const int64_t folder = builder.addFolder({.title = "F\x1b[31mred"});
+  const std::string evil = "Evil\x1b]0;pwned\x07\x1b[2J\xc2\x9b" "2J";
+  const std::string evilUUID = "0F0E0D0C-0000-4000-8000-00000000EEEE";
+  notes_store::NoteRunSpec link{.text = "evil", .link = "applenotes:note/" + evilUUID};
+  builder.addNote({.title = evil, .identifier = evilUUID, .folder = folder, .modifiedAt = 1,
+                   .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument(
+                       {{.text = evil + "\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 1}},
+                        link}))});
+  // 33 MB of line feeds in 33 KB: far past the bound on inflated bodies.
+  const int64_t bomb = builder.addNote({.title = "Bomb", .folder = folder, .modifiedAt = 2,
+                                        .bodyData = notes_store::gzipCompress(std::string(33 << 20, '\n'))});
+  const std::string library = (directory_ / "hostile" / "NoteStore.sqlite").string();
+  builder.write(library);
+  const std::string exportDir = (directory_ / "export").string();
+  const struct {
+    std::vector<std::string> command;
+    int code;
+    const char* errorSays;  // in standard output or error
+  } cases[] = {
+      {{"notes"}, 0, ""},
+      {{"folders"}, 0, ""},
+      {{"search", "evil"}, 0, "was not searched: the body is larger than"},
+      {{"backlinks", evilUUID}, 0, "not searched for links: the body is larger than"},
+      {{"toc", evilUUID}, 0, ""},
+      {{"show", std::to_string(bomb)}, 1, "is not shown: the body is larger than"},
+      {{"toc", std::to_string(bomb)}, 1, "the body is larger than"},
+      {{"export", exportDir}, 0, "Bomb.md: the body is larger than"},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> command = c.command;
+    command.insert(command.begin(), {"--db", library});
+    const CommandResult result = run(command);
+    const std::string printed = result.out + result.err;
+    EXPECT_EQ(result.code, c.code) << c.command[0] << ": " << printed;
+    EXPECT_NE(printed.find(c.errorSays), std::string::npos) << c.command[0] << ": " << printed;
+    for (const std::string_view control : {"\x1b", "\x07", "\xc2\x9b"}) {
+      EXPECT_EQ(printed.find(control), std::string::npos) << c.command[0] << ": " << printed;
+    }
+  }
 }
 
 TEST_F(CliAppTest, DecodeBodyAndTableFromStandardInput) {
@@ -219,8 +272,15 @@ TEST_F(CliAppTest, MissingUnreadableAndCorruptDatabasesExitOneWithClearMessages)
 
 TEST_F(CliAppTest, UsageErrorsExitTwo) {
   EXPECT_EQ(run({}).code, 2);
-  EXPECT_EQ(run({"frobnicate"}).code, 2);
+  const CommandResult unknown = run({"frobnicate"});
+  EXPECT_EQ(unknown.code, 2);
+  EXPECT_NE(unknown.err.find("frobnicate"), std::string::npos) << unknown.err;
+  const CommandResult huge = run({"notes", "--limit", "-" + std::string(300, '9')});
+  EXPECT_EQ(huge.code, 2);
+  EXPECT_EQ(huge.err.find(std::string(100, '9')), std::string::npos) << huge.err;
   EXPECT_EQ(run({"notes", "--limit", "-3"}).code, 2);
+  platform::testing::TestFolder folder;
+  EXPECT_EQ(run({"debug", "decode-body", folder.path()}).code, 1);
   EXPECT_EQ(run({"sample-library"}).code, 2);
   const CommandResult help = run({"--help"});
   EXPECT_EQ(help.code, 0);

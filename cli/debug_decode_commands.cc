@@ -1,4 +1,3 @@
-#include <fstream>
 #include <sstream>
 
 #include "cli/commands.h"
@@ -19,10 +18,10 @@ std::string readInput(CliContext& context, const std::string& path) {
     if (context.streams().in != nullptr) bytes << context.streams().in->rdbuf();
     return bytes.str();
   }
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw CliFailure("Cannot read " + path);
-  bytes << file.rdbuf();
-  return bytes.str();
+  // Through the file system, which refuses a folder instead of reading it as empty.
+  std::optional<std::string> contents = context.fileSystem().readFile(path);
+  if (!contents) throw CliFailure("Cannot read " + path);
+  return std::move(*contents);
 }
 
 std::string cellText(const notes_store::NoteDocument& cell) { return notes_store::removeControlCharacters(cell.text); }

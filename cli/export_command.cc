@@ -34,12 +34,20 @@ void addExportCommand(CLI::App& app, CliContext& context) {
     if (progress) progress->finish();
     auto& out = streams.out;
     out << "Exported " << summary.notes - summary.lockedSkipped << " of " << summary.notes << " notes in "
-        << summary.folders << " folders to " << options->directory << "\n";
+        << summary.folders << " folders to " << printable(options->directory) << "\n";
     out << "  " << summary.written << " written, " << summary.unchanged << " unchanged since the last export";
     if (summary.renamed > 0) out << ", " << summary.renamed << " renamed";
     out << "\n";
     if (summary.lockedSkipped > 0) {
       out << "  " << summary.lockedSkipped << " skipped: locked with a password\n";
+    }
+    if (!summary.skipped.empty()) {
+      out << "  " << summary.skipped.size() << " skipped: could not be written\n";
+      constexpr size_t kListed = 10;
+      for (size_t i = 0; i < summary.skipped.size() && i < kListed; ++i) {
+        out << "    " << printable(summary.skipped[i].path) << ": " << summary.skipped[i].reason << "\n";
+      }
+      if (summary.skipped.size() > kListed) out << "    and " << summary.skipped.size() - kListed << " more\n";
     }
     if (summary.withoutBody > 0) {
       out << "  " << summary.withoutBody << " without a readable body: written from title and preview\n";
@@ -50,7 +58,7 @@ void addExportCommand(CLI::App& app, CliContext& context) {
     if (!summary.staleFiles.empty()) {
       out << "  " << summary.staleFiles.size()
           << " files of notes no longer in the library were left in place, for example "
-          << summary.staleFiles.front() << "\n";
+          << printable(summary.staleFiles.front()) << "\n";
     }
   });
 }

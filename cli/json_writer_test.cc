@@ -34,7 +34,7 @@ TEST(JsonWriter, NestedContainersKeepKeyOrderAndParse) {
   json.key("a").stringArray({"x", "y"});
   json.key("empty").stringArray({});
   json.key("none").value(std::optional<int64_t>());
-  json.key("when").time(core::timeFromAppleSeconds(0));
+  json.key("when").time(*core::timeFromAppleSeconds(0));
   json.key("flag").value(true);
   json.endObject();
   json.beginObject();

@@ -177,7 +177,7 @@ void addQuickOpenCommand(CLI::App& app, CliContext& context) {
     if (interrupted) throw core::CancellationError();
     if (!chosen) return;
     if (chosen->note() == nullptr) {
-      context.streams().out << quickOpenResultFolderPath(*chosen) << '\n';
+      context.streams().out << printable(quickOpenResultFolderPath(*chosen)) << '\n';
       return;
     }
     // The chosen note is shown exactly as `zephyl show` shows it.

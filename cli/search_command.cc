@@ -1,4 +1,5 @@
 #include "cli/commands.h"
+#include "notes_store/note_body_decoder.h"
 #include "cli/json_writer.h"
 #include "cli/quick_open_session.h"
 #include "cli/terminal.h"
@@ -41,6 +42,10 @@ void addSearchCommand(CLI::App& app, CliContext& context) {
   command->callback([&context, query, asJson, limit] {
     const auto service = openQuickOpen(context);
     const auto results = service->search(*query, static_cast<size_t>(*limit));
+    if (const size_t skipped = service->overLimitNoteKeys().size(); skipped > 0) {
+      context.streams().err << "zephyl: the text of " << skipped << (skipped == 1 ? " note" : " notes")
+                            << " was not searched: " << notes_store::kNoteBodyOverLimitText << "\n";
+    }
     if (!*asJson) {
       printHuman(context.streams(), results);
       return;

@@ -19,6 +19,7 @@ struct ShownNote {
   std::string id;
   std::string title;
   bool locked = false;
+  bool overLimit = false;
   notes_store::NotesDatabaseParsedNote parsed;
   std::string markdown;
 };
@@ -34,6 +35,8 @@ ShownNote loadNote(NotesDatabaseConnection& connection, const std::string& refer
   if (shown.locked) return shown;
   const std::string body = row->bodyData.value_or("");
   shown.parsed = notes_store::decodeNoteBody(body, key);
+  shown.overLimit = shown.parsed.overLimit;
+  if (shown.overLimit) return shown;
   const auto document = notes_store::decodeNoteDocument(body);
   notes_store::NoteTables tables;
   if (!shown.parsed.attachmentIdentifiers.empty()) {
@@ -96,6 +99,7 @@ void addShowCommand(CLI::App& app, CliContext& context) {
     if (note.locked) {
       throw CliFailure("\"" + note.title + "\" is locked with a password; Zephyl does not show locked notes.");
     }
+    if (note.overLimit) throw CliFailure("\"" + note.title + "\" is not shown: " + std::string(notes_store::kNoteBodyOverLimitText) + ".");
     if (*asJson) {
       printJson(context.streams().out, note);
     } else {

@@ -53,7 +53,34 @@ bool useColor(const core::EnvironmentLookup& environment, bool isTerminal) {
 
 namespace {
 size_t codePointWidth(char32_t c) { return isZeroWidth(c) ? 0 : isWide(c) ? 2 : 1; }
+
+std::u32string printableCodePoints(std::string_view text) {
+  std::u32string codePoints = core::decodeUtf8(text);
+  for (char32_t& c : codePoints) {
+    if (c < 0x20) {
+      c = 0x2400 + c;  // ␀ … ␟
+    } else if (c == 0x7F) {
+      c = 0x2421;  // ␡
+    } else if (c >= 0x80 && c <= 0x9F) {
+      c = 0xFFFD;  // C1 controls (0x9B starts a sequence on some terminals)
+    }
+  }
+  return codePoints;
+}
 }  // namespace
+
+std::string printable(std::string_view text) { return core::encodeUtf8(printableCodePoints(text)); }
+
+std::string printableLines(std::string_view text) {
+  std::string out;
+  for (size_t start = 0;;) {
+    const size_t end = text.find('\n', start);
+    out += printable(text.substr(start, end - start));
+    if (end == std::string_view::npos) return out;
+    out += '\n';
+    start = end + 1;
+  }
+}
 
 size_t displayWidth(std::string_view text) {
   size_t width = 0;
@@ -62,11 +89,14 @@ size_t displayWidth(std::string_view text) {
 }
 
 std::string truncateToWidth(std::string_view text, size_t width) {
-  if (displayWidth(text) <= width) return std::string(text);
+  const std::u32string codePoints = printableCodePoints(text);
+  size_t total = 0;
+  for (char32_t c : codePoints) total += codePointWidth(c);
+  if (total <= width) return core::encodeUtf8(codePoints);
   if (width == 0) return {};
   std::u32string kept;
   size_t used = 0;
-  for (char32_t c : core::decodeUtf8(text)) {
+  for (char32_t c : codePoints) {
     if (used + codePointWidth(c) > width - 1) break;
     kept.push_back(c);
     used += codePointWidth(c);
@@ -75,7 +105,7 @@ std::string truncateToWidth(std::string_view text, size_t width) {
 }
 
 std::string padToWidth(std::string_view text, size_t width) {
-  std::string result(text);
+  std::string result = printable(text);
   const size_t current = displayWidth(text);
   if (current < width) result.append(width - current, ' ');
   return result;

@@ -20,10 +20,19 @@ bool useColor(const core::EnvironmentLookup& environment, bool isTerminal);
 // (East Asian wide characters and emoji as two).
 size_t displayWidth(std::string_view text);
 
-// `text` cut to at most `width` columns, ending in "…" when cut.
+// `text` made safe to print on a terminal: control characters (C0, DEL, C1),
+// which could move the cursor, clear the screen or retitle the window, become
+// visible stand-ins (U+2400… control pictures, U+FFFD for C1). Every title,
+// folder name or snippet in human output goes through this.
+std::string printable(std::string_view text);
+
+// printable(text) with its line feeds kept, for messages of several lines.
+std::string printableLines(std::string_view text);
+
+// printable(text) cut to at most `width` columns, ending in "…" when cut.
 std::string truncateToWidth(std::string_view text, size_t width);
 
-// `text` padded with blanks to `width` columns.
+// printable(text) padded with blanks to `width` columns.
 std::string padToWidth(std::string_view text, size_t width);
 
 // While alive, Ctrl-C sets a flag instead of ending the process, so that long

@@ -1,6 +1,8 @@
 #include "cli/commands.h"
+#include "cli/terminal.h"
 #include "cli/json_writer.h"
 #include "cli/note_reference.h"
+#include "notes_store/note_body_decoder.h"
 #include "notes_store/note_document.h"
 #include "notes_store/note_table_of_contents.h"
 
@@ -16,6 +18,7 @@ void addTocCommand(CLI::App& app, CliContext& context) {
     struct Loaded {
       std::string title;
       bool locked = false;
+      bool overLimit = false;
       notes_store::NoteTableOfContents contents;
     };
     const Loaded loaded = context.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
@@ -26,13 +29,16 @@ void addTocCommand(CLI::App& app, CliContext& context) {
       result.title = row ? row->title : "";
       result.locked = NotesDatabaseAccess::isPasswordProtected(connection, key);
       if (result.locked || !row || !row->bodyData) return result;
-      if (const auto document = notes_store::decodeNoteDocument(*row->bodyData)) {
+      if (const auto document = notes_store::decodeNoteDocument(*row->bodyData, &result.overLimit)) {
         result.contents = notes_store::makeNoteTableOfContents(*document);
       }
       return result;
     });
     if (loaded.locked) {
       throw CliFailure("\"" + loaded.title + "\" is locked with a password; Zephyl does not read locked notes.");
+    }
+    if (loaded.overLimit) {
+      throw CliFailure("\"" + loaded.title + "\" is not read: " + std::string(notes_store::kNoteBodyOverLimitText) + ".");
     }
     auto& out = context.streams().out;
     if (!*asJson) {
@@ -42,7 +48,7 @@ void addTocCommand(CLI::App& app, CliContext& context) {
                                                                                                       : 0;
         std::string line = std::to_string(entry.lineNumber);
         out << std::string(line.size() < 5 ? 5 - line.size() : 0, ' ') << line << "  " << std::string(indent, ' ')
-            << entry.text << '\n';
+            << printable(entry.text) << '\n';
       }
       return;
     }

@@ -12,8 +12,10 @@ using TimePoint = std::chrono::sys_time<std::chrono::microseconds>;
 // Seconds between the Unix epoch and Apple's reference date, 2001-01-01 UTC.
 inline constexpr double kAppleReferenceDateOffset = 978307200.0;
 
-// A point in time from seconds since the reference date, rounded to the microsecond.
-TimePoint timeFromAppleSeconds(double seconds);
+// A point in time from seconds since the reference date, rounded to the
+// microsecond; nullopt for NaN, infinities and times outside the years 1 to
+// 9999, which no note has and ISO 8601 cannot write in four digits.
+std::optional<TimePoint> timeFromAppleSeconds(double seconds);
 
 // Seconds since the reference date; the inverse of timeFromAppleSeconds.
 double appleSecondsFromTime(TimePoint time);

@@ -2,14 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <limits>
+
 namespace zephyl::core {
 namespace {
 
-TEST(AppleTime, ReferenceDateAndFractionsFormatAsIso8601) {
+TEST(AppleTime, ReferenceDateFractionsAndOutOfRangeTimes) {
   struct Case {
     double appleSeconds;
-    const char* iso;
+    std::optional<std::string> iso;
   };
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
   const Case cases[] = {
       {0, "2001-01-01T00:00:00Z"},
       {-978307200, "1970-01-01T00:00:00Z"},
@@ -19,6 +23,16 @@ TEST(AppleTime, ReferenceDateAndFractionsFormatAsIso8601) {
       {816341400.25, "2026-11-14T09:30:00.25Z"},
       {-978307200.000001, "1969-12-31T23:59:59.999999Z"},
       {4102444800.0 - 978307200.0, "2100-01-01T00:00:00Z"},
+      {253402300799.0 - 978307200.0, "9999-12-31T23:59:59Z"},
+      {-62135596800.0 - 978307200.0, "0001-01-01T00:00:00Z"},
+      {253402300800.0 - 978307200.0, std::nullopt},
+      {-62135596800.5 - 978307200.0, std::nullopt},
+      {1e300, std::nullopt},
+      {-1e300, std::nullopt},
+      {static_cast<double>(INT64_MAX), std::nullopt},
+      {kInfinity, std::nullopt},
+      {-kInfinity, std::nullopt},
+      {std::numeric_limits<double>::quiet_NaN(), std::nullopt},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(formatIso8601(timeFromAppleSeconds(c.appleSeconds)), c.iso) << c.appleSeconds;
@@ -27,7 +41,7 @@ TEST(AppleTime, ReferenceDateAndFractionsFormatAsIso8601) {
 
 TEST(AppleTime, RoundTripsThroughAppleSeconds) {
   for (double seconds : {0.0, 1.5, -12345.125, 752345678.123456}) {
-    EXPECT_DOUBLE_EQ(appleSecondsFromTime(timeFromAppleSeconds(seconds)), seconds);
+    EXPECT_DOUBLE_EQ(appleSecondsFromTime(*timeFromAppleSeconds(seconds)), seconds);
   }
   EXPECT_EQ(formatIso8601(std::optional<TimePoint>()), std::nullopt);
 }

@@ -18,6 +18,9 @@ class FileSystem {
   // True when a folder exists at path.
   virtual bool isDirectory(const std::string& path) = 0;
 
+  // True when path itself is a symbolic link (not followed), whatever it points to.
+  virtual bool isSymbolicLink(const std::string& path) = 0;
+
   // The whole file, or nullopt when it does not exist. Throws FileSystemError
   // when it exists but cannot be read.
   virtual std::optional<std::string> readFile(const std::string& path) = 0;
@@ -38,6 +41,11 @@ class FileSystem {
   // The names in a folder (no "." or ".."), unordered; empty when it does not exist.
   // Throws FileSystemError when it exists but cannot be listed.
   virtual std::vector<std::string> listDirectory(const std::string& path) = 0;
+
+  // Removes, in `directory` and its subfolders (symbolic links not followed),
+  // the temporary files that writes of processes no longer running left behind
+  // (after kill -9 or a power cut). Throws FileSystemError.
+  virtual void removeStaleTemporaryFiles(const std::string& directory) = 0;
 };
 
 }  // namespace zephyl::core

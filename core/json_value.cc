@@ -45,7 +45,7 @@ OrderedJson toLibrary(const JSONValue& value) {
     case JSONValue::Kind::kObject: {
       // ordered_json's operator[] would merge repeated keys; build it member by member.
       OrderedJson object = OrderedJson::object();
-      for (const auto& [key, member] : *value.object()) object[key] = toLibrary(member);
+      for (const auto& [key, member] : *value.object()) object.emplace(key, toLibrary(member));
       return object;
     }
     case JSONValue::Kind::kArray: {

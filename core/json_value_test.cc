@@ -63,6 +63,11 @@ TEST(JSONValue, SetKeepsPositionOfExistingKey) {
   value.set("a", 2);
   value.set("b", 3);
   EXPECT_EQ(value.serialized(), R"({"b":3,"a":2})");
+
+  // A literal with a repeated key writes the value that find() reads: the first.
+  const JSONValue repeated = JSONValue::Object{{"k", 1}, {"other", 2}, {"k", 3}};
+  EXPECT_EQ(repeated.find("k")->serialized(), "1");
+  EXPECT_EQ(repeated.serialized(), R"({"k":1,"other":2})");
 }
 
 TEST(JSONValue, MalformedTextAndInvalidUtf8Throw) {

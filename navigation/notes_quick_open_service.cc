@@ -51,8 +51,9 @@ bool contains(std::string_view haystack, std::string_view needle) {
 }
 
 // The plain text of a note for search and snippets, from its body as stored.
-std::optional<std::string> bodyText(std::string_view blob, int64_t noteKey) {
+std::optional<std::string> bodyText(std::string_view blob, int64_t noteKey, bool& overLimit) {
   const auto parsed = notes_store::decodeNoteBody(blob, noteKey);
+  overLimit = parsed.overLimit;
   const auto* candidate = parsed.firstWithText();
   if (candidate == nullptr) return std::nullopt;
   std::string text = *candidate->text;
@@ -258,6 +259,8 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
   }
 
   decodedBodyCount_ = 0;
+  overLimitNoteKeys_.clear();
+  std::unordered_set<size_t> overLimit;  // note indices
   size_t storedCount = 0;
   if (!bodyKeys.empty()) {
     const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, bodyKeys, stop);
@@ -265,7 +268,13 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
       const auto it = noteOfBody.find(dataKey);
       if (it == noteOfBody.end()) continue;
       const QuickOpenNote& note = snapshot_.notes[it->second];
-      auto text = bodyText(blob, note.noteKey);
+      bool tooLarge = false;
+      auto text = bodyText(blob, note.noteKey, tooLarge);
+      if (tooLarge) {
+        // Not cached as its preview either: each update says again that it was skipped.
+        overLimit.insert(it->second);
+        overLimitNoteKeys_.push_back(note.noteKey);
+      }
       if (!text) continue;
       ++decodedBodyCount_;
       std::string folded = folder_.fold(*text);
@@ -277,7 +286,10 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
   // its preview.
   for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
     const QuickOpenNote& note = snapshot_.notes[i];
-    if (!note.modifiedAt || found[i] != nullptr || cache_.find(note.noteKey, *note.modifiedAt) != nullptr) continue;
+    if (!note.modifiedAt || found[i] != nullptr || overLimit.count(i) != 0 ||
+        cache_.find(note.noteKey, *note.modifiedAt) != nullptr) {
+      continue;
+    }
     std::string text = cleanSnippetText(note.previewText);
     std::string folded = folder_.fold(text);
     cache_.store(note.noteKey, {*note.modifiedAt, text, folded, false});
@@ -314,6 +326,8 @@ void NotesQuickOpenService::saveSearchTextCache() {
   const std::string path = cacheFilePath(loadedCacheStore_);
   if (path.empty()) return;
   try {
+    // Files of a save that kill -9 or a power cut interrupted.
+    files_.removeStaleTemporaryFiles(cacheDirectory_);
     cache_.save(files_, path, folder_.foldingKey());
   } catch (const std::exception& e) {
     log().warning() << "Could not write the search text cache: " << e.what();

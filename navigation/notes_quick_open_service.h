@@ -68,6 +68,10 @@ class NotesQuickOpenService {
   // How many bodies the last update decoded.
   size_t decodedBodyCount() const { return decodedBodyCount_; }
 
+  // The notes whose bodies the last update skipped for inflating past
+  // notes_store::kMaxInflatedNoteBodyBytes; they are found by title and folder.
+  const std::vector<int64_t>& overLimitNoteKeys() const { return overLimitNoteKeys_; }
+
   const core::SearchTextFolder& folder() const { return folder_; }
 
  private:
@@ -98,6 +102,7 @@ class NotesQuickOpenService {
   std::string loadedCacheStore_;  // the store whose cache file was read ("-" for none named)
   QuickOpenSearchTextCache cache_;
   size_t decodedBodyCount_ = 0;
+  std::vector<int64_t> overLimitNoteKeys_;
 };
 
 }  // namespace zephyl::navigation

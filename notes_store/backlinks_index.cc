@@ -91,6 +91,7 @@ BacklinksIndex BacklinksIndex::build(NotesDatabaseConnection& connection) {
     const auto source = targetByKey.find(body.key);
     if (source == targetByKey.end()) continue;
     const auto parsed = decodeNoteBody(*body.bodyData, body.key);
+    if (parsed.overLimit) index.overLimitNoteKeys_.push_back(body.key);
     const auto* candidate = parsed.firstWithText();
     if (candidate == nullptr) continue;
     for (const auto& link : candidate->links) {

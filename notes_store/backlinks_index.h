@@ -41,9 +41,14 @@ class BacklinksIndex {
 
   size_t linkCount() const;
 
+  // Notes whose bodies were not read for inflating past
+  // kMaxInflatedNoteBodyBytes: their links are missing.
+  const std::vector<int64_t>& overLimitNoteKeys() const { return overLimitNoteKeys_; }
+
  private:
   std::unordered_map<int64_t, std::vector<NoteBacklink>> backlinks_;
   std::unordered_map<std::string, int64_t> keyByIdentifier_;  // lower-case UUID → key
+  std::vector<int64_t> overLimitNoteKeys_;
 };
 
 // The lower-case UUID of a note link ("applenotes:note/<uuid>", any query after

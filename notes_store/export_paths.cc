@@ -11,7 +11,15 @@ namespace {
 
 bool isForbidden(unsigned char c) {
   switch (c) {
-    case '/': case '\\': case ':': case '*': case '?': case '"': case '<': case '>': case '|':
+    case '/':
+    case '\\':
+    case ':':
+    case '*':
+    case '?':
+    case '"':
+    case '<':
+    case '>':
+    case '|':
       return true;
     default:
       return c < 0x20 || c == 0x7F;
@@ -52,7 +60,8 @@ std::string safePathComponent(std::string_view name, std::string_view fallback, 
     const auto c = static_cast<unsigned char>(name[i]);
     // U+2028/U+2029 and U+FFFC have no business in a file name either.
     if (c == 0xE2 && i + 2 < name.size() && static_cast<unsigned char>(name[i + 1]) == 0x80 &&
-        (static_cast<unsigned char>(name[i + 2]) == 0xA8 || static_cast<unsigned char>(name[i + 2]) == 0xA9)) {
+        (static_cast<unsigned char>(name[i + 2]) == 0xA8 ||
+         static_cast<unsigned char>(name[i + 2]) == 0xA9)) {
       safe += ' ';
       i += 2;
       continue;
@@ -96,7 +105,8 @@ bool ExportPathAllocator::claim(const std::string& relativePath, const std::stri
 std::string ExportPathAllocator::allocate(const std::string& folder, const std::string& stem,
                                           const std::string& extension, const std::string& owner) {
   for (int attempt = 1;; ++attempt) {
-    const std::string name = attempt == 1 ? stem + extension : stem + " (" + std::to_string(attempt) + ")" + extension;
+    const std::string name =
+        attempt == 1 ? stem + extension : stem + " (" + std::to_string(attempt) + ")" + extension;
     const std::string path = folder.empty() ? name : folder + "/" + name;
     if (claim(path, owner)) return path;
   }
@@ -125,6 +135,21 @@ std::string relativeLink(const std::string& fromFolder, const std::string& toPat
     if (i + 1 < to.size()) link += '/';
   }
   return link;
+}
+
+bool staysInsideExportFolder(std::string_view relativePath) {
+  if (relativePath.empty() ||
+      relativePath.find_first_of(std::string_view("\\\0", 2)) != std::string_view::npos) {
+    return false;
+  }
+  size_t start = 0;
+  for (;;) {
+    const size_t slash = relativePath.find('/', start);
+    const std::string_view component = relativePath.substr(start, slash - start);
+    if (component.empty() || component == "." || component == "..") return false;
+    if (slash == std::string_view::npos) return true;
+    start = slash + 1;
+  }
 }
 
 }  // namespace zephyl::notes_store

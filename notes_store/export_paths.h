@@ -40,6 +40,11 @@ class ExportPathAllocator {
   std::map<std::string, std::string> owners_;  // key of folder + "/" + name key → owner
 };
 
+// True when `relativePath` names something inside the export folder: relative,
+// "/"-separated, without empty, "." or ".." components, backslashes or NUL. A
+// path read back from disk (the manifest) is used only when this holds.
+bool staysInsideExportFolder(std::string_view relativePath);
+
 // The relative link from a file in `fromFolder` to `toPath` (both relative to
 // the export root, "/"-separated).
 std::string relativeLink(const std::string& fromFolder, const std::string& toPath);

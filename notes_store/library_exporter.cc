@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <unordered_map>
 
+#include "core/file_system_error.h"
 #include "core/logger.h"
 #include "notes_store/component_path.h"
 #include "notes_store/export_paths.h"
@@ -24,6 +25,7 @@ const core::Logger& log() {
 constexpr std::string_view kSeparator = " › ";
 constexpr size_t kBatchSize = 500;
 constexpr std::string_view kInlineAttachmentTypePrefix = "com.apple.notes.inlinetextattachment";
+constexpr std::string_view kSymbolicLinkRefused = "a symbolic link in the export folder was not followed: ";
 
 struct ManifestEntry {
   std::string path;      // relative to the export folder
@@ -36,21 +38,72 @@ std::string joinPath(const std::string& directory, const std::string& relative) 
   return directory + "/" + relative;
 }
 
-std::optional<Manifest> readManifest(core::FileSystem& files, const std::string& path) {
-  const auto contents = files.readFile(path);
-  if (!contents) return std::nullopt;
+// What the export folder's manifest says: nothing (no manifest), the notes of
+// an earlier export, or something Zephyl did not write (unreadable, or naming a
+// path outside the folder), which is treated as no export of ours.
+enum class ManifestState { kAbsent, kOurs, kForeign };
+
+struct ManifestRead {
+  ManifestState state = ManifestState::kAbsent;
   Manifest manifest;
+};
+
+ManifestRead readManifest(core::FileSystem& files, const std::string& path) {
+  if (files.isSymbolicLink(path)) {
+    log().warning() << "The export manifest is a symbolic link; not following it";
+    return {ManifestState::kForeign, {}};
+  }
+  const auto contents = files.readFile(path);
+  if (!contents) return {};
+  ManifestRead read{ManifestState::kOurs, {}};
   try {
     const auto json = nlohmann::json::parse(*contents);
     for (const auto& [id, entry] : json.at("notes").items()) {
-      manifest[id] = {entry.at("path").get<std::string>(), entry.at("modified").get<std::string>()};
+      auto notePath = entry.at("path").get<std::string>();
+      if (!staysInsideExportFolder(notePath)) {
+        log().warning() << "The export manifest names a path outside the export folder";
+        return {ManifestState::kForeign, {}};
+      }
+      read.manifest[id] = {std::move(notePath), entry.at("modified").get<std::string>()};
     }
   } catch (const nlohmann::json::exception& error) {
-    // Only costs a full rewrite; the notes themselves are still in Notes.
-    log().warning() << "Ignoring an unreadable export manifest: " << error.what();
-    return Manifest{};
+    log().warning() << "The export manifest is unreadable: " << error.what();
+    return {ManifestState::kForeign, {}};
   }
-  return manifest;
+  return read;
+}
+
+// The first part of `relative` below `directory` ("A", "A/B", "A/B/n.md") that is
+// a symbolic link: writing or removing through it could reach outside the folder.
+std::optional<std::string> symbolicLinkOnPath(core::FileSystem& files, const std::string& directory,
+                                              const std::string& relative) {
+  for (size_t slash = relative.find('/');; slash = relative.find('/', slash + 1)) {
+    std::string prefix = relative.substr(0, slash);
+    if (files.isSymbolicLink(joinPath(directory, prefix))) return prefix;
+    if (slash == std::string::npos) return std::nullopt;
+  }
+}
+
+// Removes the file a renamed note had; a file reached through a symbolic link,
+// or one that cannot be removed, is left as a stale file.
+void removeEarlierFile(core::FileSystem& files, const std::string& directory, const std::string& relative) {
+  if (const auto link = symbolicLinkOnPath(files, directory, relative)) {
+    log().warning() << "Not removing an earlier file through a symbolic link";
+    return;
+  }
+  try {
+    files.removeFile(joinPath(directory, relative));
+  } catch (const core::FileSystemError& error) {
+    log().warning() << "Could not remove an earlier file: " << error.what();
+  }
+}
+
+// True when the folder holds nothing but what an interrupted first write of the
+// manifest may have left.
+bool holdsNothingOfTheUser(core::FileSystem& files, const std::string& directory) {
+  const std::string leftover = std::string(kExportManifestName) + ".tmp-";
+  const auto names = files.listDirectory(directory);
+  return std::all_of(names.begin(), names.end(), [&](const std::string& name) { return name.starts_with(leftover); });
 }
 
 void writeManifest(core::FileSystem& files, const std::string& path, const Manifest& manifest) {
@@ -174,11 +227,19 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     throw LibraryExportError(LibraryExportError::Code::kNotADirectory, directory);
   }
   const std::string manifestPath = joinPath(directory, std::string(kExportManifestName));
-  std::optional<Manifest> earlier = readManifest(files, manifestPath);
-  if (!earlier && !options.force && !files.listDirectory(directory).empty()) {
+  ManifestRead earlier = readManifest(files, manifestPath);
+  if (earlier.state != ManifestState::kOurs && !options.force && !holdsNothingOfTheUser(files, directory)) {
     throw LibraryExportError(LibraryExportError::Code::kFolderNotEmpty, directory);
   }
-  Manifest manifest = earlier.value_or(Manifest{});
+  Manifest manifest = std::move(earlier.manifest);
+  try {
+    files.removeStaleTemporaryFiles(directory);
+  } catch (const core::FileSystemError& error) {
+    log().warning() << "Could not remove temporary files of an earlier export: " << error.what();
+  }
+  // From here on the folder is ours: a run that stops at any point, even by
+  // kill -9, leaves a manifest, so the next one resumes instead of refusing.
+  if (earlier.state != ManifestState::kOurs) writeManifest(files, manifestPath, manifest);
 
   const std::vector<NotesFolderRow> folderRows = NotesDatabaseAccess::fetchFolderTree(connection);
   std::vector<NotesNoteRow> notes = NotesDatabaseAccess::fetchNoteList(connection);
@@ -247,6 +308,10 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     if (!present.count(id)) summary.staleFiles.push_back(entry.path);
   }
 
+  auto skip = [&](const std::string& path, std::string reason) {
+    log().warning() << "Skipped a note: " << reason;
+    summary.skipped.push_back({path, std::move(reason)});
+  };
   try {
     for (size_t start = 0; start < notes.size(); start += kBatchSize) {
       if (options.stop.stop_requested()) throw core::CancellationError();
@@ -262,7 +327,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
         }
         const auto entry = manifest.find(note.id);
         if (!options.force && entry != manifest.end() && entry->second.path == targets[i] &&
-            entry->second.modified == modified && files.fileExists(joinPath(directory, targets[i]))) {
+            entry->second.modified == modified && !symbolicLinkOnPath(files, directory, targets[i]) &&
+            files.fileExists(joinPath(directory, targets[i]))) {
           ++summary.unchanged;
           continue;
         }
@@ -273,11 +339,22 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
       size_t batchDone = end - start - toWrite.size();
       for (size_t i : toWrite) {
         const NotesNoteRow& note = notes[i];
+        if (options.progress) options.progress(start + batchDone, notes.size());
+        ++batchDone;
+        if (const auto link = symbolicLinkOnPath(files, directory, targets[i])) {
+          skip(targets[i], std::string(kSymbolicLinkRefused) + *link);
+          continue;
+        }
         std::optional<NoteDocument> document;
+        bool overLimit = false;
         if (note.noteDataPK) {
           if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
-            document = decodeNoteDocument(body->second);
+            document = decodeNoteDocument(body->second, &overLimit);
           }
+        }
+        if (overLimit) {
+          skip(targets[i], std::string(kNoteBodyOverLimitText));
+          continue;
         }
         NoteTables tables;
         if (document) {
@@ -327,22 +404,34 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
           content += "# " + removeControlCharacters(note.title) + "\n";
           if (!note.preview.empty()) content += "\n" + removeControlCharacters(note.preview) + "\n";
         }
-        files.replaceFile(joinPath(directory, targets[i]), content);
+        try {
+          files.replaceFile(joinPath(directory, targets[i]), content);
+        } catch (const core::FileSystemError& error) {
+          // A name too long for this file system, a file where a folder must go:
+          // this note only.
+          skip(targets[i], error.reason());
+          continue;
+        }
         if (previous[i] && *previous[i] != targets[i]) {
-          files.removeFile(joinPath(directory, *previous[i]));
+          removeEarlierFile(files, directory, *previous[i]);
           ++summary.renamed;
         }
         manifest[note.id] = {targets[i], core::formatIso8601(note.modifiedAt)};
         ++summary.written;
-        if (options.progress) options.progress(start + ++batchDone, notes.size());
       }
       if (options.progress) options.progress(end, notes.size());
+      // A kill -9 loses at most one batch of records; their files are written
+      // again, under the same names, by the next run.
+      if (!toWrite.empty()) writeManifest(files, manifestPath, manifest);
     }
-  } catch (const core::CancellationError&) {
-    writeManifest(files, manifestPath, manifest);
+  } catch (...) {
+    try {
+      writeManifest(files, manifestPath, manifest);
+    } catch (const core::FileSystemError& error) {
+      log().error() << "Could not record the export: " << error.what();
+    }
     throw;
   }
-  writeManifest(files, manifestPath, manifest);
   log().info() << "Exported " << summary.written << " notes, " << summary.unchanged << " unchanged, "
                << summary.lockedSkipped << " locked";
   return summary;

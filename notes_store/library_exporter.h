@@ -6,7 +6,8 @@
 // note's file and modification time, so a second export rewrites only the notes
 // that changed and every note keeps its file name. Nothing is written outside
 // the export folder, and a non-empty folder that holds no earlier export is
-// refused unless forced.
+// refused unless forced. Temporary files of an earlier, interrupted run are
+// removed.
 #pragma once
 
 #include <functional>
@@ -44,6 +45,13 @@ struct LibraryExportOptions {
   std::stop_token stop;
 };
 
+// A note that was not written, and why ("File name too long", a refused
+// symbolic link, a body over the size limit).
+struct LibraryExportSkippedNote {
+  std::string path;  // the file it would have had, relative to the export folder
+  std::string reason;
+};
+
 struct LibraryExportSummary {
   size_t notes = 0;             // notes in the library
   size_t written = 0;           // files written this time
@@ -53,14 +61,18 @@ struct LibraryExportSummary {
   size_t renamed = 0;           // moved to a new name (title or folder changed)
   size_t tablesUnreadable = 0;  // tables that could not be decoded (shown as placeholders)
   size_t folders = 0;
+  std::vector<LibraryExportSkippedNote> skipped;
   // Files of an earlier export whose notes are gone; left in place.
   std::vector<std::string> staleFiles;
 };
 
-// Exports the library open on `connection` into options.directory. Throws
-// LibraryExportError, NotesDatabaseError, core::FileSystemError, and
-// core::CancellationError when options.stop is requested (files written so far
-// stay, and the manifest records them).
+// Exports the library open on `connection` into options.directory. Paths read
+// back from the folder are used only when they stay inside it, and no symbolic
+// link inside it is followed. A note that cannot be written is skipped and
+// listed. Throws LibraryExportError, NotesDatabaseError, core::FileSystemError
+// (the manifest cannot be written), and core::CancellationError when
+// options.stop is requested. On every way out the manifest records the files
+// written so far, so that the next run resumes.
 LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::FileSystem& files,
                                    const LibraryExportOptions& options);
 

@@ -4,10 +4,14 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
+#include <map>
 
 #include "notes_store/note_document_writer.h"
 #include "notes_store/notes_library_builder.h"
+#include "core/file_system_error.h"
 #include "platform/linux/posix_file_system.h"
+#include "platform/testing/fault_injecting_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
 #include "platform/testing/in_memory_file_system.h"
 #include "platform/testing/test_folder.h"
@@ -71,13 +75,15 @@ class LibraryExporterTest : public ::testing::Test {
     builder.write(path_);
   }
 
-  LibraryExportSummary runExport(bool force = false) {
+  LibraryExportSummary runExport(bool force = false) { return runExportInto(files_, kOut, force); }
+
+  LibraryExportSummary runExportInto(core::FileSystem& files, const std::string& out, bool force = false) {
     platform::testing::FakeNotesDatabaseGrant grant(path_);
     NotesDatabaseAccess access(grant, disk_, "/home/nobody");
     LibraryExportOptions options;
-    options.directory = kOut;
+    options.directory = out;
     options.force = force;
-    return *access.withDatabase([&](auto& connection) { return exportLibrary(connection, files_, options); });
+    return *access.withDatabase([&](auto& connection) { return exportLibrary(connection, files, options); });
   }
 
   std::string file(const std::string& relative) { return files_.contents(std::string(kOut) + "/" + relative).value_or(""); }
@@ -157,6 +163,103 @@ TEST_F(LibraryExporterTest, RefusesFilesAndForeignFolders) {
   }
   EXPECT_EQ(runExport(/*force=*/true).written, 4u);
   EXPECT_EQ(file("mine.txt"), "user data");
+}
+
+// Every file below `directory` with its contents.
+std::map<std::string, std::string> tree(core::FileSystem& files, const std::string& directory) {
+  std::map<std::string, std::string> found;
+  for (const std::string& name : files.listDirectory(directory)) {
+    const std::string path = directory + "/" + name;
+    if (files.isDirectory(path)) {
+      found.merge(tree(files, path));
+    } else {
+      found[path] = files.readFile(path).value_or("");
+    }
+  }
+  return found;
+}
+
+TEST_F(LibraryExporterTest, ManifestThatLeadsOutsideOrIsGarbageCountsAsForeign) {
+  buildLibrary();
+  runExport();
+  const std::string manifestPath = std::string(kOut) + "/" + std::string(kExportManifestName);
+  const std::string manifest = *files_.contents(manifestPath);
+  const std::string planEntry = "\"iCloud/Work/Plan.md\"";
+  ASSERT_NE(manifest.find(planEntry), std::string::npos) << manifest;
+  auto planPointingAt = [&](const std::string& path) {
+    std::string changed = manifest;
+    changed.replace(changed.find(planEntry), planEntry.size(), "\"" + path + "\"");
+    return changed;
+  };
+  const std::string cases[] = {planPointingAt("../victim.md"), planPointingAt("iCloud/../../victim.md"),
+                               planPointingAt("/victim.md"), planPointingAt("iCloud//Plan.md"),
+                               "not json at all", "{\"version\": 1, \"notes\": 5}"};
+  for (const std::string& contents : cases) {
+    SCOPED_TRACE(contents.substr(0, 80));
+    files_.addFile("/victim.md", "keep me");
+    files_.addFile(manifestPath, contents);
+    try {
+      runExport();
+      ADD_FAILURE() << "trusted a foreign manifest";
+    } catch (const LibraryExportError& error) {
+      EXPECT_EQ(error.code(), LibraryExportError::Code::kFolderNotEmpty);
+    }
+    EXPECT_EQ(runExport(/*force=*/true).written, 4u);
+    EXPECT_EQ(files_.contents("/victim.md"), "keep me");
+    EXPECT_EQ(files_.contents("/export/victim.md"), std::nullopt);
+  }
+}
+
+TEST_F(LibraryExporterTest, ExportStoppedAfterAnyWriteResumesToTheSameFolder) {
+  buildLibrary();
+  InMemoryFileSystem uninterrupted;
+  runExportInto(uninterrupted, kOut);
+  const auto expected = tree(uninterrupted, kOut);
+
+  for (int writes = 0; writes <= 6; ++writes) {
+    SCOPED_TRACE(writes);
+    InMemoryFileSystem disk;
+    platform::testing::FaultInjectingFileSystem failing(disk, writes);
+    try {
+      runExportInto(failing, kOut);
+    } catch (const core::FileSystemError&) {
+      // The disk filled up; what was written stays, and says so.
+    }
+    const LibraryExportSummary resumed = runExportInto(disk, kOut);
+    EXPECT_TRUE(resumed.skipped.empty());
+    EXPECT_EQ(tree(disk, kOut), expected);
+  }
+}
+
+TEST_F(LibraryExporterTest, UnwritableOrLinkedEntriesSkipOnlyTheirNotes) {
+  buildLibrary();
+  const fs::path out = directory_ / "out";
+  const fs::path outside = directory_ / "outside";
+  fs::create_directories(out / "iCloud" / "Work");
+  fs::create_directories(outside);
+  // A file where the folder of "Target" must go, and a link that would lead
+  // the other notes of iCloud › Work outside.
+  std::ofstream(out / "iCloud" / "Work" / "Deep- 1-2") << "in the way";
+  fs::rename(out / "iCloud" / "Work", directory_ / "work-elsewhere");
+  fs::create_directory_symlink(outside, out / "iCloud" / "Work");
+
+  const LibraryExportSummary summary = runExportInto(disk_, out.string(), /*force=*/true);
+  EXPECT_EQ(summary.written, 0u);
+  ASSERT_EQ(summary.skipped.size(), 4u);
+  for (const auto& skipped : summary.skipped) {
+    EXPECT_TRUE(skipped.path.starts_with("iCloud/Work/")) << skipped.path;
+    EXPECT_NE(skipped.reason.find("iCloud/Work"), std::string::npos) << skipped.reason;
+  }
+  EXPECT_TRUE(fs::is_empty(outside));
+
+  // Without the link, the file in the way costs "Target" alone.
+  fs::remove(out / "iCloud" / "Work");
+  fs::rename(directory_ / "work-elsewhere", out / "iCloud" / "Work");
+  const LibraryExportSummary second = runExportInto(disk_, out.string());
+  EXPECT_EQ(second.written, 3u);
+  ASSERT_EQ(second.skipped.size(), 1u);
+  EXPECT_EQ(second.skipped[0].path, "iCloud/Work/Deep- 1-2/Target.md");
+  EXPECT_FALSE(second.skipped[0].reason.empty());
 }
 
 TEST(LibraryExporter, KeyFromObjectURI) {

@@ -27,8 +27,9 @@ constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";  // U+FFFC
 constexpr size_t kExpectedRuns = 64;
 
 // Inflates `blob` in fixed-size output chunks. Gives up on any zlib error, on a call
-// that makes no progress (a truncated stream) and on an empty result.
-std::optional<std::string> inflateBlob(std::string_view blob, int windowBits) {
+// that makes no progress (a truncated stream), on an empty result and, setting
+// *overLimit, on output past kMaxInflatedNoteBodyBytes.
+std::optional<std::string> inflateBlob(std::string_view blob, int windowBits, bool* overLimit) {
   z_stream stream{};
   if (inflateInit2(&stream, windowBits) != Z_OK) {
     inflateEnd(&stream);
@@ -73,6 +74,10 @@ std::optional<std::string> inflateBlob(std::string_view blob, int windowBits) {
       guard.end();
       if (produced == 0) return std::nullopt;
       return std::string(reinterpret_cast<const char*>(chunk.data()), produced);
+    }
+    if (output.size() + produced > kMaxInflatedNoteBodyBytes) {
+      if (overLimit != nullptr) *overLimit = true;
+      return std::nullopt;
     }
     output.append(reinterpret_cast<const char*>(chunk.data()), produced);
     if (status == Z_STREAM_END) break;
@@ -254,13 +259,13 @@ const NotesDatabaseBodyTextCandidate* NotesDatabaseParsedNote::firstWithText() c
   return nullptr;
 }
 
-std::optional<std::string> decompressNoteData(std::string_view blob) {
+std::optional<std::string> decompressNoteData(std::string_view blob, bool* overLimit) {
   if (blob.empty()) return std::nullopt;
   const auto first = static_cast<unsigned char>(blob[0]);
   if (blob.size() >= 2 && first == 0x1F && static_cast<unsigned char>(blob[1]) == 0x8B) {
-    return inflateBlob(blob, kGzipWindowBits);
+    return inflateBlob(blob, kGzipWindowBits, overLimit);
   }
-  if (first == 0x78) return inflateBlob(blob, kZlibWindowBits);
+  if (first == 0x78) return inflateBlob(blob, kZlibWindowBits, overLimit);
   return std::nullopt;
 }
 
@@ -268,10 +273,11 @@ NotesDatabaseParsedNote decodeNoteBody(std::string_view blob, int64_t noteKey, s
   NotesDatabaseParsedNote parsed;
   parsed.noteKey = noteKey;
   parsed.context = std::move(context);
+  std::optional<std::string> decompressed = decompressNoteData(blob, &parsed.overLimit);
+  if (blob.size() > kMaxInflatedNoteBodyBytes) parsed.overLimit = true;
+  if (parsed.overLimit) return parsed;
   parsed.candidates.reserve(2);
-  if (std::optional<std::string> decompressed = decompressNoteData(blob)) {
-    parsed.candidates.push_back(readCandidate(*decompressed));
-  }
+  if (decompressed) parsed.candidates.push_back(readCandidate(*decompressed));
   parsed.candidates.push_back(readCandidate(blob));
 
   for (const NotesDatabaseBodyTextCandidate& candidate : parsed.candidates) {

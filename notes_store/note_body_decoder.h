@@ -18,6 +18,15 @@
 
 namespace zephyl::notes_store {
 
+// The most bytes one body (or table blob) may hold once inflated. The longest
+// real notes hold a few hundred kilobytes of text and runs; a crafted body that
+// inflates a thousandfold is refused at this size. Decoding and rendering take
+// up to about 80 bytes of memory per inflated byte (a run per character), so
+// this bounds what every command spends on one note to well under a gigabyte.
+inline constexpr size_t kMaxInflatedNoteBodyBytes = size_t{8} << 20;
+// What a command says of a note it skips for that reason.
+inline constexpr std::string_view kNoteBodyOverLimitText = "the body is larger than the 8 MB that Zephyl reads";
+
 // The line prefix that a paragraph style becomes in Markdown: a literal prefix
 // ("## ", "- [x] ", "> ") or a monospaced line (fenced by the Markdown conversion).
 struct NotesDatabaseMarkdownStyle {
@@ -52,6 +61,9 @@ struct NotesDatabaseParsedNote {
   std::vector<NotesDatabaseBodyTextCandidate> candidates;
   int64_t noteKey = 0;
   std::any context;  // the caller's value, carried through unchanged
+  // The body inflates past kMaxInflatedNoteBodyBytes (or is that long as
+  // stored); nothing of it was read and `candidates` is empty.
+  bool overLimit = false;
   // The identifiers of the first candidate whose text holds U+FFFC and whose
   // identifier set is not empty; empty when there is none.
   std::set<std::string> attachmentIdentifiers;
@@ -64,8 +76,10 @@ struct NotesDatabaseParsedNote {
 NotesDatabaseParsedNote decodeNoteBody(std::string_view blob, int64_t noteKey, std::any context = {});
 
 // Gunzips (window bits 31) or inflates a zlib-headed blob in 65,536-byte output
-// chunks; nullopt for anything else, for corrupt data, and for an empty result.
-std::optional<std::string> decompressNoteData(std::string_view blob);
+// chunks; nullopt for anything else, for corrupt data, for an empty result and
+// for a result past kMaxInflatedNoteBodyBytes (then *overLimit, when given, is
+// set; the inflation stops there).
+std::optional<std::string> decompressNoteData(std::string_view blob, bool* overLimit = nullptr);
 
 // The protobuf scanner. Each walks `bytes` from the start and returns views into
 // it; a malformed field list (a varint past the end or longer than nine bytes, a

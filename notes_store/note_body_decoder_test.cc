@@ -239,6 +239,25 @@ TEST(DecompressNoteData, InflatesAcrossChunksAndRefusesEmptyResults) {
   EXPECT_EQ(decompressNoteData(gzip.substr(0, gzip.size() - 1)), std::nullopt);
 }
 
+TEST(DecompressNoteData, StopsAtTheInflatedSizeLimitAndSaysSo) {
+  const struct {
+    size_t inflated;
+    bool overLimit;
+  } cases[] = {{kMaxInflatedNoteBodyBytes, false}, {kMaxInflatedNoteBodyBytes + 1, true}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.inflated);
+    for (const std::string& blob : {gzipCompress(std::string(c.inflated, '\n')), zlibCompress(std::string(c.inflated, '\n'))}) {
+      bool overLimit = false;
+      const auto inflated = decompressNoteData(blob, &overLimit);
+      EXPECT_EQ(overLimit, c.overLimit);
+      EXPECT_EQ(inflated.has_value(), !c.overLimit);
+      const NotesDatabaseParsedNote parsed = decodeNoteBody(blob, 1);
+      EXPECT_EQ(parsed.overLimit, c.overLimit);
+      EXPECT_EQ(parsed.candidates.empty(), c.overLimit);
+    }
+  }
+}
+
 TEST(DecodeNoteBody, LinkWalkClampsRunsToTheText) {
   struct Case {
     const char* name;

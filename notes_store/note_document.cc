@@ -170,7 +170,7 @@ std::optional<NoteDocument> readNoteMessage(std::string_view noteMessage) {
   return NoteDocument{std::string(*text), std::move(runs)};
 }
 
-std::optional<NoteDocument> decodeNoteDocument(std::string_view blob) {
+std::optional<NoteDocument> decodeNoteDocument(std::string_view blob, bool* overLimit) {
   auto read = [](std::string_view bytes) -> std::optional<NoteDocument> {
     const std::optional<std::string_view> document = firstMessage(2, bytes);
     if (!document) return std::nullopt;
@@ -178,7 +178,13 @@ std::optional<NoteDocument> decodeNoteDocument(std::string_view blob) {
     if (!note) return std::nullopt;
     return readNoteMessage(*note);
   };
-  if (const std::optional<std::string> decompressed = decompressNoteData(blob)) {
+  bool tooLarge = blob.size() > kMaxInflatedNoteBodyBytes;
+  const std::optional<std::string> decompressed = tooLarge ? std::nullopt : decompressNoteData(blob, &tooLarge);
+  if (tooLarge) {
+    if (overLimit != nullptr) *overLimit = true;
+    return std::nullopt;
+  }
+  if (decompressed) {
     if (std::optional<NoteDocument> document = read(*decompressed)) return document;
   }
   return read(blob);

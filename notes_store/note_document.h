@@ -60,7 +60,9 @@ struct NoteDocument {
 std::optional<NoteDocument> readNoteMessage(std::string_view noteMessage);
 
 // Decodes a stored body blob into its document: the decompressed bytes first,
-// then the raw blob, each read as root field 2 → field 3 → note message.
-std::optional<NoteDocument> decodeNoteDocument(std::string_view blob);
+// then the raw blob, each read as root field 2 → field 3 → note message. A body
+// past kMaxInflatedNoteBodyBytes is not read: nullopt, and *overLimit (when
+// given) is set.
+std::optional<NoteDocument> decodeNoteDocument(std::string_view blob, bool* overLimit = nullptr);
 
 }  // namespace zephyl::notes_store

@@ -169,10 +169,12 @@ class TableDocument {
 // Reads an ordered set (entry field 16) of rows or columns. Its ordering's array
 // lists position UUIDs in display order; its contents pair the object whose UUID
 // holds a position (key) with the object that cells are filed under (value).
-// Returns each value object's entry index with its rank among the positions
-// that some object holds; nullopt when the entry is no ordered set.
-std::optional<std::unordered_map<uint64_t, size_t>> readOrdering(const TableDocument& document,
-                                                                 const TableObjectID& id) {
+// Returns the UUID of each value object with its rank among the positions that
+// some object holds; nullopt when the entry is no ordered set. Cells are matched
+// by UUID, not by entry: tables edited by several Notes versions file them under
+// other entries that name the same UUIDs.
+std::optional<std::unordered_map<std::string, size_t>> readOrdering(const TableDocument& document,
+                                                                    const TableObjectID& id) {
   const std::optional<std::string_view> entry = document.entry(id);
   if (!entry) return std::nullopt;
   const std::optional<std::string_view> orderedSet = messageField(16, *entry);
@@ -191,22 +193,22 @@ std::optional<std::unordered_map<uint64_t, size_t>> readOrdering(const TableDocu
     }
   }
 
-  std::map<size_t, uint64_t> objectAtPosition;
+  std::map<size_t, std::string> objectAtPosition;
   if (const std::optional<std::string_view> contents = messageField(2, *ordering)) {
     for (const TableDictionaryElement& element : readDictionary(*contents)) {
-      if (!element.value.objectIndex) continue;
       const std::optional<std::string> uuid = document.uuidOf(element.key);
       if (!uuid) continue;
       const auto position = positionOfUUID.find(*uuid);
-      if (position != positionOfUUID.end()) {
-        objectAtPosition.try_emplace(position->second, *element.value.objectIndex);
+      if (position == positionOfUUID.end()) continue;
+      if (std::optional<std::string> valueUUID = document.uuidOf(element.value)) {
+        objectAtPosition.try_emplace(position->second, std::move(*valueUUID));
       }
     }
   }
 
-  std::unordered_map<uint64_t, size_t> rankOfObject;
-  for (const auto& [position, object] : objectAtPosition) {
-    rankOfObject.try_emplace(object, rankOfObject.size());
+  std::unordered_map<std::string, size_t> rankOfObject;
+  for (auto& [position, object] : objectAtPosition) {
+    rankOfObject.try_emplace(std::move(object), rankOfObject.size());
   }
   return rankOfObject;
 }
@@ -263,7 +265,9 @@ std::optional<std::string_view> findUUIDInText(std::string_view text) {
 }
 
 std::optional<NotesTable> decodeNoteTable(std::string_view mergeableData) {
-  const std::optional<std::string> decompressed = decompressNoteData(mergeableData);
+  bool overLimit = mergeableData.size() > kMaxInflatedNoteBodyBytes;
+  const std::optional<std::string> decompressed = overLimit ? std::nullopt : decompressNoteData(mergeableData, &overLimit);
+  if (overLimit) return std::nullopt;
   const std::string_view bytes = decompressed ? std::string_view(*decompressed) : mergeableData;
   const std::optional<std::string_view> object = messageField(2, bytes);
   if (!object) return std::nullopt;
@@ -298,16 +302,18 @@ std::optional<NotesTable> decodeNoteTable(std::string_view mergeableData) {
       cellColumns ? messageField(6, *cellColumns) : std::nullopt;
   for (const TableDictionaryElement& column :
        columnDictionary ? readDictionary(*columnDictionary) : std::vector<TableDictionaryElement>{}) {
-    if (!column.key.objectIndex) continue;
-    const auto columnAt = columnRank->find(*column.key.objectIndex);
+    const std::optional<std::string> columnUUID = document.uuidOf(column.key);
+    if (!columnUUID) continue;
+    const auto columnAt = columnRank->find(*columnUUID);
     if (columnAt == columnRank->end()) continue;
     const std::optional<std::string_view> rowEntry = document.entry(column.value);
     const std::optional<std::string_view> rowDictionary =
         rowEntry ? messageField(6, *rowEntry) : std::nullopt;
     if (!rowDictionary) continue;
     for (const TableDictionaryElement& row : readDictionary(*rowDictionary)) {
-      if (!row.key.objectIndex) continue;
-      const auto rowAt = rowRank->find(*row.key.objectIndex);
+      const std::optional<std::string> rowUUID = document.uuidOf(row.key);
+      if (!rowUUID) continue;
+      const auto rowAt = rowRank->find(*rowUUID);
       if (rowAt == rowRank->end()) continue;
       const size_t slot = rowAt->second * columnCount + columnAt->second;
       if (filled[slot]) continue;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -74,6 +75,9 @@ class TableFixture {
     std::string directionKey = "crTableColumnDirection";
     std::optional<std::string> direction{};  // nullopt: registers that refer to each other
     bool withTable = true;
+    // Cells filed under other entries than the orderings' that name the same
+    // UUIDs, as in tables edited by several Notes versions.
+    bool cellKeysAreCopies = false;
   };
 
   static std::string build(const Spec& spec) {
@@ -82,7 +86,8 @@ class TableFixture {
     const Axis rows = fixture.axis(spec.rows, spec.rowOrder);
     const Axis columns = fixture.axis(spec.columns, spec.columnOrder);
     const auto objectOf = [&](const Axis& axis, size_t member) {
-      return member == kStray ? stray : axis.valueObjects.at(member);
+      const uint64_t object = member == kStray ? stray : axis.valueObjects.at(member);
+      return spec.cellKeysAreCopies ? fixture.uuidEntryCopying(object) : object;
     };
 
     ProtobufWriter columnDictionary;
@@ -181,8 +186,16 @@ class TableFixture {
   uint64_t uuidEntry() {
     uuids_.push_back(std::string(15, static_cast<char>(0xA0 + uuids_.size())) +
                      static_cast<char>(uuids_.size()));
+    uuidIndexOfEntry_[entries_.size()] = uuids_.size() - 1;
+    return uuidEntryNaming(uuids_.size() - 1);
+  }
+
+  // A new entry naming the UUID that `entry` names.
+  uint64_t uuidEntryCopying(uint64_t entry) { return uuidEntryNaming(uuidIndexOfEntry_.at(entry)); }
+
+  uint64_t uuidEntryNaming(uint64_t uuidIndex) {
     ProtobufWriter index;
-    index.varintField(2, uuids_.size() - 1);
+    index.varintField(2, uuidIndex);
     ProtobufWriter map;
     map.varintField(1, kUUIDType);
     map.messageField(3, item(kUUIDIndexKey, index));
@@ -243,6 +256,7 @@ class TableFixture {
 
   std::vector<std::string> entries_;
   std::vector<std::string> uuids_;
+  std::map<uint64_t, uint64_t> uuidIndexOfEntry_;  // entry → its index in uuids_
 };
 
 TEST(DecodeNoteTable, PlacesCellsByTheOrderingAndSkipsStrayOnes) {
@@ -266,6 +280,15 @@ TEST(DecodeNoteTable, PlacesCellsByTheOrderingAndSkipsStrayOnes) {
             {{0, 0, "r0c0"}, {0, 1, "r1c0"}, {0, 2, "r2c0"}, {1, 0, "r0c1"}, {1, 1, "r1c1"}, {1, 2, "r2c1"}},
         .direction = ltr},
        Grid{{"r2c1", "r2c0"}, {"r0c1", "r0c0"}, {"r1c1", "r1c0"}}},
+      {"cells filed under copies of the ordered objects",
+       {.rows = 2,
+        .columns = 2,
+        .rowOrder = {1, 0},
+        .columnOrder = {0, 1},
+        .cells = {{0, 0, "r0c0"}, {0, 1, "r1c0"}, {1, 0, "r0c1"}, {1, kStray, "stray row"}},
+        .direction = ltr,
+        .cellKeysAreCopies = true},
+       Grid{{"r1c0", ""}, {"r0c0", "r0c1"}}},
       {"members missing from the array and stray objects are skipped",
        {.rows = 3,
         .columns = 2,

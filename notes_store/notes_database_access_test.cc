@@ -149,6 +149,33 @@ TEST_F(NotesDatabaseAccessTest, NoteListDropsNullFlagsTrashAndDeletedButNamedFol
   EXPECT_EQ((*named)[1].folderID, std::to_string(library.templates));
 }
 
+TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
+  NotesLibraryBuilder builder;
+  const int64_t folder = builder.addFolder({.title = "F"});
+  const int64_t note = builder.addNote({.title = "N", .folder = folder, .createdAt = 0, .modifiedAt = 0});
+  const auto path = write(builder);
+  const struct {
+    const char* stored;  // an SQL literal
+    std::optional<std::string> read;
+  } cases[] = {
+      {"0.5", "2001-01-01T00:00:00.5Z"}, {"1e300", std::nullopt},   {"9e999", std::nullopt},
+      {"-9e999", std::nullopt},          {"9223372036854775807", std::nullopt},
+      {"'2024-01-01'", std::nullopt},    {"x'00'", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.stored);
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+    const std::string update = std::string("UPDATE ziccloudsyncingobject SET zcreationdate3 = ") + c.stored +
+                               " WHERE z_pk = " + std::to_string(note);
+    EXPECT_EQ(sqlite3_exec(db, update.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_close(db);
+    const auto notes = read(path, [](auto& connection) { return NotesDatabaseAccess::fetchNoteList(connection); });
+    ASSERT_TRUE(notes && notes->size() == 1u);
+    EXPECT_EQ(core::formatIso8601(notes->front().createdAt), c.read);
+  }
+}
+
 TEST_F(NotesDatabaseAccessTest, EmptyNamedFolderGivesOneRowWithEmptyNoteColumns) {
   SmallLibrary library;
   const auto path = write(library.builder);

@@ -65,7 +65,9 @@ std::optional<std::string> SqliteStatement::optionalTextColumn(int column) const
 }
 
 std::optional<core::TimePoint> SqliteStatement::timeColumn(int column) const {
-  if (isNull(column)) return std::nullopt;
+  // Text or a blob in a date column is no date (SQLite would read it as 0).
+  const int type = sqlite3_column_type(statement_, column);
+  if (type != SQLITE_INTEGER && type != SQLITE_FLOAT) return std::nullopt;
   return core::timeFromAppleSeconds(sqlite3_column_double(statement_, column));
 }
 

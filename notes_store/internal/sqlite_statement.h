@@ -38,7 +38,8 @@ class SqliteStatement {
   std::string textColumn(int column) const;
   // NULL reads as nullopt.
   std::optional<std::string> optionalTextColumn(int column) const;
-  // NULL reads as nullopt, never the reference date.
+  // NULL, text, a blob and a number outside the years 1 to 9999 read as
+  // nullopt, never the reference date.
   std::optional<core::TimePoint> timeColumn(int column) const;
   // A copy of the bytes; NULL or zero-length reads as nullopt.
   std::optional<std::string> blobColumn(int column) const;

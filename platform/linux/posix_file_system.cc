@@ -1,11 +1,13 @@
 #include "platform/linux/posix_file_system.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -48,6 +50,30 @@ bool writeAll(int fd, const std::string& contents) {
   return true;
 }
 
+constexpr std::string_view kTemporaryMarker = ".tmp-";
+
+// "<target>.tmp-<pid>-<counter>": the name write() gives its temporary file.
+std::string temporaryName(const std::string& path, unsigned counter) {
+  return path + std::string(kTemporaryMarker) + std::to_string(::getpid()) + "-" + std::to_string(counter);
+}
+
+// The process id in a name made by temporaryName, or nullopt for any other name.
+std::optional<pid_t> temporaryOwner(std::string_view name) {
+  const size_t marker = name.rfind(kTemporaryMarker);
+  if (marker == std::string_view::npos) return std::nullopt;
+  const char* begin = name.data() + marker + kTemporaryMarker.size();
+  const char* end = name.data() + name.size();
+  pid_t pid = 0;
+  unsigned counter = 0;
+  auto [dash, error] = std::from_chars(begin, end, pid);
+  if (error != std::errc() || dash == end || *dash != '-' || pid <= 0) return std::nullopt;
+  auto [last, counterError] = std::from_chars(dash + 1, end, counter);
+  if (counterError != std::errc() || last != end) return std::nullopt;
+  return pid;
+}
+
+bool processRuns(pid_t pid) { return ::kill(pid, 0) == 0 || errno == EPERM; }
+
 }  // namespace
 
 bool PosixFileSystem::fileExists(const std::string& path) {
@@ -58,6 +84,11 @@ bool PosixFileSystem::fileExists(const std::string& path) {
 bool PosixFileSystem::isDirectory(const std::string& path) {
   struct stat status;
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool PosixFileSystem::isSymbolicLink(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
 std::optional<std::string> PosixFileSystem::readFile(const std::string& path) {
@@ -97,8 +128,7 @@ void PosixFileSystem::write(const std::string& path, const std::string& contents
   }
   // A unique name per process and call, in the same folder so rename is atomic.
   static std::atomic<unsigned> counter{0};
-  const std::string temporary = path + ".tmp-" + std::to_string(::getpid()) + "-" +
-                                std::to_string(counter.fetch_add(1));
+  const std::string temporary = temporaryName(path, counter.fetch_add(1));
   FileDescriptor fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
   if (fd.get() < 0) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(errno));
   if (!writeAll(fd.get(), contents) || (flush && ::fsync(fd.get()) != 0)) {
@@ -132,6 +162,28 @@ std::vector<std::string> PosixFileSystem::listDirectory(const std::string& path)
     names.push_back(it->path().filename().string());
   }
   return names;
+}
+
+}  // namespace zephyl::platform
+
+namespace zephyl::platform {
+
+void PosixFileSystem::removeStaleTemporaryFiles(const std::string& directory) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  // The iterator does not descend into linked folders.
+  fs::recursive_directory_iterator it(directory, error);
+  if (error) {
+    if (error == std::errc::no_such_file_or_directory) return;
+    throw FileSystemError(FileSystemError::Code::kListFailed, directory, error.message());
+  }
+  for (; it != fs::recursive_directory_iterator(); it.increment(error)) {
+    if (error) throw FileSystemError(FileSystemError::Code::kListFailed, directory, error.message());
+    const auto owner = temporaryOwner(it->path().filename().native());
+    // A live process (this one included) may still rename its file into place.
+    if (!owner || processRuns(*owner) || !fs::is_regular_file(it->symlink_status(error))) continue;
+    removeFile(it->path().string());
+  }
 }
 
 }  // namespace zephyl::platform

@@ -9,11 +9,13 @@ class PosixFileSystem : public core::FileSystem {
  public:
   bool fileExists(const std::string& path) override;
   bool isDirectory(const std::string& path) override;
+  bool isSymbolicLink(const std::string& path) override;
   std::optional<std::string> readFile(const std::string& path) override;
   void writeFileAtomically(const std::string& path, const std::string& contents) override;
   void replaceFile(const std::string& path, const std::string& contents) override;
   void removeFile(const std::string& path) override;
   std::vector<std::string> listDirectory(const std::string& path) override;
+  void removeStaleTemporaryFiles(const std::string& directory) override;
 
  private:
   void write(const std::string& path, const std::string& contents, bool flush);

@@ -1,11 +1,14 @@
 #include "platform/linux/posix_file_system.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "core/file_system_error.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::platform {
 namespace {
@@ -35,6 +38,43 @@ TEST(PosixFileSystem, AtomicWriteCreatesFoldersReplacesAndLeavesNoTemporaries) {
   EXPECT_THROW(files.writeFileAtomically((root / "dir.json").string(), "x"), core::FileSystemError);
   EXPECT_THROW(files.readFile((root / "dir.json").string()), core::FileSystemError);
   fs::remove_all(root);
+}
+
+// The id of a process that has ended.
+pid_t endedProcess() {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(0);
+  ::waitpid(child, nullptr, 0);
+  return child;
+}
+
+TEST(PosixFileSystem, RemovesTemporaryFilesOfEndedProcessesOnlyAndNeverThroughLinks) {
+  testing::TestFolder folder;
+  testing::TestFolder outside;
+  const fs::path root = folder.path();
+  const std::string dead = std::to_string(endedProcess());
+  const std::string alive = std::to_string(::getpid());
+  fs::create_directories(root / "sub");
+  fs::create_directory_symlink(outside.path(), root / "link");
+  const struct {
+    fs::path path;
+    bool removed;
+  } cases[] = {
+      {root / ("a.md.tmp-" + dead + "-0"), true},
+      {root / "sub" / (".zephyl-export.json.tmp-" + dead + "-17"), true},
+      {root / ("a.md.tmp-" + alive + "-0"), false},       // may still be renamed into place
+      {root / ("a.md.tmp-" + dead + "-x"), false},        // not a name writes make
+      {root / ("a.md.tmp-" + dead), false},
+      {root / "notes.tmp-file.md", false},
+      {fs::path(outside.path()) / ("b.md.tmp-" + dead + "-1"), false},  // reached only through the link
+  };
+  for (const auto& entry : cases) std::ofstream(entry.path) << "x";
+
+  PosixFileSystem files;
+  files.removeStaleTemporaryFiles(root.string());
+  for (const auto& entry : cases) EXPECT_EQ(fs::exists(entry.path), !entry.removed) << entry.path;
+  EXPECT_TRUE(files.isSymbolicLink((root / "link").string()));
+  EXPECT_FALSE(files.isSymbolicLink((root / "sub").string()));
 }
 
 }  // namespace

@@ -17,6 +17,11 @@ bool InMemoryFileSystem::isDirectory(const std::string& path) {
   return it != files_.end() && it->first.starts_with(prefix);
 }
 
+bool InMemoryFileSystem::isSymbolicLink(const std::string& path) {
+  std::lock_guard lock(mutex_);
+  return symbolicLinks_.count(path) != 0;
+}
+
 std::optional<std::string> InMemoryFileSystem::readFile(const std::string& path) {
   std::lock_guard lock(mutex_);
   if (failReads_) {
@@ -66,6 +71,11 @@ std::vector<std::string> InMemoryFileSystem::listDirectory(const std::string& pa
 void InMemoryFileSystem::addFile(const std::string& path, const std::string& contents) {
   std::lock_guard lock(mutex_);
   files_[path] = contents;
+}
+
+void InMemoryFileSystem::addSymbolicLink(const std::string& path) {
+  std::lock_guard lock(mutex_);
+  symbolicLinks_.insert(path);
 }
 
 void InMemoryFileSystem::addDirectory(const std::string& path) {

@@ -15,14 +15,19 @@ class InMemoryFileSystem : public core::FileSystem {
  public:
   bool fileExists(const std::string& path) override;
   bool isDirectory(const std::string& path) override;
+  bool isSymbolicLink(const std::string& path) override;
   std::optional<std::string> readFile(const std::string& path) override;
   void writeFileAtomically(const std::string& path, const std::string& contents) override;
   void replaceFile(const std::string& path, const std::string& contents) override;
   void removeFile(const std::string& path) override;
   std::vector<std::string> listDirectory(const std::string& path) override;
+  // Nothing to do: writes here are never left half done.
+  void removeStaleTemporaryFiles(const std::string&) override {}
 
   void addFile(const std::string& path, const std::string& contents);
   void addDirectory(const std::string& path);
+  // Marks path as a symbolic link (to somewhere that does not matter here).
+  void addSymbolicLink(const std::string& path);
   std::optional<std::string> contents(const std::string& path) const;
 
   void setFailReads(bool fail) { failReads_ = fail; }
@@ -33,6 +38,7 @@ class InMemoryFileSystem : public core::FileSystem {
   mutable std::mutex mutex_;  // guards everything below
   std::map<std::string, std::string> files_;
   std::set<std::string> directories_;
+  std::set<std::string> symbolicLinks_;
   bool failReads_ = false;
   bool failWrites_ = false;
   int writeCount_ = 0;

@@ -1,0 +1,62 @@
+// A core::FileSystem that passes everything to another one until a given
+// number of writes has succeeded, then fails every write the way a full disk
+// does. For tests of what an interrupted run leaves and how the next resumes.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "core/file_system.h"
+#include "core/file_system_error.h"
+
+namespace zephyl::platform::testing {
+
+class FaultInjectingFileSystem : public core::FileSystem {
+ public:
+  // Writes (file writes and removals) after the first `writesBeforeFailure` fail.
+  FaultInjectingFileSystem(core::FileSystem& target, int writesBeforeFailure)
+      : target_(target), writesLeft_(writesBeforeFailure) {}
+
+  // Fails writes to the paths `fails` picks, whatever the count.
+  void failPaths(std::function<bool(const std::string&)> fails) { failsPath_ = std::move(fails); }
+  int failedWrites() const { return failedWrites_; }
+
+  bool fileExists(const std::string& path) override { return target_.fileExists(path); }
+  bool isDirectory(const std::string& path) override { return target_.isDirectory(path); }
+  bool isSymbolicLink(const std::string& path) override { return target_.isSymbolicLink(path); }
+  std::optional<std::string> readFile(const std::string& path) override { return target_.readFile(path); }
+  void writeFileAtomically(const std::string& path, const std::string& contents) override {
+    admitWrite(path, core::FileSystemError::Code::kWriteFailed);
+    target_.writeFileAtomically(path, contents);
+  }
+  void replaceFile(const std::string& path, const std::string& contents) override {
+    admitWrite(path, core::FileSystemError::Code::kWriteFailed);
+    target_.replaceFile(path, contents);
+  }
+  void removeFile(const std::string& path) override {
+    admitWrite(path, core::FileSystemError::Code::kRemoveFailed);
+    target_.removeFile(path);
+  }
+  std::vector<std::string> listDirectory(const std::string& path) override {
+    return target_.listDirectory(path);
+  }
+  void removeStaleTemporaryFiles(const std::string& directory) override {
+    target_.removeStaleTemporaryFiles(directory);
+  }
+
+ private:
+  void admitWrite(const std::string& path, core::FileSystemError::Code code) {
+    if ((failsPath_ && failsPath_(path)) || writesLeft_ <= 0) {
+      ++failedWrites_;
+      throw core::FileSystemError(code, path, "No space left on device");
+    }
+    --writesLeft_;
+  }
+
+  core::FileSystem& target_;
+  int writesLeft_;
+  int failedWrites_ = 0;
+  std::function<bool(const std::string&)> failsPath_;
+};
+
+}  // namespace zephyl::platform::testing
