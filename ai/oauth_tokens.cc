@@ -42,6 +42,8 @@ std::string serializeOAuthTokens(const OAuthTokens& tokens) {
                                     std::chrono::floor<std::chrono::seconds>(*tokens.expiresAt))))
                               : core::JSONValue());
   record.set("accountID", tokens.accountID);
+  record.set("tokenURL", tokens.tokenURL);
+  record.set("clientID", tokens.clientID);
   return record.serialized();
 }
 
@@ -58,6 +60,8 @@ std::optional<OAuthTokens> parseOAuthTokens(std::string_view text) {
   tokens.refreshToken = stringMember(record, "refreshToken");
   tokens.idToken = stringMember(record, "idToken");
   tokens.accountID = stringMember(record, "accountID");
+  tokens.tokenURL = stringMember(record, "tokenURL");
+  tokens.clientID = stringMember(record, "clientID");
   tokens.expiresAt = parseUTCSeconds(stringMember(record, "expiresAt"));
   return tokens;
 }

@@ -20,6 +20,10 @@ struct OAuthTokens {
   std::string idToken;       // empty when the issuer sent none
   std::optional<core::TimePoint> expiresAt;
   std::string accountID;  // the ChatGPT account id; empty where there is none
+  // Where these tokens are refreshed: the issuer that signed in, which may be
+  // one given on the command line. Empty: the settings decide.
+  std::string tokenURL;
+  std::string clientID;
 };
 
 std::string serializeOAuthTokens(const OAuthTokens& tokens);

@@ -232,6 +232,7 @@ void addAuthCommand(CLI::App& app, CliContext& context) {
   addStatus(*auth, context);
   addSetKey(*auth, context);
   addLogout(*auth, context);
+  addAuthLoginCommand(*auth, context);
 }
 
 }  // namespace zephyl::cli
