@@ -62,10 +62,16 @@ void FakeAuthorizationServer::handle(const LoopbackRequest& request, LoopbackCon
     const bool valid = form["grant_type"] == "authorization_code" && form["code"] == kIssuedCode &&
                        ai::pkceS256Challenge(form["code_verifier"]) == challenge_ &&
                        form["redirect_uri"].ends_with("/auth/callback");
-    respond(connection, valid ? 200 : 400, valid ? tokenReply_ : kInvalidGrant);
+    respond(connection, valid ? tokenStatus_ : 400, valid ? tokenReply_ : kInvalidGrant);
     return;
   }
   respond(connection, 404, "{}");
+}
+
+void FakeAuthorizationServer::setTokenReply(int status, std::string body) {
+  std::lock_guard lock(mutex_);
+  tokenStatus_ = status;
+  tokenReply_ = std::move(body);
 }
 
 std::string FakeAuthorizationServer::lastTokenRequest() const {

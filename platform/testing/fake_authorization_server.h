@@ -21,6 +21,8 @@ class FakeAuthorizationServer {
   std::string issuer() const { return server_.url(""); }
   // The body answered to a code exchange whose code or verifier is wrong.
   static constexpr const char* kInvalidGrant = R"({"error":"invalid_grant"})";
+  // Answers later valid code exchanges with `status` and `body` instead.
+  void setTokenReply(int status, std::string body);
   // The form of the last /oauth/token request.
   std::string lastTokenRequest() const;
   int tokenRequests() const;
@@ -30,6 +32,7 @@ class FakeAuthorizationServer {
 
   mutable std::mutex mutex_;  // guards the fields below
   std::string tokenReply_;
+  int tokenStatus_ = 200;
   std::string challenge_;  // from the authorize request
   std::string lastTokenRequest_;
   int tokenRequests_ = 0;
