@@ -72,7 +72,10 @@ AIProviderAvailability AIProviderAvailability::compute(core::SettingsStore& user
     if (!custom.models.empty() && hasSecret(keychain, customOpenAIAPIKeyName(custom.id))) customReady = true;
   }
   add(customReady, AIProvider::kCustomOpenAI);
-  add(availability.xaiSignedIn, AIProvider::kXAIAccount);
+  // An xAI API key serves the same provider where no account is signed in.
+  add(availability.xaiSignedIn ||
+          (switchOn(userDefaults, kXAIAccountAIEnabledKey) && hasSecret(keychain, kXAIAPIKeyName)),
+      AIProvider::kXAIAccount);
   add(availability.antigravitySignedIn, AIProvider::kGemini);
   add(availability.googleConfigured, AIProvider::kGoogleAPI);
   add(availability.openRouterConfigured, AIProvider::kOpenRouter);

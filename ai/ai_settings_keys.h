@@ -34,6 +34,17 @@ inline constexpr std::string_view kDeepSeekAIEnabledKey = "deepseekAIEnabled";
 inline constexpr std::string_view kOpenCodePlanKey = "openCodePlan";
 inline constexpr std::string_view kContextLimitTokensKey = "contextLimitTokens";
 
+// Account sign-in. The ChatGPT defaults are the issuer's real ones; the xAI
+// device flow has none that could be confirmed, so its keys have no default.
+inline constexpr std::string_view kChatGPTOAuthIssuerKey = "chatGPTOAuthIssuer";
+inline constexpr std::string_view kChatGPTOAuthClientIDKey = "chatGPTOAuthClientID";
+// An array of ports, tried in order; 0 takes any free port.
+inline constexpr std::string_view kChatGPTOAuthCallbackPortsKey = "chatGPTOAuthCallbackPorts";
+inline constexpr std::string_view kXAIOAuthDeviceAuthorizationURLKey = "xaiOAuthDeviceAuthorizationURL";
+inline constexpr std::string_view kXAIOAuthTokenURLKey = "xaiOAuthTokenURL";
+inline constexpr std::string_view kXAIOAuthClientIDKey = "xaiOAuthClientID";
+inline constexpr std::string_view kXAIOAuthScopeKey = "xaiOAuthScope";
+
 // Credential store names.
 inline constexpr std::string_view kDeepSeekAPIKeyName = "deepseekAIAPIKey";
 inline constexpr std::string_view kOpenRouterAPIKeyName = "openRouterAIAPIKey";

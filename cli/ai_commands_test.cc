@@ -40,7 +40,7 @@ TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
   const auto json = nlohmann::json::parse(result.out);
   ASSERT_EQ(json.size(), 2u);
   EXPECT_EQ(json[0], nlohmann::json::parse(R"({"id":"openrouter:openrouter/auto","provider":"openRouter",)"
-                                           R"("displayName":"OpenRouter Auto","defaultReasoningEffort":null})"));
+                                           R"("displayName":"OpenRouter Auto","defaultReasoningEffort":null,"ready":false})"));
   EXPECT_EQ(json[1]["id"], "openrouter:moonshotai/kimi-k2.6");
 
   const CommandResult all = run({"models", "--json"});

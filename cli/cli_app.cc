@@ -55,6 +55,7 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   addDebugCommand(app, context);
   addModelsCommand(app, context);
   addModelCommand(app, context);
+  addAuthCommand(app, context);
   addTriggersCommand(app, context);
   addFormatCommand(app, context);
   addSlashCommand(app, context);

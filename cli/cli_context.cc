@@ -1,22 +1,9 @@
 #include "cli/cli_context.h"
 
+#include "platform/linux/secret_service_credential_store.h"
+
 namespace zephyl::cli {
-namespace {
-
-// Until a platform credential store is wired in, only the environment supplies secrets.
-class NoStoredCredentials : public ai::AICredentialStore {
- public:
-  std::optional<std::string> secret(const std::string&) override { return std::nullopt; }
-  void setSecret(const std::string&, const std::string&) override {
-    throw CliFailure("No credential store is available on this system; set the key in the environment instead");
-  }
-  void removeSecret(const std::string&) override {}
-};
-
-}  // namespace
-
-CliContext::CliContext(const GlobalOptions& options, CliStreams streams,
-                       core::EnvironmentLookup environment)
+CliContext::CliContext(const GlobalOptions& options, CliStreams streams, core::EnvironmentLookup environment)
     : options_(options), streams_(streams), environment_(std::move(environment)) {}
 
 CliContext::~CliContext() = default;
@@ -41,17 +28,30 @@ notes_store::NotesDatabaseAccess& CliContext::notesDatabase() {
         options_.db.empty() ? std::nullopt : std::optional<std::string>(options_.db);
     configuredPath_ = platform::configuredNotesDatabasePath(option, environment_, &settings());
     grant_ = std::make_unique<platform::ConfiguredPathGrant>(configuredPath_->path);
-    notesDatabase_ = std::make_unique<notes_store::NotesDatabaseAccess>(*grant_, fileSystem_,
-                                                                         directories().homeDirectory);
+    notesDatabase_ =
+        std::make_unique<notes_store::NotesDatabaseAccess>(*grant_, fileSystem_, directories().homeDirectory);
   }
   return *notesDatabase_;
 }
 
-ai::EnvironmentCredentialStore& CliContext::credentials() {
-  if (!credentials_) {
-    storedCredentials_ = std::make_unique<NoStoredCredentials>();
-    credentials_ = std::make_unique<ai::EnvironmentCredentialStore>(*storedCredentials_, environment_);
+platform::LinuxCredentialStore& CliContext::storedCredentials() {
+  if (!storedCredentials_) {
+    // Without a session bus no Secret Service can answer; skip the wait.
+    // ZEPHYL_CREDENTIAL_STORE=file chooses the file where a keyring exists too.
+    std::unique_ptr<ai::AICredentialStore> keyring;
+    if (environment_("DBUS_SESSION_BUS_ADDRESS") && environment_("ZEPHYL_CREDENTIAL_STORE") != "file") {
+      keyring = std::make_unique<platform::SecretServiceCredentialStore>();
+    }
+    storedCredentials_ = std::make_unique<platform::LinuxCredentialStore>(
+        std::move(keyring), directories().dataDirectory + "/credentials/credentials.json",
+        [this](const std::string& text) { streams_.err << "zephyl: " << text << '\n'; });
   }
+  return *storedCredentials_;
+}
+
+ai::EnvironmentCredentialStore& CliContext::credentials() {
+  if (!credentials_)
+    credentials_ = std::make_unique<ai::EnvironmentCredentialStore>(storedCredentials(), environment_);
   return *credentials_;
 }
 

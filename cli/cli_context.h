@@ -14,6 +14,7 @@
 #include "core/json_settings_store.h"
 #include "notes_store/notes_database_access.h"
 #include "platform/linux/configured_path_grant.h"
+#include "platform/linux/linux_credential_store.h"
 #include "platform/linux/posix_file_system.h"
 
 namespace zephyl::cli {
@@ -50,6 +51,8 @@ class CliContext {
   notes_store::NotesDatabaseAccess& notesDatabase();
   // Secrets: environment variables first, then the platform credential store.
   ai::EnvironmentCredentialStore& credentials();
+  // The stored secrets alone (Secret Service, else the private file), with where each one is.
+  platform::LinuxCredentialStore& storedCredentials();
 
   // Runs `body` on an open database connection; throws CliFailure with a message
   // that says where Zephyl looked, and how to point it elsewhere, when there is none.
@@ -72,7 +75,7 @@ class CliContext {
   std::optional<platform::ConfiguredNotesDatabasePath> configuredPath_;
   std::unique_ptr<platform::ConfiguredPathGrant> grant_;
   std::unique_ptr<notes_store::NotesDatabaseAccess> notesDatabase_;
-  std::unique_ptr<ai::AICredentialStore> storedCredentials_;
+  std::unique_ptr<platform::LinuxCredentialStore> storedCredentials_;
   std::unique_ptr<ai::EnvironmentCredentialStore> credentials_;
 };
 

@@ -18,6 +18,8 @@ void addDebugDecodeCommands(CLI::App& debug, CliContext& context);
 void addDebugSseCommand(CLI::App& debug, CliContext& context);
 void addDebugReplayCommand(CLI::App& debug, CliContext& context);
 void addModelsCommand(CLI::App& app, CliContext& context);
+void addAuthCommand(CLI::App& app, CliContext& context);
+void addAuthLoginCommand(CLI::App& auth, CliContext& context);
 void addModelCommand(CLI::App& app, CliContext& context);
 void addTriggersCommand(CLI::App& app, CliContext& context);
 void addFormatCommand(CLI::App& app, CliContext& context);

@@ -2,6 +2,7 @@
 #include <string>
 
 #include "ai/ai_model_catalog.h"
+#include "ai/ai_provider_availability.h"
 #include "cli/commands.h"
 #include "cli/json_writer.h"
 #include "cli/terminal.h"
@@ -25,13 +26,27 @@ ai::AIModelCatalog catalogFor(CliContext& context) {
   return ai::AIModelCatalog(ai::AIUserModels::fromSettings(context.settings()));
 }
 
+// The Antigravity agent reports its own sign-in (zephyl agent status); until
+// that is wired in here, its models are not counted as ready.
+class AgentCLINotConsulted : public ai::AgentCLIAvailability {
+ public:
+  bool isInstalled() override { return false; }
+  bool isSignedIn() override { return false; }
+};
+
+ai::AIProviderAvailability availabilityFor(CliContext& context) {
+  AgentCLINotConsulted agent;
+  return ai::AIProviderAvailability::compute(context.settings(), agent, context.credentials());
+}
+
 }  // namespace
 
 void addModelsCommand(CLI::App& app, CliContext& context) {
   auto* command = app.add_subcommand("models", "List the AI model catalogue, in picker order");
   auto provider = std::make_shared<std::string>();
   auto asJson = std::make_shared<bool>(false);
-  command->add_option("--provider", *provider, "Only this provider's models (codex, openAIAPI, deepseek, ...)");
+  command->add_option("--provider", *provider,
+                      "Only this provider's models (codex, openAIAPI, deepseek, ...)");
   command->add_flag("--json", *asJson, "Print JSON: [{id, provider, displayName, defaultReasoningEffort}]");
   command->callback([&context, provider, asJson] {
     const ai::AIModelCatalog catalog = catalogFor(context);
@@ -40,9 +55,11 @@ void addModelsCommand(CLI::App& app, CliContext& context) {
       ids = catalog.allModels();
     } else {
       const auto chosen = ai::aiProviderFromRawValue(*provider);
-      if (!chosen) throw CliUsageError("unknown provider \"" + *provider + "\"; run zephyl models for the list");
+      if (!chosen)
+        throw CliUsageError("unknown provider \"" + *provider + "\"; run zephyl models for the list");
       ids = catalog.models(*chosen);
     }
+    const ai::AIProviderAvailability availability = availabilityFor(context);
     auto& out = context.streams().out;
     if (*asJson) {
       JsonWriter json(out);
@@ -50,6 +67,7 @@ void addModelsCommand(CLI::App& app, CliContext& context) {
       for (const auto& id : ids) {
         json.beginObject();
         writeModelFields(json, catalog, id);
+        json.key("ready").value(availability.isInstalled(catalog.provider(id)));
         json.endObject();
       }
       json.endArray();
@@ -64,16 +82,27 @@ void addModelsCommand(CLI::App& app, CliContext& context) {
           << "  " << catalog.displayName(id) << (effort ? " (" + *effort + ")" : "") << '\n';
     }
     out << ids.size() << (ids.size() == 1 ? " model" : " models") << '\n';
+    std::string ready;
+    for (const ai::AIProvider each : ai::kAllAIProviders) {
+      if (availability.isInstalled(each))
+        ready += (ready.empty() ? "" : ", ") + std::string(ai::rawValue(each));
+    }
+    out << (ready.empty() ? "No provider is ready: add a key with zephyl auth set-key, or zephyl auth login"
+                          : "Ready: " + ready)
+        << '\n';
   });
 }
 
 void addModelCommand(CLI::App& app, CliContext& context) {
-  auto* command = app.add_subcommand("model", "Show how one model id resolves: provider, display name, effort");
+  auto* command =
+      app.add_subcommand("model", "Show how one model id resolves: provider, display name, effort");
   auto id = std::make_shared<std::string>();
   auto asJson = std::make_shared<bool>(false);
-  command->add_option("ID", *id, "A model id (\"gpt-6-sol\", \"openai:gpt-6-sol\", \"Gemini 3.8 Flash\")")->required();
-  command->add_flag("--json", *asJson,
-                    "Print JSON: {id, provider, displayName, defaultReasoningEffort, brandLabel, vendorLabel}");
+  command->add_option("ID", *id, "A model id (\"gpt-6-sol\", \"openai:gpt-6-sol\", \"Gemini 3.8 Flash\")")
+      ->required();
+  command->add_flag(
+      "--json", *asJson,
+      "Print JSON: {id, provider, displayName, defaultReasoningEffort, brandLabel, vendorLabel}");
   command->callback([&context, id, asJson] {
     const ai::AIModelCatalog catalog = catalogFor(context);
     const ai::AIProvider provider = catalog.provider(*id);

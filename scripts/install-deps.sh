@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build ccache pkg-config git
   libsqlite3-dev sqlite3 zlib1g-dev libicu-dev
-  libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev
+  libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev clang-format
   libsecret-1-dev libarchive-dev libmd4c-dev
