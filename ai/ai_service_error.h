@@ -58,6 +58,7 @@ class AIServiceError : public core::Error {
 struct AIStreamFailure {
   AIServiceError::Code code = AIServiceError::Code::kBrokenStream;
   std::string detail;
+  long status = 0;  // kHTTPStatus only
 
   bool operator==(const AIStreamFailure&) const = default;
 };

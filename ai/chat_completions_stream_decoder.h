@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 
+#include "ai/ai_json_stream_decoder.h"
 #include "ai/ai_provider.h"
 #include "ai/ai_reported_usage.h"
 #include "ai/ai_service_error.h"
@@ -21,17 +22,15 @@
 
 namespace zephyl::ai {
 
-class ChatCompletionsStreamDecoder {
+class ChatCompletionsStreamDecoder : public AIJSONStreamDecoder {
  public:
-  using Emit = std::function<void(AIStreamEvent)>;
-
   // `provider` is recorded on the provider items the stream leaves.
   explicit ChatCompletionsStreamDecoder(AIProvider provider) : provider_(provider) {}
 
   // Reads one event's data. After "[DONE]" or a failure the stream has ended
   // and further data is ignored.
-  void decode(std::string_view data, const Emit& emit);
-  bool ended() const { return done_ || failure_.has_value(); }
+  void decode(std::string_view data, const Emit& emit) override;
+  bool ended() const override { return done_ || failure_.has_value(); }
 
   // Called once when the body ends. Emits the closing events (the assistant
   // turn with its tool calls as a provider item, the usage, completed) and
@@ -39,7 +38,7 @@ class ChatCompletionsStreamDecoder {
   // before "[DONE]" or a finish reason, an unfinished tool call, a finish
   // reason other than a natural stop, or no answer at all. Usage that arrived
   // is emitted either way, so it is counted.
-  std::optional<AIStreamFailure> finish(const Emit& emit);
+  std::optional<AIStreamFailure> finish(const Emit& emit) override;
 
  private:
   struct ToolCall {

@@ -10,6 +10,8 @@ std::vector<std::string> environmentVariablesForSecret(const std::string& secret
   if (secretName == kDeepSeekAPIKeyName) return {"DEEPSEEK_API_KEY"};
   if (secretName == kOpenRouterAPIKeyName) return {"OPENROUTER_API_KEY"};
   if (secretName == kCloudflareWorkersAIAPITokenName) return {"CLOUDFLARE_API_TOKEN"};
+  // Not a secret, but it travels with the token and is read the same way.
+  if (secretName == kCloudflareWorkersAIAccountIDKey) return {"CLOUDFLARE_ACCOUNT_ID"};
   if (secretName == kZAICodingPlanAPIKeyName) return {"ZAI_API_KEY"};
   if (secretName == kOpenCodeAPIKeyName) return {"OPENCODE_API_KEY"};
   if (secretName == kXAIAPIKeyName) return {"XAI_API_KEY"};

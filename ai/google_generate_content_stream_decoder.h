@@ -12,25 +12,24 @@
 #include <string>
 #include <string_view>
 
+#include "ai/ai_json_stream_decoder.h"
 #include "ai/ai_reported_usage.h"
 #include "ai/ai_service_error.h"
 #include "ai/ai_stream_event.h"
 
 namespace zephyl::ai {
 
-class GoogleGenerateContentStreamDecoder {
+class GoogleGenerateContentStreamDecoder : public AIJSONStreamDecoder {
  public:
-  using Emit = std::function<void(AIStreamEvent)>;
-
   // Reads one event's data; after a failure further data is ignored.
-  void decode(std::string_view data, const Emit& emit);
-  bool ended() const { return failure_.has_value(); }
+  void decode(std::string_view data, const Emit& emit) override;
+  bool ended() const override { return failure_.has_value(); }
 
   // Called once when the body ends: emits the model turn (when it has parts
   // the service wants back), the usage and completed, or returns the failure:
   // an error chunk, a body without a finish reason, a finish reason other than
   // "STOP", or no answer at all. Usage that arrived is emitted either way.
-  std::optional<AIStreamFailure> finish(const Emit& emit);
+  std::optional<AIStreamFailure> finish(const Emit& emit) override;
 
  private:
   void keepPart(const core::JSONValue& part);
