@@ -2,7 +2,9 @@
 
 #include "ai/ai_service_endpoint.h"
 #include "ai/budgeted_ai_stream_provider.h"
+#include "ai/chat_completions_ai_services.h"
 #include "ai/chatgpt_responses_ai_service.h"
+#include "ai/google_api_service.h"
 #include "ai/openai_api_service.h"
 #include "ai/xai_responses_ai_service.h"
 
@@ -40,14 +42,19 @@ std::string_view defaultBaseURL(AIProvider provider) {
       return OpenAIAPIService::kDefaultBaseURL;
     case AIProvider::kXAIAccount:
       return XAIResponsesAIService::kDefaultBaseURL;
+    case AIProvider::kGoogleAPI:
+      return GoogleAPIService::kDefaultBaseURL;
+    case AIProvider::kOpenRouter:
+      return OpenRouterAIService::kDefaultBaseURL;
+    case AIProvider::kCloudflareWorkersAI:
+      return CloudflareWorkersAIService::kDefaultBaseURL;
+    case AIProvider::kDeepSeek:
+      return DeepSeekAIService::kDefaultBaseURL;
+    // Chosen per request by the member: the region, the plan, the user's endpoint.
+    case AIProvider::kZAICodingPlan:
+    case AIProvider::kOpenCode:
     case AIProvider::kCustomOpenAI:
     case AIProvider::kGemini:
-    case AIProvider::kGoogleAPI:
-    case AIProvider::kOpenRouter:
-    case AIProvider::kCloudflareWorkersAI:
-    case AIProvider::kZAICodingPlan:
-    case AIProvider::kDeepSeek:
-    case AIProvider::kOpenCode:
       return {};
   }
   return {};
@@ -61,10 +68,13 @@ AIServiceFactory::AIServiceFactory(AIServiceDependencies dependencies, AIModelCa
       catalog_(std::move(catalog)),
       baseURLOverride_(std::move(baseURLOverride)) {}
 
-std::string AIServiceFactory::baseURL(AIProvider provider) const {
+std::optional<std::string> AIServiceFactory::replacedBaseURL(AIProvider provider) const {
   if (baseURLOverride_ && !baseURLOverride_->empty()) return *baseURLOverride_;
-  if (auto configured = configuredBaseURL(provider, dependencies_.settings)) return *configured;
-  return std::string(defaultBaseURL(provider));
+  return configuredBaseURL(provider, dependencies_.settings);
+}
+
+std::string AIServiceFactory::baseURL(AIProvider provider) const {
+  return replacedBaseURL(provider).value_or(std::string(defaultBaseURL(provider)));
 }
 
 std::unique_ptr<AIStreamProvider> AIServiceFactory::makeAdapter(AIProvider provider,
@@ -81,13 +91,25 @@ std::unique_ptr<AIStreamProvider> AIServiceFactory::makeAdapter(AIProvider provi
           dependencies_.imageGenerator != nullptr ? *dependencies_.imageGenerator : noImages_,
           baseURL(provider));
     case AIProvider::kCustomOpenAI:
-    case AIProvider::kGemini:
+      return std::make_unique<CustomOpenAIService>(http, dependencies_.credentials, catalog_,
+                                                   replacedBaseURL(provider));
     case AIProvider::kGoogleAPI:
+      return std::make_unique<GoogleAPIService>(http, dependencies_.credentials, replacedBaseURL(provider));
     case AIProvider::kOpenRouter:
+      return std::make_unique<OpenRouterAIService>(http, dependencies_.credentials,
+                                                   replacedBaseURL(provider));
     case AIProvider::kCloudflareWorkersAI:
+      return std::make_unique<CloudflareWorkersAIService>(http, dependencies_.credentials,
+                                                          dependencies_.settings, replacedBaseURL(provider));
     case AIProvider::kZAICodingPlan:
+      return std::make_unique<ZAICodingPlanAIService>(http, dependencies_.credentials, dependencies_.settings,
+                                                      replacedBaseURL(provider));
     case AIProvider::kDeepSeek:
+      return std::make_unique<DeepSeekAIService>(http, dependencies_.credentials, replacedBaseURL(provider));
     case AIProvider::kOpenCode:
+      return std::make_unique<OpenCodeAIService>(http, dependencies_.credentials, dependencies_.settings,
+                                                 replacedBaseURL(provider));
+    case AIProvider::kGemini:
       return nullptr;
   }
   return nullptr;
@@ -108,6 +130,8 @@ std::optional<std::string> AIServiceFactory::requestBody(const AIStreamRequest& 
   std::unique_ptr<AIStreamProvider> adapter = makeAdapter(catalog_.provider(request.model), http);
   if (auto* responses = dynamic_cast<ResponsesAIService*>(adapter.get()))
     return responses->requestBody(request);
+  if (auto* chat = dynamic_cast<ChatCompletionsAIService*>(adapter.get())) return chat->requestBody(request);
+  if (auto* google = dynamic_cast<GoogleAPIService*>(adapter.get())) return google->requestBody(request);
   return std::nullopt;
 }
 

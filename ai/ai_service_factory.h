@@ -81,12 +81,16 @@ class AIServiceFactory {
   // errors for a request it would refuse (an empty prompt, an attachment too large).
   std::optional<std::string> requestBody(const AIStreamRequest& request) const;
 
-  // The root the provider's paths are appended to.
+  // The root the provider's paths are appended to; empty for the providers
+  // that choose it per request (Z.ai by region, OpenCode by plan, custom
+  // providers by their settings) unless it is replaced.
   std::string baseURL(AIProvider provider) const;
 
   const AIModelCatalog& catalog() const { return catalog_; }
 
  private:
+  // The override, else the `aiProviderBaseURLs` setting; none: the service's own.
+  std::optional<std::string> replacedBaseURL(AIProvider provider) const;
   // The adapter of `provider` sending through `http`, or null when none exists.
   std::unique_ptr<AIStreamProvider> makeAdapter(AIProvider provider, AIHTTPClient& http) const;
 

@@ -4,12 +4,14 @@
 #include "ai/ai_model_catalog.h"
 #include "ai/ai_service_endpoint.h"
 #include "ai/chat_completions_stream_decoder.h"
+#include "ai/responses_request_body.h"
 
 namespace zephyl::ai {
 
-std::vector<core::JSONValue> ChatCompletionsAIService::functionTools(const AIStreamRequest&) {
-  // The notes query tool joins once Zephyl runs it for these services.
-  return {};
+std::vector<core::JSONValue> ChatCompletionsAIService::functionTools(const AIStreamRequest& request) {
+  // A search demanded on every turn leaves no room for a notes query.
+  if (!request.allowsLocalNotesQuery || request.webSearchMode == AIWebToolMode::kAlways) return {};
+  return {notesQueryFunctionTool()};
 }
 
 ChatCompletionsTarget ChatCompletionsAIService::keyedTarget(const AIStreamRequest& request,

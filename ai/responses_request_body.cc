@@ -51,7 +51,26 @@ JSONValue attachmentContent(const AIAttachment& attachment) {
 
 bool demandsSearch(const AIStreamRequest& request) { return request.webSearchMode == AIWebToolMode::kAlways; }
 
-JSONValue notesQueryTool() {
+JSONValue imageFunctionTool() {
+  JSONValue::Object properties{
+      {"prompt",
+       JSONValue::Object{{"type", "string"}, {"description", "A full description of the image to make."}}},
+  };
+  return JSONValue::Object{
+      {"type", "function"},
+      {"name", kImageFunctionToolName},
+      {"description", "Generate one image from a description. At most four images per response."},
+      {"parameters", JSONValue::Object{{"type", "object"},
+                                       {"properties", std::move(properties)},
+                                       {"required", JSONValue::Array{"prompt"}},
+                                       {"additionalProperties", false}}},
+      {"strict", true},
+  };
+}
+
+}  // namespace
+
+JSONValue notesQueryFunctionTool() {
   JSONValue::Object properties{
       {"query",
        JSONValue::Object{{"type", "string"}, {"description", "Words to look for in note titles and text."}}},
@@ -75,25 +94,6 @@ JSONValue notesQueryTool() {
       {"strict", true},
   };
 }
-
-JSONValue imageFunctionTool() {
-  JSONValue::Object properties{
-      {"prompt",
-       JSONValue::Object{{"type", "string"}, {"description", "A full description of the image to make."}}},
-  };
-  return JSONValue::Object{
-      {"type", "function"},
-      {"name", kImageFunctionToolName},
-      {"description", "Generate one image from a description. At most four images per response."},
-      {"parameters", JSONValue::Object{{"type", "object"},
-                                       {"properties", std::move(properties)},
-                                       {"required", JSONValue::Array{"prompt"}},
-                                       {"additionalProperties", false}}},
-      {"strict", true},
-  };
-}
-
-}  // namespace
 
 JSONValue::Array responsesInputItems(const AIStreamRequest& request, const ResponsesServiceMember& member) {
   if (request.input.find_first_not_of(" \t\r\n") == std::string::npos && request.attachments.empty()) {
@@ -132,7 +132,7 @@ std::string encodeResponsesRequestBody(const AIStreamRequest& request, const Res
                                                : JSONValue::Object{{"type", "image_generation"}});
   }
   if (request.allowsLocalNotesQuery && member.offersNotesQueryTool && !demandsSearch(request)) {
-    tools.push_back(notesQueryTool());
+    tools.push_back(notesQueryFunctionTool());
     notesTool = true;
   }
 

@@ -22,6 +22,10 @@ inline constexpr size_t kMaximumResponsesAttachmentBytes = 20 * 1024 * 1024;
 inline constexpr std::string_view kNotesQueryToolName = "query_notes";
 inline constexpr std::string_view kImageFunctionToolName = "generate_image";
 
+// The notes query tool in the Responses form ("type", "name", "description",
+// "parameters", "strict"); the other families rewrap its parts.
+core::JSONValue notesQueryFunctionTool();
+
 // The input items: history messages ("input_text" for the user, "output_text"
 // for the assistant) with the stored items of `member`'s provider replayed
 // before the message that produced them, then the current input with its
