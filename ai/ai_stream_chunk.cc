@@ -31,6 +31,22 @@ std::optional<JSONValue> streamChunkObject(std::string_view data) {
   return JSONValue::parse(text);
 }
 
+AIStreamChunk readStreamChunk(std::string_view data) {
+  AIStreamChunk chunk;
+  try {
+    chunk.value = streamChunkObject(data);
+  } catch (const core::JSONValueError& error) {
+    kLog.warning() << "Unreadable chunk: " << error.description();
+    chunk.failure = AIStreamFailure{AIServiceError::Code::kUnreadableResponse, {}};
+    return chunk;
+  }
+  if (chunk.value && chunk.value->find("error") != nullptr && chunk.value->find("choices") == nullptr) {
+    chunk.failure = AIStreamFailure{AIServiceError::Code::kResponseFailed, serviceErrorMessage(*chunk.value)};
+    chunk.value.reset();
+  }
+  return chunk;
+}
+
 std::string serviceErrorMessage(const JSONValue& body) {
   const JSONValue* error = body.find("error");
   if (error != nullptr) {

@@ -27,7 +27,7 @@ std::string replaced(std::string text, std::string_view placeholder, std::string
 
 DeepSeekAIService::DeepSeekAIService(AIHTTPClient& http, AICredentialStore& credentials,
                                      std::optional<std::string> baseURL)
-    : ChatCompletionsAIService(AIProvider::kDeepSeek, http),
+    : HostedChatCompletionsAIService(AIProvider::kDeepSeek, http),
       credentials_(credentials),
       baseURL_(baseURL.value_or(std::string(kDefaultBaseURL))) {}
 
@@ -39,7 +39,7 @@ ChatCompletionsTarget DeepSeekAIService::target(const AIStreamRequest& request) 
 
 OpenRouterAIService::OpenRouterAIService(AIHTTPClient& http, AICredentialStore& credentials,
                                          std::optional<std::string> baseURL)
-    : ChatCompletionsAIService(AIProvider::kOpenRouter, http),
+    : HostedChatCompletionsAIService(AIProvider::kOpenRouter, http),
       credentials_(credentials),
       baseURL_(baseURL.value_or(std::string(kDefaultBaseURL))) {}
 
@@ -54,7 +54,7 @@ ChatCompletionsTarget OpenRouterAIService::target(const AIStreamRequest& request
 CloudflareWorkersAIService::CloudflareWorkersAIService(AIHTTPClient& http, AICredentialStore& credentials,
                                                        core::SettingsStore* settings,
                                                        std::optional<std::string> baseURL)
-    : ChatCompletionsAIService(AIProvider::kCloudflareWorkersAI, http),
+    : HostedChatCompletionsAIService(AIProvider::kCloudflareWorkersAI, http),
       credentials_(credentials),
       settings_(settings),
       baseURL_(baseURL.value_or(std::string(kDefaultBaseURL))) {}
@@ -75,7 +75,7 @@ ChatCompletionsTarget CloudflareWorkersAIService::target(const AIStreamRequest& 
 ZAICodingPlanAIService::ZAICodingPlanAIService(AIHTTPClient& http, AICredentialStore& credentials,
                                                core::SettingsStore* settings,
                                                std::optional<std::string> baseURL)
-    : ChatCompletionsAIService(AIProvider::kZAICodingPlan, http),
+    : HostedChatCompletionsAIService(AIProvider::kZAICodingPlan, http),
       credentials_(credentials),
       settings_(settings),
       baseURL_(std::move(baseURL)) {}
@@ -97,7 +97,7 @@ ChatCompletionsTarget ZAICodingPlanAIService::target(const AIStreamRequest& requ
 
 OpenCodeAIService::OpenCodeAIService(AIHTTPClient& http, AICredentialStore& credentials,
                                      core::SettingsStore* settings, std::optional<std::string> baseURL)
-    : ChatCompletionsAIService(AIProvider::kOpenCode, http),
+    : HostedChatCompletionsAIService(AIProvider::kOpenCode, http),
       credentials_(credentials),
       settings_(settings),
       baseURL_(std::move(baseURL)) {}

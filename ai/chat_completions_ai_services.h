@@ -18,14 +18,32 @@
 
 namespace zephyl::ai {
 
-class DeepSeekAIServiceError : public AIServiceError {
+// The error type of the member `Service`, worded with its kServiceName.
+template <typename Service>
+class ChatCompletionsMemberError : public AIServiceError {
  public:
-  explicit DeepSeekAIServiceError(const AIStreamFailure& failure)
-      : AIServiceError("DeepSeek", failure.code, failure.detail, failure.status) {}
+  explicit ChatCompletionsMemberError(const AIStreamFailure& failure)
+      : AIServiceError(Service::kServiceName, failure.code, failure.detail, failure.status) {}
 };
 
-class DeepSeekAIService final : public ChatCompletionsAIService {
+// A hosted member, which throws ChatCompletionsMemberError<Service>.
+template <typename Service>
+class HostedChatCompletionsAIService : public ChatCompletionsAIService {
  public:
+  using ChatCompletionsAIService::ChatCompletionsAIService;
+
+ protected:
+  [[noreturn]] void raise(const AIStreamRequest&, const AIStreamFailure& failure) const override {
+    throw ChatCompletionsMemberError<Service>(failure);
+  }
+};
+
+class DeepSeekAIService;
+using DeepSeekAIServiceError = ChatCompletionsMemberError<DeepSeekAIService>;
+
+class DeepSeekAIService final : public HostedChatCompletionsAIService<DeepSeekAIService> {
+ public:
+  static constexpr std::string_view kServiceName = "DeepSeek";
   static constexpr std::string_view kDefaultBaseURL = "https://api.deepseek.com";
 
   // Both must outlive the service.
@@ -33,46 +51,36 @@ class DeepSeekAIService final : public ChatCompletionsAIService {
 
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-  [[noreturn]] void raise(const AIStreamRequest&, const AIStreamFailure& failure) const override {
-    throw DeepSeekAIServiceError(failure);
-  }
 
  private:
   AICredentialStore& credentials_;
   std::string baseURL_;
 };
 
-class OpenRouterAIServiceError : public AIServiceError {
- public:
-  explicit OpenRouterAIServiceError(const AIStreamFailure& failure)
-      : AIServiceError("OpenRouter", failure.code, failure.detail, failure.status) {}
-};
+class OpenRouterAIService;
+using OpenRouterAIServiceError = ChatCompletionsMemberError<OpenRouterAIService>;
 
-class OpenRouterAIService final : public ChatCompletionsAIService {
+class OpenRouterAIService final : public HostedChatCompletionsAIService<OpenRouterAIService> {
  public:
+  static constexpr std::string_view kServiceName = "OpenRouter";
   static constexpr std::string_view kDefaultBaseURL = "https://openrouter.ai/api/v1";
 
   OpenRouterAIService(AIHTTPClient& http, AICredentialStore& credentials, std::optional<std::string> baseURL);
 
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-  [[noreturn]] void raise(const AIStreamRequest&, const AIStreamFailure& failure) const override {
-    throw OpenRouterAIServiceError(failure);
-  }
 
  private:
   AICredentialStore& credentials_;
   std::string baseURL_;
 };
 
-class CloudflareWorkersAIServiceError : public AIServiceError {
- public:
-  explicit CloudflareWorkersAIServiceError(const AIStreamFailure& failure)
-      : AIServiceError("Cloudflare Workers AI", failure.code, failure.detail, failure.status) {}
-};
+class CloudflareWorkersAIService;
+using CloudflareWorkersAIServiceError = ChatCompletionsMemberError<CloudflareWorkersAIService>;
 
-class CloudflareWorkersAIService final : public ChatCompletionsAIService {
+class CloudflareWorkersAIService final : public HostedChatCompletionsAIService<CloudflareWorkersAIService> {
  public:
+  static constexpr std::string_view kServiceName = "Cloudflare Workers AI";
   // "{account_id}" is replaced by the account id; a base URL without it needs none.
   static constexpr std::string_view kDefaultBaseURL =
       "https://api.cloudflare.com/client/v4/accounts/{account_id}/ai/v1";
@@ -85,9 +93,6 @@ class CloudflareWorkersAIService final : public ChatCompletionsAIService {
 
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-  [[noreturn]] void raise(const AIStreamRequest&, const AIStreamFailure& failure) const override {
-    throw CloudflareWorkersAIServiceError(failure);
-  }
 
  private:
   AICredentialStore& credentials_;
@@ -95,22 +100,17 @@ class CloudflareWorkersAIService final : public ChatCompletionsAIService {
   std::string baseURL_;
 };
 
-class ZAICodingPlanAIServiceError : public AIServiceError {
- public:
-  explicit ZAICodingPlanAIServiceError(const AIStreamFailure& failure)
-      : AIServiceError("GLM Coding Plan", failure.code, failure.detail, failure.status) {}
-};
+class ZAICodingPlanAIService;
+using ZAICodingPlanAIServiceError = ChatCompletionsMemberError<ZAICodingPlanAIService>;
 
-class ZAICodingPlanAIService final : public ChatCompletionsAIService {
+class ZAICodingPlanAIService final : public HostedChatCompletionsAIService<ZAICodingPlanAIService> {
  public:
+  static constexpr std::string_view kServiceName = "GLM Coding Plan";
   ZAICodingPlanAIService(AIHTTPClient& http, AICredentialStore& credentials, core::SettingsStore* settings,
                          std::optional<std::string> baseURL);
 
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-  [[noreturn]] void raise(const AIStreamRequest&, const AIStreamFailure& failure) const override {
-    throw ZAICodingPlanAIServiceError(failure);
-  }
 
  private:
   AICredentialStore& credentials_;
@@ -118,14 +118,12 @@ class ZAICodingPlanAIService final : public ChatCompletionsAIService {
   std::optional<std::string> baseURL_;
 };
 
-class OpenCodeAIServiceError : public AIServiceError {
- public:
-  explicit OpenCodeAIServiceError(const AIStreamFailure& failure)
-      : AIServiceError("OpenCode", failure.code, failure.detail, failure.status) {}
-};
+class OpenCodeAIService;
+using OpenCodeAIServiceError = ChatCompletionsMemberError<OpenCodeAIService>;
 
-class OpenCodeAIService final : public ChatCompletionsAIService {
+class OpenCodeAIService final : public HostedChatCompletionsAIService<OpenCodeAIService> {
  public:
+  static constexpr std::string_view kServiceName = "OpenCode";
   OpenCodeAIService(AIHTTPClient& http, AICredentialStore& credentials, core::SettingsStore* settings,
                     std::optional<std::string> baseURL);
 
@@ -135,9 +133,6 @@ class OpenCodeAIService final : public ChatCompletionsAIService {
 
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-  [[noreturn]] void raise(const AIStreamRequest&, const AIStreamFailure& failure) const override {
-    throw OpenCodeAIServiceError(failure);
-  }
 
  private:
   AICredentialStore& credentials_;

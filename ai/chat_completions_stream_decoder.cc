@@ -1,14 +1,11 @@
 #include "ai/chat_completions_stream_decoder.h"
 
 #include "ai/ai_stream_chunk.h"
-#include "core/logger.h"
 
 namespace zephyl::ai {
 namespace {
 
 using core::JSONValue;
-
-const core::Logger kLog("ChatCompletionsStreamDecoder");
 
 const std::string* stringMember(const JSONValue& object, std::string_view key) {
   const JSONValue* value = object.find(key);
@@ -23,20 +20,10 @@ void ChatCompletionsStreamDecoder::decode(std::string_view data, const Emit& emi
     done_ = true;
     return;
   }
-  JSONValue chunk;
-  try {
-    auto object = streamChunkObject(data);
-    if (!object) return;
-    chunk = std::move(*object);
-  } catch (const core::JSONValueError& error) {
-    kLog.warning() << "Unreadable chunk: " << error.description();
-    failure_ = AIStreamFailure{AIServiceError::Code::kUnreadableResponse, {}};
-    return;
-  }
-  if (chunk.find("error") != nullptr && chunk.find("choices") == nullptr) {
-    failure_ = AIStreamFailure{AIServiceError::Code::kResponseFailed, serviceErrorMessage(chunk)};
-    return;
-  }
+  AIStreamChunk read = readStreamChunk(data);
+  failure_ = std::move(read.failure);
+  if (!read.value) return;
+  const JSONValue& chunk = *read.value;
   if (const std::string* id = stringMember(chunk, "id"); id != nullptr && !id->empty()) {
     responseID_ = *id;
     if (!sentRequestID_) {

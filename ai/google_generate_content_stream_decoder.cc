@@ -1,14 +1,11 @@
 #include "ai/google_generate_content_stream_decoder.h"
 
 #include "ai/ai_stream_chunk.h"
-#include "core/logger.h"
 
 namespace zephyl::ai {
 namespace {
 
 using core::JSONValue;
-
-const core::Logger kLog("GoogleGenerateContentStreamDecoder");
 
 std::optional<int64_t> count(const JSONValue& object, std::string_view key) {
   const JSONValue* value = object.find(key);
@@ -37,20 +34,10 @@ AIReportedUsage googleReportedUsage(const JSONValue& usageMetadata) {
 
 void GoogleGenerateContentStreamDecoder::decode(std::string_view data, const Emit& emit) {
   if (ended()) return;
-  JSONValue chunk;
-  try {
-    auto object = streamChunkObject(data);
-    if (!object) return;
-    chunk = std::move(*object);
-  } catch (const core::JSONValueError& error) {
-    kLog.warning() << "Unreadable chunk: " << error.description();
-    failure_ = AIStreamFailure{AIServiceError::Code::kUnreadableResponse, {}};
-    return;
-  }
-  if (chunk.find("error") != nullptr) {
-    failure_ = AIStreamFailure{AIServiceError::Code::kResponseFailed, serviceErrorMessage(chunk)};
-    return;
-  }
+  AIStreamChunk read = readStreamChunk(data);
+  failure_ = std::move(read.failure);
+  if (!read.value) return;
+  const JSONValue& chunk = *read.value;
   if (const JSONValue* id = chunk.find("responseId"); id != nullptr && id->string() != nullptr) {
     responseID_ = *id->string();
     if (!sentRequestID_) {
