@@ -1,6 +1,7 @@
 #include "ai/responses_stream_decoder.h"
 
 #include "core/base64.h"
+#include "core/json_string_fields.h"
 #include "core/logger.h"
 
 namespace zephyl::ai {
@@ -60,6 +61,7 @@ std::optional<std::string> searchQuery(const JSONValue& item) {
 
 SSEEventOutcome ResponsesStreamDecoder::decode(const SSEEvent& event, const Emit& emit) {
   if (event.data == "[DONE]") return SSEEventOutcome::kEndOfStream;
+  if (decodeDeltaFast(event, emit)) return SSEEventOutcome::kContinue;
   JSONValue message;
   try {
     message = JSONValue::parse(event.data);
@@ -71,9 +73,10 @@ SSEEventOutcome ResponsesStreamDecoder::decode(const SSEEvent& event, const Emit
   const std::string type = stringOr(message, "type", event.event.value_or(""));
 
   if (type == "response.output_text.delta" || type == "response.refusal.delta") {
-    appendText(message, emit);
+    if (const std::string* delta = stringAt(message, "delta"))
+      appendText(stringOr(message, "item_id"), *delta, emit);
   } else if (type == "response.reasoning_text.delta" || type == "response.reasoning_summary_text.delta") {
-    appendReasoning(message, emit);
+    if (const std::string* delta = stringAt(message, "delta")) appendReasoning(*delta, emit);
   } else if (type == "response.reasoning_summary_text.done" ||
              type == "response.reasoning_summary_part.done") {
     reasoningPartClosed_ = true;
@@ -131,25 +134,41 @@ std::vector<JSONValue> ResponsesStreamDecoder::functionCalls(std::string_view na
   return calls;
 }
 
-void ResponsesStreamDecoder::appendText(const JSONValue& message, const Emit& emit) {
-  const std::string* delta = stringAt(message, "delta");
-  if (delta == nullptr || delta->empty()) return;
-  std::string itemID = stringOr(message, "item_id");
+bool ResponsesStreamDecoder::decodeDeltaFast(const SSEEvent& event, const Emit& emit) {
+  if (!event.event) return false;
+  const std::string& name = *event.event;
+  const bool text = name == "response.output_text.delta" || name == "response.refusal.delta";
+  if (!text && name != "response.reasoning_summary_text.delta" && name != "response.reasoning_text.delta") {
+    return false;
+  }
+  static constexpr std::array<std::string_view, 3> kFields = {"type", "item_id", "delta"};
+  auto fields = core::readJSONStringFields(event.data, kFields);
+  // The "type" inside decides; a stream whose names disagree takes the full path.
+  if (!fields || (*fields)[0] != name || !(*fields)[2]) return false;
+  if (text) {
+    appendText(std::move((*fields)[1]).value_or(""), *(*fields)[2], emit);
+  } else {
+    appendReasoning(*(*fields)[2], emit);
+  }
+  return true;
+}
+
+void ResponsesStreamDecoder::appendText(std::string itemID, const std::string& delta, const Emit& emit) {
+  if (delta.empty()) return;
   // Commentary and the final answer come as separate message items.
   if (answerStarted_ && textItemID_ != itemID) emit(AIStreamEvent::AssistantMessageDelta{"\n\n"});
   textItemID_ = std::move(itemID);
   answerStarted_ = true;
   producedOutput_ = true;
-  emit(AIStreamEvent::AssistantMessageDelta{*delta});
+  emit(AIStreamEvent::AssistantMessageDelta{delta});
 }
 
-void ResponsesStreamDecoder::appendReasoning(const JSONValue& message, const Emit& emit) {
-  const std::string* delta = stringAt(message, "delta");
-  if (delta == nullptr || delta->empty()) return;
+void ResponsesStreamDecoder::appendReasoning(const std::string& delta, const Emit& emit) {
+  if (delta.empty()) return;
   if (reasoningStarted_ && reasoningPartClosed_) emit(AIStreamEvent::ReasoningSummaryDelta{"\n\n"});
   reasoningStarted_ = true;
   reasoningPartClosed_ = false;
-  emit(AIStreamEvent::ReasoningSummaryDelta{*delta});
+  emit(AIStreamEvent::ReasoningSummaryDelta{delta});
 }
 
 void ResponsesStreamDecoder::finishItem(const JSONValue& item, const Emit& emit) {

@@ -42,8 +42,10 @@ class ResponsesStreamDecoder {
   bool producedOutput() const { return producedOutput_; }
 
  private:
-  void appendText(const core::JSONValue& message, const AIStreamProvider::Emit& emit);
-  void appendReasoning(const core::JSONValue& message, const AIStreamProvider::Emit& emit);
+  // The many small delta events skip the full parse when their fields allow.
+  bool decodeDeltaFast(const SSEEvent& event, const AIStreamProvider::Emit& emit);
+  void appendText(std::string itemID, const std::string& delta, const AIStreamProvider::Emit& emit);
+  void appendReasoning(const std::string& delta, const AIStreamProvider::Emit& emit);
   void finishItem(const core::JSONValue& item, const AIStreamProvider::Emit& emit);
   void searchUpdate(const core::JSONValue& message, bool completed, const AIStreamProvider::Emit& emit);
   void noteResponse(const core::JSONValue& message, const AIStreamProvider::Emit& emit);
