@@ -3,12 +3,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "cli/cli_app.h"
-#include "cli/internal/cli_test_support.h"
 #include "cli/debug_sse.h"
+#include "cli/internal/cli_test_support.h"
+#include "platform/testing/loopback_http_server.h"
 #include "platform/testing/test_folder.h"
 
 namespace zephyl::cli {
@@ -20,9 +22,7 @@ using testing::CommandResult;
 
 class AICommandsTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "config");
-  }
+  void SetUp() override { fs::create_directories(directory_ / "config"); }
 
   CommandResult run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
@@ -34,13 +34,15 @@ class AICommandsTest : public ::testing::Test {
 };
 
 TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
-  std::ofstream(directory_ / "config" / "settings.json") << R"({"openRouterAIModels": ["moonshotai/kimi-k2.6"]})";
+  std::ofstream(directory_ / "config" / "settings.json")
+      << R"({"openRouterAIModels": ["moonshotai/kimi-k2.6"]})";
   const CommandResult result = run({"models", "--provider", "openRouter", "--json"});
   ASSERT_EQ(result.code, 0) << result.err;
   const auto json = nlohmann::json::parse(result.out);
   ASSERT_EQ(json.size(), 2u);
-  EXPECT_EQ(json[0], nlohmann::json::parse(R"({"id":"openrouter:openrouter/auto","provider":"openRouter",)"
-                                           R"("displayName":"OpenRouter Auto","defaultReasoningEffort":null})"));
+  EXPECT_EQ(json[0],
+            nlohmann::json::parse(R"({"id":"openrouter:openrouter/auto","provider":"openRouter",)"
+                                  R"("displayName":"OpenRouter Auto","defaultReasoningEffort":null})"));
   EXPECT_EQ(json[1]["id"], "openrouter:moonshotai/kimi-k2.6");
 
   const CommandResult all = run({"models", "--json"});
@@ -53,10 +55,11 @@ TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
 TEST_F(AICommandsTest, ModelShowsResolution) {
   const CommandResult result = run({"model", "Claude Opus 4.6 (Thinking)", "--json"});
   ASSERT_EQ(result.code, 0) << result.err;
-  EXPECT_EQ(nlohmann::json::parse(result.out),
-            nlohmann::json::parse(R"json({"id":"Claude Opus 4.6 (Thinking)","provider":"gemini",)json"
-                                  R"json("displayName":"Gemini 3.8 Flash","defaultReasoningEffort":"medium",)json"
-                                  R"json("brandLabel":"Antigravity","vendorLabel":"Google"})json"));
+  EXPECT_EQ(
+      nlohmann::json::parse(result.out),
+      nlohmann::json::parse(R"json({"id":"Claude Opus 4.6 (Thinking)","provider":"gemini",)json"
+                            R"json("displayName":"Gemini 3.8 Flash","defaultReasoningEffort":"medium",)json"
+                            R"json("brandLabel":"Antigravity","vendorLabel":"Google"})json"));
 }
 
 TEST_F(AICommandsTest, UnknownProviderIsAUsageError) {
@@ -64,6 +67,99 @@ TEST_F(AICommandsTest, UnknownProviderIsAUsageError) {
   EXPECT_EQ(result.code, kExitUsage);
   EXPECT_NE(result.err.find("unknown provider"), std::string::npos);
   EXPECT_EQ(run({"model"}).code, kExitUsage);
+}
+
+// Every Chat Completions and Google provider answers `debug stream` with its
+// default model, its key from the environment, and reports usage; a custom
+// provider added to the settings is listed by `models` and answers too.
+TEST_F(AICommandsTest, DebugStreamServesEveryChatCompletionsAndGoogleProvider) {
+  const std::string chat =
+      "data: "
+      "{\"id\":\"r1\",\"choices\":[{\"index\":0,\"delta\":{\"content\":\"Hi\"},\"finish_reason\":\"stop\"}]}"
+      "\n\n"
+      "data: "
+      "{\"id\":\"r1\",\"choices\":[],\"usage\":{\"prompt_tokens\":2,\"completion_tokens\":1,\"total_tokens\":"
+      "3}}\n\n"
+      "data: [DONE]\n\n";
+  const std::string google =
+      "data: {\"candidates\":[{\"content\":{\"parts\":[{\"text\":\"Hi\"}]},\"finishReason\":\"STOP\"}],"
+      "\"usageMetadata\":{\"promptTokenCount\":2,\"candidatesTokenCount\":1,\"totalTokenCount\":3},"
+      "\"responseId\":\"r1\"}\r\n\r\n";
+  std::string target, authorization;
+  std::string body = chat;
+  platform::testing::LoopbackHTTPServer server(
+      [&](const platform::testing::LoopbackRequest& request,
+          platform::testing::LoopbackConnection& connection, int) {
+        target = request.target;
+        authorization.clear();
+        for (const auto& [name, value] : request.headers) {
+          if (name == "Authorization" || name == "x-goog-api-key") authorization = value;
+        }
+        connection.write(
+            "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
+        for (size_t at = 0; at < body.size(); at += 5)
+          connection.writeChunk(std::string_view(body).substr(at, 5));
+        connection.writeChunk("");
+      },
+      64);
+  std::ofstream(directory_ / "config" / "settings.json")
+      << R"({"customOpenAIProviders": [{"id": "lab", "name": "Lab Box", "baseURL": ")" << server.url("/v1")
+      << R"(", "models": ["qwen-local"]}]})";
+
+  const struct {
+    std::string model;
+    std::map<std::string, std::string> environment;
+    bool baseURL;
+    std::string target;
+    std::string credential;
+  } cases[] = {
+      {"deepseek:deepseek-flash", {{"DEEPSEEK_API_KEY", "k1"}}, true, "/chat/completions", "Bearer k1"},
+      {"openrouter:openrouter/auto", {{"OPENROUTER_API_KEY", "k2"}}, true, "/chat/completions", "Bearer k2"},
+      {"cloudflare:google/gemini-3.7-flash",
+       {{"CLOUDFLARE_API_TOKEN", "k3"}, {"CLOUDFLARE_ACCOUNT_ID", "acc"}},
+       true,
+       "/chat/completions",
+       "Bearer k3"},
+      {"zai:glm-5.3", {{"ZAI_API_KEY", "k4"}}, true, "/chat/completions", "Bearer k4"},
+      {"opencode:glm-5.3", {{"OPENCODE_API_KEY", "k5"}}, true, "/chat/completions", "Bearer k5"},
+      {"google:gemini-3.8-flash",
+       {{"GEMINI_API_KEY", "k6"}},
+       true,
+       "/models/gemini-3.8-flash:streamGenerateContent?alt=sse",
+       "k6"},
+      {"custom-openai:qwen-local",
+       {{"ZEPHYL_CUSTOM_OPENAI_API_KEY", "k7"}},
+       false,
+       "/v1/chat/completions",
+       "Bearer k7"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.model);
+    body = test.model.starts_with("google:") ? google : chat;
+    std::vector<std::string> arguments = {"--config-dir", (directory_ / "config").string(),
+                                          "--data-dir",   (directory_ / "data").string(),
+                                          "debug",        "stream",
+                                          "hi",           "--model",
+                                          test.model};
+    if (test.baseURL) arguments.insert(arguments.end(), {"--base-url", server.url("")});
+    auto environment = test.environment;
+    environment["HOME"] = (directory_ / "home").string();
+    const CommandResult result = testing::runCommand(arguments, environment);
+    ASSERT_EQ(result.code, 0) << result.err << result.out;
+    EXPECT_EQ(target, test.target);
+    EXPECT_EQ(authorization, test.credential);
+    std::vector<nlohmann::json> lines;
+    std::istringstream out(result.out);
+    for (std::string line; std::getline(out, line);) lines.push_back(nlohmann::json::parse(line));
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_EQ(lines.back(), nlohmann::json::parse(R"({"type":"completed"})"));
+    EXPECT_EQ(lines[lines.size() - 2]["type"], "usage");
+    EXPECT_EQ(lines[lines.size() - 2]["totalTokens"], 3);
+  }
+
+  const CommandResult models = run({"models", "--provider", "customOpenAI", "--json"});
+  ASSERT_EQ(models.code, 0) << models.err;
+  EXPECT_EQ(nlohmann::json::parse(models.out)[0]["id"], "custom-openai:qwen-local");
 }
 
 TEST(DebugSse, PrintsOneJsonLinePerEventWhateverTheChunkSize) {
