@@ -96,7 +96,7 @@ std::unique_ptr<AIStreamProvider> AIServiceFactory::makeAdapter(AIProvider provi
     case AIProvider::kGoogleAPI:
       return std::make_unique<GoogleAPIService>(http, dependencies_.credentials, replacedBaseURL(provider));
     case AIProvider::kOpenRouter:
-      return std::make_unique<OpenRouterAIService>(http, dependencies_.credentials,
+      return std::make_unique<OpenRouterAIService>(http, dependencies_.credentials, dependencies_.settings,
                                                    replacedBaseURL(provider));
     case AIProvider::kCloudflareWorkersAI:
       return std::make_unique<CloudflareWorkersAIService>(http, dependencies_.credentials,
@@ -105,7 +105,8 @@ std::unique_ptr<AIStreamProvider> AIServiceFactory::makeAdapter(AIProvider provi
       return std::make_unique<ZAICodingPlanAIService>(http, dependencies_.credentials, dependencies_.settings,
                                                       replacedBaseURL(provider));
     case AIProvider::kDeepSeek:
-      return std::make_unique<DeepSeekAIService>(http, dependencies_.credentials, replacedBaseURL(provider));
+      return std::make_unique<DeepSeekAIService>(http, dependencies_.credentials, dependencies_.settings,
+                                                 replacedBaseURL(provider));
     case AIProvider::kOpenCode:
       return std::make_unique<OpenCodeAIService>(http, dependencies_.credentials, dependencies_.settings,
                                                  replacedBaseURL(provider));

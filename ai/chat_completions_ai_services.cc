@@ -25,43 +25,24 @@ std::string replaced(std::string text, std::string_view placeholder, std::string
 
 }  // namespace
 
-DeepSeekAIService::DeepSeekAIService(AIHTTPClient& http, AICredentialStore& credentials,
-                                     std::optional<std::string> baseURL)
-    : HostedChatCompletionsAIService(AIProvider::kDeepSeek, http),
-      credentials_(credentials),
-      baseURL_(baseURL.value_or(std::string(kDefaultBaseURL))) {}
-
 ChatCompletionsTarget DeepSeekAIService::target(const AIStreamRequest& request) const {
   const bool vision = AIModelCatalog::serviceModelName(request.model).find("vision") != std::string::npos;
-  return keyedTarget(request, credentials_, kDeepSeekAPIKeyName, baseURL_,
-                     {Form::kReasoningEffort, true, vision});
+  return keyedTarget(request, credentials_, kDeepSeekAPIKeyName,
+                     baseURL_.value_or(std::string(kDefaultBaseURL)), {Form::kReasoningEffort, true, vision});
 }
 
-OpenRouterAIService::OpenRouterAIService(AIHTTPClient& http, AICredentialStore& credentials,
-                                         std::optional<std::string> baseURL)
-    : HostedChatCompletionsAIService(AIProvider::kOpenRouter, http),
-      credentials_(credentials),
-      baseURL_(baseURL.value_or(std::string(kDefaultBaseURL))) {}
-
 ChatCompletionsTarget OpenRouterAIService::target(const AIStreamRequest& request) const {
-  ChatCompletionsTarget where = keyedTarget(request, credentials_, kOpenRouterAPIKeyName, baseURL_,
-                                            {Form::kReasoningObject, true, true});
+  ChatCompletionsTarget where =
+      keyedTarget(request, credentials_, kOpenRouterAPIKeyName,
+                  baseURL_.value_or(std::string(kDefaultBaseURL)), {Form::kReasoningObject, true, true});
   // OpenRouter lists requests by the app that sent them.
   where.extraHeaders.emplace_back("X-Title", "Zephyl");
   return where;
 }
 
-CloudflareWorkersAIService::CloudflareWorkersAIService(AIHTTPClient& http, AICredentialStore& credentials,
-                                                       core::SettingsStore* settings,
-                                                       std::optional<std::string> baseURL)
-    : HostedChatCompletionsAIService(AIProvider::kCloudflareWorkersAI, http),
-      credentials_(credentials),
-      settings_(settings),
-      baseURL_(baseURL.value_or(std::string(kDefaultBaseURL))) {}
-
 ChatCompletionsTarget CloudflareWorkersAIService::target(const AIStreamRequest& request) const {
   constexpr std::string_view kPlaceholder = "{account_id}";
-  std::string base = baseURL_;
+  std::string base = baseURL_.value_or(std::string(kDefaultBaseURL));
   if (base.find(kPlaceholder) != std::string::npos) {
     auto account = credentials_.secret(std::string(kCloudflareWorkersAIAccountIDKey));
     if (!account || account->empty()) account = setting(settings_, kCloudflareWorkersAIAccountIDKey);
@@ -71,14 +52,6 @@ ChatCompletionsTarget CloudflareWorkersAIService::target(const AIStreamRequest& 
   return keyedTarget(request, credentials_, kCloudflareWorkersAIAPITokenName, base,
                      {Form::kReasoningEffort, false, true});
 }
-
-ZAICodingPlanAIService::ZAICodingPlanAIService(AIHTTPClient& http, AICredentialStore& credentials,
-                                               core::SettingsStore* settings,
-                                               std::optional<std::string> baseURL)
-    : HostedChatCompletionsAIService(AIProvider::kZAICodingPlan, http),
-      credentials_(credentials),
-      settings_(settings),
-      baseURL_(std::move(baseURL)) {}
 
 ChatCompletionsTarget ZAICodingPlanAIService::target(const AIStreamRequest& request) const {
   std::string base;
@@ -94,13 +67,6 @@ ChatCompletionsTarget ZAICodingPlanAIService::target(const AIStreamRequest& requ
   const bool vision = AIModelCatalog::serviceModelName(request.model).ends_with('v');
   return keyedTarget(request, credentials_, kZAICodingPlanAPIKeyName, base, {Form::kThinking, true, vision});
 }
-
-OpenCodeAIService::OpenCodeAIService(AIHTTPClient& http, AICredentialStore& credentials,
-                                     core::SettingsStore* settings, std::optional<std::string> baseURL)
-    : HostedChatCompletionsAIService(AIProvider::kOpenCode, http),
-      credentials_(credentials),
-      settings_(settings),
-      baseURL_(std::move(baseURL)) {}
 
 std::optional<OpenCodePlan> OpenCodeAIService::planFor(std::string_view modelName,
                                                        std::optional<OpenCodePlan> chosen) {

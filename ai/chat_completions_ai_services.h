@@ -26,16 +26,28 @@ class ChatCompletionsMemberError : public AIServiceError {
       : AIServiceError(Service::kServiceName, failure.code, failure.detail, failure.status) {}
 };
 
-// A hosted member, which throws ChatCompletionsMemberError<Service>.
+// A hosted member: `Service` names its kProvider and kServiceName, says where
+// a request goes, and throws ChatCompletionsMemberError<Service>.
 template <typename Service>
 class HostedChatCompletionsAIService : public ChatCompletionsAIService {
  public:
-  using ChatCompletionsAIService::ChatCompletionsAIService;
+  // `http` and `credentials` must outlive the service, and `settings` unless
+  // null; `baseURL` replaces the member's own.
+  HostedChatCompletionsAIService(AIHTTPClient& http, AICredentialStore& credentials,
+                                 core::SettingsStore* settings, std::optional<std::string> baseURL)
+      : ChatCompletionsAIService(Service::kProvider, http),
+        credentials_(credentials),
+        settings_(settings),
+        baseURL_(std::move(baseURL)) {}
 
  protected:
   [[noreturn]] void raise(const AIStreamRequest&, const AIStreamFailure& failure) const override {
     throw ChatCompletionsMemberError<Service>(failure);
   }
+
+  AICredentialStore& credentials_;
+  core::SettingsStore* settings_;
+  std::optional<std::string> baseURL_;
 };
 
 class DeepSeekAIService;
@@ -43,18 +55,14 @@ using DeepSeekAIServiceError = ChatCompletionsMemberError<DeepSeekAIService>;
 
 class DeepSeekAIService final : public HostedChatCompletionsAIService<DeepSeekAIService> {
  public:
+  static constexpr AIProvider kProvider = AIProvider::kDeepSeek;
   static constexpr std::string_view kServiceName = "DeepSeek";
   static constexpr std::string_view kDefaultBaseURL = "https://api.deepseek.com";
 
-  // Both must outlive the service.
-  DeepSeekAIService(AIHTTPClient& http, AICredentialStore& credentials, std::optional<std::string> baseURL);
+  using HostedChatCompletionsAIService::HostedChatCompletionsAIService;
 
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-
- private:
-  AICredentialStore& credentials_;
-  std::string baseURL_;
 };
 
 class OpenRouterAIService;
@@ -62,17 +70,14 @@ using OpenRouterAIServiceError = ChatCompletionsMemberError<OpenRouterAIService>
 
 class OpenRouterAIService final : public HostedChatCompletionsAIService<OpenRouterAIService> {
  public:
+  static constexpr AIProvider kProvider = AIProvider::kOpenRouter;
   static constexpr std::string_view kServiceName = "OpenRouter";
   static constexpr std::string_view kDefaultBaseURL = "https://openrouter.ai/api/v1";
 
-  OpenRouterAIService(AIHTTPClient& http, AICredentialStore& credentials, std::optional<std::string> baseURL);
+  using HostedChatCompletionsAIService::HostedChatCompletionsAIService;
 
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-
- private:
-  AICredentialStore& credentials_;
-  std::string baseURL_;
 };
 
 class CloudflareWorkersAIService;
@@ -80,24 +85,18 @@ using CloudflareWorkersAIServiceError = ChatCompletionsMemberError<CloudflareWor
 
 class CloudflareWorkersAIService final : public HostedChatCompletionsAIService<CloudflareWorkersAIService> {
  public:
+  static constexpr AIProvider kProvider = AIProvider::kCloudflareWorkersAI;
   static constexpr std::string_view kServiceName = "Cloudflare Workers AI";
-  // "{account_id}" is replaced by the account id; a base URL without it needs none.
+  // "{account_id}" is replaced by the account id, read from the credential
+  // store under "cloudflareWorkersAIAccountID" (CLOUDFLARE_ACCOUNT_ID wins
+  // there), else the setting of that name; a base URL without it needs none.
   static constexpr std::string_view kDefaultBaseURL =
       "https://api.cloudflare.com/client/v4/accounts/{account_id}/ai/v1";
 
-  // The account id is read from the credential store under
-  // "cloudflareWorkersAIAccountID" (CLOUDFLARE_ACCOUNT_ID wins there), else the
-  // setting of that name. `settings` may be null.
-  CloudflareWorkersAIService(AIHTTPClient& http, AICredentialStore& credentials,
-                             core::SettingsStore* settings, std::optional<std::string> baseURL);
+  using HostedChatCompletionsAIService::HostedChatCompletionsAIService;
 
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-
- private:
-  AICredentialStore& credentials_;
-  core::SettingsStore* settings_;
-  std::string baseURL_;
 };
 
 class ZAICodingPlanAIService;
@@ -105,17 +104,13 @@ using ZAICodingPlanAIServiceError = ChatCompletionsMemberError<ZAICodingPlanAISe
 
 class ZAICodingPlanAIService final : public HostedChatCompletionsAIService<ZAICodingPlanAIService> {
  public:
+  static constexpr AIProvider kProvider = AIProvider::kZAICodingPlan;
   static constexpr std::string_view kServiceName = "GLM Coding Plan";
-  ZAICodingPlanAIService(AIHTTPClient& http, AICredentialStore& credentials, core::SettingsStore* settings,
-                         std::optional<std::string> baseURL);
+
+  using HostedChatCompletionsAIService::HostedChatCompletionsAIService;
 
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-
- private:
-  AICredentialStore& credentials_;
-  core::SettingsStore* settings_;
-  std::optional<std::string> baseURL_;
 };
 
 class OpenCodeAIService;
@@ -123,21 +118,17 @@ using OpenCodeAIServiceError = ChatCompletionsMemberError<OpenCodeAIService>;
 
 class OpenCodeAIService final : public HostedChatCompletionsAIService<OpenCodeAIService> {
  public:
+  static constexpr AIProvider kProvider = AIProvider::kOpenCode;
   static constexpr std::string_view kServiceName = "OpenCode";
-  OpenCodeAIService(AIHTTPClient& http, AICredentialStore& credentials, core::SettingsStore* settings,
-                    std::optional<std::string> baseURL);
 
   // The plan a request for `modelName` goes to: the chosen plan, else the
   // first plan that offers the model; nullopt when the chosen plan lacks it.
   static std::optional<OpenCodePlan> planFor(std::string_view modelName, std::optional<OpenCodePlan> chosen);
 
+  using HostedChatCompletionsAIService::HostedChatCompletionsAIService;
+
  protected:
   ChatCompletionsTarget target(const AIStreamRequest& request) const override;
-
- private:
-  AICredentialStore& credentials_;
-  core::SettingsStore* settings_;
-  std::optional<std::string> baseURL_;
 };
 
 class CustomOpenAIServiceError : public AIServiceError {
