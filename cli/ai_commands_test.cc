@@ -7,8 +7,9 @@
 #include <sstream>
 
 #include "cli/cli_app.h"
-#include "cli/internal/cli_test_support.h"
 #include "cli/debug_sse.h"
+#include "cli/internal/cli_test_support.h"
+#include "platform/testing/loopback_http_server.h"
 #include "platform/testing/test_folder.h"
 
 namespace zephyl::cli {
@@ -20,9 +21,7 @@ using testing::CommandResult;
 
 class AICommandsTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "config");
-  }
+  void SetUp() override { fs::create_directories(directory_ / "config"); }
 
   CommandResult run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
@@ -34,13 +33,15 @@ class AICommandsTest : public ::testing::Test {
 };
 
 TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
-  std::ofstream(directory_ / "config" / "settings.json") << R"({"openRouterAIModels": ["moonshotai/kimi-k2.6"]})";
+  std::ofstream(directory_ / "config" / "settings.json")
+      << R"({"openRouterAIModels": ["moonshotai/kimi-k2.6"]})";
   const CommandResult result = run({"models", "--provider", "openRouter", "--json"});
   ASSERT_EQ(result.code, 0) << result.err;
   const auto json = nlohmann::json::parse(result.out);
   ASSERT_EQ(json.size(), 2u);
-  EXPECT_EQ(json[0], nlohmann::json::parse(R"({"id":"openrouter:openrouter/auto","provider":"openRouter",)"
-                                           R"("displayName":"OpenRouter Auto","defaultReasoningEffort":null})"));
+  EXPECT_EQ(json[0],
+            nlohmann::json::parse(R"({"id":"openrouter:openrouter/auto","provider":"openRouter",)"
+                                  R"("displayName":"OpenRouter Auto","defaultReasoningEffort":null})"));
   EXPECT_EQ(json[1]["id"], "openrouter:moonshotai/kimi-k2.6");
 
   const CommandResult all = run({"models", "--json"});
@@ -53,10 +54,11 @@ TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
 TEST_F(AICommandsTest, ModelShowsResolution) {
   const CommandResult result = run({"model", "Claude Opus 4.6 (Thinking)", "--json"});
   ASSERT_EQ(result.code, 0) << result.err;
-  EXPECT_EQ(nlohmann::json::parse(result.out),
-            nlohmann::json::parse(R"json({"id":"Claude Opus 4.6 (Thinking)","provider":"gemini",)json"
-                                  R"json("displayName":"Gemini 3.8 Flash","defaultReasoningEffort":"medium",)json"
-                                  R"json("brandLabel":"Antigravity","vendorLabel":"Google"})json"));
+  EXPECT_EQ(
+      nlohmann::json::parse(result.out),
+      nlohmann::json::parse(R"json({"id":"Claude Opus 4.6 (Thinking)","provider":"gemini",)json"
+                            R"json("displayName":"Gemini 3.8 Flash","defaultReasoningEffort":"medium",)json"
+                            R"json("brandLabel":"Antigravity","vendorLabel":"Google"})json"));
 }
 
 TEST_F(AICommandsTest, UnknownProviderIsAUsageError) {
@@ -64,6 +66,83 @@ TEST_F(AICommandsTest, UnknownProviderIsAUsageError) {
   EXPECT_EQ(result.code, kExitUsage);
   EXPECT_NE(result.err.find("unknown provider"), std::string::npos);
   EXPECT_EQ(run({"model"}).code, kExitUsage);
+}
+
+TEST_F(AICommandsTest, DebugStreamPrintsEventsAndEndsFailuresWithAnErrorLine) {
+  const std::string completed =
+      "event: response.completed\ndata: {\"type\":\"response.completed\",\"response\":{\"id\":\"r9\","
+      "\"usage\":{\"input_tokens\":5,\"output_tokens\":2,\"total_tokens\":7}}}\n\n";
+  const std::string delta =
+      "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"item_id\":\"m\","
+      "\"delta\":\"Hi\"}\n\n";
+  const struct {
+    const char* name;
+    std::string model;
+    std::map<std::string, std::string> environment;
+    int status;
+    std::string body;
+    int code;
+    std::string out;
+  } cases[] = {
+      {"OpenAI API key",
+       "openai:gpt-6-sol",
+       {{"OPENAI_API_KEY", "k"}},
+       200,
+       delta + completed,
+       kExitSuccess,
+       "{\"type\":\"textDelta\",\"text\":\"Hi\"}\n{\"type\":\"requestID\",\"id\":\"r9\"}\n"
+       "{\"type\":\"usage\",\"responseID\":\"r9\",\"inputTokens\":5,"
+       "\"cachedInputTokens\":null,\"outputTokens\":2,\"reasoningTokens\":null,\"totalTokens\":7}\n"
+       "{\"type\":\"completed\"}\n"},
+      {"xAI API key, cut-off stream",
+       "grok-4.7",
+       {{"XAI_API_KEY", "x"}},
+       200,
+       delta,
+       kExitFailure,
+       "{\"type\":\"textDelta\",\"text\":\"Hi\"}\n{\"type\":\"error\",\"message\":\"The connection to Grok "
+       "ended before the answer was complete. Try again.\"}\n"},
+      {"error event",
+       "openai:gpt-6-sol",
+       {{"OPENAI_API_KEY", "k"}},
+       200,
+       "event: error\ndata: {\"type\":\"error\",\"message\":\"Nope\"}\n\n",
+       kExitFailure,
+       "{\"type\":\"error\",\"message\":\"OpenAI response failed: Nope\"}\n"},
+      {"HTTP 400",
+       "openai:gpt-6-sol",
+       {{"OPENAI_API_KEY", "k"}},
+       400,
+       "{}",
+       kExitFailure,
+       "{\"type\":\"error\",\"message\":\"OpenAI returned status 400\"}\n"},
+      {"codex without a signed-in account",
+       "gpt-6-sol",
+       {},
+       200,
+       "",
+       kExitFailure,
+       "{\"type\":\"error\",\"message\":\"Sign in with ChatGPT in Settings first.\"}\n"},
+  };
+  for (const auto& test : cases) {
+    platform::testing::LoopbackHTTPServer server([&test](const platform::testing::LoopbackRequest&,
+                                                         platform::testing::LoopbackConnection& connection,
+                                                         int) {
+      connection.write("HTTP/1.1 " + std::to_string(test.status) +
+                       " X\r\nContent-Length: " + std::to_string(test.body.size()) + "\r\n\r\n" + test.body);
+    });
+    auto environment = test.environment;
+    environment["HOME"] = (directory_ / "home").string();
+    const CommandResult result =
+        testing::runCommand({"--config-dir", (directory_ / "config").string(), "debug", "stream", "hello",
+                             "--model", test.model, "--base-url", server.url("/v1")},
+                            environment);
+    EXPECT_EQ(result.code, test.code) << test.name << result.err;
+    EXPECT_EQ(result.out, test.out) << test.name;
+    if (test.code != kExitSuccess) {
+      EXPECT_NE(result.err.find("zephyl: "), std::string::npos) << test.name;
+    }
+  }
 }
 
 TEST(DebugSse, PrintsOneJsonLinePerEventWhateverTheChunkSize) {
