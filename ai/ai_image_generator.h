@@ -12,7 +12,7 @@ namespace zephyl::ai {
 
 class AIImageGeneratorError : public core::Error {
  public:
-  enum class Code { kInvalidOptions, kCopyrightedMaterial, kFailed, kUnavailable };
+  enum class Code { kInvalidOptions, kCopyrightedMaterial, kFailed };
 
   explicit AIImageGeneratorError(Code code) : Error(std::string(text(code))), code_(code) {}
 
@@ -24,8 +24,6 @@ class AIImageGeneratorError : public core::Error {
         return "The image request may contain copyrighted material.";
       case Code::kFailed:
         return "The image could not be generated.";
-      case Code::kUnavailable:
-        return "Image generation is not available for this service.";
     }
     return {};
   }
@@ -51,14 +49,6 @@ class AIImageGenerator {
   virtual ~AIImageGenerator() = default;
   // Throws AIImageGeneratorError, core::CancellationError once `stop` is requested.
   virtual AIGeneratedImageData generate(const AIImageGenerationRequest& request, std::stop_token stop) = 0;
-};
-
-// Stands in where no image service is wired: every request fails with kUnavailable.
-class UnavailableAIImageGenerator : public AIImageGenerator {
- public:
-  AIGeneratedImageData generate(const AIImageGenerationRequest&, std::stop_token) override {
-    throw AIImageGeneratorError(AIImageGeneratorError::Code::kUnavailable);
-  }
 };
 
 }  // namespace zephyl::ai

@@ -86,10 +86,9 @@ std::unique_ptr<AIStreamProvider> AIServiceFactory::makeAdapter(AIProvider provi
     case AIProvider::kOpenAIAPI:
       return std::make_unique<OpenAIAPIService>(http, dependencies_.credentials, baseURL(provider));
     case AIProvider::kXAIAccount:
-      return std::make_unique<XAIResponsesAIService>(
-          http, dependencies_.xaiAccount, dependencies_.credentials,
-          dependencies_.imageGenerator != nullptr ? *dependencies_.imageGenerator : noImages_,
-          baseURL(provider));
+      return std::make_unique<XAIResponsesAIService>(http, dependencies_.xaiAccount,
+                                                     dependencies_.credentials, dependencies_.imageGenerator,
+                                                     baseURL(provider));
     case AIProvider::kCustomOpenAI:
       return std::make_unique<CustomOpenAIService>(http, dependencies_.credentials, catalog_,
                                                    replacedBaseURL(provider));

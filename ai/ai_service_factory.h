@@ -63,7 +63,7 @@ struct AIServiceDependencies {
   core::SettingsStore* settings = nullptr;          // base URLs and context limits; null: none
   AIAccountAccessSource* chatGPTAccount = nullptr;  // null: nobody signed in with ChatGPT
   AIAccountAccessSource* xaiAccount = nullptr;      // null: no xAI account (an xAI API key may serve)
-  AIImageGenerator* imageGenerator = nullptr;       // null: images Zephyl would make fail with a message
+  AIImageGenerator* imageGenerator = nullptr;       // null: xAI images come from xAI's image endpoint
 };
 
 class AIServiceFactory {
@@ -97,7 +97,6 @@ class AIServiceFactory {
   AIServiceDependencies dependencies_;
   AIModelCatalog catalog_;
   std::optional<std::string> baseURLOverride_;
-  mutable UnavailableAIImageGenerator noImages_;
 };
 
 }  // namespace zephyl::ai

@@ -531,7 +531,7 @@ TEST_F(ResponsesServiceTest, XAIRunsItsImageToolWithinTheFourImageLimit) {
   serve({{200, firstRound}, {200, secondRound}, {200, lastRound}});
   credentials_.setSecret("xaiAPIKey", "xai-key");
   ScriptedImageGenerator images;
-  XAIResponsesAIService service(http_, nullptr, credentials_, images, server_->url("/v1"));
+  XAIResponsesAIService service(http_, nullptr, credentials_, &images, server_->url("/v1"));
   AIStreamRequest turn = request("grok-4.7");
   turn.allowsGeneratedImages = true;
   const auto [events, failure] = run(service, turn);
@@ -568,6 +568,43 @@ TEST_F(ResponsesServiceTest, XAIRunsItsImageToolWithinTheFourImageLimit) {
   std::map<std::string, std::string> headers(requests_[0].headers.begin(), requests_[0].headers.end());
   EXPECT_EQ(headers["Authorization"], "Bearer xai-key");
   EXPECT_EQ(headers.count("chatgpt-account-id"), 0u);
+}
+
+}  // namespace
+}  // namespace zephyl::ai
+
+namespace zephyl::ai {
+namespace {
+
+TEST_F(ResponsesServiceTest, XAIImagesComeFromTheServiceImageEndpointByDefault) {
+  const std::string calls =
+      itemDone(
+          R"({"type":"function_call","call_id":"c1","name":"generate_image","arguments":"{\"prompt\":\"cat\"}"})") +
+      itemDone(
+          R"({"type":"function_call","call_id":"c2","name":"generate_image","arguments":"{\"prompt\":\"mouse\"}"})") +
+      kCompleted;
+  serve({{200, calls},
+         {200, R"({"data":[{"b64_json":"iVBORw==","revised_prompt":"a cat"}]})"},
+         {400, R"({"error":"Image rejected: may contain copyrighted material"})"},
+         {200, textDelta("m", "Done.") + kCompleted}});
+  credentials_.setSecret("xaiAPIKey", "xai-key");
+  XAIResponsesAIService service(http_, nullptr, credentials_, nullptr, server_->url("/v1"));
+  AIStreamRequest turn = request("grok-4.7");
+  turn.allowsGeneratedImages = true;
+  const auto [events, failure] = run(service, turn);
+  ASSERT_EQ(failure, "");
+
+  ASSERT_EQ(requests_.size(), 4u);
+  EXPECT_EQ(requests_[1].target, "/v1/images/generations");
+  EXPECT_EQ(requests_[1].body,
+            R"({"model":"grok-2-image","prompt":"cat","n":1,"response_format":"b64_json"})");
+  std::map<std::string, std::string> headers(requests_[1].headers.begin(), requests_[1].headers.end());
+  EXPECT_EQ(headers["Authorization"], "Bearer xai-key");
+  const auto image = std::find_if(events.begin(), events.end(),
+                                  [](const auto& e) { return e.template as<E::GeneratedImage>(); });
+  ASSERT_NE(image, events.end());
+  EXPECT_EQ(*image, AIStreamEvent(E::GeneratedImage{"image/png", "\x89PNG"}));
+  EXPECT_NE(requests_[3].body.find(std::string(XAIResponsesAIService::kCopyrightResult)), std::string::npos);
 }
 
 }  // namespace

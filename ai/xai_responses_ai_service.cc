@@ -51,12 +51,14 @@ const ResponsesServiceMember XAIResponsesAIService::kMember{
 };
 
 XAIResponsesAIService::XAIResponsesAIService(AIHTTPClient& http, AIAccountAccessSource* account,
-                                             AICredentialStore& credentials, AIImageGenerator& images,
+                                             AICredentialStore& credentials, AIImageGenerator* images,
                                              std::string baseURL)
-    : ResponsesAIService(kMember, http, std::move(baseURL)),
+    : ResponsesAIService(kMember, http, baseURL),
       account_(account),
       credentials_(credentials),
-      images_(images) {}
+      ownImages_(
+          http, [this](std::stop_token stop) { return access(std::move(stop)); }, std::move(baseURL)),
+      images_(images != nullptr ? *images : ownImages_) {}
 
 AIAccountAccess XAIResponsesAIService::access(std::stop_token stop) {
   if (account_ != nullptr) {
@@ -108,7 +110,6 @@ JSONValue::Array XAIResponsesAIService::runOwnFunctionCalls(const ResponsesStrea
             outcome = {std::string(kCopyrightMessage), kCopyrightResult};
             break;
           case AIImageGeneratorError::Code::kFailed:
-          case AIImageGeneratorError::Code::kUnavailable:
             outcome = {error.description(), kImageFailedResult};
             break;
         }

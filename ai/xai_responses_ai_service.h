@@ -9,6 +9,7 @@
 #include "ai/ai_image_generator.h"
 #include "ai/responses_ai_service.h"
 #include "ai/responses_ai_service_error.h"
+#include "ai/xai_image_generation_service.h"
 
 namespace zephyl::ai {
 
@@ -45,9 +46,10 @@ class XAIResponsesAIService : public ResponsesAIService {
   static constexpr std::string_view kImageShownResult = "The image was generated and shown to the user.";
 
   // All must outlive the service; a null `account` means no account is signed
-  // in, and the "xaiAPIKey" credential (XAI_API_KEY) is used.
+  // in, and the "xaiAPIKey" credential (XAI_API_KEY) is used. A null `images`
+  // generates through xAI's own image endpoint with the same credential.
   XAIResponsesAIService(AIHTTPClient& http, AIAccountAccessSource* account, AICredentialStore& credentials,
-                        AIImageGenerator& images, std::string baseURL);
+                        AIImageGenerator* images, std::string baseURL);
 
  protected:
   AIAccountAccess access(std::stop_token stop) override;
@@ -61,6 +63,7 @@ class XAIResponsesAIService : public ResponsesAIService {
  private:
   AIAccountAccessSource* account_;
   AICredentialStore& credentials_;
+  XAIImageGenerationService ownImages_;
   AIImageGenerator& images_;
 };
 

@@ -162,6 +162,83 @@ TEST_F(AICommandsTest, DebugStreamServesEveryChatCompletionsAndGoogleProvider) {
   EXPECT_EQ(nlohmann::json::parse(models.out)[0]["id"], "custom-openai:qwen-local");
 }
 
+TEST_F(AICommandsTest, DebugStreamPrintsEventsAndEndsFailuresWithAnErrorLine) {
+  const std::string completed =
+      "event: response.completed\ndata: {\"type\":\"response.completed\",\"response\":{\"id\":\"r9\","
+      "\"usage\":{\"input_tokens\":5,\"output_tokens\":2,\"total_tokens\":7}}}\n\n";
+  const std::string delta =
+      "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"item_id\":\"m\","
+      "\"delta\":\"Hi\"}\n\n";
+  const struct {
+    const char* name;
+    std::string model;
+    std::map<std::string, std::string> environment;
+    int status;
+    std::string body;
+    int code;
+    std::string out;
+  } cases[] = {
+      {"OpenAI API key",
+       "openai:gpt-6-sol",
+       {{"OPENAI_API_KEY", "k"}},
+       200,
+       delta + completed,
+       kExitSuccess,
+       "{\"type\":\"textDelta\",\"text\":\"Hi\"}\n{\"type\":\"requestID\",\"id\":\"r9\"}\n"
+       "{\"type\":\"usage\",\"responseID\":\"r9\",\"inputTokens\":5,"
+       "\"cachedInputTokens\":null,\"outputTokens\":2,\"reasoningTokens\":null,\"totalTokens\":7}\n"
+       "{\"type\":\"completed\"}\n"},
+      {"xAI API key, cut-off stream",
+       "grok-4.7",
+       {{"XAI_API_KEY", "x"}},
+       200,
+       delta,
+       kExitFailure,
+       "{\"type\":\"textDelta\",\"text\":\"Hi\"}\n{\"type\":\"error\",\"message\":\"The connection to Grok "
+       "ended before the answer was complete. Try again.\"}\n"},
+      {"error event",
+       "openai:gpt-6-sol",
+       {{"OPENAI_API_KEY", "k"}},
+       200,
+       "event: error\ndata: {\"type\":\"error\",\"message\":\"Nope\"}\n\n",
+       kExitFailure,
+       "{\"type\":\"error\",\"message\":\"OpenAI response failed: Nope\"}\n"},
+      {"HTTP 400",
+       "openai:gpt-6-sol",
+       {{"OPENAI_API_KEY", "k"}},
+       400,
+       "{}",
+       kExitFailure,
+       "{\"type\":\"error\",\"message\":\"OpenAI returned status 400\"}\n"},
+      {"codex without a signed-in account",
+       "gpt-6-sol",
+       {},
+       200,
+       "",
+       kExitFailure,
+       "{\"type\":\"error\",\"message\":\"Sign in with ChatGPT in Settings first.\"}\n"},
+  };
+  for (const auto& test : cases) {
+    platform::testing::LoopbackHTTPServer server([&test](const platform::testing::LoopbackRequest&,
+                                                         platform::testing::LoopbackConnection& connection,
+                                                         int) {
+      connection.write("HTTP/1.1 " + std::to_string(test.status) +
+                       " X\r\nContent-Length: " + std::to_string(test.body.size()) + "\r\n\r\n" + test.body);
+    });
+    auto environment = test.environment;
+    environment["HOME"] = (directory_ / "home").string();
+    const CommandResult result =
+        testing::runCommand({"--config-dir", (directory_ / "config").string(), "debug", "stream", "hello",
+                             "--model", test.model, "--base-url", server.url("/v1")},
+                            environment);
+    EXPECT_EQ(result.code, test.code) << test.name << result.err;
+    EXPECT_EQ(result.out, test.out) << test.name;
+    if (test.code != kExitSuccess) {
+      EXPECT_NE(result.err.find("zephyl: "), std::string::npos) << test.name;
+    }
+  }
+}
+
 TEST(DebugSse, PrintsOneJsonLinePerEventWhateverTheChunkSize) {
   const std::string body = "event: x\ndata: 1\nevent: y\ndata: caf\xC3\xA9\n\ndata: \"last\"";
   for (size_t chunk : {size_t{1}, size_t{3}, size_t{4096}}) {
