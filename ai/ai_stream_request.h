@@ -38,6 +38,8 @@ struct AIHistoryMessage {
   // Raw output items the service returned with this message, replayed to the
   // provider that produced them.
   std::vector<AIProviderResponseItem> providerItems;
+  // Images the assistant generated in this message, shown to the model again.
+  std::vector<AIAttachment> generatedImages;
 };
 
 // kAlways demands a search on every turn.
@@ -52,7 +54,7 @@ struct AIRequestLimits {
 struct AIStreamRequest {
   std::string input;         // the current request, already assembled
   std::string instructions;  // the system text sent beside the input
-  std::string model;  // model id
+  std::string model;         // model id
   std::optional<ReasoningEffort> reasoningEffort;
   std::optional<AIPerformanceContext> performanceContext;
   std::optional<std::string> resumeThreadID;

@@ -261,12 +261,16 @@ TEST_F(ResponsesServiceTest, ChatGPTRequestCarriesTheAccountAndTheBodyInProtocol
   turn.conversationID = "chat-9";
   turn.attachments = {{"p.png", "image/png", "PNG"}, {"a.txt", "text/plain", "hey"}};
   const JSONValue reasoning = JSONValue::Object{{"type", "reasoning"}, {"encrypted_content", "e1"}};
-  turn.history = {{AIHistoryMessage::Role::kUser, {"before"}, {}},
-                  {AIHistoryMessage::Role::kAssistant,
-                   {"answer"},
-                   {{AIProvider::kCodex, reasoning, "r0"},
-                    {AIProvider::kXAIAccount, JSONValue::Object{{"type", "reasoning"}}, "r0"},
-                    {AIProvider::kCodex, JSONValue::Object{{"type", "message"}}, "r0"}}}};
+  AIHistoryMessage before;
+  before.textParts = {"before"};
+  AIHistoryMessage answer;
+  answer.role = AIHistoryMessage::Role::kAssistant;
+  answer.textParts = {"answer"};
+  answer.providerItems = {{AIProvider::kCodex, reasoning, "r0"},
+                          {AIProvider::kXAIAccount, JSONValue::Object{{"type", "reasoning"}}, "r0"},
+                          {AIProvider::kCodex, JSONValue::Object{{"type", "message"}}, "r0"}};
+  answer.generatedImages = {{"i.png", "image/png", "IMG"}};
+  turn.history = {before, answer};
   ASSERT_EQ(run(service, turn).second, "");
 
   ASSERT_EQ(requests_.size(), 1u);
@@ -286,6 +290,8 @@ TEST_F(ResponsesServiceTest, ChatGPTRequestCarriesTheAccountAndTheBodyInProtocol
       R"({"role":"user","content":[{"type":"input_text","text":"before"}]},)"
       R"({"type":"reasoning","encrypted_content":"e1"},)"
       R"({"role":"assistant","content":[{"type":"output_text","text":"answer"}]},)"
+      R"({"role":"user","content":[{"type":"input_text","text":"Previous assistant-generated image:"},)"
+      R"({"type":"input_image","image_url":"data:image/png;base64,SU1H","detail":"auto"}]},)"
       R"({"role":"user","content":[{"type":"input_text","text":"hi"},)"
       R"({"type":"input_image","image_url":"data:image/png;base64,UE5H","detail":"auto"},)"
       R"({"type":"input_file","filename":"a.txt","file_data":"data:text/plain;base64,aGV5"}]}],)"

@@ -16,6 +16,14 @@ JSONValue message(std::string_view role, std::string_view partType, const std::v
   return JSONValue::Object{{"role", role}, {"content", std::move(content)}};
 }
 
+JSONValue attachmentContent(const AIAttachment& attachment) {
+  const std::string url = attachmentDataURL(attachment.mediaType, attachment.bytes);
+  if (attachment.mediaType.starts_with("image/")) {
+    return JSONValue::Object{{"type", "input_image"}, {"image_url", url}, {"detail", "auto"}};
+  }
+  return JSONValue::Object{{"type", "input_file"}, {"filename", attachment.name}, {"file_data", url}};
+}
+
 // Stored items of the same provider go back where they were produced; the
 // message items among them are the assistant text that follows them.
 void appendHistory(const AIStreamRequest& request, const ResponsesServiceMember& member,
@@ -33,20 +41,21 @@ void appendHistory(const AIStreamRequest& request, const ResponsesServiceMember&
           items.push_back(item.payload);
         }
         if (!entry.textParts.empty()) items.push_back(message("assistant", "output_text", entry.textParts));
+        if (!entry.generatedImages.empty()) {
+          // Only user messages carry images; the line says whose they are.
+          JSONValue::Array content{JSONValue::Object{
+              {"type", "input_text"},
+              {"text", entry.generatedImages.size() == 1 ? "Previous assistant-generated image:"
+                                                         : "Previous assistant-generated images:"}}};
+          for (const AIAttachment& image : entry.generatedImages) content.push_back(attachmentContent(image));
+          items.push_back(JSONValue::Object{{"role", "user"}, {"content", std::move(content)}});
+        }
         break;
       case AIHistoryMessage::Role::kSystem:
       case AIHistoryMessage::Role::kTool:
         break;  // the caller folds these into the instructions
     }
   }
-}
-
-JSONValue attachmentContent(const AIAttachment& attachment) {
-  const std::string url = attachmentDataURL(attachment.mediaType, attachment.bytes);
-  if (attachment.mediaType.starts_with("image/")) {
-    return JSONValue::Object{{"type", "input_image"}, {"image_url", url}, {"detail", "auto"}};
-  }
-  return JSONValue::Object{{"type", "input_file"}, {"filename", attachment.name}, {"file_data", url}};
 }
 
 bool demandsSearch(const AIStreamRequest& request) { return request.webSearchMode == AIWebToolMode::kAlways; }
