@@ -295,19 +295,26 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
     std::vector<std::string> events;
   };
   AIStreamRequest deepseek = requestFor("deepseek:deepseek-flash", ReasoningEffort::kHigh);
-  deepseek.history = {{AIHistoryMessage::Role::kUser, {"earlier"}, {}},
-                      {AIHistoryMessage::Role::kAssistant, {"answer", " "}, {}}};
+  const auto message = [](AIHistoryMessage::Role role, std::vector<std::string> text,
+                          std::vector<AIProviderResponseItem> items = {}) {
+    AIHistoryMessage built;
+    built.role = role;
+    built.textParts = std::move(text);
+    built.providerItems = std::move(items);
+    return built;
+  };
+  const AIHistoryMessage earlier = message(AIHistoryMessage::Role::kUser, {"earlier"});
+  deepseek.history = {earlier, message(AIHistoryMessage::Role::kAssistant, {"answer", " "})};
   AIStreamRequest cloudflare = requestFor("cloudflare:@cf/meta/llama-3.1-8b-instruct", std::nullopt);
   cloudflare.attachments = {{"a.png", "image/png", "\x89PNG"}};
   AIStreamRequest google = requestFor("google:gemini-3.8-flash", ReasoningEffort::kHigh);
-  google.history = {{AIHistoryMessage::Role::kUser, {"earlier"}, {}},
-                    {AIHistoryMessage::Role::kAssistant,
-                     {"answer"},
-                     {AIProviderResponseItem{
-                         AIProvider::kGoogleAPI,
-                         core::JSONValue::parse(
-                             R"({"role":"model","parts":[{"text":"answer","thoughtSignature":"c2ln"}]})"),
-                         "g0"}}}};
+  google.history = {
+      earlier, message(AIHistoryMessage::Role::kAssistant, {"answer"},
+                       {AIProviderResponseItem{
+                           AIProvider::kGoogleAPI,
+                           core::JSONValue::parse(
+                               R"({"role":"model","parts":[{"text":"answer","thoughtSignature":"c2ln"}]})"),
+                           "g0"}})};
   const std::string chatUsage = R"("usage":{"prompt_tokens":9,"completion_tokens":3,"total_tokens":12})";
   const std::string usageEvent = R"(usage {"inputTokens":9,"outputTokens":3,"totalTokens":12})";
   const std::string tail = R"(,"stream":true,"stream_options":{"include_usage":true})";
