@@ -529,9 +529,10 @@ TEST_F(JSONStreamServiceTest, RefusesBeforeSendingWithoutWhatTheServiceNeeds) {
     std::optional<std::string> baseURL;
     std::string message;
   } cases[] = {
-      {"deepseek:deepseek-flash", server_->url("/"), "Add your DeepSeek API key in Settings first."},
+      {"deepseek:deepseek-flash", server_->url("/"),
+       "Add your DeepSeek API key in Settings first (or set DEEPSEEK_API_KEY)."},
       {"cloudflare:@cf/meta/llama-3.1-8b-instruct", std::nullopt,
-       "Add your Cloudflare Workers AI account ID in Settings first."},
+       "Add your Cloudflare Workers AI account ID in Settings first (or set CLOUDFLARE_ACCOUNT_ID)."},
       {"openrouter:openrouter/auto", "http://example.com/api/v1",
        std::string(AIServiceEndpointError::text(AIServiceEndpointError::Code::kPlainHTTPCredential))},
       {"custom-openai:gone", server_->url("/"),

@@ -1,6 +1,14 @@
 #include "ai/ai_service_error.h"
 
 namespace zephyl::ai {
+namespace {
+
+// Commands read credentials from the environment too; say which variable.
+std::string orSet(std::string_view variable) {
+  return variable.empty() ? "." : " (or set " + std::string(variable) + ").";
+}
+
+}  // namespace
 
 std::string AIServiceError::text(std::string_view serviceName, Code code, std::string_view detail,
                                  long status) {
@@ -9,9 +17,9 @@ std::string AIServiceError::text(std::string_view serviceName, Code code, std::s
     case Code::kEmptyPrompt:
       return "Ask a question first.";
     case Code::kMissingAPIKey:
-      return "Add your " + name + " API key in Settings first.";
+      return "Add your " + name + " API key in Settings first" + orSet(detail);
     case Code::kMissingAccountID:
-      return "Add your " + name + " account ID in Settings first.";
+      return "Add your " + name + " account ID in Settings first" + orSet(detail);
     case Code::kUnknownModel:
       return name + " does not offer this model. Choose another model in Settings.";
     case Code::kInvalidURL:

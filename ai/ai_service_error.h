@@ -32,9 +32,10 @@ class AIServiceError : public core::Error {
   };
 
   // `detail` is the service's own message or reason where the case shows one
-  // (kHTTPStatus, kResponseFailed, kResponseIncomplete), or the file name
-  // (kUnsupportedAttachment); it stays in the
-  // description so that a context overflow is recognised from the words.
+  // (kHTTPStatus, kResponseFailed, kResponseIncomplete), the file name
+  // (kUnsupportedAttachment), or the environment variable that can stand in
+  // (kMissingAPIKey, kMissingAccountID); the service's words stay in the
+  // description so that a context overflow is recognised from them.
   AIServiceError(std::string_view serviceName, Code code, std::string detail = {}, long status = 0)
       : Error(text(serviceName, code, detail, status)),
         code_(code),

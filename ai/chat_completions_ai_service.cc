@@ -4,6 +4,7 @@
 #include "ai/ai_model_catalog.h"
 #include "ai/ai_service_endpoint.h"
 #include "ai/chat_completions_stream_decoder.h"
+#include "ai/environment_credential_store.h"
 #include "ai/responses_request_body.h"
 
 namespace zephyl::ai {
@@ -20,7 +21,8 @@ ChatCompletionsTarget ChatCompletionsAIService::keyedTarget(const AIStreamReques
                                                             std::string_view baseURL,
                                                             ChatCompletionsDialect dialect) const {
   auto key = credentials.secret(std::string(keyName));
-  if (!key || key->empty()) raise(request, {AIServiceError::Code::kMissingAPIKey, {}});
+  if (!key || key->empty())
+    raise(request, {AIServiceError::Code::kMissingAPIKey, environmentVariableFor(keyName)});
   return {serviceURL(baseURL, "/chat/completions"),
           std::move(key),
           AIModelCatalog::serviceModelName(request.model),

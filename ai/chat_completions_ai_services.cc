@@ -4,6 +4,7 @@
 
 #include "ai/ai_service_endpoint.h"
 #include "ai/ai_settings_keys.h"
+#include "ai/environment_credential_store.h"
 #include "ai/zai_coding_plan_region.h"
 
 namespace zephyl::ai {
@@ -46,7 +47,10 @@ ChatCompletionsTarget CloudflareWorkersAIService::target(const AIStreamRequest& 
   if (base.find(kPlaceholder) != std::string::npos) {
     auto account = credentials_.secret(std::string(kCloudflareWorkersAIAccountIDKey));
     if (!account || account->empty()) account = setting(settings_, kCloudflareWorkersAIAccountIDKey);
-    if (!account) raise(request, {AIServiceError::Code::kMissingAccountID, {}});
+    if (!account) {
+      raise(request, {AIServiceError::Code::kMissingAccountID,
+                      environmentVariableFor(kCloudflareWorkersAIAccountIDKey)});
+    }
     base = replaced(std::move(base), kPlaceholder, *account);
   }
   return keyedTarget(request, credentials_, kCloudflareWorkersAIAPITokenName, base,

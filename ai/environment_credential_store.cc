@@ -19,7 +19,13 @@ std::vector<std::string> environmentVariablesForSecret(const std::string& secret
   return {};
 }
 
-EnvironmentCredentialStore::EnvironmentCredentialStore(AICredentialStore& stored, core::EnvironmentLookup environment)
+std::string environmentVariableFor(std::string_view secretName) {
+  const auto variables = environmentVariablesForSecret(std::string(secretName));
+  return variables.empty() ? std::string() : variables.front();
+}
+
+EnvironmentCredentialStore::EnvironmentCredentialStore(AICredentialStore& stored,
+                                                       core::EnvironmentLookup environment)
     : stored_(stored), environment_(std::move(environment)) {}
 
 std::optional<std::string> EnvironmentCredentialStore::environmentSource(const std::string& name) const {

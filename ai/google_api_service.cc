@@ -4,6 +4,7 @@
 #include "ai/ai_model_catalog.h"
 #include "ai/ai_service_endpoint.h"
 #include "ai/ai_settings_keys.h"
+#include "ai/environment_credential_store.h"
 #include "ai/chat_completions_ai_service.h"
 #include "ai/google_generate_content_request_body.h"
 #include "ai/google_generate_content_stream_decoder.h"
@@ -31,7 +32,10 @@ std::string GoogleAPIService::requestBody(const AIStreamRequest& request) const 
 
 void GoogleAPIService::produce(const AIStreamRequest& request, std::stop_token stop, const Emit& emit) {
   auto key = credentials_.secret(std::string(kGoogleAPIKeyName));
-  if (!key || key->empty()) throw GoogleAPIServiceError({AIServiceError::Code::kMissingAPIKey, {}});
+  if (!key || key->empty()) {
+    throw GoogleAPIServiceError(
+        {AIServiceError::Code::kMissingAPIKey, environmentVariableFor(kGoogleAPIKeyName)});
+  }
   HTTPRequest http;
   http.url = url(request);
   if (!requireCredentialSafeURL(http.url))
