@@ -31,6 +31,7 @@ class AttemptHandler : public HTTPResponseHandler {
   bool succeeded() const { return head_ && head_->status >= 200 && head_->status < 300; }
   bool bodyDelivered() const { return bodyDelivered_; }
   const std::optional<HTTPResponseHead>& head() const { return head_; }
+  const std::string& errorBody() const { return errorBody_; }
   std::string takeErrorBody() { return std::move(errorBody_); }
 
  private:
@@ -90,6 +91,7 @@ void AIHTTPClient::send(const HTTPRequest& request, const AITransportRetryPolicy
     if (handler.head()) {
       if (auto value = handler.head()->header("Retry-After")) retryAfter = parseRetryAfter(*value, wallClock_.now());
     }
+    if (!retryAfter) retryAfter = retryDelayInErrorBody(handler.errorBody());
     if (isRetryableHTTPStatus(status, safeToRepeat)) {
       if (const auto delay = budget.nextDelay(retryAfter)) {
         kLog.info() << "Retrying AI HTTP attempt=" << attempt << " status=" << status

@@ -149,9 +149,10 @@ std::vector<std::string> prefixedModels(std::vector<std::string> names, std::str
   return ids;
 }
 
-std::vector<AICustomOpenAIProvider> parseCustomProviders(const std::string& text) {
+// `document` is the array itself, or text holding it as the user defaults keep it.
+std::vector<AICustomOpenAIProvider> parseCustomProviders(core::JSONValue document) {
   std::vector<AICustomOpenAIProvider> providers;
-  const core::JSONValue document = core::JSONValue::parse(text);
+  if (document.string() != nullptr) document = core::JSONValue::parse(*document.string());
   const auto* items = document.array();
   if (items == nullptr) return providers;
   for (const auto& item : *items) {
@@ -187,8 +188,8 @@ AIUserModels AIUserModels::fromSettings(core::SettingsStore& settings) {
     if (auto list = settings.stringListValue(std::string(kOpenRouterAIModelsKey))) {
       models.openRouterModels = prefixedModels(std::move(*list), "openrouter:");
     }
-    if (auto text = settings.stringValue(std::string(kCustomOpenAIProvidersKey))) {
-      models.customProviders = parseCustomProviders(*text);
+    if (auto document = settings.jsonValue(std::string(kCustomOpenAIProvidersKey))) {
+      models.customProviders = parseCustomProviders(std::move(*document));
     }
   } catch (const core::Error& error) {
     // The catalogue must work without user models; the settings pane shows the problem.

@@ -68,11 +68,17 @@ TEST(AIRequestBudget, OverThirtyTwoMebibytesIsTooLargeWhateverTheLimits) {
 TEST(AIRequestBudget, TextPiecesSkipBlankPartsAndOtherRoles) {
   AIStreamRequest request;
   request.input = "question";
+  const auto message = [](AIHistoryMessage::Role role, std::vector<std::string> parts) {
+    AIHistoryMessage entry;
+    entry.role = role;
+    entry.textParts = std::move(parts);
+    return entry;
+  };
   request.history = {
-      {AIHistoryMessage::Role::kUser, {"first", "second"}},
-      {AIHistoryMessage::Role::kAssistant, {" \n", "\t"}},
-      {AIHistoryMessage::Role::kTool, {"tool output"}},
-      {AIHistoryMessage::Role::kAssistant, {"answer"}},
+      message(AIHistoryMessage::Role::kUser, {"first", "second"}),
+      message(AIHistoryMessage::Role::kAssistant, {" \n", "\t"}),
+      message(AIHistoryMessage::Role::kTool, {"tool output"}),
+      message(AIHistoryMessage::Role::kAssistant, {"answer"}),
   };
   EXPECT_EQ(AIRequestBudget::textPieces(request, "be brief"),
             (std::vector<std::string>{"question", "be brief", "first\n\nsecond", "answer"}));

@@ -26,7 +26,8 @@ inline constexpr std::string_view kCloudflareWorkersAIAccountIDKey = "cloudflare
 inline constexpr std::string_view kCloudflareWorkersAIModelsKey = "cloudflareWorkersAIModels";
 inline constexpr std::string_view kOpenRouterAIEnabledKey = "openRouterAIEnabled";
 inline constexpr std::string_view kOpenRouterAIModelsKey = "openRouterAIModels";
-// A JSON array of {"id", "name", "baseURL", "models": [...]}, stored as text.
+// A JSON array of {"id", "name", "baseURL", "models": [...]}, stored as the
+// array itself or as text holding it.
 inline constexpr std::string_view kCustomOpenAIProvidersKey = "customOpenAIProviders";
 inline constexpr std::string_view kZAICodingPlanEnabledKey = "zaiCodingPlanEnabled";
 inline constexpr std::string_view kZAICodingPlanRegionKey = "zaiCodingPlanRegion";

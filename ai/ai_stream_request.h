@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ai/ai_provider.h"
+#include "ai/ai_provider_response_item.h"
 #include "ai/ai_transport_retry_policy.h"
 #include "ai/reasoning_effort.h"
 
@@ -34,9 +35,15 @@ struct AIHistoryMessage {
   enum class Role { kUser, kAssistant, kSystem, kTool };
   Role role = Role::kUser;
   std::vector<std::string> textParts;
+  // Raw output items the service returned with this message, replayed to the
+  // provider that produced them.
+  std::vector<AIProviderResponseItem> providerItems;
+  // Images the assistant generated in this message, shown to the model again.
+  std::vector<AIAttachment> generatedImages;
 };
 
-enum class AIWebToolMode { kOff, kAutomatic, kProviderNative };
+// kAlways demands a search on every turn.
+enum class AIWebToolMode { kOff, kAutomatic, kAlways, kProviderNative };
 
 // Limits a caller already knows for this request (they win over the catalogue).
 struct AIRequestLimits {
@@ -45,8 +52,9 @@ struct AIRequestLimits {
 };
 
 struct AIStreamRequest {
-  std::string input;  // instructions and current request, already assembled
-  std::string model;  // model id
+  std::string input;         // the current request, already assembled
+  std::string instructions;  // the system text sent beside the input
+  std::string model;         // model id
   std::optional<ReasoningEffort> reasoningEffort;
   std::optional<AIPerformanceContext> performanceContext;
   std::optional<std::string> resumeThreadID;

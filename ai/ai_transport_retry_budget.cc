@@ -1,5 +1,7 @@
 #include "ai/ai_transport_retry_budget.h"
 
+#include "core/json_value.h"
+
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -223,6 +225,32 @@ std::optional<double> parseRetryAfter(std::string_view value, core::TimePoint no
   const auto date = toTime(*fields);
   if (!date) return std::nullopt;
   return std::max(0.0, std::chrono::duration<double>(*date - now).count());
+}
+
+std::optional<double> retryDelayInErrorBody(std::string_view body) {
+  if (body.find("RetryInfo") == std::string_view::npos) return std::nullopt;
+  try {
+    const core::JSONValue value = core::JSONValue::parse(body);
+    const core::JSONValue* error = value.find("error");
+    const core::JSONValue* details = error == nullptr ? nullptr : error->find("details");
+    if (details == nullptr || details->array() == nullptr) return std::nullopt;
+    for (const core::JSONValue& detail : *details->array()) {
+      const core::JSONValue* type = detail.find("@type");
+      const core::JSONValue* delay = detail.find("retryDelay");
+      if (type == nullptr || type->string() == nullptr || !type->string()->ends_with("google.rpc.RetryInfo") ||
+          delay == nullptr || delay->string() == nullptr || !delay->string()->ends_with('s')) {
+        continue;
+      }
+      const std::string& text = *delay->string();
+      double seconds = 0;
+      const auto [end, status] = std::from_chars(text.data(), text.data() + text.size() - 1, seconds);
+      if (status == std::errc() && end == text.data() + text.size() - 1 && std::isfinite(seconds) && seconds >= 0) {
+        return seconds;
+      }
+    }
+  } catch (const core::JSONValueError&) {
+  }
+  return std::nullopt;
 }
 
 }  // namespace zephyl::ai

@@ -45,4 +45,10 @@ bool isRetryableHTTPStatus(long status, bool safeToRepeat);
 // negative. Nullopt for an empty or unparsable value.
 std::optional<double> parseRetryAfter(std::string_view value, core::TimePoint now);
 
+// The wait an error body asks for, in seconds: Google puts it in the body
+// rather than a header, as "retryDelay" ("34.4s") of a
+// "type.googleapis.com/google.rpc.RetryInfo" entry of "error.details".
+// Nullopt for any other body.
+std::optional<double> retryDelayInErrorBody(std::string_view body);
+
 }  // namespace zephyl::ai

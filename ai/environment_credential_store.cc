@@ -10,6 +10,8 @@ std::vector<std::string> environmentVariablesForSecret(const std::string& secret
   if (secretName == kDeepSeekAPIKeyName) return {"DEEPSEEK_API_KEY"};
   if (secretName == kOpenRouterAPIKeyName) return {"OPENROUTER_API_KEY"};
   if (secretName == kCloudflareWorkersAIAPITokenName) return {"CLOUDFLARE_API_TOKEN"};
+  // Not a secret, but it travels with the token and is read the same way.
+  if (secretName == kCloudflareWorkersAIAccountIDKey) return {"CLOUDFLARE_ACCOUNT_ID"};
   if (secretName == kZAICodingPlanAPIKeyName) return {"ZAI_API_KEY"};
   if (secretName == kOpenCodeAPIKeyName) return {"OPENCODE_API_KEY"};
   if (secretName == kXAIAPIKeyName) return {"XAI_API_KEY"};
@@ -17,7 +19,13 @@ std::vector<std::string> environmentVariablesForSecret(const std::string& secret
   return {};
 }
 
-EnvironmentCredentialStore::EnvironmentCredentialStore(AICredentialStore& stored, core::EnvironmentLookup environment)
+std::string environmentVariableFor(std::string_view secretName) {
+  const auto variables = environmentVariablesForSecret(std::string(secretName));
+  return variables.empty() ? std::string() : variables.front();
+}
+
+EnvironmentCredentialStore::EnvironmentCredentialStore(AICredentialStore& stored,
+                                                       core::EnvironmentLookup environment)
     : stored_(stored), environment_(std::move(environment)) {}
 
 std::optional<std::string> EnvironmentCredentialStore::environmentSource(const std::string& name) const {

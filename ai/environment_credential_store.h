@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ai/ai_credential_store.h"
@@ -15,6 +16,9 @@ namespace zephyl::ai {
 // The environment variables that stand in for a stored secret, in the order
 // they are read. Empty for secrets no variable can supply (account tokens).
 std::vector<std::string> environmentVariablesForSecret(const std::string& secretName);
+
+// The first of them, or "": what a missing-credential message names.
+std::string environmentVariableFor(std::string_view secretName);
 
 class EnvironmentCredentialStore : public AICredentialStore {
  public:

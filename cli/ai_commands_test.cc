@@ -3,12 +3,14 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "cli/cli_app.h"
-#include "cli/internal/cli_test_support.h"
 #include "cli/debug_sse.h"
+#include "cli/internal/cli_test_support.h"
+#include "platform/testing/loopback_http_server.h"
 #include "platform/testing/test_folder.h"
 
 namespace zephyl::cli {
@@ -20,9 +22,7 @@ using testing::CommandResult;
 
 class AICommandsTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "config");
-  }
+  void SetUp() override { fs::create_directories(directory_ / "config"); }
 
   CommandResult run(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
@@ -34,7 +34,8 @@ class AICommandsTest : public ::testing::Test {
 };
 
 TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
-  std::ofstream(directory_ / "config" / "settings.json") << R"({"openRouterAIModels": ["moonshotai/kimi-k2.6"]})";
+  std::ofstream(directory_ / "config" / "settings.json")
+      << R"({"openRouterAIModels": ["moonshotai/kimi-k2.6"]})";
   const CommandResult result = run({"models", "--provider", "openRouter", "--json"});
   ASSERT_EQ(result.code, 0) << result.err;
   const auto json = nlohmann::json::parse(result.out);
@@ -53,10 +54,11 @@ TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
 TEST_F(AICommandsTest, ModelShowsResolution) {
   const CommandResult result = run({"model", "Claude Opus 4.6 (Thinking)", "--json"});
   ASSERT_EQ(result.code, 0) << result.err;
-  EXPECT_EQ(nlohmann::json::parse(result.out),
-            nlohmann::json::parse(R"json({"id":"Claude Opus 4.6 (Thinking)","provider":"gemini",)json"
-                                  R"json("displayName":"Gemini 3.8 Flash","defaultReasoningEffort":"medium",)json"
-                                  R"json("brandLabel":"Antigravity","vendorLabel":"Google"})json"));
+  EXPECT_EQ(
+      nlohmann::json::parse(result.out),
+      nlohmann::json::parse(R"json({"id":"Claude Opus 4.6 (Thinking)","provider":"gemini",)json"
+                            R"json("displayName":"Gemini 3.8 Flash","defaultReasoningEffort":"medium",)json"
+                            R"json("brandLabel":"Antigravity","vendorLabel":"Google"})json"));
 }
 
 TEST_F(AICommandsTest, UnknownProviderIsAUsageError) {
@@ -64,6 +66,176 @@ TEST_F(AICommandsTest, UnknownProviderIsAUsageError) {
   EXPECT_EQ(result.code, kExitUsage);
   EXPECT_NE(result.err.find("unknown provider"), std::string::npos);
   EXPECT_EQ(run({"model"}).code, kExitUsage);
+}
+
+// Every Chat Completions and Google provider answers `debug stream` with its
+// default model, its key from the environment, and reports usage; a custom
+// provider added to the settings is listed by `models` and answers too.
+TEST_F(AICommandsTest, DebugStreamServesEveryChatCompletionsAndGoogleProvider) {
+  const std::string chat =
+      "data: "
+      "{\"id\":\"r1\",\"choices\":[{\"index\":0,\"delta\":{\"content\":\"Hi\"},\"finish_reason\":\"stop\"}]}"
+      "\n\n"
+      "data: "
+      "{\"id\":\"r1\",\"choices\":[],\"usage\":{\"prompt_tokens\":2,\"completion_tokens\":1,\"total_tokens\":"
+      "3}}\n\n"
+      "data: [DONE]\n\n";
+  const std::string google =
+      "data: {\"candidates\":[{\"content\":{\"parts\":[{\"text\":\"Hi\"}]},\"finishReason\":\"STOP\"}],"
+      "\"usageMetadata\":{\"promptTokenCount\":2,\"candidatesTokenCount\":1,\"totalTokenCount\":3},"
+      "\"responseId\":\"r1\"}\r\n\r\n";
+  std::string target, authorization;
+  std::string body = chat;
+  platform::testing::LoopbackHTTPServer server(
+      [&](const platform::testing::LoopbackRequest& request,
+          platform::testing::LoopbackConnection& connection, int) {
+        target = request.target;
+        authorization.clear();
+        for (const auto& [name, value] : request.headers) {
+          if (name == "Authorization" || name == "x-goog-api-key") authorization = value;
+        }
+        connection.write(
+            "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
+        for (size_t at = 0; at < body.size(); at += 5)
+          connection.writeChunk(std::string_view(body).substr(at, 5));
+        connection.writeChunk("");
+      },
+      64);
+  std::ofstream(directory_ / "config" / "settings.json")
+      << R"({"customOpenAIProviders": [{"id": "lab", "name": "Lab Box", "baseURL": ")" << server.url("/v1")
+      << R"(", "models": ["qwen-local"]}]})";
+
+  const struct {
+    std::string model;
+    std::map<std::string, std::string> environment;
+    bool baseURL;
+    std::string target;
+    std::string credential;
+  } cases[] = {
+      {"deepseek:deepseek-flash", {{"DEEPSEEK_API_KEY", "k1"}}, true, "/chat/completions", "Bearer k1"},
+      {"openrouter:openrouter/auto", {{"OPENROUTER_API_KEY", "k2"}}, true, "/chat/completions", "Bearer k2"},
+      {"cloudflare:google/gemini-3.7-flash",
+       {{"CLOUDFLARE_API_TOKEN", "k3"}, {"CLOUDFLARE_ACCOUNT_ID", "acc"}},
+       true,
+       "/chat/completions",
+       "Bearer k3"},
+      {"zai:glm-5.3", {{"ZAI_API_KEY", "k4"}}, true, "/chat/completions", "Bearer k4"},
+      {"opencode:glm-5.3", {{"OPENCODE_API_KEY", "k5"}}, true, "/chat/completions", "Bearer k5"},
+      {"google:gemini-3.8-flash",
+       {{"GEMINI_API_KEY", "k6"}},
+       true,
+       "/models/gemini-3.8-flash:streamGenerateContent?alt=sse",
+       "k6"},
+      {"custom-openai:qwen-local",
+       {{"ZEPHYL_CUSTOM_OPENAI_API_KEY", "k7"}},
+       false,
+       "/v1/chat/completions",
+       "Bearer k7"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.model);
+    body = test.model.starts_with("google:") ? google : chat;
+    std::vector<std::string> arguments = {"--config-dir", (directory_ / "config").string(),
+                                          "--data-dir",   (directory_ / "data").string(),
+                                          "debug",        "stream",
+                                          "hi",           "--model",
+                                          test.model};
+    if (test.baseURL) arguments.insert(arguments.end(), {"--base-url", server.url("")});
+    auto environment = test.environment;
+    environment["HOME"] = (directory_ / "home").string();
+    const CommandResult result = testing::runCommand(arguments, environment);
+    ASSERT_EQ(result.code, 0) << result.err << result.out;
+    EXPECT_EQ(target, test.target);
+    EXPECT_EQ(authorization, test.credential);
+    std::vector<nlohmann::json> lines;
+    std::istringstream out(result.out);
+    for (std::string line; std::getline(out, line);) lines.push_back(nlohmann::json::parse(line));
+    ASSERT_GE(lines.size(), 3u);
+    EXPECT_EQ(lines.back(), nlohmann::json::parse(R"({"type":"completed"})"));
+    EXPECT_EQ(lines[lines.size() - 2]["type"], "usage");
+    EXPECT_EQ(lines[lines.size() - 2]["totalTokens"], 3);
+  }
+
+  const CommandResult models = run({"models", "--provider", "customOpenAI", "--json"});
+  ASSERT_EQ(models.code, 0) << models.err;
+  EXPECT_EQ(nlohmann::json::parse(models.out)[0]["id"], "custom-openai:qwen-local");
+}
+
+TEST_F(AICommandsTest, DebugStreamPrintsEventsAndEndsFailuresWithAnErrorLine) {
+  const std::string completed =
+      "event: response.completed\ndata: {\"type\":\"response.completed\",\"response\":{\"id\":\"r9\","
+      "\"usage\":{\"input_tokens\":5,\"output_tokens\":2,\"total_tokens\":7}}}\n\n";
+  const std::string delta =
+      "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"item_id\":\"m\","
+      "\"delta\":\"Hi\"}\n\n";
+  const struct {
+    const char* name;
+    std::string model;
+    std::map<std::string, std::string> environment;
+    int status;
+    std::string body;
+    int code;
+    std::string out;
+  } cases[] = {
+      {"OpenAI API key",
+       "openai:gpt-6-sol",
+       {{"OPENAI_API_KEY", "k"}},
+       200,
+       delta + completed,
+       kExitSuccess,
+       "{\"type\":\"textDelta\",\"text\":\"Hi\"}\n{\"type\":\"requestID\",\"id\":\"r9\"}\n"
+       "{\"type\":\"usage\",\"responseID\":\"r9\",\"inputTokens\":5,"
+       "\"cachedInputTokens\":null,\"outputTokens\":2,\"reasoningTokens\":null,\"totalTokens\":7}\n"
+       "{\"type\":\"completed\"}\n"},
+      {"xAI API key, cut-off stream",
+       "grok-4.7",
+       {{"XAI_API_KEY", "x"}},
+       200,
+       delta,
+       kExitFailure,
+       "{\"type\":\"textDelta\",\"text\":\"Hi\"}\n{\"type\":\"error\",\"message\":\"The connection to Grok "
+       "ended before the answer was complete. Try again.\"}\n"},
+      {"error event",
+       "openai:gpt-6-sol",
+       {{"OPENAI_API_KEY", "k"}},
+       200,
+       "event: error\ndata: {\"type\":\"error\",\"message\":\"Nope\"}\n\n",
+       kExitFailure,
+       "{\"type\":\"error\",\"message\":\"OpenAI response failed: Nope\"}\n"},
+      {"HTTP 400",
+       "openai:gpt-6-sol",
+       {{"OPENAI_API_KEY", "k"}},
+       400,
+       "{}",
+       kExitFailure,
+       "{\"type\":\"error\",\"message\":\"OpenAI returned status 400\"}\n"},
+      {"codex without a signed-in account",
+       "gpt-6-sol",
+       {},
+       200,
+       "",
+       kExitFailure,
+       "{\"type\":\"error\",\"message\":\"Sign in with ChatGPT in Settings first.\"}\n"},
+  };
+  for (const auto& test : cases) {
+    platform::testing::LoopbackHTTPServer server([&test](const platform::testing::LoopbackRequest&,
+                                                         platform::testing::LoopbackConnection& connection,
+                                                         int) {
+      connection.write("HTTP/1.1 " + std::to_string(test.status) +
+                       " X\r\nContent-Length: " + std::to_string(test.body.size()) + "\r\n\r\n" + test.body);
+    });
+    auto environment = test.environment;
+    environment["HOME"] = (directory_ / "home").string();
+    const CommandResult result =
+        testing::runCommand({"--config-dir", (directory_ / "config").string(), "debug", "stream", "hello",
+                             "--model", test.model, "--base-url", server.url("/v1")},
+                            environment);
+    EXPECT_EQ(result.code, test.code) << test.name << result.err;
+    EXPECT_EQ(result.out, test.out) << test.name;
+    if (test.code != kExitSuccess) {
+      EXPECT_NE(result.err.find("zephyl: "), std::string::npos) << test.name;
+    }
+  }
 }
 
 TEST(DebugSse, PrintsOneJsonLinePerEventWhateverTheChunkSize) {

@@ -1,0 +1,88 @@
+#include "ai/ai_service_factory.h"
+
+#include <gtest/gtest.h>
+
+#include "ai/ai_request_budget.h"
+#include "core/in_memory_settings_store.h"
+#include "platform/testing/fake_clock.h"
+#include "platform/testing/fake_monotonic_clock.h"
+#include "platform/testing/fake_random_source.h"
+#include "platform/testing/in_memory_credential_store.h"
+#include "platform/testing/scripted_http_transport.h"
+
+namespace zephyl::ai {
+namespace {
+
+using platform::testing::ScriptedHTTPExchange;
+
+class CollectingRecorder : public AIUsageRecorder {
+ public:
+  void record(const AIUsageRecord& record) override { records.push_back(record); }
+  std::vector<AIUsageRecord> records;
+};
+
+const std::string kAnswer =
+    "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"delta\":\"ok\"}\n\n"
+    "event: response.completed\ndata: {\"type\":\"response.completed\",\"response\":{\"id\":\"r1\","
+    "\"usage\":{\"input_tokens\":3,\"output_tokens\":1,\"total_tokens\":4}}}\n\n";
+
+class AIServiceFactoryTest : public ::testing::Test {
+ protected:
+  AIServiceFactory factory(std::optional<std::string> baseURL = std::nullopt) {
+    return AIServiceFactory({transport_, clock_, random_, wallClock_, credentials_, recorder_, &settings_},
+                            AIModelCatalog(), std::move(baseURL));
+  }
+
+  void stream(const AIServiceFactory& factory, const AIStreamRequest& request) {
+    factory.makeProvider(request.model)->produce(request, {}, [](AIStreamEvent) {});
+  }
+
+  platform::testing::ScriptedHTTPTransport transport_{{ScriptedHTTPExchange::response(200, {kAnswer}),
+                                                       ScriptedHTTPExchange::response(200, {kAnswer}),
+                                                       ScriptedHTTPExchange::response(200, {kAnswer})}};
+  platform::testing::FakeMonotonicClock clock_;
+  platform::testing::FakeRandomSource random_;
+  platform::testing::FakeClock wallClock_;
+  platform::testing::InMemoryCredentialStore credentials_;
+  CollectingRecorder recorder_;
+  core::InMemorySettingsStore settings_;
+};
+
+TEST_F(AIServiceFactoryTest, BaseURLIsTheOverrideElseTheSettingElseTheServiceHost) {
+  credentials_.setSecret("openAIAPIKey", "sk");
+  credentials_.setSecret("xaiAPIKey", "xk");
+  settings_.setJSONValue("aiProviderBaseURLs",
+                         core::JSONValue::Object{{"xaiAccount", "https://gw.example/x/"}});
+  AIStreamRequest request;
+  request.input = "hi";
+  request.model = "openai:gpt-6-sol";
+  stream(factory(), request);
+  stream(factory("http://127.0.0.1:9/v1"), request);
+  request.model = "grok-4.7";
+  stream(factory(), request);
+  const auto sent = transport_.requests();
+  ASSERT_EQ(sent.size(), 3u);
+  EXPECT_EQ(sent[0].url, "https://api.openai.com/v1/responses");
+  EXPECT_EQ(sent[1].url, "http://127.0.0.1:9/v1/responses");
+  EXPECT_EQ(sent[2].url, "https://gw.example/x/responses");
+}
+
+TEST_F(AIServiceFactoryTest, TheStackRecordsUsageAndRunsTheBudgetFirst) {
+  credentials_.setSecret("openAIAPIKey", "sk");
+  AIStreamRequest request;
+  request.input = "hi";
+  request.model = "openai:gpt-6-sol";
+  stream(factory(), request);
+  ASSERT_EQ(recorder_.records.size(), 1u);
+  EXPECT_EQ(recorder_.records[0].provider, AIProvider::kOpenAIAPI);
+  EXPECT_EQ(recorder_.records[0].usage.totalTokens, 4);
+  EXPECT_EQ(recorder_.records[0].responseID, "r1");
+
+  // The instructions count against the budget too.
+  request.instructions = std::string(AIRequestBudget::kMaximumRequestBytes, 'x');
+  EXPECT_THROW(stream(factory(), request), AIRequestBudgetError);
+  EXPECT_EQ(transport_.requests().size(), 1u);
+}
+
+}  // namespace
+}  // namespace zephyl::ai
