@@ -66,7 +66,10 @@ AIUsageBucket bucketFromJSON(const JSONValue& value) {
   return bucket;
 }
 
-JSONValue bucketToJSON(const AIUsageBucket& bucket) {
+}  // namespace
+
+JSONValue AIUsageBucket::toJSON() const {
+  const AIUsageBucket& bucket = *this;
   JSONValue::Object object{
       {"day", bucket.day},
       {"provider", rawValue(bucket.provider)},
@@ -84,8 +87,6 @@ JSONValue bucketToJSON(const AIUsageBucket& bucket) {
   object.emplace_back("longestDurationMilliseconds", bucket.longestDurationMilliseconds);
   return object;
 }
-
-}  // namespace
 
 std::string_view rawValue(AIUsageRequestKind kind) { return kKindNames.name(kind); }
 
@@ -106,7 +107,7 @@ std::string AIUsageBucket::identity() const {
 JSONValue AIUsageArchive::toJSON() const {
   JSONValue::Array bucketValues;
   bucketValues.reserve(buckets.size());
-  for (const auto& bucket : buckets) bucketValues.push_back(bucketToJSON(bucket));
+  for (const auto& bucket : buckets) bucketValues.push_back(bucket.toJSON());
   JSONValue::Array ids(seenResponseIDs.begin(), seenResponseIDs.end());
   return JSONValue::Object{
       {"schemaVersion", schemaVersion},

@@ -33,6 +33,9 @@ struct AIUsageBucket {
   // day|provider|model|kind|effort: two requests share a bucket when these match.
   std::string identity() const;
 
+  // The stored object; "reasoningEffort" is left out when there is none.
+  core::JSONValue toJSON() const;
+
   bool operator==(const AIUsageBucket&) const = default;
 };
 

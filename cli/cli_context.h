@@ -8,13 +8,16 @@
 #include <stdexcept>
 #include <string>
 
+#include "ai/ai_usage_store.h"
 #include "ai/environment_credential_store.h"
 #include "cli/cli_app.h"
 #include "core/app_directories.h"
 #include "core/json_settings_store.h"
 #include "notes_store/notes_database_access.h"
 #include "platform/linux/configured_path_grant.h"
+#include "platform/linux/flock_file_locker.h"
 #include "platform/linux/posix_file_system.h"
+#include "platform/linux/system_clock.h"
 
 namespace zephyl::cli {
 
@@ -50,6 +53,9 @@ class CliContext {
   notes_store::NotesDatabaseAccess& notesDatabase();
   // Secrets: environment variables first, then the platform credential store.
   ai::EnvironmentCredentialStore& credentials();
+  // "ai-usage.json" in the data folder.
+  ai::AIUsageStore& usageStore();
+  core::Clock& clock() { return clock_; }
 
   // Runs `body` on an open database connection; throws CliFailure with a message
   // that says where Zephyl looked, and how to point it elsewhere, when there is none.
@@ -74,6 +80,10 @@ class CliContext {
   std::unique_ptr<notes_store::NotesDatabaseAccess> notesDatabase_;
   std::unique_ptr<ai::AICredentialStore> storedCredentials_;
   std::unique_ptr<ai::EnvironmentCredentialStore> credentials_;
+  platform::FlockFileLocker fileLocker_;
+  platform::SystemClock clock_;
+  core::NotificationCenter notifications_;
+  std::unique_ptr<ai::AIUsageStore> usageStore_;
 };
 
 }  // namespace zephyl::cli

@@ -17,6 +17,7 @@ void addExportCommand(CLI::App& app, CliContext& context);
 void addDebugDecodeCommands(CLI::App& debug, CliContext& context);
 void addDebugSseCommand(CLI::App& debug, CliContext& context);
 void addDebugReplayCommand(CLI::App& debug, CliContext& context);
+void addDebugComposeTurnCommand(CLI::App& debug, CliContext& context);
 void addModelsCommand(CLI::App& app, CliContext& context);
 void addModelCommand(CLI::App& app, CliContext& context);
 void addTriggersCommand(CLI::App& app, CliContext& context);
@@ -27,5 +28,6 @@ void addSearchCommand(CLI::App& app, CliContext& context);
 void addBacklinksCommand(CLI::App& app, CliContext& context);
 void addTocCommand(CLI::App& app, CliContext& context);
 void addQuickOpenCommand(CLI::App& app, CliContext& context);
+void addUsageCommand(CLI::App& app, CliContext& context);
 
 }  // namespace zephyl::cli
