@@ -124,7 +124,7 @@ TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDu
   AIStreamRequest request = requestFor("hi", "zai:glm-5.3");
   request.reasoningEffort = ReasoningEffort::kMax;
   request.performanceContext.emplace();
-  request.performanceContext->kind = "title";
+  request.performanceContext->kind = "chatTitle";
 
   EXPECT_EQ(collect(recording, request), wrapped.events);
   ASSERT_EQ(recorder.records.size(), 1u);
@@ -142,7 +142,7 @@ TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDu
   EXPECT_EQ(recorder.records.size(), 2u);
   wrapped.events = {AIStreamEvent::Completed{}};
   wrapped.failure = nullptr;
-  request.performanceContext->kind = "chatTitle";
+  request.performanceContext->kind = "summary";
   collect(recording, request);
   ASSERT_EQ(recorder.records.size(), 3u);
   EXPECT_TRUE(recorder.records[2].reports.empty());

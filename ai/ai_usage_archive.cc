@@ -94,6 +94,13 @@ std::optional<AIUsageRequestKind> aiUsageRequestKindFromRawValue(std::string_vie
   return kKindNames.value(text);
 }
 
+AIUsageRequestKind usageKindOfPerformanceKind(std::string_view performanceKind) {
+  if (performanceKind == "assistant") return AIUsageRequestKind::kChat;
+  if (performanceKind == "inlineAI") return AIUsageRequestKind::kInline;
+  if (performanceKind == "chatTitle") return AIUsageRequestKind::kTitle;
+  return kKindNames.value(performanceKind).value_or(AIUsageRequestKind::kRequest);
+}
+
 std::string AIUsageBucket::identity() const {
   std::string result = day;
   for (std::string_view part : {rawValue(provider), std::string_view(model), rawValue(kind),

@@ -18,10 +18,14 @@ namespace zephyl::ai {
 // a chat-title request.
 enum class AIUsageRequestKind { kRequest, kChat, kInline, kTitle };
 
-// "request", "chat", "inline", "title": the stored names, also what callers put
-// in AIPerformanceContext::kind.
+// "request", "chat", "inline", "title": the stored names.
 std::string_view rawValue(AIUsageRequestKind kind);
 std::optional<AIUsageRequestKind> aiUsageRequestKindFromRawValue(std::string_view text);
+
+// The kind of a request whose AIPerformanceContext::kind is `performanceKind`:
+// "assistant" or "chat", "inlineAI" or "inline", "chatTitle" or "title";
+// anything else is a generic request.
+AIUsageRequestKind usageKindOfPerformanceKind(std::string_view performanceKind);
 
 struct AIUsageRecord {
   AIProvider provider = AIProvider::kCodex;

@@ -78,7 +78,7 @@ void AIUsageStore::record(const AIUsageRecord& record) {
   const std::string day = calendarDay(clock_.now(), timeZoneID_);
   {
     std::lock_guard lock(mutex_);
-    std::unique_ptr<core::FileLockHold> hold;
+    std::unique_ptr<core::FileLockGuard> hold;
     try {
       hold = locker_.lockExclusive(fileURL_ + ".lock");
     } catch (const core::Error& error) {

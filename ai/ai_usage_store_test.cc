@@ -133,9 +133,9 @@ TEST(AIUsageStore, DaysFollowTheLocalCalendar) {
 
 class NoFileLocker : public core::FileLocker {
  public:
-  std::unique_ptr<core::FileLockHold> lockExclusive(const std::string&) override {
+  std::unique_ptr<core::FileLockGuard> lockExclusive(const std::string&) override {
     ++locks;
-    return std::make_unique<core::FileLockHold>();
+    return std::make_unique<core::FileLockGuard>();
   }
   int locks = 0;
 };

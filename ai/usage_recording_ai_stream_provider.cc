@@ -15,12 +15,10 @@ void UsageRecordingAIStreamProvider::produce(const AIStreamRequest& request, std
   std::vector<AIUsageReport> reports;
   std::optional<std::string> responseID;
   auto recordUsage = [&] {
-    std::optional<AIUsageRequestKind> kind;
-    if (request.performanceContext) kind = aiUsageRequestKindFromRawValue(request.performanceContext->kind);
     AIUsageRecord record{
         .provider = resolveProvider_(request.model),
         .model = request.model,
-        .kind = kind.value_or(AIUsageRequestKind::kRequest),
+        .kind = usageKindOfPerformanceKind(request.performanceContext ? request.performanceContext->kind : ""),
         .reasoningEffort = request.reasoningEffort,
         .reports = std::move(reports),
         .duration = clock_.now() - start,

@@ -32,8 +32,7 @@ class UsageRecordingAIStreamProvider : public AIStreamProvider {
 
   // Records the request once when the stream ends (normally, with an error, or
   // cancelled), with every usageReported paired with the request id seen
-  // before it. The kind is the request's performance context kind when that
-  // names one ("chat", "inline", "title"), else "request".
+  // before it, and the kind its performance context names.
   void produce(const AIStreamRequest& request, std::stop_token stop, const Emit& emit) override;
 
  private:

@@ -15,7 +15,7 @@
 namespace zephyl::assistant {
 namespace {
 
-using Kind = ChatTurnInput::ReferenceBlock::Kind;
+using Kind = ChatTurnInput::ReferenceKind;
 
 constexpr core::EnumNames<Kind, 7> kKindLabels({{
     {Kind::kNote, "Note"},
@@ -25,16 +25,6 @@ constexpr core::EnumNames<Kind, 7> kKindLabels({{
     {Kind::kWebFetch, "Web Fetch"},
     {Kind::kTranscript, "Transcript"},
     {Kind::kSkillDefinition, "Skill Definition"},
-}});
-
-constexpr core::EnumNames<Kind, 7> kKindRawValues({{
-    {Kind::kNote, "note"},
-    {Kind::kSelection, "selection"},
-    {Kind::kAttachment, "attachment"},
-    {Kind::kWebSearch, "webSearch"},
-    {Kind::kWebFetch, "webFetch"},
-    {Kind::kTranscript, "transcript"},
-    {Kind::kSkillDefinition, "skillDefinition"},
 }});
 
 constexpr std::string_view kAgentText =
@@ -99,7 +89,7 @@ std::string preferencesBody(const std::optional<std::string>& defaults, const st
   return joinNonEmpty(entries, "\n\n");
 }
 
-std::string skillTitle(const SelectedSkill& skill) {
+std::string skillTitle(const ChatTurnInput::SelectedSkill& skill) {
   const std::string_view title = trimWhiteSpace(skill.title);
   return title.empty() ? "Unnamed" : std::string(title);
 }
@@ -113,7 +103,9 @@ std::string wrappedReferences(const std::vector<ChatTurnInput::ReferenceBlock>& 
 // A stored user turn as it reads inside the conversation history.
 std::string replayedTurn(const ChatTurnInput& turn) {
   std::vector<std::string> entries;
-  const std::string preferences = preferencesBody(turn.defaultPreferences, turn.customPreferences);
+  // A stored turn without default preferences was sent with the built-in ones.
+  const std::string preferences = preferencesBody(turn.defaultPreferences.value_or(std::string(kDefaultPreferences)),
+                                                  turn.customPreferences);
   if (!preferences.empty()) entries.push_back("User Preferences (lowest user-level priority):\n" + preferences);
   for (const auto& skill : turn.skills) {
     entries.push_back("Selected Skill: " + skillTitle(skill) + "\n" + std::string(trimWhiteSpace(skill.instructions)));
@@ -140,8 +132,6 @@ std::string focusValue(const AINoteContext& context) {
 }  // namespace
 
 std::string_view referenceKindLabel(Kind kind) { return kKindLabels.name(kind); }
-std::string_view rawValue(Kind kind) { return kKindRawValues.name(kind); }
-std::optional<Kind> referenceKindFromRawValue(std::string_view text) { return kKindRawValues.value(text); }
 
 std::string composeSystemText(std::chrono::year_month_day date, const std::string& locale) {
   icu::Locale icuLocale = locale.empty() ? icu::Locale::getDefault() : icu::Locale(locale.c_str());
@@ -181,9 +171,9 @@ std::string composeUserText(const AIModelInput& input) {
 
   std::vector<std::string> history;
   for (const auto& message : input.earlierMessages) {
-    if (message.role == AIConversationRole::kContext) continue;
-    const bool isUser = message.role == AIConversationRole::kUser;
-    const std::string text = isUser && message.turnInput ? replayedTurn(*message.turnInput) : message.content;
+    if (message.role != ChatMessageRole::kUser && message.role != ChatMessageRole::kAssistant) continue;
+    const bool isUser = message.role == ChatMessageRole::kUser;
+    const std::string text = isUser && message.turnInput ? replayedTurn(*message.turnInput) : message.text;
     const std::string_view trimmed = trimWhiteSpace(text);
     if (trimmed.empty()) continue;
     history.push_back(std::string(isUser ? "USER" : "ASSISTANT") + ":\n" + std::string(trimmed));

@@ -45,6 +45,9 @@ std::string composeEnvironmentBlock(const AINoteContext& context);
 // user, sent as separate inputs; nullopt when there are none.
 std::optional<std::string> composeAttachmentParagraph(int noteImages, int uploads);
 
+// "Note", "Selection", ...: the label of a reference header.
+std::string_view referenceKindLabel(ChatTurnInput::ReferenceKind kind);
+
 // The block under its "[UNTRUSTED REFERENCE DATA — ...]" header; nullopt when
 // its content is blank.
 std::optional<std::string> wrapReferenceBlock(const ChatTurnInput::ReferenceBlock& block);

@@ -5,11 +5,19 @@
 namespace zephyl::assistant {
 namespace {
 
-using Kind = ChatTurnInput::ReferenceBlock::Kind;
+using Kind = ChatTurnInput::ReferenceKind;
 using std::chrono::year_month_day;
 using namespace std::chrono_literals;
 
 constexpr year_month_day kNovember14 = 2026y / 11 / 14;
+
+ChatMessage message(ChatMessageRole role, std::string text, std::optional<ChatTurnInput> turn = std::nullopt) {
+  ChatMessage result;
+  result.role = role;
+  result.text = std::move(text);
+  result.turnInput = std::move(turn);
+  return result;
+}
 
 TEST(AssistantPromptComposer, SystemTextDatesInTheLocaleWithTheGregorianCalendar) {
   struct Case {
@@ -46,8 +54,9 @@ TEST(AssistantPromptComposer, AMinimalTurnHasOnlyInstructionsAndRequest) {
   AIModelInput input;
   input.appInstructions = "  Be helpful.\n";
   input.request = "\n Summarise this note \u00a0";
-  input.earlierMessages = {{AIConversationRole::kContext, "Notes · Plan", std::nullopt},
-                           {AIConversationRole::kAssistant, " \n ", std::nullopt}};
+  input.earlierMessages = {message(ChatMessageRole::kContext, "Notes · Plan"),
+                           message(ChatMessageRole::kAssistant, " \n "),
+                           message(ChatMessageRole::kLegacy, "from a newer version")};
   input.skills = {{"Tone", "   "}};
   input.references = {{Kind::kNote, "Empty", std::nullopt, "\n\t"}};
   EXPECT_EQ(composeUserText(input),
@@ -68,10 +77,9 @@ TEST(AssistantPromptComposer, SectionsInOrderWithReplayedTurns) {
   input.defaultPreferences = std::string(kDefaultPreferences);
   input.customPreferences = " Use British spelling. ";
   input.skills = {{"  ", "Answer as a haiku."}, {"Blank", "\n"}, {"Editor", " Fix grammar. "}};
-  input.earlierMessages = {{AIConversationRole::kUser, "ignored when the turn input is stored", earlier},
-                           {AIConversationRole::kAssistant, " Two things. ", std::nullopt},
-                           {AIConversationRole::kAssistant, "", std::nullopt},
-                           {AIConversationRole::kUser, "Thanks", std::nullopt}};
+  input.earlierMessages = {message(ChatMessageRole::kUser, "ignored when the turn input is stored", earlier),
+                           message(ChatMessageRole::kAssistant, " Two things. "),
+                           message(ChatMessageRole::kAssistant, ""), message(ChatMessageRole::kUser, "Thanks")};
   input.references = {{Kind::kSelection, std::nullopt, std::nullopt, " picked "},
                       {Kind::kSkillDefinition, "Haiku", " ", "5-7-5"}};
   input.request = "Go";

@@ -9,7 +9,7 @@
 namespace zephyl::assistant {
 namespace {
 
-using Kind = ChatTurnInput::ReferenceBlock::Kind;
+using Kind = ChatTurnInput::ReferenceKind;
 
 struct Composition {
   std::string userText;
@@ -35,7 +35,7 @@ Composition compose(const AssistantTurnParts& parts, const std::string& systemTe
   turn.defaultPreferences = parts.defaultPreferences.value_or(std::string(kDefaultPreferences));
   turn.customPreferences = parts.customPreferences;
   if (parts.currentNote) {
-    AINoteContext context = parts.currentNote->context;
+    AINoteContext context = *parts.currentNote;
     context.noteText = cutNote(context.noteText, cap, result.truncatedNotes);
     turn.references.push_back({Kind::kNote, context.noteTitle, std::nullopt, composeEnvironmentBlock(context)});
   }
@@ -45,8 +45,8 @@ Composition compose(const AssistantTurnParts& parts, const std::string& systemTe
   }
 
   std::string request(core::trimWhiteSpace(parts.request));
-  const int noteImages = parts.currentNote ? static_cast<int>(parts.currentNote->images.size()) : 0;
-  if (auto paragraph = composeAttachmentParagraph(noteImages, static_cast<int>(parts.uploads.size()))) {
+  if (auto paragraph = composeAttachmentParagraph(static_cast<int>(parts.noteImages.size()),
+                                                  static_cast<int>(parts.uploads.size()))) {
     request += "\n" + *paragraph;
   }
   const AIModelInput input{systemText,    turn.defaultPreferences, turn.customPreferences, turn.skills,
@@ -69,7 +69,7 @@ AssistantTurn composeAssistantTurn(const AssistantTurnParts& parts, std::chrono:
   if (!fits(composition, limits)) {
     // The largest common length of every note that fits; when even empty notes
     // do not, the budget refuses the request with its own text.
-    size_t longest = parts.currentNote ? parts.currentNote->context.noteText.size() : 0;
+    size_t longest = parts.currentNote ? parts.currentNote->noteText.size() : 0;
     for (const auto& block : parts.references) {
       if (block.kind == Kind::kNote) longest = std::max(longest, block.content.size());
     }
@@ -88,7 +88,7 @@ AssistantTurn composeAssistantTurn(const AssistantTurnParts& parts, std::chrono:
   turn.userText = std::move(composition.userText);
   turn.turnInput = std::move(composition.turnInput);
   turn.truncatedNotes = composition.truncatedNotes;
-  if (parts.currentNote) turn.attachments = parts.currentNote->images;
+  turn.attachments = parts.noteImages;
   turn.attachments.insert(turn.attachments.end(), parts.uploads.begin(), parts.uploads.end());
   return turn;
 }

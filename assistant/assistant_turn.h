@@ -18,13 +18,14 @@ namespace zephyl::assistant {
 
 struct AssistantTurnParts {
   std::string request;
-  std::optional<AINoteContextSnapshot> currentNote;
+  std::optional<AINoteContext> currentNote;
+  std::vector<ai::AIAttachment> noteImages;  // the current note's images in document order
   std::vector<ChatTurnInput::ReferenceBlock> references;  // mentioned notes and other references
   std::vector<ai::AIAttachment> uploads;
-  std::vector<SelectedSkill> skills;
+  std::vector<ChatTurnInput::SelectedSkill> skills;
   std::optional<std::string> defaultPreferences;  // nullopt: the built-in text
   std::optional<std::string> customPreferences;   // the setting customAIInstructions
-  std::vector<AIConversationMessage> history;
+  std::vector<ChatMessage> history;
 };
 
 struct AssistantTurn {

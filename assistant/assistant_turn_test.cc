@@ -8,20 +8,20 @@
 namespace zephyl::assistant {
 namespace {
 
-using Kind = ChatTurnInput::ReferenceBlock::Kind;
+using Kind = ChatTurnInput::ReferenceKind;
 using namespace std::chrono_literals;
 
 AssistantTurnParts partsWithNotes(size_t noteBytes) {
   AssistantTurnParts parts;
   parts.request = "Compare these";
-  AINoteContextSnapshot current;
-  current.context.appName = "Notes";
-  current.context.isAppleNotesActive = true;
-  current.context.noteText = std::string(noteBytes, 'c');
-  current.context.noteID = "x-coredata://S/ICNote/p1";
-  current.context.noteTitle = "Current";
-  current.images = {{"image-1.png", "image/png", "png"}};
+  AINoteContext current;
+  current.appName = "Notes";
+  current.isAppleNotesActive = true;
+  current.noteText = std::string(noteBytes, 'c');
+  current.noteID = "x-coredata://S/ICNote/p1";
+  current.noteTitle = "Current";
   parts.currentNote = current;
+  parts.noteImages = {{"image-1.png", "image/png", "png"}};
   parts.references = {{Kind::kNote, "Mentioned", "Work", std::string(noteBytes, 'm')},
                       {Kind::kWebFetch, "Page", std::nullopt, std::string(noteBytes, 'w')}};
   parts.uploads = {{"a.pdf", "application/pdf", "%PDF"}};

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "assistant/assistant_prompt_composer.h"
+#include "assistant/chat_session_json.h"
 #include "cli/commands.h"
 #include "cli/json_writer.h"
 #include "core/json_value.h"
@@ -13,7 +14,6 @@
 namespace zephyl::cli {
 namespace {
 
-using assistant::AIConversationRole;
 using assistant::AIModelInput;
 using assistant::ChatTurnInput;
 using core::JSONValue;
@@ -26,12 +26,6 @@ std::string text(const JSONValue& object, std::string_view key) {
   return *value->string();
 }
 
-std::optional<std::string> optionalText(const JSONValue& object, std::string_view key) {
-  const JSONValue* value = object.find(key);
-  if (value == nullptr || value->isNull()) return std::nullopt;
-  return text(object, key);
-}
-
 int64_t count(const JSONValue& object, std::string_view key) {
   const JSONValue* value = object.find(key);
   if (value == nullptr || value->isNull()) return 0;
@@ -40,37 +34,14 @@ int64_t count(const JSONValue& object, std::string_view key) {
   return *number;
 }
 
-const JSONValue::Array& list(const JSONValue& object, std::string_view key) {
-  static const JSONValue::Array kEmpty;
-  const JSONValue* value = object.find(key);
-  if (value == nullptr || value->isNull()) return kEmpty;
-  if (value->array() == nullptr) throw CliUsageError("\"" + std::string(key) + "\" must be a list");
-  return *value->array();
-}
-
-std::vector<assistant::SelectedSkill> skills(const JSONValue& object) {
-  std::vector<assistant::SelectedSkill> result;
-  for (const auto& skill : list(object, "skills")) result.push_back({text(skill, "title"), text(skill, "instructions")});
-  return result;
-}
-
-std::vector<ChatTurnInput::ReferenceBlock> references(const JSONValue& object) {
-  std::vector<ChatTurnInput::ReferenceBlock> result;
-  for (const auto& reference : list(object, "references")) {
-    const std::string kindName = text(reference, "kind");
-    const auto kind = assistant::referenceKindFromRawValue(kindName);
-    if (!kind) throw CliUsageError("unknown reference kind \"" + kindName + "\"");
-    result.push_back({*kind, optionalText(reference, "title"), optionalText(reference, "detail"),
-                      text(reference, "content")});
-  }
-  return result;
-}
-
-AIConversationRole role(const std::string& name) {
-  if (name == "context") return AIConversationRole::kContext;
-  if (name == "user") return AIConversationRole::kUser;
-  if (name == "assistant") return AIConversationRole::kAssistant;
-  throw CliUsageError("unknown role \"" + name + "\"");
+// The request, skills, references and preferences of `object` in the stored
+// turn input's shape. Here an absent "defaultPreferences" is empty and only
+// null asks for the built-in text.
+ChatTurnInput turnParts(const JSONValue& object) {
+  ChatTurnInput turn = assistant::decodeChatTurnInput(object);
+  const JSONValue* defaults = object.find("defaultPreferences");
+  if (defaults == nullptr) turn.defaultPreferences = "";
+  return turn;
 }
 
 std::chrono::year_month_day date(const std::string& value) {
@@ -84,27 +55,29 @@ std::chrono::year_month_day date(const std::string& value) {
 
 void compose(const JSONValue& description, std::ostream& out) {
   if (description.object() == nullptr) throw CliUsageError("the turn description must be a JSON object");
+  const ChatTurnInput turn = turnParts(description);
   AIModelInput input;
   input.appInstructions = assistant::composeSystemText(date(text(description, "date")), text(description, "locale"));
-  const JSONValue* defaults = description.find("defaultPreferences");
-  if (defaults != nullptr && defaults->isNull()) {
-    input.defaultPreferences = std::string(assistant::kDefaultPreferences);
-  } else {
-    input.defaultPreferences = text(description, "defaultPreferences");
-  }
-  input.customPreferences = text(description, "customPreferences");
-  input.skills = skills(description);
-  for (const auto& message : list(description, "history")) {
-    assistant::AIConversationMessage earlier{role(text(message, "role")), text(message, "content"), std::nullopt};
-    if (const JSONValue* turn = message.find("turnInput"); turn != nullptr && !turn->isNull()) {
-      earlier.turnInput = ChatTurnInput{text(*turn, "request"), skills(*turn), references(*turn),
-                                        optionalText(*turn, "defaultPreferences"),
-                                        optionalText(*turn, "customPreferences")};
+  input.defaultPreferences = turn.defaultPreferences.value_or(std::string(assistant::kDefaultPreferences));
+  input.customPreferences = turn.customPreferences;
+  input.skills = turn.skills;
+  input.references = turn.references;
+  input.request = turn.request;
+  if (const JSONValue* history = description.find("history"); history != nullptr && !history->isNull()) {
+    if (history->array() == nullptr) throw CliUsageError("\"history\" must be a list");
+    for (const auto& entry : *history->array()) {
+      assistant::ChatMessage message;
+      const std::string roleName = text(entry, "role");
+      const auto role = assistant::chatMessageRoleFromRawValue(roleName);
+      if (!role) throw CliUsageError("unknown role \"" + roleName + "\"");
+      message.role = *role;
+      message.text = text(entry, "content");
+      if (const JSONValue* stored = entry.find("turnInput"); stored != nullptr && !stored->isNull()) {
+        message.turnInput = turnParts(*stored);
+      }
+      input.earlierMessages.push_back(std::move(message));
     }
-    input.earlierMessages.push_back(std::move(earlier));
   }
-  input.references = references(description);
-  input.request = text(description, "request");
 
   std::optional<std::string> environment;
   if (const JSONValue* note = description.find("noteContext"); note != nullptr && !note->isNull()) {
@@ -115,8 +88,7 @@ void compose(const JSONValue& description, std::ostream& out) {
     context.selectedText = text(*note, "selectedText");
     context.currentLine = text(*note, "currentLine");
     context.noteText = text(*note, "noteText");
-    context.noteID = optionalText(*note, "noteID");
-    context.noteTitle = optionalText(*note, "noteTitle");
+    context.noteTitle = text(*note, "noteTitle");
     environment = assistant::composeEnvironmentBlock(context);
   }
   const auto paragraph = assistant::composeAttachmentParagraph(static_cast<int>(count(description, "noteImages")),

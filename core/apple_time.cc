@@ -20,11 +20,11 @@ std::string formatIso8601(TimePoint time) {
   const std::chrono::year_month_day ymd{days};
   const std::chrono::hh_mm_ss hms{std::chrono::floor<std::chrono::microseconds>(time - days)};
   char buffer[64];
-  int length =
-      std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02d:%02d:%02lld", static_cast<int>(ymd.year()),
-                    static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
-                    static_cast<int>(hms.hours().count()), static_cast<int>(hms.minutes().count()),
-                    static_cast<long long>(hms.seconds().count()));
+  int length = std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02d:%02d:%02lld",
+                             static_cast<int>(ymd.year()), static_cast<unsigned>(ymd.month()),
+                             static_cast<unsigned>(ymd.day()), static_cast<int>(hms.hours().count()),
+                             static_cast<int>(hms.minutes().count()),
+                             static_cast<long long>(hms.seconds().count()));
   long long fraction = hms.subseconds().count();
   if (fraction != 0) {
     int digits = 6;
@@ -44,64 +44,58 @@ std::optional<std::string> formatIso8601(const std::optional<TimePoint>& time) {
   return formatIso8601(*time);
 }
 
+namespace {
+
+// The value of `count` digits at `text[at]`, or -1 when one is not a digit.
+int digitsAt(std::string_view text, size_t at, size_t count) {
+  if (at + count > text.size()) return -1;
+  int value = 0;
+  for (size_t i = at; i < at + count; ++i) {
+    if (text[i] < '0' || text[i] > '9') return -1;
+    value = value * 10 + (text[i] - '0');
+  }
+  return value;
+}
+
+}  // namespace
+
 std::optional<TimePoint> parseIso8601(std::string_view text) {
-  size_t position = 0;
-  auto number = [&](size_t digits) -> std::optional<int> {
-    if (position + digits > text.size()) return std::nullopt;
-    int value = 0;
-    for (size_t i = 0; i < digits; ++i) {
-      const char c = text[position + i];
-      if (c < '0' || c > '9') return std::nullopt;
-      value = value * 10 + (c - '0');
-    }
-    position += digits;
-    return value;
-  };
-  auto literal = [&](char expected) {
-    if (position >= text.size() || text[position] != expected) return false;
-    ++position;
-    return true;
-  };
-  const auto year = number(4);
-  if (!year || !literal('-')) return std::nullopt;
-  const auto month = number(2);
-  if (!month || !literal('-')) return std::nullopt;
-  const auto day = number(2);
-  if (!day || !literal('T')) return std::nullopt;
-  const auto hours = number(2);
-  if (!hours || !literal(':')) return std::nullopt;
-  const auto minutes = number(2);
-  if (!minutes || !literal(':')) return std::nullopt;
-  const auto seconds = number(2);
-  if (!seconds || *hours > 23 || *minutes > 59 || *seconds > 60) return std::nullopt;
+  const int year = digitsAt(text, 0, 4), month = digitsAt(text, 5, 2), day = digitsAt(text, 8, 2);
+  const int hour = digitsAt(text, 11, 2), minute = digitsAt(text, 14, 2), second = digitsAt(text, 17, 2);
+  if (year < 0 || month < 0 || day < 0 || hour < 0 || minute < 0 || second < 0) return std::nullopt;
+  if (text[4] != '-' || text[7] != '-' || text[10] != 'T' || text[13] != ':' || text[16] != ':') return std::nullopt;
+  if (hour > 23 || minute > 59 || second > 60) return std::nullopt;
+  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                                         std::chrono::day(static_cast<unsigned>(day))};
+  if (!date.ok()) return std::nullopt;
+  size_t at = 19;
   long long micros = 0;
-  if (literal('.')) {
+  if (at < text.size() && text[at] == '.') {
+    ++at;
     int digits = 0;
-    while (position < text.size() && text[position] >= '0' && text[position] <= '9') {
-      if (digits < 6) micros = micros * 10 + (text[position] - '0');
+    while (at < text.size() && text[at] >= '0' && text[at] <= '9') {
+      if (digits < 6) micros = micros * 10 + (text[at] - '0');
       ++digits;
-      ++position;
+      ++at;
     }
     if (digits == 0) return std::nullopt;
-    for (; digits < 6; ++digits) micros *= 10;
+    for (int i = digits; i < 6; ++i) micros *= 10;
   }
-  int offsetMinutes = 0;
-  if (!literal('Z')) {
-    if (position >= text.size() || (text[position] != '+' && text[position] != '-')) return std::nullopt;
-    const int sign = text[position++] == '-' ? -1 : 1;
-    const auto offsetHours = number(2);
-    if (!offsetHours || !literal(':')) return std::nullopt;
-    const auto offsetRest = number(2);
-    if (!offsetRest) return std::nullopt;
-    offsetMinutes = sign * (*offsetHours * 60 + *offsetRest);
+  std::chrono::minutes offset{0};
+  if (at < text.size() && text[at] == 'Z') {
+    ++at;
+  } else if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
+    const int offsetHours = digitsAt(text, at + 1, 2), offsetMinutes = digitsAt(text, at + 4, 2);
+    if (offsetHours < 0 || offsetMinutes < 0 || text[at + 3] != ':') return std::nullopt;
+    offset = std::chrono::minutes(offsetHours * 60 + offsetMinutes);
+    if (text[at] == '-') offset = -offset;
+    at += 6;
+  } else {
+    return std::nullopt;
   }
-  if (position != text.size()) return std::nullopt;
-  const std::chrono::year_month_day date{std::chrono::year(*year), std::chrono::month(*month),
-                                         std::chrono::day(*day)};
-  if (!date.ok()) return std::nullopt;
-  return TimePoint(std::chrono::sys_days(date)) + std::chrono::hours(*hours) +
-         std::chrono::minutes(*minutes - offsetMinutes) + std::chrono::seconds(*seconds) +
-         std::chrono::microseconds(micros);
+  if (at != text.size()) return std::nullopt;
+  return TimePoint(std::chrono::sys_days(date)) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
+         std::chrono::seconds(second) + std::chrono::microseconds(micros) - offset;
 }
 
 }  // namespace zephyl::core

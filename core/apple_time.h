@@ -26,9 +26,9 @@ std::string formatIso8601(TimePoint time);
 // formatIso8601, or "null"-free absence: nullopt stays nullopt.
 std::optional<std::string> formatIso8601(const std::optional<TimePoint>& time);
 
-// The time of an ISO 8601 text in UTC ("2026-11-14T09:30:00Z", with up to six
-// fractional digits, or with a "+01:00" offset instead of the Z), as
-// formatIso8601 writes it; nullopt for anything else.
+// Reads "YYYY-MM-DDTHH:MM:SS" with optional fractional seconds (to the
+// microsecond; further digits are dropped) and a "Z" or "+HH:MM"/"-HH:MM"
+// offset. nullopt for anything else, including impossible dates.
 std::optional<TimePoint> parseIso8601(std::string_view text);
 
 }  // namespace zephyl::core

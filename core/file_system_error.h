@@ -10,7 +10,7 @@ namespace zephyl::core {
 
 class FileSystemError : public Error {
  public:
-  enum class Code { kReadFailed, kWriteFailed, kRemoveFailed, kListFailed, kLockFailed };
+  enum class Code { kReadFailed, kWriteFailed, kRemoveFailed, kListFailed };
 
   FileSystemError(Code code, std::string path, std::string reason)
       : Error(std::string(text(code)) + ": " + path + " (" + reason + ")"),
@@ -28,8 +28,6 @@ class FileSystemError : public Error {
         return "Could not remove the file";
       case Code::kListFailed:
         return "Could not list the folder";
-      case Code::kLockFailed:
-        return "Could not lock the file";
     }
     return {};
   }

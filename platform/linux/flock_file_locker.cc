@@ -14,12 +14,14 @@
 namespace zephyl::platform {
 namespace {
 
-class FlockHold : public core::FileLockHold {
+using core::FileSystemError;
+
+// The descriptor carries the lock; closing it (also when the process dies)
+// releases it.
+class FlockGuard : public core::FileLockGuard {
  public:
-  explicit FlockHold(int fd) : fd_(fd) {}
-  ~FlockHold() override { ::close(fd_); }  // closing the description releases the lock
-  FlockHold(const FlockHold&) = delete;
-  FlockHold& operator=(const FlockHold&) = delete;
+  explicit FlockGuard(int fd) : fd_(fd) {}
+  ~FlockGuard() override { ::close(fd_); }
 
  private:
   int fd_;
@@ -27,23 +29,20 @@ class FlockHold : public core::FileLockHold {
 
 }  // namespace
 
-std::unique_ptr<core::FileLockHold> FlockFileLocker::lockExclusive(const std::string& path) {
-  using core::FileSystemError;
+std::unique_ptr<core::FileLockGuard> FlockFileLocker::lockExclusive(const std::string& path) {
   const std::filesystem::path target(path);
-  if (target.has_parent_path()) {
-    std::error_code error;
-    std::filesystem::create_directories(target.parent_path(), error);
-    if (error) throw FileSystemError(FileSystemError::Code::kLockFailed, path, error.message());
-  }
+  std::error_code error;
+  if (target.has_parent_path()) std::filesystem::create_directories(target.parent_path(), error);
+  if (error) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, error.message());
   const int fd = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (fd < 0) throw FileSystemError(FileSystemError::Code::kLockFailed, path, std::strerror(errno));
+  if (fd < 0) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, std::strerror(errno));
   while (::flock(fd, LOCK_EX) != 0) {
     if (errno == EINTR) continue;
     const int saved = errno;
     ::close(fd);
-    throw FileSystemError(FileSystemError::Code::kLockFailed, path, std::strerror(saved));
+    throw FileSystemError(FileSystemError::Code::kWriteFailed, path, std::strerror(saved));
   }
-  return std::make_unique<FlockHold>(fd);
+  return std::make_unique<FlockGuard>(fd);
 }
 
 }  // namespace zephyl::platform

@@ -1,6 +1,6 @@
-// core::FileLocker with flock(2): the lock belongs to the open file description,
-// so it is released when the hold closes it or when the process dies, also by
-// SIGKILL.
+// core::FileLocker on flock(2). The lock lives on a file of its own beside the
+// data: the data file is replaced by rename on every save, and a lock on a
+// replaced inode would exclude nobody.
 #pragma once
 
 #include "core/file_lock.h"
@@ -9,7 +9,7 @@ namespace zephyl::platform {
 
 class FlockFileLocker : public core::FileLocker {
  public:
-  std::unique_ptr<core::FileLockHold> lockExclusive(const std::string& path) override;
+  std::unique_ptr<core::FileLockGuard> lockExclusive(const std::string& path) override;
 };
 
 }  // namespace zephyl::platform
