@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ai/ai_provider.h"
+#include "ai/ai_provider_response_item.h"
 #include "ai/ai_transport_retry_policy.h"
 #include "ai/reasoning_effort.h"
 
@@ -34,9 +35,13 @@ struct AIHistoryMessage {
   enum class Role { kUser, kAssistant, kSystem, kTool };
   Role role = Role::kUser;
   std::vector<std::string> textParts;
+  // Raw output items the service returned with this message, replayed to the
+  // provider that produced them.
+  std::vector<AIProviderResponseItem> providerItems;
 };
 
-enum class AIWebToolMode { kOff, kAutomatic, kProviderNative };
+// kAlways demands a search on every turn.
+enum class AIWebToolMode { kOff, kAutomatic, kAlways, kProviderNative };
 
 // Limits a caller already knows for this request (they win over the catalogue).
 struct AIRequestLimits {
@@ -45,7 +50,8 @@ struct AIRequestLimits {
 };
 
 struct AIStreamRequest {
-  std::string input;  // instructions and current request, already assembled
+  std::string input;         // the current request, already assembled
+  std::string instructions;  // the system text sent beside the input
   std::string model;  // model id
   std::optional<ReasoningEffort> reasoningEffort;
   std::optional<AIPerformanceContext> performanceContext;
