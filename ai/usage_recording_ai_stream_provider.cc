@@ -18,7 +18,8 @@ void UsageRecordingAIStreamProvider::produce(const AIStreamRequest& request, std
     AIUsageRecord record{
         .provider = resolveProvider_(request.model),
         .model = request.model,
-        .kind = usageKindOfPerformanceKind(request.performanceContext ? request.performanceContext->kind : ""),
+        .kind =
+            usageKindOfPerformanceKind(request.performanceContext ? request.performanceContext->kind : ""),
         .reasoningEffort = request.reasoningEffort,
         .reports = std::move(reports),
         .duration = clock_.now() - start,

@@ -27,7 +27,8 @@ std::string cutNote(const std::string& text, std::optional<size_t> cap, int& tru
          std::string(kNoteTruncatedMarker);
 }
 
-Composition compose(const AssistantTurnParts& parts, const std::string& systemText, std::optional<size_t> cap) {
+Composition compose(const AssistantTurnParts& parts, const std::string& systemText,
+                    std::optional<size_t> cap) {
   Composition result;
   ChatTurnInput& turn = result.turnInput;
   turn.request = parts.request;
@@ -37,7 +38,8 @@ Composition compose(const AssistantTurnParts& parts, const std::string& systemTe
   if (parts.currentNote) {
     AINoteContext context = *parts.currentNote;
     context.noteText = cutNote(context.noteText, cap, result.truncatedNotes);
-    turn.references.push_back({Kind::kNote, context.noteTitle, std::nullopt, composeEnvironmentBlock(context)});
+    turn.references.push_back(
+        {Kind::kNote, context.noteTitle, std::nullopt, composeEnvironmentBlock(context)});
   }
   for (auto block : parts.references) {
     if (block.kind == Kind::kNote) block.content = cutNote(block.content, cap, result.truncatedNotes);

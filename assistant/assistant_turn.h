@@ -19,7 +19,7 @@ namespace zephyl::assistant {
 struct AssistantTurnParts {
   std::string request;
   std::optional<AINoteContext> currentNote;
-  std::vector<ai::AIAttachment> noteImages;  // the current note's images in document order
+  std::vector<ai::AIAttachment> noteImages;               // the current note's images in document order
   std::vector<ChatTurnInput::ReferenceBlock> references;  // mentioned notes and other references
   std::vector<ai::AIAttachment> uploads;
   std::vector<ChatTurnInput::SelectedSkill> skills;
@@ -30,7 +30,7 @@ struct AssistantTurnParts {
 
 struct AssistantTurn {
   std::string systemText;
-  std::string userText;  // the request's input
+  std::string userText;                       // the request's input
   std::vector<ai::AIAttachment> attachments;  // the note's images, then the uploads
   ChatTurnInput turnInput;                    // stored with the user message
   int truncatedNotes = 0;

@@ -30,7 +30,8 @@ class AssistantTurnError : public core::Error {
       case Code::kNoProviderEnabled:
         return "Enable an AI provider in Settings first.";
       case Code::kAttachmentsNotSupported:
-        return "This model cannot identify attachments. Choose a model that supports attachments or remove the "
+        return "This model cannot identify attachments. Choose a model that supports attachments or remove "
+               "the "
                "attachments before sending.";
       case Code::kAttachmentsUnavailable:
         return "One or more attachments are no longer available.";

@@ -35,11 +35,14 @@ TEST(AssistantTurn, CurrentNoteIsTheFirstReferenceAndAttachmentsFollowTheRequest
   EXPECT_EQ(turn.turnInput.references[0].title, "Current");
   EXPECT_TRUE(turn.turnInput.references[0].content.starts_with("## Environment\nApp: Notes\n"));
   EXPECT_EQ(turn.turnInput.defaultPreferences, std::string(kDefaultPreferences));
-  EXPECT_NE(turn.userText.find("## Untrusted References\n[UNTRUSTED REFERENCE DATA — Note: Current]\n## Environment"),
+  EXPECT_NE(turn.userText.find(
+                "## Untrusted References\n[UNTRUSTED REFERENCE DATA — Note: Current]\n## Environment"),
             std::string::npos);
   EXPECT_TRUE(turn.userText.ends_with(
-      "## Current Request\nCompare these\n\n## Attachments\n2 attachments are attached to this turn as separate "
-      "inputs.\nThe first attachment is the image from the current note; the `[Image 1]` placeholder in the note "
+      "## Current Request\nCompare these\n\n## Attachments\n2 attachments are attached to this turn as "
+      "separate "
+      "inputs.\nThe first attachment is the image from the current note; the `[Image 1]` placeholder in the "
+      "note "
       "text marks where it belongs.\n1 user-uploaded attachment is also attached to this turn."));
   ASSERT_EQ(turn.attachments.size(), 2u);
   EXPECT_EQ(turn.attachments[0].name, "image-1.png");
@@ -56,7 +59,8 @@ TEST(AssistantTurn, NotesAreCutToTheLargestLengthThatFitsTheBudget) {
   EXPECT_EQ(turn.turnInput.references[2].content.size(), 40'000u);
   const std::string& mentioned = turn.turnInput.references[1].content;
   EXPECT_TRUE(mentioned.ends_with("m\n\n[Note truncated to fit context budget]"));
-  EXPECT_TRUE(turn.turnInput.references[0].content.ends_with("c\n\n[Note truncated to fit context budget]\n```"));
+  EXPECT_TRUE(
+      turn.turnInput.references[0].content.ends_with("c\n\n[Note truncated to fit context budget]\n```"));
 
   // About 63,000 characters fit; the web page keeps 40,000, so each note keeps most of the rest.
   EXPECT_GT(mentioned.size(), 9'000u);

@@ -56,6 +56,7 @@ class CliContext {
   // "ai-usage.json" in the data folder.
   ai::AIUsageStore& usageStore();
   core::Clock& clock() { return clock_; }
+  core::FileLocker& fileLocker() { return fileLocker_; }
 
   // Runs `body` on an open database connection; throws CliFailure with a message
   // that says where Zephyl looked, and how to point it elsewhere, when there is none.

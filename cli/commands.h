@@ -30,5 +30,6 @@ void addBacklinksCommand(CLI::App& app, CliContext& context);
 void addTocCommand(CLI::App& app, CliContext& context);
 void addQuickOpenCommand(CLI::App& app, CliContext& context);
 void addUsageCommand(CLI::App& app, CliContext& context);
+void addAskCommand(CLI::App& app, CliContext& context);
 
 }  // namespace zephyl::cli

@@ -46,7 +46,8 @@ ChatTurnInput turnParts(const JSONValue& object) {
 
 std::chrono::year_month_day date(const std::string& value) {
   if (value.empty()) {
-    return std::chrono::year_month_day{std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now())};
+    return std::chrono::year_month_day{
+        std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now())};
   }
   const auto time = core::parseIso8601(value + "T12:00:00Z");
   if (!time) throw CliUsageError("\"date\" must be yyyy-MM-dd");
@@ -57,7 +58,8 @@ void compose(const JSONValue& description, std::ostream& out) {
   if (description.object() == nullptr) throw CliUsageError("the turn description must be a JSON object");
   const ChatTurnInput turn = turnParts(description);
   AIModelInput input;
-  input.appInstructions = assistant::composeSystemText(date(text(description, "date")), text(description, "locale"));
+  input.appInstructions =
+      assistant::composeSystemText(date(text(description, "date")), text(description, "locale"));
   input.defaultPreferences = turn.defaultPreferences.value_or(std::string(assistant::kDefaultPreferences));
   input.customPreferences = turn.customPreferences;
   input.skills = turn.skills;
@@ -91,8 +93,8 @@ void compose(const JSONValue& description, std::ostream& out) {
     context.noteTitle = text(*note, "noteTitle");
     environment = assistant::composeEnvironmentBlock(context);
   }
-  const auto paragraph = assistant::composeAttachmentParagraph(static_cast<int>(count(description, "noteImages")),
-                                                               static_cast<int>(count(description, "uploads")));
+  const auto paragraph = assistant::composeAttachmentParagraph(
+      static_cast<int>(count(description, "noteImages")), static_cast<int>(count(description, "uploads")));
 
   JsonWriter json(out);
   json.beginObject();
@@ -108,13 +110,15 @@ void compose(const JSONValue& description, std::ostream& out) {
 
 void addDebugComposeTurnCommand(CLI::App& debug, CliContext& context) {
   auto* command = debug.add_subcommand(
-      "compose-turn", "Compose the texts of one assistant turn from a JSON description (file or standard input)");
+      "compose-turn",
+      "Compose the texts of one assistant turn from a JSON description (file or standard input)");
   auto file = std::make_shared<std::string>();
   command->add_option("FILE", *file, "The turn description; - or nothing reads standard input");
   command->callback([&context, file] {
     std::string input;
     if (file->empty() || *file == "-") {
-      if (context.streams().in != nullptr) input.assign(std::istreambuf_iterator<char>(*context.streams().in), {});
+      if (context.streams().in != nullptr)
+        input.assign(std::istreambuf_iterator<char>(*context.streams().in), {});
     } else {
       std::ifstream stream(*file, std::ios::binary);
       if (!stream) throw CliFailure("Could not read " + *file);

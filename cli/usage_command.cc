@@ -25,7 +25,8 @@ void writeModel(JsonWriter& json, const ai::AIUsageModelSummary& model) {
 }
 
 void printJson(std::ostream& out, const ai::AIUsageSnapshot& snapshot,
-               const std::vector<ai::AIUsageDayTotal>& window, const std::vector<ai::AIUsageModelSummary>& models) {
+               const std::vector<ai::AIUsageDayTotal>& window,
+               const std::vector<ai::AIUsageModelSummary>& models) {
   JsonWriter json(out);
   json.beginObject();
   json.key("trackingBeganAt").time(snapshot.trackingBeganAt);
@@ -72,7 +73,8 @@ std::string grouped(int64_t number) {
 }
 
 void printHuman(CliContext& context, const ai::AIUsageSnapshot& snapshot,
-                const std::vector<ai::AIUsageDayTotal>& window, const std::vector<ai::AIUsageModelSummary>& models) {
+                const std::vector<ai::AIUsageDayTotal>& window,
+                const std::vector<ai::AIUsageModelSummary>& models) {
   auto& out = context.streams().out;
   const bool color = useColor(context.environment(), context.streams().outIsTerminal);
   out << renderUsageHeatMap(window, terminalColumns(), color) << '\n';
@@ -88,12 +90,13 @@ void printHuman(CliContext& context, const ai::AIUsageSnapshot& snapshot,
   if (models.empty()) return;
   size_t nameWidth = 5;
   for (const auto& model : models) nameWidth = std::max(nameWidth, displayWidth(model.model));
-  out << '\n' << padToWidth("Model", nameWidth) << "  " << padToWidth("Provider", 20) << "  Requests      Tokens\n";
+  out << '\n'
+      << padToWidth("Model", nameWidth) << "  " << padToWidth("Provider", 20) << "  Requests      Tokens\n";
   for (const auto& model : models) {
     const std::string requestText = grouped(model.requests);
     const std::string tokenText = grouped(model.reportedTokens);
-    out << padToWidth(model.model, nameWidth) << "  " << padToWidth(ai::brandLabel(model.provider), 20) << "  "
-        << std::string(8 - std::min<size_t>(8, requestText.size()), ' ') << requestText << "  "
+    out << padToWidth(model.model, nameWidth) << "  " << padToWidth(ai::brandLabel(model.provider), 20)
+        << "  " << std::string(8 - std::min<size_t>(8, requestText.size()), ' ') << requestText << "  "
         << std::string(10 - std::min<size_t>(10, tokenText.size()), ' ') << tokenText << '\n';
   }
 }
@@ -101,7 +104,8 @@ void printHuman(CliContext& context, const ai::AIUsageSnapshot& snapshot,
 }  // namespace
 
 void addUsageCommand(CLI::App& app, CliContext& context) {
-  auto* command = app.add_subcommand("usage", "Show AI usage: a heat map of the last N days and totals per model");
+  auto* command =
+      app.add_subcommand("usage", "Show AI usage: a heat map of the last N days and totals per model");
   auto asJson = std::make_shared<bool>(false);
   auto days = std::make_shared<int>(365);
   command->add_flag("--json", *asJson,
@@ -113,8 +117,8 @@ void addUsageCommand(CLI::App& app, CliContext& context) {
     const ai::AIUsageSnapshot snapshot = context.usageStore().snapshot();
     const std::string todayText = ai::AIUsageStore::calendarDay(context.clock().now(), {});
     const auto today = core::parseIso8601(todayText + "T00:00:00Z");
-    const std::vector<ai::AIUsageDayTotal> window =
-        usageWindow(snapshot, std::chrono::year_month_day(std::chrono::floor<std::chrono::days>(*today)), *days);
+    const std::vector<ai::AIUsageDayTotal> window = usageWindow(
+        snapshot, std::chrono::year_month_day(std::chrono::floor<std::chrono::days>(*today)), *days);
     // Totals per model over the days shown.
     ai::AIUsageArchive shown;
     shown.trackingBeganAt = snapshot.trackingBeganAt;

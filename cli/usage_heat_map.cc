@@ -38,7 +38,8 @@ int level(const ai::AIUsageDayTotal& day, int64_t maximum, bool byTokens) {
 
 }  // namespace
 
-std::vector<ai::AIUsageDayTotal> usageWindow(const ai::AIUsageSnapshot& snapshot, year_month_day today, int count) {
+std::vector<ai::AIUsageDayTotal> usageWindow(const ai::AIUsageSnapshot& snapshot, year_month_day today,
+                                             int count) {
   std::map<std::string, const ai::AIUsageDayTotal*> byDay;
   for (const auto& day : snapshot.days) byDay[day.day] = &day;
   std::vector<ai::AIUsageDayTotal> window;
@@ -94,7 +95,8 @@ std::string renderUsageHeatMap(const std::vector<ai::AIUsageDayTotal>& window, i
         line += std::string(static_cast<size_t>(cellWidth), ' ');
         continue;
       }
-      line += cell(level(window[static_cast<size_t>(index)], byTokens ? maxTokens : maxRequests, byTokens), color);
+      line += cell(level(window[static_cast<size_t>(index)], byTokens ? maxTokens : maxRequests, byTokens),
+                   color);
       if (cellWidth == 2) line += ' ';
     }
     while (!line.empty() && line.back() == ' ') line.pop_back();

@@ -12,8 +12,8 @@ namespace zephyl::cli {
 
 // The `count` days that end with `today`, oldest first, each with the totals
 // of `snapshot` (zero for days without requests).
-std::vector<ai::AIUsageDayTotal> usageWindow(const ai::AIUsageSnapshot& snapshot, std::chrono::year_month_day today,
-                                             int count);
+std::vector<ai::AIUsageDayTotal> usageWindow(const ai::AIUsageSnapshot& snapshot,
+                                             std::chrono::year_month_day today, int count);
 
 // The grid with month names above and weekday names beside it, then a legend.
 // Cells are two columns wide when `width` (0: unknown) leaves room, else one;

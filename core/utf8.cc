@@ -205,7 +205,8 @@ std::string_view trimWhiteSpace(std::string_view text) {
   size_t end = text.size();
   while (end > begin) {
     size_t start = end - 1;  // back to the lead byte of the last sequence
-    while (start > begin && end - start < 4 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80) --start;
+    while (start > begin && end - start < 4 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80)
+      --start;
     if (!isWhiteSpaceAt(text, start, &length) || start + length != end) break;
     end = start;
   }
