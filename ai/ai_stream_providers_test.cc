@@ -115,11 +115,12 @@ TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDu
   ScriptedProvider wrapped;
   wrapped.clock = &clock;
   wrapped.events = {AIStreamEvent::RequestID{"resp_7"}, AIStreamEvent::AssistantMessageDelta{"hi"},
-                    AIStreamEvent::UsageReported{AIReportedUsage{10, 2, 5, 1, 15}}, AIStreamEvent::Completed{}};
+                    AIStreamEvent::UsageReported{AIReportedUsage{10, 2, 5, 1, 15}},
+                    AIStreamEvent::Completed{}};
   RecordingRecorder recorder;
   const AIModelCatalog catalog;
-  UsageRecordingAIStreamProvider recording(wrapped, recorder, clock,
-                                           [&catalog](const std::string& model) { return catalog.provider(model); });
+  UsageRecordingAIStreamProvider recording(
+      wrapped, recorder, clock, [&catalog](const std::string& model) { return catalog.provider(model); });
   AIStreamRequest request = requestFor("hi", "zai:glm-5.3");
   request.reasoningEffort = ReasoningEffort::kMax;
   request.performanceContext.emplace();
@@ -127,18 +128,25 @@ TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDu
 
   EXPECT_EQ(collect(recording, request), wrapped.events);
   ASSERT_EQ(recorder.records.size(), 1u);
-  EXPECT_EQ(recorder.records[0], (AIUsageRecord{AIProvider::kZAICodingPlan, "zai:glm-5.3", "chatTitle",
-                                                ReasoningEffort::kMax, AIReportedUsage{10, 2, 5, 1, 15}, "resp_7",
+  EXPECT_EQ(recorder.records[0], (AIUsageRecord{AIProvider::kZAICodingPlan,
+                                                "zai:glm-5.3",
+                                                AIUsageRequestKind::kTitle,
+                                                ReasoningEffort::kMax,
+                                                {{AIReportedUsage{10, 2, 5, 1, 15}, "resp_7"}},
                                                 4s}));
 
-  // A stream that fails after reporting usage still records it; one without usage records nothing.
+  // A stream that fails after reporting usage still records it; one without usage counts as a
+  // request; an unknown kind is a generic request.
   wrapped.failure = std::make_exception_ptr(std::runtime_error("dropped"));
   EXPECT_THROW(collect(recording, request), std::runtime_error);
   EXPECT_EQ(recorder.records.size(), 2u);
   wrapped.events = {AIStreamEvent::Completed{}};
   wrapped.failure = nullptr;
+  request.performanceContext->kind = "summary";
   collect(recording, request);
-  EXPECT_EQ(recorder.records.size(), 2u);
+  ASSERT_EQ(recorder.records.size(), 3u);
+  EXPECT_TRUE(recorder.records[2].reports.empty());
+  EXPECT_EQ(recorder.records[2].kind, AIUsageRequestKind::kRequest);
 }
 
 }  // namespace

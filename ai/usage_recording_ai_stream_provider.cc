@@ -12,17 +12,16 @@ UsageRecordingAIStreamProvider::UsageRecordingAIStreamProvider(
 void UsageRecordingAIStreamProvider::produce(const AIStreamRequest& request, std::stop_token stop,
                                              const Emit& emit) {
   const auto start = clock_.now();
-  std::optional<AIReportedUsage> usage;
+  std::vector<AIUsageReport> reports;
   std::optional<std::string> responseID;
   auto recordUsage = [&] {
-    if (!usage) return;
     AIUsageRecord record{
         .provider = resolveProvider_(request.model),
         .model = request.model,
-        .requestKind = request.performanceContext ? request.performanceContext->kind : std::string(),
+        .kind =
+            usageKindOfPerformanceKind(request.performanceContext ? request.performanceContext->kind : ""),
         .reasoningEffort = request.reasoningEffort,
-        .usage = *usage,
-        .responseID = responseID,
+        .reports = std::move(reports),
         .duration = clock_.now() - start,
     };
     try {
@@ -35,7 +34,9 @@ void UsageRecordingAIStreamProvider::produce(const AIStreamRequest& request, std
   try {
     wrapped_.produce(request, stop, [&](AIStreamEvent event) {
       if (const auto* id = event.as<AIStreamEvent::RequestID>()) responseID = id->id;
-      if (const auto* reported = event.as<AIStreamEvent::UsageReported>()) usage = reported->usage;
+      if (const auto* reported = event.as<AIStreamEvent::UsageReported>()) {
+        reports.push_back({reported->usage, responseID});
+      }
       emit(std::move(event));
     });
   } catch (...) {

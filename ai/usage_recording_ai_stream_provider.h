@@ -10,35 +10,17 @@
 #include "ai/ai_provider.h"
 #include "ai/ai_reported_usage.h"
 #include "ai/ai_stream_provider.h"
+#include "ai/ai_usage_record.h"
 #include "ai/monotonic_clock.h"
 #include "ai/reasoning_effort.h"
 
 namespace zephyl::ai {
-
-// One request's usage as the usage store takes it.
-struct AIUsageRecord {
-  AIProvider provider = AIProvider::kCodex;
-  std::string model;
-  std::string requestKind;  // from the request's performance context; empty if none
-  std::optional<ReasoningEffort> reasoningEffort;
-  AIReportedUsage usage;
-  std::optional<std::string> responseID;  // the store counts each response once
-  std::chrono::steady_clock::duration duration{};
-
-  bool operator==(const AIUsageRecord&) const = default;
-};
 
 class AIUsageRecorder {
  public:
   virtual ~AIUsageRecorder() = default;
   // Called on the stream's producer thread; implementations synchronise.
   virtual void record(const AIUsageRecord& record) = 0;
-};
-
-// Stands in until the usage store exists: drops what it is given.
-class DroppingAIUsageRecorder : public AIUsageRecorder {
- public:
-  void record(const AIUsageRecord&) override {}
 };
 
 class UsageRecordingAIStreamProvider : public AIStreamProvider {
@@ -48,8 +30,9 @@ class UsageRecordingAIStreamProvider : public AIStreamProvider {
   UsageRecordingAIStreamProvider(AIStreamProvider& wrapped, AIUsageRecorder& recorder, MonotonicClock& clock,
                                  std::function<AIProvider(const std::string& model)> resolveProvider);
 
-  // Records once when the stream ends (normally, with an error, or cancelled)
-  // if usage was reported: the last usageReported counts with the last request id.
+  // Records the request once when the stream ends (normally, with an error, or
+  // cancelled), with every usageReported paired with the request id seen
+  // before it, and the kind its performance context names.
   void produce(const AIStreamRequest& request, std::stop_token stop, const Emit& emit) override;
 
  private:

@@ -55,6 +55,15 @@ ai::EnvironmentCredentialStore& CliContext::credentials() {
   return *credentials_;
 }
 
+ai::AIUsageStore& CliContext::usageStore() {
+  if (!usageStore_) {
+    usageStore_ = std::make_unique<ai::AIUsageStore>(
+        directories().dataDirectory + "/" + std::string(ai::AIUsageStore::kFileName), fileSystem_, fileLocker_,
+        clock_, notifications_);
+  }
+  return *usageStore_;
+}
+
 std::string CliContext::missingDatabaseMessage() {
   auto& access = notesDatabase();
   std::string message = "No Apple Notes database found at " + access.resolveDatabasePath() + " (" +

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "ai/ai_usage_store.h"
 #include "ai/environment_credential_store.h"
 #include "cli/cli_app.h"
 #include "core/app_directories.h"
@@ -15,7 +16,9 @@
 #include "notes_store/notes_database_access.h"
 #include "platform/linux/configured_path_grant.h"
 #include "platform/linux/linux_credential_store.h"
+#include "platform/linux/flock_file_locker.h"
 #include "platform/linux/posix_file_system.h"
+#include "platform/linux/system_clock.h"
 
 namespace zephyl::cli {
 
@@ -53,6 +56,10 @@ class CliContext {
   ai::EnvironmentCredentialStore& credentials();
   // The stored secrets alone (Secret Service, else the private file), with where each one is.
   platform::LinuxCredentialStore& storedCredentials();
+  // "ai-usage.json" in the data folder.
+  ai::AIUsageStore& usageStore();
+  core::Clock& clock() { return clock_; }
+  core::FileLocker& fileLocker() { return fileLocker_; }
 
   // Runs `body` on an open database connection; throws CliFailure with a message
   // that says where Zephyl looked, and how to point it elsewhere, when there is none.
@@ -77,6 +84,10 @@ class CliContext {
   std::unique_ptr<notes_store::NotesDatabaseAccess> notesDatabase_;
   std::unique_ptr<platform::LinuxCredentialStore> storedCredentials_;
   std::unique_ptr<ai::EnvironmentCredentialStore> credentials_;
+  platform::FlockFileLocker fileLocker_;
+  platform::SystemClock clock_;
+  core::NotificationCenter notifications_;
+  std::unique_ptr<ai::AIUsageStore> usageStore_;
 };
 
 }  // namespace zephyl::cli

@@ -18,6 +18,7 @@ void addDebugDecodeCommands(CLI::App& debug, CliContext& context);
 void addDebugSseCommand(CLI::App& debug, CliContext& context);
 void addDebugStreamCommand(CLI::App& debug, CliContext& context);
 void addDebugReplayCommand(CLI::App& debug, CliContext& context);
+void addDebugComposeTurnCommand(CLI::App& debug, CliContext& context);
 void addModelsCommand(CLI::App& app, CliContext& context);
 void addAuthCommand(CLI::App& app, CliContext& context);
 void addAuthLoginCommand(CLI::App& auth, CliContext& context);
@@ -30,5 +31,7 @@ void addSearchCommand(CLI::App& app, CliContext& context);
 void addBacklinksCommand(CLI::App& app, CliContext& context);
 void addTocCommand(CLI::App& app, CliContext& context);
 void addQuickOpenCommand(CLI::App& app, CliContext& context);
+void addUsageCommand(CLI::App& app, CliContext& context);
+void addAskCommand(CLI::App& app, CliContext& context);
 
 }  // namespace zephyl::cli

@@ -11,6 +11,7 @@ void addDebugCommand(CLI::App& app, CliContext& context) {
   addDebugStreamCommand(*debug, context);
   addDebugDecodeCommands(*debug, context);
   addDebugReplayCommand(*debug, context);
+  addDebugComposeTurnCommand(*debug, context);
 
   auto* sql = debug->add_subcommand(
       "sql", "Print the SQL that a listing runs on this library (its columns decide the account joins)");

@@ -6,14 +6,9 @@
 #include <sstream>
 #include <thread>
 
-#include "ai/ai_service_factory.h"
-#include "ai/ai_settings_keys.h"
+#include "cli/ai_command_support.h"
 #include "cli/ai_stream_event_json.h"
 #include "cli/commands.h"
-#include "cli/terminal.h"
-#include "platform/linux/curl_http_transport.h"
-#include "platform/linux/system_clock.h"
-#include "platform/linux/system_random_source.h"
 
 namespace zephyl::cli {
 namespace {
@@ -30,39 +25,6 @@ struct DebugStreamOptions {
   std::vector<std::string> attachments;
   std::string baseURL;
 };
-
-std::string mediaTypeForFile(const std::string& path) {
-  const size_t dot = path.rfind('.');
-  std::string extension = dot == std::string::npos ? "" : path.substr(dot + 1);
-  for (char& character : extension)
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  static const std::pair<const char*, const char*> kTypes[] = {
-      {"png", "image/png"},   {"jpg", "image/jpeg"},       {"jpeg", "image/jpeg"}, {"gif", "image/gif"},
-      {"webp", "image/webp"}, {"pdf", "application/pdf"},  {"txt", "text/plain"},  {"md", "text/markdown"},
-      {"csv", "text/csv"},    {"json", "application/json"}};
-  for (const auto& [known, type] : kTypes) {
-    if (extension == known) return type;
-  }
-  return "application/octet-stream";
-}
-
-ai::AIAttachment readAttachment(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw CliUsageError("cannot read the attachment " + path);
-  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  const size_t slash = path.rfind('/');
-  return {slash == std::string::npos ? path : path.substr(slash + 1), mediaTypeForFile(path),
-          std::move(bytes)};
-}
-
-std::string chosenModel(CliContext& context, const std::string& model) {
-  if (!model.empty()) return model;
-  if (auto stored = context.settings().stringValue(std::string(ai::kAssistantSelectedModelKey));
-      stored && !stored->empty() && *stored != ai::kLastUsedModelSentinel) {
-    return *stored;
-  }
-  return std::string(*ai::defaultModel(ai::AIProvider::kCodex));
-}
 
 ai::AIStreamRequest buildRequest(CliContext& context, const DebugStreamOptions& options,
                                  const ai::AIModelCatalog& catalog) {
@@ -95,43 +57,17 @@ ai::AIStreamRequest buildRequest(CliContext& context, const DebugStreamOptions& 
 }
 
 void runDebugStream(CliContext& context, const DebugStreamOptions& options) {
-  platform::CurlHTTPTransport transport;
-  ai::SteadyMonotonicClock clock;
-  platform::SystemRandomSource random;
-  platform::SystemClock wallClock;
-  // Until the usage store exists its records are dropped.
-  ai::DroppingAIUsageRecorder usage;
-  ai::AIServiceFactory factory(
-      ai::AIServiceDependencies{.transport = transport,
-                                .clock = clock,
-                                .random = random,
-                                .wallClock = wallClock,
-                                .credentials = context.credentials(),
-                                .usageRecorder = usage,
-                                .settings = &context.settings()},
-      ai::AIModelCatalog(ai::AIUserModels::fromSettings(context.settings())),
-      options.baseURL.empty() ? std::nullopt : std::optional<std::string>(options.baseURL));
-  const ai::AIStreamRequest request = buildRequest(context, options, factory.catalog());
+  CliAIServices services(context, options.baseURL);
+  const ai::AIStreamRequest request = buildRequest(context, options, services.factory().catalog());
 
   AIStreamEventPrinter printer(context.streams().out);
   std::string failure;
   try {
-    const std::unique_ptr<ai::AIStreamProvider> provider = factory.makeProvider(request.model);
-    InterruptGuard interrupt;
-    auto stream = provider->stream(request);
-    std::atomic<bool> interrupted = false;
-    std::jthread watcher([&](std::stop_token stop) {
-      while (!stop.stop_requested()) {
-        if (InterruptGuard::interrupted()) {
-          interrupted = true;
-          stream.cancel();
-          return;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-      }
-    });
-    while (auto event = stream.next()) printer.print(*event);
-    if (interrupted) throw core::CancellationError();
+    const std::unique_ptr<ai::AIStreamProvider> provider = services.factory().makeProvider(request.model);
+    if (!streamUntilInterrupted(*provider, request,
+                                [&](const ai::AIStreamEvent& event) { printer.print(event); })) {
+      throw core::CancellationError();
+    }
     return;
   } catch (const core::CancellationError&) {
     throw;

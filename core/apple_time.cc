@@ -52,4 +52,58 @@ std::optional<std::string> formatIso8601(const std::optional<TimePoint>& time) {
   return formatIso8601(*time);
 }
 
+namespace {
+
+// The value of `count` digits at `text[at]`, or -1 when one is not a digit.
+int digitsAt(std::string_view text, size_t at, size_t count) {
+  if (at + count > text.size()) return -1;
+  int value = 0;
+  for (size_t i = at; i < at + count; ++i) {
+    if (text[i] < '0' || text[i] > '9') return -1;
+    value = value * 10 + (text[i] - '0');
+  }
+  return value;
+}
+
+}  // namespace
+
+std::optional<TimePoint> parseIso8601(std::string_view text) {
+  const int year = digitsAt(text, 0, 4), month = digitsAt(text, 5, 2), day = digitsAt(text, 8, 2);
+  const int hour = digitsAt(text, 11, 2), minute = digitsAt(text, 14, 2), second = digitsAt(text, 17, 2);
+  if (year < 0 || month < 0 || day < 0 || hour < 0 || minute < 0 || second < 0) return std::nullopt;
+  if (text[4] != '-' || text[7] != '-' || text[10] != 'T' || text[13] != ':' || text[16] != ':') return std::nullopt;
+  if (hour > 23 || minute > 59 || second > 60) return std::nullopt;
+  const std::chrono::year_month_day date{std::chrono::year(year), std::chrono::month(static_cast<unsigned>(month)),
+                                         std::chrono::day(static_cast<unsigned>(day))};
+  if (!date.ok()) return std::nullopt;
+  size_t at = 19;
+  long long micros = 0;
+  if (at < text.size() && text[at] == '.') {
+    ++at;
+    int digits = 0;
+    while (at < text.size() && text[at] >= '0' && text[at] <= '9') {
+      if (digits < 6) micros = micros * 10 + (text[at] - '0');
+      ++digits;
+      ++at;
+    }
+    if (digits == 0) return std::nullopt;
+    for (int i = digits; i < 6; ++i) micros *= 10;
+  }
+  std::chrono::minutes offset{0};
+  if (at < text.size() && text[at] == 'Z') {
+    ++at;
+  } else if (at < text.size() && (text[at] == '+' || text[at] == '-')) {
+    const int offsetHours = digitsAt(text, at + 1, 2), offsetMinutes = digitsAt(text, at + 4, 2);
+    if (offsetHours < 0 || offsetMinutes < 0 || text[at + 3] != ':') return std::nullopt;
+    offset = std::chrono::minutes(offsetHours * 60 + offsetMinutes);
+    if (text[at] == '-') offset = -offset;
+    at += 6;
+  } else {
+    return std::nullopt;
+  }
+  if (at != text.size()) return std::nullopt;
+  return TimePoint(std::chrono::sys_days(date)) + std::chrono::hours(hour) + std::chrono::minutes(minute) +
+         std::chrono::seconds(second) + std::chrono::microseconds(micros) - offset;
+}
+
 }  // namespace zephyl::core

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace zephyl::core {
 
@@ -26,5 +27,10 @@ std::string formatIso8601(TimePoint time);
 
 // formatIso8601, or "null"-free absence: nullopt stays nullopt.
 std::optional<std::string> formatIso8601(const std::optional<TimePoint>& time);
+
+// Reads "YYYY-MM-DDTHH:MM:SS" with optional fractional seconds (to the
+// microsecond; further digits are dropped) and a "Z" or "+HH:MM"/"-HH:MM"
+// offset. nullopt for anything else, including impossible dates.
+std::optional<TimePoint> parseIso8601(std::string_view text);
 
 }  // namespace zephyl::core

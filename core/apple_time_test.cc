@@ -36,6 +36,17 @@ TEST(AppleTime, ReferenceDateFractionsAndOutOfRangeTimes) {
   };
   for (const Case& c : cases) {
     EXPECT_EQ(formatIso8601(timeFromAppleSeconds(c.appleSeconds)), c.iso) << c.appleSeconds;
+    EXPECT_EQ(parseIso8601(c.iso), timeFromAppleSeconds(c.appleSeconds)) << c.iso;
+  }
+}
+
+TEST(AppleTime, ParsesOffsetsAndRejectsWhatIsNotAnInstant) {
+  EXPECT_EQ(parseIso8601("2026-11-14T10:30:00+01:00"), parseIso8601("2026-11-14T09:30:00Z"));
+  EXPECT_EQ(parseIso8601("2026-11-14T00:15:00-05:30"), parseIso8601("2026-11-14T05:45:00Z"));
+  for (const char* text :
+       {"", "2026-11-14", "2026-11-14T09:30:00", "2026-02-30T09:30:00Z", "2026-11-14T24:00:00Z",
+        "2026-11-14T09:30:00.Z", "2026-11-14T09:30:00Zjunk", "2026-11-14 09:30:00Z"}) {
+    EXPECT_EQ(parseIso8601(text), std::nullopt) << text;
   }
 }
 

@@ -1,7 +1,11 @@
 #include "core/utf8.h"
 
+#include <unicode/uchar.h>
+
 #include <cstdint>
 #include <cstring>
+#include <optional>
+#include <utility>
 
 namespace zephyl::core {
 namespace {
@@ -170,6 +174,43 @@ std::string encodeUtf8(std::u32string_view text) {
     }
   }
   return result;
+}
+
+namespace {
+
+// The code point of the well-formed sequence at `position` with its length, or
+// nullopt for an ill-formed one (which is never white space).
+std::optional<std::pair<char32_t, size_t>> codePointAt(std::string_view text, size_t position) {
+  const size_t length = validSequenceLength(text, position);
+  if (length == 0) return std::nullopt;
+  const auto lead = static_cast<unsigned char>(text[position]);
+  char32_t c = length == 1 ? lead : lead & (0x7F >> length);
+  for (size_t i = 1; i < length; ++i) c = (c << 6) | (static_cast<unsigned char>(text[position + i]) & 0x3F);
+  return std::pair{c, length};
+}
+
+bool isWhiteSpaceAt(std::string_view text, size_t position, size_t* length) {
+  const auto decoded = codePointAt(text, position);
+  if (!decoded || u_isUWhiteSpace(static_cast<UChar32>(decoded->first)) == 0) return false;
+  *length = decoded->second;
+  return true;
+}
+
+}  // namespace
+
+std::string_view trimWhiteSpace(std::string_view text) {
+  size_t begin = 0;
+  size_t length = 0;
+  while (begin < text.size() && isWhiteSpaceAt(text, begin, &length)) begin += length;
+  size_t end = text.size();
+  while (end > begin) {
+    size_t start = end - 1;  // back to the lead byte of the last sequence
+    while (start > begin && end - start < 4 && (static_cast<unsigned char>(text[start]) & 0xC0) == 0x80)
+      --start;
+    if (!isWhiteSpaceAt(text, start, &length) || start + length != end) break;
+    end = start;
+  }
+  return text.substr(begin, end - begin);
 }
 
 }  // namespace zephyl::core

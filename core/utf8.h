@@ -29,4 +29,9 @@ std::string replaceInvalidUtf8(std::string_view bytes);
 std::u32string decodeUtf8(std::string_view text);
 std::string encodeUtf8(std::u32string_view text);
 
+// `text` without the white space and line breaks (Unicode White_Space: blanks,
+// tabs, line feeds, no-break spaces, line separators, ...) at either end.
+// Only the ends are decoded, so long texts cost nothing extra.
+std::string_view trimWhiteSpace(std::string_view text);
+
 }  // namespace zephyl::core

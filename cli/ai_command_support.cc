@@ -1,0 +1,87 @@
+#include "cli/ai_command_support.h"
+
+#include <atomic>
+#include <cctype>
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "ai/ai_settings_keys.h"
+#include "cli/terminal.h"
+
+namespace zephyl::cli {
+namespace {
+
+std::string mediaTypeForFile(const std::string& path) {
+  const size_t dot = path.rfind('.');
+  std::string extension = dot == std::string::npos ? "" : path.substr(dot + 1);
+  for (char& character : extension)
+    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  static const std::pair<const char*, const char*> kTypes[] = {
+      {"png", "image/png"},   {"jpg", "image/jpeg"},       {"jpeg", "image/jpeg"}, {"gif", "image/gif"},
+      {"webp", "image/webp"}, {"pdf", "application/pdf"},  {"txt", "text/plain"},  {"md", "text/markdown"},
+      {"csv", "text/csv"},    {"json", "application/json"}};
+  for (const auto& [known, type] : kTypes) {
+    if (extension == known) return type;
+  }
+  return "application/octet-stream";
+}
+
+}  // namespace
+
+CliAIServices::CliAIServices(CliContext& context, const std::string& baseURL) {
+  factory_ = std::make_unique<ai::AIServiceFactory>(
+      ai::AIServiceDependencies{.transport = transport_,
+                                .clock = clock_,
+                                .random = random_,
+                                .wallClock = wallClock_,
+                                .credentials = context.credentials(),
+                                .usageRecorder = context.usageStore(),
+                                .settings = &context.settings()},
+      ai::AIModelCatalog(ai::AIUserModels::fromSettings(context.settings())),
+      baseURL.empty() ? std::nullopt : std::optional<std::string>(baseURL));
+}
+
+std::string chosenModel(CliContext& context, const std::string& model) {
+  if (!model.empty()) return model;
+  if (auto stored = context.settings().stringValue(std::string(ai::kAssistantSelectedModelKey));
+      stored && !stored->empty() && *stored != ai::kLastUsedModelSentinel) {
+    return *stored;
+  }
+  return std::string(*ai::defaultModel(ai::AIProvider::kCodex));
+}
+
+ai::AIAttachment readAttachment(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw CliUsageError("cannot read the attachment " + path);
+  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  const size_t slash = path.rfind('/');
+  return {slash == std::string::npos ? path : path.substr(slash + 1), mediaTypeForFile(path),
+          std::move(bytes)};
+}
+
+bool streamUntilInterrupted(ai::AIStreamProvider& provider, ai::AIStreamRequest request,
+                            const std::function<void(const ai::AIStreamEvent&)>& onEvent) {
+  InterruptGuard interrupt;
+  auto stream = provider.stream(std::move(request));
+  std::atomic<bool> interrupted = false;
+  std::jthread watcher([&](std::stop_token stop) {
+    while (!stop.stop_requested()) {
+      if (InterruptGuard::interrupted()) {
+        interrupted = true;
+        stream.cancel();
+        return;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+  });
+  try {
+    while (auto event = stream.next()) onEvent(*event);
+  } catch (const core::CancellationError&) {
+    if (!interrupted) throw;
+  }
+  return !interrupted;
+}
+
+}  // namespace zephyl::cli
