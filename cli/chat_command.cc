@@ -24,8 +24,9 @@ using assistant::ChatSession;
 class ChatHistory {
  public:
   explicit ChatHistory(CliContext& context)
-      : images_(context.directories().dataDirectory + "/chat-session-images", context.fileSystem(),
-                [this] { return uuids_.makeUuid(); }),
+      : images_(
+            context.directories().dataDirectory + "/" + std::string(assistant::kChatSessionImagesFolderName),
+            context.fileSystem(), [this] { return uuids_.makeUuid(); }),
         store_(context.directories().dataDirectory, context.fileSystem(), locker_, clock_, images_) {
     store_.load();
     store_.applyRetention(assistant::chatHistoryRetention(context.settings()), clock_.now());
