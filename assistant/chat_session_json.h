@@ -30,6 +30,10 @@ ChatSession decodeChatSession(const core::JSONValue& json);
 std::string encodeChatSessions(const std::vector<ChatSession>& sessions);
 std::vector<ChatSession> decodeChatSessions(std::string_view text);
 
+// The text of each element of a JSON array, in order, without surrounding
+// white space. `arrayText` must be valid JSON (decodeChatSessions accepted it).
+std::vector<std::string_view> jsonArrayElements(std::string_view arrayText);
+
 // Raw values shared with the command line.
 std::string_view rawValue(ChatMessageRole role);
 std::string_view rawValue(ChatImageSubtype subtype);

@@ -64,6 +64,13 @@ std::vector<ChatSession> ChatSessionStore::readUnderLock(bool& intact) {
   try {
     std::vector<ChatSession> sessions = decodeChatSessions(*contents);
     knownFileHash_ = hash;
+    // Each session's text as it stands in the file serves until it changes,
+    // so the first save after a load encodes no more than later ones.
+    encoded_.clear();
+    const std::vector<std::string_view> texts = jsonArrayElements(*contents);
+    if (texts.size() == sessions.size()) {
+      for (size_t i = 0; i < texts.size(); ++i) encoded_.emplace(sessions[i].id, texts[i]);
+    }
     return sessions;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();
@@ -175,11 +182,8 @@ bool ChatSessionStore::save() {
       if (!contents) knownFileHash_.reset();
       std::erase_if(merged, [&](const ChatSession& session) { return removed_.contains(session.id); });
       std::map<std::string, size_t> position;
-      for (size_t i = 0; i < merged.size(); ++i) {
-        position[merged[i].id] = i;
-        const ChatSession* mine = find(merged[i].id);
-        if (!mine || !(*mine == merged[i])) encoded_.erase(merged[i].id);
-      }
+      if (!contents) encoded_.clear();
+      for (size_t i = 0; i < merged.size(); ++i) position[merged[i].id] = i;
       for (ChatSession& session : sessions_) {
         if (!changed_.contains(session.id)) continue;
         if (auto it = position.find(session.id); it != position.end()) {
