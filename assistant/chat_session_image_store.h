@@ -13,12 +13,16 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "assistant/chat_stored_image.h"
 #include "core/file_system.h"
 
 namespace zephyl::assistant {
+
+// The folder of every session's image folder, inside the data folder.
+inline constexpr std::string_view kChatSessionImagesFolderName = "chat-session-images";
 
 // Image bytes as a turn hands them over.
 struct ChatImageData {

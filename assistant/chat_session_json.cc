@@ -464,6 +464,48 @@ std::string encodeChatSessions(const std::vector<ChatSession>& sessions) {
   return JSONValue(std::move(array)).serialized();
 }
 
+std::vector<std::string_view> jsonArrayElements(std::string_view arrayText) {
+  std::vector<std::string_view> elements;
+  constexpr size_t kNone = std::string_view::npos;
+  size_t start = kNone;
+  size_t end = 0;  // one past the last character of the element so far
+  int depth = 0;
+  bool inString = false;
+  bool escaped = false;
+  const auto finish = [&] {
+    if (start != kNone) elements.push_back(arrayText.substr(start, end - start));
+    start = kNone;
+  };
+  for (size_t i = 0; i < arrayText.size(); ++i) {
+    const char c = arrayText[i];
+    if (inString) {
+      if (escaped) {
+        escaped = false;
+      } else if (c == '\\') {
+        escaped = true;
+      } else if (c == '"') {
+        inString = false;
+        end = i + 1;
+      }
+      continue;
+    }
+    if (c == ' ' || c == '\t' || c == '\n' || c == '\r') continue;
+    if (depth == 1 && c == ',') {
+      finish();
+      continue;
+    }
+    if ((c == ']' || c == '}') && --depth == 0) {
+      finish();
+      break;
+    }
+    if (depth == 1 && start == kNone) start = i;
+    if (c == '[' || c == '{') ++depth;
+    if (c == '"') inString = true;
+    end = i + 1;
+  }
+  return elements;
+}
+
 std::vector<ChatSession> decodeChatSessions(std::string_view text) {
   const JSONValue json = JSONValue::parse(text);
   const JSONValue::Array* array = json.array();

@@ -34,6 +34,9 @@ std::vector<ChatSession> decodeChatSessions(std::string_view text);
 // One stored turn input ({request, skills, references, defaultPreferences,
 // customPreferences}). Throws ChatSessionDecodingError.
 ChatTurnInput decodeChatTurnInput(const core::JSONValue& json);
+// The text of each element of a JSON array, in order, without surrounding
+// white space. `arrayText` must be valid JSON (decodeChatSessions accepted it).
+std::vector<std::string_view> jsonArrayElements(std::string_view arrayText);
 
 // Raw values shared with the command line.
 std::string_view rawValue(ChatMessageRole role);

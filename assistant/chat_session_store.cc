@@ -28,6 +28,7 @@ ChatSessionStore::ChatSessionStore(std::string dataDirectory, core::FileSystem& 
 
 bool ChatSessionStore::load() {
   sessions_.clear();
+  encoded_.clear();
   changed_.clear();
   removed_.clear();
   knownFileHash_.reset();
@@ -63,6 +64,13 @@ std::vector<ChatSession> ChatSessionStore::readUnderLock(bool& intact) {
   try {
     std::vector<ChatSession> sessions = decodeChatSessions(*contents);
     knownFileHash_ = hash;
+    // Each session's text as it stands in the file serves until it changes,
+    // so the first save after a load encodes no more than later ones.
+    encoded_.clear();
+    const std::vector<std::string_view> texts = jsonArrayElements(*contents);
+    if (texts.size() == sessions.size()) {
+      for (size_t i = 0; i < texts.size(); ++i) encoded_.emplace(sessions[i].id, texts[i]);
+    }
     return sessions;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();
@@ -165,31 +173,45 @@ size_t ChatSessionStore::applyRetention(ChatHistoryRetention retention, core::Ti
 bool ChatSessionStore::save() {
   try {
     auto lock = locker_.lockExclusive(path_ + ".lock");
-    std::vector<ChatSession> merged;
     const std::optional<std::string> contents = files_.readFile(path_);
-    if (contents && knownFileHash_ == hashOf(*contents)) {
-      // Nobody wrote since this process did: memory already holds the file.
-      merged = sessions_;
-    } else {
-      if (!contents) knownFileHash_.reset();
+    // When the file is still what this process last read or wrote, memory
+    // already holds it; otherwise merge this process's changes into it.
+    if (!contents || knownFileHash_ != hashOf(*contents)) {
       bool intact = true;
-      merged = contents ? readUnderLock(intact) : std::vector<ChatSession>{};
+      std::vector<ChatSession> merged = contents ? readUnderLock(intact) : std::vector<ChatSession>{};
+      if (!contents) knownFileHash_.reset();
       std::erase_if(merged, [&](const ChatSession& session) { return removed_.contains(session.id); });
       std::map<std::string, size_t> position;
+      if (!contents) encoded_.clear();
       for (size_t i = 0; i < merged.size(); ++i) position[merged[i].id] = i;
-      for (const ChatSession& session : sessions_) {
+      for (ChatSession& session : sessions_) {
         if (!changed_.contains(session.id)) continue;
         if (auto it = position.find(session.id); it != position.end()) {
-          merged[it->second] = session;
+          merged[it->second] = std::move(session);
         } else {
-          merged.push_back(session);
+          merged.push_back(std::move(session));
         }
       }
+      sessions_ = std::move(merged);
     }
-    std::string text = encodeChatSessions(merged);
+    for (const std::string& id : changed_) encoded_.erase(id);
+    for (const std::string& id : removed_) encoded_.erase(id);
+    // Each session's text is kept, so a save encodes only what changed.
+    size_t size = 2;
+    for (const auto& [id, json] : encoded_) size += json.size() + 1;
+    std::string text;
+    text.reserve(size);
+    text += '[';
+    for (const ChatSession& session : sessions_) {
+      auto it = encoded_.find(session.id);
+      if (it == encoded_.end())
+        it = encoded_.emplace(session.id, encodeChatSession(session).serialized()).first;
+      if (text.size() > 1) text += ',';
+      text += it->second;
+    }
+    text += ']';
     files_.writeFileAtomically(path_, text);
     knownFileHash_ = hashOf(text);
-    sessions_ = std::move(merged);
     changed_.clear();
     removed_.clear();
     return true;

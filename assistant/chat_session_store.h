@@ -18,6 +18,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "assistant/chat_history_retention.h"
@@ -86,6 +87,7 @@ class ChatSessionStore {
   // The file as this process last read or wrote it: when it is still the same
   // at the next save, nobody else wrote and decoding it again is skipped.
   std::optional<size_t> knownFileHash_;
+  std::unordered_map<std::string, std::string> encoded_;  // session id -> its JSON text, while unchanged
 };
 
 }  // namespace zephyl::assistant

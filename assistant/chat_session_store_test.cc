@@ -210,7 +210,7 @@ TEST_F(ChatSessionStoreTest, SigkilledWriterLosesNoSavedSession) {
       }
     });
     close(pipeFds[1]);
-    usleep(std::uniform_int_distribution<useconds_t>(0, 60000)(random));
+    usleep(std::uniform_int_distribution<useconds_t>(0, 250000)(random));
     kill(child, SIGKILL);
     int status = 0;
     waitpid(child, &status, 0);

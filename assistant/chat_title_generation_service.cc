@@ -53,15 +53,14 @@ std::string composeChatTitleInput(const std::vector<ChatMessage>& messages) {
 }
 
 std::string trimChatTitle(std::string_view reply) {
-  for (bool trimmed = true; trimmed;) {
-    trimmed = false;
-    const std::string_view before = reply;
+  // Wrappers may nest and mix with blanks (" \"[Title]\" "): strip until nothing changes.
+  for (size_t before = reply.size() + 1; reply.size() != before;) {
+    before = reply.size();
     reply = trimWhiteSpace(reply);
     for (std::string_view wrapper : kWrappers) {
       if (reply.starts_with(wrapper)) reply.remove_prefix(wrapper.size());
       if (reply.ends_with(wrapper)) reply.remove_suffix(wrapper.size());
     }
-    trimmed = reply.size() != before.size();
   }
   return std::string(reply);
 }

@@ -66,6 +66,7 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   addQuickOpenCommand(app, context);
   addUsageCommand(app, context);
   addAskCommand(app, context);
+  addChatCommand(app, context);
 
   // CLI11 parses the last argument first; keep the user's order.
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());

@@ -33,5 +33,6 @@ void addTocCommand(CLI::App& app, CliContext& context);
 void addQuickOpenCommand(CLI::App& app, CliContext& context);
 void addUsageCommand(CLI::App& app, CliContext& context);
 void addAskCommand(CLI::App& app, CliContext& context);
+void addChatCommand(CLI::App& app, CliContext& context);
 
 }  // namespace zephyl::cli

@@ -57,5 +57,37 @@ TEST(AppleTime, RoundTripsThroughAppleSeconds) {
   EXPECT_EQ(formatIso8601(std::optional<TimePoint>()), std::nullopt);
 }
 
+TEST(AppleTime, ParsesIso8601WithFractionsAndOffsets) {
+  struct Case {
+    const char* text;
+    std::optional<const char*> utc;  // formatted back; nullopt: rejected
+  };
+  const Case cases[] = {
+      {"2026-11-14T09:30:00Z", "2026-11-14T09:30:00Z"},
+      {"2026-11-14T09:30:00.25Z", "2026-11-14T09:30:00.25Z"},
+      {"2026-11-14T09:30:00.1234567Z", "2026-11-14T09:30:00.123456Z"},
+      {"2026-11-14T10:30:00+01:00", "2026-11-14T09:30:00Z"},
+      {"2026-11-14T00:30:00-02:30", "2026-11-14T03:00:00Z"},
+      {"1969-12-31T23:59:59.999999Z", "1969-12-31T23:59:59.999999Z"},
+      {"2026-02-29T00:00:00Z", std::nullopt},
+      {"2026-11-14T09:30:00", std::nullopt},
+      {"2026-11-14T09:30:00.Z", std::nullopt},
+      {"2026-11-14T24:00:00Z", std::nullopt},
+      {"2026-11-14 09:30:00Z", std::nullopt},
+      {"2026-11-14T09:30:00Zjunk", std::nullopt},
+      {"2026-11-14T09:30:00+0100", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const Case& c : cases) {
+    const auto parsed = parseIso8601(c.text);
+    if (c.utc) {
+      ASSERT_TRUE(parsed) << c.text;
+      EXPECT_EQ(formatIso8601(*parsed), *c.utc) << c.text;
+    } else {
+      EXPECT_FALSE(parsed) << c.text;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace zephyl::core

@@ -1,0 +1,94 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "assistant/chat_session_json.h"
+#include "assistant/internal/sample_chat_sessions.h"
+#include "cli/internal/cli_test_support.h"
+#include "platform/testing/test_folder.h"
+
+namespace zephyl::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using testing::CommandResult;
+
+class ChatCommandsTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fs::create_directories(data_);
+    const core::TimePoint now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+    older_ = assistant::internal::sampleChatSession(1, 2, now - 48h);
+    newer_ = assistant::internal::sampleChatSession(2, 3, now - 24h);
+    newer_.model.reset();
+    std::ofstream(data_ / "chat-sessions.json") << assistant::encodeChatSessions({older_, newer_});
+    fs::create_directories(data_ / "chat-session-images" / older_.id);
+    std::ofstream(data_ / "chat-session-images" / older_.id / "image-a.jpeg") << "jpeg";
+  }
+
+  CommandResult run(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(),
+                     {"--config-dir", folder_.file("config"), "--data-dir", data_.string()});
+    return testing::runCommand(arguments, {{"HOME", folder_.file("home")}});
+  }
+
+  platform::testing::TestFolder folder_;
+  fs::path data_ = fs::path(folder_.path()) / "data";
+  assistant::ChatSession older_, newer_;
+};
+
+TEST_F(ChatCommandsTest, ListAndShowPrintTheStoredSessions) {
+  const CommandResult list = run({"chat", "list", "--json"});
+  ASSERT_EQ(list.code, 0) << list.err;
+  const auto rows = nlohmann::json::parse(list.out);
+  ASSERT_EQ(rows.size(), 2u);
+  EXPECT_EQ(rows[0]["id"], newer_.id);
+  EXPECT_EQ(rows[0]["model"], nullptr);
+  EXPECT_EQ(rows[0]["messageCount"], 3);
+  EXPECT_EQ(rows[0]["updatedAt"], core::formatIso8601(assistant::lastActivity(newer_)));
+  EXPECT_EQ(rows[1]["generatedTitle"], *older_.generatedTitle);
+  EXPECT_EQ(rows[1]["createdAt"], core::formatIso8601(older_.createdAt));
+
+  const CommandResult show = run({"chat", "show", older_.id, "--json"});
+  ASSERT_EQ(show.code, 0) << show.err;
+  EXPECT_EQ(assistant::decodeChatSession(core::JSONValue::parse(show.out)), older_);
+}
+
+TEST_F(ChatCommandsTest, RenameAndRemoveChangeTheFile) {
+  ASSERT_EQ(run({"chat", "rename", newer_.id.substr(0, 6), "Museums"}).code, 0);
+  ASSERT_EQ(run({"chat", "rm", older_.id}).code, 0);
+  EXPECT_FALSE(fs::exists(data_ / "chat-session-images" / older_.id));
+  const auto rows = nlohmann::json::parse(run({"chat", "list", "--json"}).out);
+  ASSERT_EQ(rows.size(), 1u);
+  EXPECT_EQ(rows[0]["title"], "Museums");
+
+  struct Case {
+    std::vector<std::string> arguments;
+    int code;
+  };
+  const Case failures[] = {
+      {{"chat", "show", "nope"}, 2},
+      {{"chat", "rm", older_.id}, 2},
+      {{"chat", "show", "5E5"}, 2},  // too short to stand for an id
+      {{"chat"}, 2},
+  };
+  for (const Case& c : failures) EXPECT_EQ(run(c.arguments).code, c.code) << c.arguments.back();
+}
+
+TEST_F(ChatCommandsTest, CorruptHistoryListsEmptyAndIsKept) {
+  std::ofstream(data_ / "chat-sessions.json") << "[{\"id\":";
+  const CommandResult list = run({"chat", "list", "--json"});
+  ASSERT_EQ(list.code, 0) << list.err;
+  EXPECT_EQ(nlohmann::json::parse(list.out), nlohmann::json::array());
+  int asides = 0;
+  for (const auto& entry : fs::directory_iterator(data_)) {
+    asides += entry.path().filename().string().starts_with("chat-sessions.json.corrupt-");
+  }
+  EXPECT_EQ(asides, 1);
+}
+
+}  // namespace
+}  // namespace zephyl::cli
