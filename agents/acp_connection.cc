@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdint>
 #include <exception>
+#include <expected>
 #include <future>
 #include <limits>
 #include <mutex>
@@ -25,13 +26,16 @@ using Clock = std::chrono::steady_clock;
 constexpr int64_t kMethodNotFoundCode = -32601;
 constexpr size_t kReadChunkBytes = 64 * 1024;
 
-// One caller of request(). `registration` moves forward only, under the state
-// lock, so exactly one path (response, close, cancellation) fulfils `promise`.
+// One request waiting for its end. `registration` moves forward only, under the
+// state lock, so exactly one path (response, close, cancellation, failed
+// write) calls `complete`.
 struct Waiter {
   enum class Registration { kUnregistered, kRegistered, kDone };
   Registration registration = Registration::kUnregistered;
-  std::promise<JSONValue> promise;
+  ACPCompletion complete;
 };
+
+ACPRequestResult failure(std::exception_ptr error) { return std::unexpected(std::move(error)); }
 
 }  // namespace
 
@@ -51,6 +55,9 @@ struct ACPConnection::State : std::enable_shared_from_this<State> {
   void closeWith(ACPConnectionError::Code code);
   void terminate();
   void cancel(int64_t id, const std::shared_ptr<Waiter>& waiter);
+  int64_t takeID();
+  void registerAndWrite(int64_t id, std::string_view method, const JSONValue& params,
+                        const std::shared_ptr<Waiter>& waiter);
 
   const core::Logger log{"ACPConnection"};
   ChildProcessLauncher& launcher;
@@ -156,9 +163,9 @@ void ACPConnection::State::dispatch(ACPMessage message) {
       waiter->registration = Waiter::Registration::kDone;
     }
     if (auto* result = std::get_if<JSONValue>(&response->outcome)) {
-      waiter->promise.set_value(std::move(*result));
+      waiter->complete(std::move(*result));
     } else {
-      waiter->promise.set_exception(std::make_exception_ptr(std::get<ACPRemoteError>(response->outcome)));
+      waiter->complete(failure(std::make_exception_ptr(std::get<ACPRemoteError>(response->outcome))));
     }
   } else if (auto* notification = std::get_if<ACPNotification>(&message)) {
     if (handlers.onNotification) handlers.onNotification(notification->method, notification->params);
@@ -172,7 +179,7 @@ void ACPConnection::State::dispatch(ACPMessage message) {
       });
     };
     if (handlers.onRequest) {
-      handlers.onRequest(request.method, request.params, std::move(reply));
+      handlers.onRequest(request.id, request.method, request.params, std::move(reply));
     } else {
       reply(ACPRemoteError(kMethodNotFoundCode, "Method not found"));
     }
@@ -217,7 +224,7 @@ void ACPConnection::State::closeWith(ACPConnectionError::Code code) {
     std::lock_guard guard(writeLock);
     process->closeInput();
   }
-  for (auto& waiter : taken) waiter->promise.set_exception(std::make_exception_ptr(ACPConnectionError(code)));
+  for (auto& waiter : taken) waiter->complete(failure(std::make_exception_ptr(ACPConnectionError(code))));
   if (wasStarted && handlers.onClose) handlers.onClose();
 }
 
@@ -248,7 +255,44 @@ void ACPConnection::State::cancel(int64_t id, const std::shared_ptr<Waiter>& wai
         break;
     }
   }
-  waiter->promise.set_exception(std::make_exception_ptr(core::CancellationError()));
+  waiter->complete(failure(std::make_exception_ptr(core::CancellationError())));
+}
+
+int64_t ACPConnection::State::takeID() {
+  std::lock_guard guard(lock);
+  if (nextID == std::numeric_limits<int64_t>::max()) std::terminate();  // ids never repeat
+  return ++nextID;
+}
+
+void ACPConnection::State::registerAndWrite(int64_t id, std::string_view method, const JSONValue& params,
+                                            const std::shared_ptr<Waiter>& waiter) {
+  std::exception_ptr refused;
+  {
+    std::lock_guard guard(lock);
+    if (!started || isClosed) {
+      refused = std::make_exception_ptr(ACPConnectionError(ACPConnectionError::Code::kNotRunning));
+    } else if (cancelledIDs.erase(id) > 0) {
+      refused = std::make_exception_ptr(core::CancellationError());
+    }
+    waiter->registration = refused ? Waiter::Registration::kDone : Waiter::Registration::kRegistered;
+    if (!refused) pending.emplace(id, waiter);
+  }
+  if (refused) {
+    waiter->complete(failure(refused));
+    return;
+  }
+  try {
+    write(encodeACPRequest(id, method, params));
+  } catch (...) {
+    bool stillPending;
+    {
+      std::lock_guard guard(lock);
+      // Closing or cancellation may have completed the request meanwhile; then that outcome stands.
+      stillPending = pending.erase(id) > 0;
+      if (stillPending) waiter->registration = Waiter::Registration::kDone;
+    }
+    if (stillPending) waiter->complete(failure(std::current_exception()));
+  }
 }
 
 ACPConnection::ACPConnection(ChildProcessLauncher& launcher, ChildProcessLaunch launch,
@@ -282,40 +326,30 @@ void ACPConnection::start() {
 
 JSONValue ACPConnection::request(std::string_view method, JSONValue params, std::stop_token stop) {
   State& state = *state_;
-  int64_t id;
-  {
-    std::lock_guard guard(state.lock);
-    if (state.nextID == std::numeric_limits<int64_t>::max()) std::terminate();  // ids never repeat
-    id = ++state.nextID;
-  }
+  const int64_t id = state.takeID();
+  // Shared, so that the promise outlives a completion still returning on another thread.
+  auto promise = std::make_shared<std::promise<JSONValue>>();
+  auto result = promise->get_future();
   auto waiter = std::make_shared<Waiter>();
-  auto result = waiter->promise.get_future();
-  // Runs at once when stop was requested already, before registration.
+  waiter->complete = [promise](const ACPRequestResult& outcome) {
+    if (outcome) {
+      promise->set_value(*outcome);
+    } else {
+      promise->set_exception(outcome.error());
+    }
+  };
+  // Runs at once when stop was requested already, so registration then fails.
   std::stop_callback onStop(stop, [&state, id, waiter] { state.cancel(id, waiter); });
-  {
-    std::lock_guard guard(state.lock);
-    if (!state.started || state.isClosed) {
-      waiter->registration = Waiter::Registration::kDone;
-      throw ACPConnectionError(ACPConnectionError::Code::kNotRunning);
-    }
-    if (state.cancelledIDs.erase(id) > 0) {
-      waiter->registration = Waiter::Registration::kDone;
-      throw core::CancellationError();
-    }
-    waiter->registration = Waiter::Registration::kRegistered;
-    state.pending.emplace(id, waiter);
-  }
-  try {
-    state.write(encodeACPRequest(id, method, params));
-  } catch (...) {
-    std::unique_lock guard(state.lock);
-    // Closing or cancellation may have fulfilled the waiter meanwhile; then that outcome stands.
-    if (state.pending.erase(id) > 0) {
-      waiter->registration = Waiter::Registration::kDone;
-      throw;
-    }
-  }
+  state.registerAndWrite(id, method, params, waiter);
   return result.get();
+}
+
+int64_t ACPConnection::send(std::string_view method, JSONValue params, ACPCompletion completion) {
+  const int64_t id = state_->takeID();
+  auto waiter = std::make_shared<Waiter>();
+  waiter->complete = std::move(completion);
+  state_->registerAndWrite(id, method, params, waiter);
+  return id;
 }
 
 void ACPConnection::notify(std::string_view method, JSONValue params) {

@@ -18,6 +18,8 @@
 
 #include <chrono>
 #include <cstddef>
+#include <exception>
+#include <expected>
 #include <functional>
 #include <memory>
 #include <stop_token>
@@ -38,16 +40,22 @@ inline constexpr std::chrono::milliseconds kACPKillDelay{3000};
 // thread, at once or later; a connection closed meanwhile drops the answer.
 using ACPReply = std::function<void(ACPOutcome outcome)>;
 
+// The end of one request: its result, or the exception it failed with.
+using ACPRequestResult = std::expected<core::JSONValue, std::exception_ptr>;
+using ACPCompletion = std::function<void(const ACPRequestResult& result)>;
+
 struct ACPConnectionHandlers {
   // Called on the reading thread, in the order of the stream, before the next
   // line is read; it must not block.
   std::function<void(const std::string& method, const core::JSONValue& params)> onNotification = {};
-  // Called on the reading thread for each request of the agent; it must not
-  // block, and answers through `reply` (unknown methods: -32601 "Method not
-  // found"). Requests are answered concurrently, in any order. Without a
-  // handler every request is answered with -32601.
-  std::function<void(const std::string& method, const core::JSONValue& params, ACPReply reply)> onRequest =
-      {};
+  // Called on the reading thread for each request of the agent, with the id
+  // as the agent sent it; it must not block, and answers through `reply`
+  // (unknown methods: -32601 "Method not found"). Requests are answered
+  // concurrently, in any order. Without a handler every request is answered
+  // with -32601.
+  std::function<void(const ACPRequestID& id, const std::string& method, const core::JSONValue& params,
+                     ACPReply reply)>
+      onRequest = {};
   // Called once when a started connection closes, on the thread that closed it.
   std::function<void()> onClose = {};
 };
@@ -76,6 +84,13 @@ class ACPConnection {
   // the agent then; a protocol-level cancel is the owner's business). Any
   // thread; several requests may wait at once. Ids start at 1 and never repeat.
   core::JSONValue request(std::string_view method, core::JSONValue params, std::stop_token stop = {});
+
+  // Sends a request without waiting and returns its id. `completion` runs
+  // exactly once with what request() would return or throw (cancellation
+  // aside): on the reading thread for a response, before the next line is
+  // handled; on the closing thread when the connection closes first; or before
+  // send() returns when the connection is not running or the write fails.
+  int64_t send(std::string_view method, core::JSONValue params, ACPCompletion completion);
 
   // Sends a notification. Never throws: a failed write is only logged.
   void notify(std::string_view method, core::JSONValue params);

@@ -198,20 +198,21 @@ TEST_F(ACPConnectionTest, ConcurrentRequestsEachGetTheirOwnResponseWithFreshIds)
 TEST_F(ACPConnectionTest, AgentRequestsAreAnsweredConcurrentlyUnderTheirOwnIds) {
   std::mutex mutex;
   std::vector<std::jthread> answering;
-  auto connection = connect({.onRequest = [&](const std::string& method, const JSONValue&, ACPReply reply) {
-    // The first request is answered last, from another thread.
-    const auto delay = method == "first" ? 100ms : 0ms;
-    std::lock_guard guard(mutex);
-    answering.emplace_back([delay, method, reply = std::move(reply)] {
-      std::this_thread::sleep_for(delay);
-      if (method == "first") {
-        reply(JSONValue("granted"));
-        reply(JSONValue("a second answer is dropped"));
-      } else {
-        reply(ACPRemoteError(-32601, "Method not found"));
-      }
-    });
-  }});
+  auto connection = connect(
+      {.onRequest = [&](const ACPRequestID&, const std::string& method, const JSONValue&, ACPReply reply) {
+        // The first request is answered last, from another thread.
+        const auto delay = method == "first" ? 100ms : 0ms;
+        std::lock_guard guard(mutex);
+        answering.emplace_back([delay, method, reply = std::move(reply)] {
+          std::this_thread::sleep_for(delay);
+          if (method == "first") {
+            reply(JSONValue("granted"));
+            reply(JSONValue("a second answer is dropped"));
+          } else {
+            reply(ACPRemoteError(-32601, "Method not found"));
+          }
+        });
+      }});
   const JSONValue answers = connection->request("ask", nullptr);
   {
     std::lock_guard guard(mutex);

@@ -16,6 +16,7 @@ void addShowCommand(CLI::App& app, CliContext& context);
 void addExportCommand(CLI::App& app, CliContext& context);
 void addDebugDecodeCommands(CLI::App& debug, CliContext& context);
 void addDebugSseCommand(CLI::App& debug, CliContext& context);
+void addDebugACPCommand(CLI::App& debug, CliContext& context);
 void addDebugReplayCommand(CLI::App& debug, CliContext& context);
 void addModelsCommand(CLI::App& app, CliContext& context);
 void addModelCommand(CLI::App& app, CliContext& context);

@@ -8,6 +8,7 @@ void addDebugCommand(CLI::App& app, CliContext& context) {
   auto* debug = app.add_subcommand("debug", "Plumbing for scripts, debugging and conformance checks");
   debug->require_subcommand(1);
   addDebugSseCommand(*debug, context);
+  addDebugACPCommand(*debug, context);
   addDebugDecodeCommands(*debug, context);
   addDebugReplayCommand(*debug, context);
 

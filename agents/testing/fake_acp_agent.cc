@@ -88,7 +88,7 @@ int main() {
     const JSONValue* method = message.find("method");
     if (method == nullptr) {  // the client's answer to one of our requests
       answers.push_back(message);
-      if (answers.size() == 2) answer(askID, answers);
+      if (answers.size() == 2 && !askID.isNull()) answer(askID, answers);
       continue;
     }
     const std::string name = *method->string();
