@@ -130,14 +130,15 @@ void ACPConnection::State::readLoop() {
 }
 
 void ACPConnection::State::receive(std::string_view chunk) {
-  std::vector<std::string> lines;
+  // The views stay valid outside the lock: only this thread appends.
+  std::vector<std::string_view> lines;
   bool overflowed;
   {
     std::lock_guard guard(lock);
     lines = lineBuffer.append(chunk);
     overflowed = lineBuffer.overflowed;
   }
-  for (const auto& line : lines) {
+  for (const auto line : lines) {
     auto message = decodeACPMessage(line);
     if (!message) {
       log.error() << "Ignoring undecodable ACP frame bytes=" << static_cast<long>(line.size());

@@ -18,13 +18,15 @@ struct ACPLineBuffer {
   int64_t maxLineBytes = kACPMaxLineBytes;
   bool overflowed = false;  // set once the unterminated remainder passed the limit
   size_t scanned = 0;       // buffer before this offset holds no line feed
+  std::string taken;        // the bytes of the lines the last append returned
 
   // Appends `chunk` and returns the complete non-empty lines it finishes, in
-  // order, without their line feeds (a carriage return stays). Each byte is
-  // searched once, so a long line arriving in small pieces costs linear time.
+  // order, without their line feeds (a carriage return stays). The views stay
+  // valid until the next append. Each byte is searched once and lines are not
+  // copied out, so a long line arriving in small pieces costs linear time.
   // The limit applies only to the unterminated remainder: complete lines of any
   // size pass, and a remainder over the limit is dropped and sets `overflowed`.
-  std::vector<std::string> append(std::string_view chunk);
+  std::vector<std::string_view> append(std::string_view chunk);
 };
 
 }  // namespace zephyl::agents

@@ -30,7 +30,7 @@ TEST(ACPLineBuffer, SplitsLinesWhateverTheChunking) {
     ACPLineBuffer buffer;
     std::vector<std::string> lines;
     for (const auto& chunk : c.chunks) {
-      for (auto& line : buffer.append(chunk)) lines.push_back(std::move(line));
+      for (auto line : buffer.append(chunk)) lines.emplace_back(line);
     }
     EXPECT_EQ(lines, c.lines) << c.name;
     EXPECT_FALSE(buffer.overflowed) << c.name;
@@ -55,7 +55,7 @@ TEST(ACPLineBuffer, LimitAppliesToTheUnterminatedRemainderOnly) {
     buffer.maxLineBytes = 4;
     std::vector<std::string> lines;
     for (const auto& chunk : c.chunks) {
-      for (auto& line : buffer.append(chunk)) lines.push_back(std::move(line));
+      for (auto line : buffer.append(chunk)) lines.emplace_back(line);
     }
     EXPECT_EQ(buffer.overflowed, c.overflowed) << c.name;
     EXPECT_EQ(lines, c.lines) << c.name;
