@@ -1,10 +1,11 @@
 #include "agents/acp_connection.h"
 
+#include <condition_variable>
 #include <csignal>
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <expected>
-#include <future>
 #include <limits>
 #include <mutex>
 #include <optional>
@@ -51,6 +52,7 @@ struct ACPConnection::State : std::enable_shared_from_this<State> {
   void receive(std::string_view chunk);
   void dispatch(ACPMessage message);
   void answer(const ACPRequestID& id, const ACPOutcome& outcome);
+  void writeReplies();
   void write(const std::string& frame);
   void closeWith(ACPConnectionError::Code code);
   void terminate();
@@ -82,6 +84,14 @@ struct ACPConnection::State : std::enable_shared_from_this<State> {
 
   // Keeps frames whole when several threads write at once.
   std::mutex writeLock;
+
+  // Answers to the agent's requests wait here for the writing thread, so that
+  // neither the reading thread nor a handler ever blocks on a full pipe while
+  // the agent blocks on its own full output. Guarded by `replyLock` alone.
+  std::mutex replyLock;
+  std::condition_variable replyReady;
+  std::deque<std::string> replies;
+  bool repliesEnd = false;
 };
 
 void ACPConnection::State::readLoop() {
@@ -188,10 +198,36 @@ void ACPConnection::State::dispatch(ACPMessage message) {
 }
 
 void ACPConnection::State::answer(const ACPRequestID& id, const ACPOutcome& outcome) {
+  std::string frame;
   try {
-    write(encodeACPResponse(id, outcome));
-  } catch (const std::exception&) {
-    // The agent is gone or the connection closed; nobody waits for this answer.
+    frame = encodeACPResponse(id, outcome);
+  } catch (const core::JSONValueError&) {
+    log.error() << "Dropping an ACP answer that is not valid UTF-8";
+    return;
+  }
+  {
+    std::lock_guard guard(replyLock);
+    if (repliesEnd) return;
+    replies.push_back(std::move(frame));
+  }
+  replyReady.notify_one();
+}
+
+void ACPConnection::State::writeReplies() {
+  for (;;) {
+    std::string frame;
+    {
+      std::unique_lock guard(replyLock);
+      replyReady.wait(guard, [this] { return repliesEnd || !replies.empty(); });
+      if (repliesEnd) return;
+      frame = std::move(replies.front());
+      replies.pop_front();
+    }
+    try {
+      write(frame);
+    } catch (const std::exception&) {
+      // The agent is gone or the connection closed; nobody waits for this answer.
+    }
   }
 }
 
@@ -219,6 +255,12 @@ void ACPConnection::State::closeWith(ACPConnectionError::Code code) {
     }
     pending.clear();
   }
+  {
+    std::lock_guard guard(replyLock);
+    repliesEnd = true;
+    replies.clear();
+  }
+  replyReady.notify_all();
   if (wasStarted) {
     process->wake();  // the reading thread stops reading the pipe
     process->abortInput();
@@ -302,13 +344,15 @@ ACPConnection::ACPConnection(ChildProcessLauncher& launcher, ChildProcessLaunch 
 
 ACPConnection::~ACPConnection() {
   state_->terminate();
-  if (!reader_.joinable()) return;
   // The owner may drop the connection from a handler running on the reading
   // thread; that thread holds the state and ends by itself once the child is gone.
-  if (reader_.get_id() == std::this_thread::get_id()) {
-    reader_.detach();
-  } else {
-    reader_.join();
+  for (std::thread* thread : {&writer_, &reader_}) {
+    if (!thread->joinable()) continue;
+    if (thread->get_id() == std::this_thread::get_id()) {
+      thread->detach();
+    } else {
+      thread->join();
+    }
   }
 }
 
@@ -322,27 +366,39 @@ void ACPConnection::start() {
     std::lock_guard guard(state_->lock);
     state_->started = true;
   }
+  writer_ = std::thread([state = state_] { state->writeReplies(); });
   reader_ = std::thread([state = state_] { state->readLoop(); });
 }
 
 JSONValue ACPConnection::request(std::string_view method, JSONValue params, std::stop_token stop) {
   State& state = *state_;
   const int64_t id = state.takeID();
-  // Shared, so that the promise outlives a completion still returning on another thread.
-  auto promise = std::make_shared<std::promise<JSONValue>>();
-  auto result = promise->get_future();
-  auto waiter = std::make_shared<Waiter>();
-  waiter->complete = [promise](const ACPRequestResult& outcome) {
-    if (outcome) {
-      promise->set_value(*outcome);
-    } else {
-      promise->set_exception(outcome.error());
-    }
+  // The outcome is moved, not shared, to this thread, so that the exception it
+  // may hold is used and destroyed here only.
+  struct Slot {
+    std::mutex mutex;
+    std::condition_variable ready;
+    std::optional<ACPRequestResult> outcome;
   };
-  // Runs at once when stop was requested already, so registration then fails.
-  std::stop_callback onStop(stop, [&state, id, waiter] { state.cancel(id, waiter); });
-  state.registerAndWrite(id, method, params, waiter);
-  return result.get();
+  auto slot = std::make_shared<Slot>();
+  auto waiter = std::make_shared<Waiter>();
+  waiter->complete = [slot](ACPRequestResult outcome) {
+    {
+      std::lock_guard guard(slot->mutex);
+      slot->outcome = std::move(outcome);
+    }
+    slot->ready.notify_all();
+  };
+  {
+    // Runs at once when stop was requested already, so registration then fails.
+    std::stop_callback onStop(stop, [&state, id, waiter] { state.cancel(id, waiter); });
+    state.registerAndWrite(id, method, params, waiter);
+    std::unique_lock guard(slot->mutex);
+    slot->ready.wait(guard, [&] { return slot->outcome.has_value(); });
+  }
+  ACPRequestResult outcome = std::move(*slot->outcome);
+  if (!outcome) std::rethrow_exception(std::move(outcome.error()));
+  return std::move(*outcome);
 }
 
 int64_t ACPConnection::send(std::string_view method, JSONValue params, ACPCompletion completion) {

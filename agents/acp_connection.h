@@ -37,12 +37,13 @@ namespace zephyl::agents {
 inline constexpr std::chrono::milliseconds kACPKillDelay{3000};
 
 // Answers one request of the agent. Call it once; later calls are ignored. Any
-// thread, at once or later; a connection closed meanwhile drops the answer.
+// thread, at once or later; it never blocks (a thread of the connection writes
+// the answer), and a connection closed meanwhile drops it.
 using ACPReply = std::function<void(ACPOutcome outcome)>;
 
 // The end of one request: its result, or the exception it failed with.
 using ACPRequestResult = std::expected<core::JSONValue, std::exception_ptr>;
-using ACPCompletion = std::function<void(const ACPRequestResult& result)>;
+using ACPCompletion = std::function<void(ACPRequestResult result)>;
 
 struct ACPConnectionHandlers {
   // Called on the reading thread, in the order of the stream, before the next
@@ -65,8 +66,8 @@ class ACPConnection {
   // Launches nothing yet. `launcher` is used by start() only.
   ACPConnection(ChildProcessLauncher& launcher, ChildProcessLaunch launch, ACPConnectionHandlers handlers,
                 std::chrono::milliseconds killDelay = kACPKillDelay);
-  // Terminates the connection and waits for its reading thread, which ends once
-  // the child has exited: at most `killDelay` for a child that ignores SIGTERM.
+  // Terminates the connection and waits for its threads; the reading thread
+  // ends once the child has exited: at most `killDelay` for a child that ignores SIGTERM.
   // No thread or zombie process remains.
   ~ACPConnection();
   ACPConnection(const ACPConnection&) = delete;
@@ -108,6 +109,7 @@ class ACPConnection {
   struct State;
   std::shared_ptr<State> state_;
   std::thread reader_;
+  std::thread writer_;  // writes the answers to the agent's requests
 };
 
 }  // namespace zephyl::agents

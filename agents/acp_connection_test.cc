@@ -68,6 +68,8 @@ int childCount() {
 class ACPConnectionTest : public ::testing::Test {
  protected:
   void SetUp() override {
+    // ThreadSanitizer's runtime starts a thread of its own with the first new thread.
+    std::thread([] {}).join();
     threadsBefore_ = threadCount();
     core::setLogConfiguration({sink_, core::LogLevel::kDebug, false});
   }

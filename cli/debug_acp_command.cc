@@ -127,10 +127,13 @@ class DebugACPSession {
       try {
         command = JSONValue::parse(line);
       } catch (const core::JSONValueError&) {
+        finish(connection, "invalidInput");
         throw CliUsageError("Input line is not JSON: " + line);
       }
-      if (!sendLine(connection, command))
+      if (!sendLine(connection, command)) {
+        finish(connection, "invalidInput");
         throw CliUsageError("Input line is not a request, notify or sleep: " + line);
+      }
     }
     const bool answered = waitUntil(connection, [this] { return open_ == 0; });
     if (answered) finish(connection, "finished");
@@ -158,9 +161,9 @@ class DebugACPSession {
       ++open_;
     }
     auto request = std::make_shared<OpenRequest>();
-    const int64_t id = connection.send(
-        *method->string(), std::move(params),
-        [this, request](const agents::ACPRequestResult& result) { completed(result, *request); });
+    const int64_t id =
+        connection.send(*method->string(), std::move(params),
+                        [this, request](agents::ACPRequestResult result) { completed(result, *request); });
     {
       std::lock_guard guard(mutex_);
       request->id = id;
