@@ -67,8 +67,8 @@ class ACPConnection {
   ACPConnection(ChildProcessLauncher& launcher, ChildProcessLaunch launch, ACPConnectionHandlers handlers,
                 std::chrono::milliseconds killDelay = kACPKillDelay);
   // Terminates the connection and waits for its threads; the reading thread
-  // ends once the child has exited: at most `killDelay` for a child that ignores SIGTERM.
-  // No thread or zombie process remains.
+  // ends once the child has exited: at most `killDelay` for a child that
+  // ignores SIGTERM. No thread or zombie process remains.
   ~ACPConnection();
   ACPConnection(const ACPConnection&) = delete;
   ACPConnection& operator=(const ACPConnection&) = delete;
@@ -81,8 +81,9 @@ class ACPConnection {
   // when the response has none); throws ACPRemoteError for an error response,
   // ACPConnectionError when the connection is or becomes closed,
   // ChildProcessError when the frame could not be written, and
-  // core::CancellationError when `stop` is requested first (nothing is sent to
-  // the agent then; a protocol-level cancel is the owner's business). Any
+  // core::CancellationError when `stop` is requested before the response: the
+  // request is forgotten (and not sent at all when stop came first); telling
+  // the agent, with a protocol-level cancel, is the owner's business. Any
   // thread; several requests may wait at once. Ids start at 1 and never repeat.
   core::JSONValue request(std::string_view method, core::JSONValue params, std::stop_token stop = {});
 

@@ -1,7 +1,11 @@
 // ChildProcess: an external program launched with its standard input and output
-// as pipes to this process and its standard error on the null device. Agents
-// declare what they need of a child; the platform implements it (posix_spawn
-// and a pidfd on Linux, platform/linux/posix_spawn_child_process.h).
+// as pipes to this process and its standard error on the null device.
+//
+// Agents declare what they need of a child and the platform implements it
+// (platform/linux/posix_spawn_child_process.h), rather than agents/ calling
+// POSIX itself: seeing the child's exit apart from its output takes a pidfd,
+// and writing without SIGPIPE takes per-thread signal masking, both Linux
+// answers to what another system solves its own way.
 #pragma once
 
 #include <chrono>
