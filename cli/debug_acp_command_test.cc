@@ -108,8 +108,8 @@ std::filesystem::path exampleAgent() {
   const auto agent = folder / "node_modules/@agentclientprotocol/sdk/dist/examples/agent.js";
   if (std::filesystem::exists(agent)) return agent;
   std::filesystem::create_directories(folder);
-  const std::string install = "npm install --silent --save-exact --no-audit --no-fund --prefix '" + folder.string() +
-                              "' @agentclientprotocol/sdk@1.9.0 zod@4 >/dev/null 2>&1";
+  const std::string install = "npm install --silent --save-exact --no-audit --no-fund --prefix '" +
+                              folder.string() + "' @agentclientprotocol/sdk@1.9.0 zod@4 >/dev/null 2>&1";
   if (std::system(install.c_str()) != 0) return {};
   return agent;
 }
