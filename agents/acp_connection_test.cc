@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <fstream>
+#include <future>
 #include <mutex>
 #include <set>
 #include <string>
@@ -229,6 +230,23 @@ TEST_F(ACPConnectionTest, AgentRequestsAreAnsweredConcurrentlyUnderTheirOwnIds) 
   EXPECT_EQ(*late.find("id"), JSONValue(0));
   EXPECT_EQ(*late.find("result"), JSONValue("granted"));
   EXPECT_EQ(connection->request("received", nullptr).array()->size(), 2u);  // nothing answered twice
+}
+
+TEST_F(ACPConnectionTest, AnsweringTheAgentNeverStallsTheReadingThread) {
+  // The agent asks, then floods its output before it reads again, while a large
+  // notification of ours fills its input: an answer written on the reading
+  // thread would wait behind that write, and nobody would read the flood.
+  auto connection = connect({.onRequest = [](const ACPRequestID&, const std::string&, const JSONValue&,
+                                             ACPReply reply) { reply(JSONValue(true)); }});
+  std::promise<bool> jammed;
+  connection->send("jam", nullptr, [&](ACPRequestResult result) { jammed.set_value(result.has_value()); });
+  std::jthread largeWrite([&] { connection->notify("large", JSONValue(std::string(1 << 20, 'x'))); });
+  auto answered = jammed.get_future();
+  ASSERT_EQ(answered.wait_for(10s), std::future_status::ready);
+  EXPECT_TRUE(answered.get());
+  largeWrite.join();
+  EXPECT_EQ(connection->request("received", nullptr),
+            JSONValue(JSONValue::Array{"jam", "large", "received"}));
 }
 
 TEST_F(ACPConnectionTest, ChildExitFailsWaitingRequestsThenEverythingReportsNotRunning) {

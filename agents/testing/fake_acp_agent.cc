@@ -14,6 +14,8 @@
 //   ask             sends requests of its own with ids 0 and "s1", answers with
 //                   their answers in the order they came
 //   received        answers with the methods of every message received so far
+//   jam             100 ms later asks a request of its own (id 0), then writes
+//                   4 MiB of notifications before it reads again, then answers
 #include <dirent.h>
 #include <signal.h>
 #include <unistd.h>
@@ -136,6 +138,12 @@ int main() {
       askID = *id;
       send(JSONValue::Object{{"jsonrpc", "2.0"}, {"id", 0}, {"method", "first"}, {"params", 1}});
       send(JSONValue::Object{{"jsonrpc", "2.0"}, {"id", "s1"}, {"method", "second"}, {"params", 2}});
+    } else if (name == "jam") {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      send(JSONValue::Object{{"jsonrpc", "2.0"}, {"id", 0}, {"method", "question"}, {"params", nullptr}});
+      const std::string flood = R"({"method":"flood","params":")" + std::string(4096, 'f') + "\"}\n";
+      for (int i = 0; i < 1024; ++i) writeAll(flood);
+      answer(*id, true);
     } else if (name == "received") {
       answer(*id, received);
     }
