@@ -17,6 +17,7 @@ void addExportCommand(CLI::App& app, CliContext& context);
 void addDebugDecodeCommands(CLI::App& debug, CliContext& context);
 void addDebugSseCommand(CLI::App& debug, CliContext& context);
 void addDebugStreamCommand(CLI::App& debug, CliContext& context);
+void addDebugACPCommand(CLI::App& debug, CliContext& context);
 void addDebugReplayCommand(CLI::App& debug, CliContext& context);
 void addDebugComposeTurnCommand(CLI::App& debug, CliContext& context);
 void addModelsCommand(CLI::App& app, CliContext& context);

@@ -9,6 +9,7 @@ void addDebugCommand(CLI::App& app, CliContext& context) {
   debug->require_subcommand(1);
   addDebugSseCommand(*debug, context);
   addDebugStreamCommand(*debug, context);
+  addDebugACPCommand(*debug, context);
   addDebugDecodeCommands(*debug, context);
   addDebugReplayCommand(*debug, context);
   addDebugComposeTurnCommand(*debug, context);
