@@ -17,10 +17,10 @@ namespace zephyl::agents::testing {
 
 struct FakeRegistryBinary {
   std::string platformKey = "linux-x86_64";
-  std::string archiveURL;
+  std::string archiveURL{};
   std::string command = "./bin/agent";
   std::vector<std::string> arguments{"--acp"};
-  std::optional<std::string> sha256;
+  std::optional<std::string> sha256{};
 };
 
 class FakeAgentRegistry {
