@@ -203,6 +203,10 @@ std::optional<std::string> checkedCommand(const fs::path& root, const std::strin
 
 }  // namespace
 
+std::string antigravityACPInstallDirectory(const std::string& dataDirectory) {
+  return dataDirectory + "/agents/antigravity";
+}
+
 std::string acpRegistryDocumentURL(std::string_view registry) {
   const std::string_view withoutQuery = registry.substr(0, registry.find_first_of("?#"));
   if (withoutQuery.ends_with(".json")) return std::string(registry);

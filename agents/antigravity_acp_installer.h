@@ -29,6 +29,9 @@ inline constexpr std::string_view kAntigravityDownloadHost = "dl.google.com";
 inline constexpr std::string_view kAntigravityInstallationDidChangeNotification =
     "com.zephyl.Zephyl.antigravityInstallationDidChange";
 
+// Where the agent is installed under the application's data folder.
+std::string antigravityACPInstallDirectory(const std::string& dataDirectory);
+
 // The registry document's URL: `registry` itself when it names a ".json" file,
 // else `registry` (a service root) with the registry path appended.
 std::string acpRegistryDocumentURL(std::string_view registry);

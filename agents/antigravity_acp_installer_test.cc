@@ -204,7 +204,8 @@ TEST_F(AntigravityACPInstallerTest, EveryRefusalLeavesThePreviousInstall) {
 }
 
 TEST_F(AntigravityACPInstallerTest, AVersionReservedWithOtherBytesIsRefusedByItsPin) {
-  publish("1.0.0", agentArchive("one"));
+  const std::string original = agentArchive("one");  // gzip stamps the time: made once
+  publish("1.0.0", original);
   install();
   fs::remove_all(installDirectory_);  // removed by hand; the pin stays
   publish("1.0.0", agentArchive("swapped"));
@@ -217,7 +218,7 @@ TEST_F(AntigravityACPInstallerTest, AVersionReservedWithOtherBytesIsRefusedByIts
   }
   EXPECT_FALSE(installer().installation());
 
-  publish("1.0.0", agentArchive("one"));
+  publish("1.0.0", original);
   EXPECT_EQ(install().outcome, AntigravityACPInstallOutcome::kInstalled);
 }
 

@@ -41,6 +41,7 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   addBacklinksCommand(app, context);
   addTocCommand(app, context);
   addQuickOpenCommand(app, context);
+  addAgentCommand(app, context);
 
   // CLI11 parses the last argument first; keep the user's order.
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());

@@ -27,5 +27,6 @@ void addSearchCommand(CLI::App& app, CliContext& context);
 void addBacklinksCommand(CLI::App& app, CliContext& context);
 void addTocCommand(CLI::App& app, CliContext& context);
 void addQuickOpenCommand(CLI::App& app, CliContext& context);
+void addAgentCommand(CLI::App& app, CliContext& context);
 
 }  // namespace zephyl::cli
