@@ -1,0 +1,341 @@
+#include "agents/acp_connection.h"
+
+#include <csignal>
+#include <cstdint>
+#include <exception>
+#include <future>
+#include <limits>
+#include <mutex>
+#include <optional>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "agents/acp_connection_error.h"
+#include "agents/acp_line_buffer.h"
+#include "core/logger.h"
+
+namespace zephyl::agents {
+namespace {
+
+using core::JSONValue;
+using Clock = std::chrono::steady_clock;
+
+constexpr int64_t kMethodNotFoundCode = -32601;
+constexpr size_t kReadChunkBytes = 64 * 1024;
+
+// One caller of request(). `registration` moves forward only, under the state
+// lock, so exactly one path (response, close, cancellation) fulfils `promise`.
+struct Waiter {
+  enum class Registration { kUnregistered, kRegistered, kDone };
+  Registration registration = Registration::kUnregistered;
+  std::promise<JSONValue> promise;
+};
+
+}  // namespace
+
+struct ACPConnection::State : std::enable_shared_from_this<State> {
+  State(ChildProcessLauncher& launcherIn, ChildProcessLaunch launchIn, ACPConnectionHandlers handlersIn,
+        std::chrono::milliseconds killDelayIn)
+      : launcher(launcherIn),
+        launch(std::move(launchIn)),
+        handlers(std::move(handlersIn)),
+        killDelay(killDelayIn) {}
+
+  void readLoop();
+  void receive(std::string_view chunk);
+  void dispatch(ACPMessage message);
+  void answer(const ACPRequestID& id, const ACPOutcome& outcome);
+  void write(const std::string& frame);
+  void closeWith(ACPConnectionError::Code code);
+  void terminate();
+  void cancel(int64_t id, const std::shared_ptr<Waiter>& waiter);
+
+  const core::Logger log{"ACPConnection"};
+  ChildProcessLauncher& launcher;
+  const ChildProcessLaunch launch;
+  const ACPConnectionHandlers handlers;
+  const std::chrono::milliseconds killDelay;
+  // Set by start() before `started` and before the reading thread exists;
+  // never replaced afterwards.
+  std::unique_ptr<ChildProcess> process;
+
+  // Guards the fields below. Never held while calling a handler, fulfilling a
+  // waiter or writing, and never together with `writeLock`.
+  mutable std::mutex lock;
+  int64_t nextID = 0;
+  std::unordered_map<int64_t, std::shared_ptr<Waiter>> pending;
+  std::unordered_set<int64_t> cancelledIDs;
+  ACPLineBuffer lineBuffer;
+  bool started = false;
+  bool isClosed = false;
+  bool exited = false;
+  std::optional<Clock::time_point> killAt;  // set by terminate() while the child runs
+
+  // Keeps frames whole when several threads write at once.
+  std::mutex writeLock;
+};
+
+void ACPConnection::State::readLoop() {
+  std::vector<char> buffer(kReadChunkBytes);
+  for (;;) {
+    bool reading;
+    std::optional<Clock::time_point> deadline;
+    {
+      std::lock_guard guard(lock);
+      reading = !isClosed;  // a closed connection reads no late bytes
+      deadline = killAt;
+    }
+    const ChildProcessEvent event = process->wait(buffer, reading, deadline);
+    switch (event.kind) {
+      case ChildProcessEvent::Kind::kOutput:
+        receive(std::string_view(buffer.data(), event.bytes));
+        break;
+      case ChildProcessEvent::Kind::kOutputEnded:
+      case ChildProcessEvent::Kind::kWoken:
+        // End of file alone is not an exit: a grandchild may hold the pipe. The
+        // process itself tells when the child is gone.
+        break;
+      case ChildProcessEvent::Kind::kTimedOut: {
+        bool due = false;
+        {
+          std::lock_guard guard(lock);
+          if (killAt && Clock::now() >= *killAt) {
+            killAt.reset();
+            due = true;
+          }
+        }
+        if (due) process->sendSignal(SIGKILL);
+        break;
+      }
+      case ChildProcessEvent::Kind::kExited:
+        log.info() << "ACP agent exited status=" << event.status;
+        {
+          std::lock_guard guard(lock);
+          exited = true;
+          killAt.reset();
+        }
+        closeWith(ACPConnectionError::Code::kProcessExited);
+        return;
+    }
+  }
+}
+
+void ACPConnection::State::receive(std::string_view chunk) {
+  std::vector<std::string> lines;
+  bool overflowed;
+  {
+    std::lock_guard guard(lock);
+    lines = lineBuffer.append(chunk);
+    overflowed = lineBuffer.overflowed;
+  }
+  for (const auto& line : lines) {
+    auto message = decodeACPMessage(line);
+    if (!message) {
+      log.error() << "Ignoring undecodable ACP frame bytes=" << static_cast<long>(line.size());
+      continue;
+    }
+    dispatch(std::move(*message));
+  }
+  if (overflowed) {
+    log.error() << "ACP frame exceeded the line limit";
+    terminate();
+  }
+}
+
+void ACPConnection::State::dispatch(ACPMessage message) {
+  if (auto* response = std::get_if<ACPResponse>(&message)) {
+    std::shared_ptr<Waiter> waiter;
+    {
+      std::lock_guard guard(lock);
+      auto found = pending.find(response->id);
+      if (found == pending.end()) return;  // answered already, cancelled, or never sent
+      waiter = std::move(found->second);
+      pending.erase(found);
+      waiter->registration = Waiter::Registration::kDone;
+    }
+    if (auto* result = std::get_if<JSONValue>(&response->outcome)) {
+      waiter->promise.set_value(std::move(*result));
+    } else {
+      waiter->promise.set_exception(std::make_exception_ptr(std::get<ACPRemoteError>(response->outcome)));
+    }
+  } else if (auto* notification = std::get_if<ACPNotification>(&message)) {
+    if (handlers.onNotification) handlers.onNotification(notification->method, notification->params);
+  } else {
+    auto& request = std::get<ACPRequest>(message);
+    // The reply may outlive the connection; it holds it weakly and answers once.
+    auto answered = std::make_shared<std::once_flag>();
+    ACPReply reply = [weak = weak_from_this(), id = request.id, answered](ACPOutcome outcome) {
+      std::call_once(*answered, [&] {
+        if (auto self = weak.lock()) self->answer(id, outcome);
+      });
+    };
+    if (handlers.onRequest) {
+      handlers.onRequest(request.method, request.params, std::move(reply));
+    } else {
+      reply(ACPRemoteError(kMethodNotFoundCode, "Method not found"));
+    }
+  }
+}
+
+void ACPConnection::State::answer(const ACPRequestID& id, const ACPOutcome& outcome) {
+  try {
+    write(encodeACPResponse(id, outcome));
+  } catch (const std::exception&) {
+    // The agent is gone or the connection closed; nobody waits for this answer.
+  }
+}
+
+void ACPConnection::State::write(const std::string& frame) {
+  {
+    std::lock_guard guard(lock);
+    if (!started || isClosed) throw ACPConnectionError(ACPConnectionError::Code::kNotRunning);
+  }
+  std::lock_guard guard(writeLock);
+  process->writeInput(frame);
+}
+
+void ACPConnection::State::closeWith(ACPConnectionError::Code code) {
+  std::vector<std::shared_ptr<Waiter>> taken;
+  bool wasStarted;
+  {
+    std::lock_guard guard(lock);
+    if (isClosed) return;
+    isClosed = true;
+    wasStarted = started;
+    taken.reserve(pending.size());
+    for (auto& [id, waiter] : pending) {
+      waiter->registration = Waiter::Registration::kDone;
+      taken.push_back(std::move(waiter));
+    }
+    pending.clear();
+  }
+  if (wasStarted) {
+    process->wake();  // the reading thread stops reading the pipe
+    process->abortInput();
+    std::lock_guard guard(writeLock);
+    process->closeInput();
+  }
+  for (auto& waiter : taken) waiter->promise.set_exception(std::make_exception_ptr(ACPConnectionError(code)));
+  if (wasStarted && handlers.onClose) handlers.onClose();
+}
+
+void ACPConnection::State::terminate() {
+  closeWith(ACPConnectionError::Code::kProcessExited);
+  {
+    std::lock_guard guard(lock);
+    if (!started || exited || killAt) return;
+    killAt = Clock::now() + killDelay;
+  }
+  process->sendSignal(SIGTERM);
+  process->wake();  // the reading thread now waits for the kill deadline
+}
+
+void ACPConnection::State::cancel(int64_t id, const std::shared_ptr<Waiter>& waiter) {
+  {
+    std::lock_guard guard(lock);
+    switch (waiter->registration) {
+      case Waiter::Registration::kUnregistered:
+        // Cancelled before registration: registration fails at once.
+        cancelledIDs.insert(id);
+        return;
+      case Waiter::Registration::kDone:
+        return;
+      case Waiter::Registration::kRegistered:
+        pending.erase(id);
+        waiter->registration = Waiter::Registration::kDone;
+        break;
+    }
+  }
+  waiter->promise.set_exception(std::make_exception_ptr(core::CancellationError()));
+}
+
+ACPConnection::ACPConnection(ChildProcessLauncher& launcher, ChildProcessLaunch launch,
+                             ACPConnectionHandlers handlers, std::chrono::milliseconds killDelay)
+    : state_(std::make_shared<State>(launcher, std::move(launch), std::move(handlers), killDelay)) {}
+
+ACPConnection::~ACPConnection() {
+  state_->terminate();
+  if (!reader_.joinable()) return;
+  // The owner may drop the connection from a handler running on the reading
+  // thread; that thread holds the state and ends by itself once the child is gone.
+  if (reader_.get_id() == std::this_thread::get_id()) {
+    reader_.detach();
+  } else {
+    reader_.join();
+  }
+}
+
+void ACPConnection::start() {
+  {
+    std::lock_guard guard(state_->lock);
+    if (state_->started || state_->isClosed) throw ACPConnectionError(ACPConnectionError::Code::kNotRunning);
+  }
+  state_->process = state_->launcher.launch(state_->launch);
+  {
+    std::lock_guard guard(state_->lock);
+    state_->started = true;
+  }
+  reader_ = std::thread([state = state_] { state->readLoop(); });
+}
+
+JSONValue ACPConnection::request(std::string_view method, JSONValue params, std::stop_token stop) {
+  State& state = *state_;
+  int64_t id;
+  {
+    std::lock_guard guard(state.lock);
+    if (state.nextID == std::numeric_limits<int64_t>::max()) std::terminate();  // ids never repeat
+    id = ++state.nextID;
+  }
+  auto waiter = std::make_shared<Waiter>();
+  auto result = waiter->promise.get_future();
+  // Runs at once when stop was requested already, before registration.
+  std::stop_callback onStop(stop, [&state, id, waiter] { state.cancel(id, waiter); });
+  {
+    std::lock_guard guard(state.lock);
+    if (!state.started || state.isClosed) {
+      waiter->registration = Waiter::Registration::kDone;
+      throw ACPConnectionError(ACPConnectionError::Code::kNotRunning);
+    }
+    if (state.cancelledIDs.erase(id) > 0) {
+      waiter->registration = Waiter::Registration::kDone;
+      throw core::CancellationError();
+    }
+    waiter->registration = Waiter::Registration::kRegistered;
+    state.pending.emplace(id, waiter);
+  }
+  try {
+    state.write(encodeACPRequest(id, method, params));
+  } catch (...) {
+    std::unique_lock guard(state.lock);
+    // Closing or cancellation may have fulfilled the waiter meanwhile; then that outcome stands.
+    if (state.pending.erase(id) > 0) {
+      waiter->registration = Waiter::Registration::kDone;
+      throw;
+    }
+  }
+  return result.get();
+}
+
+void ACPConnection::notify(std::string_view method, JSONValue params) {
+  try {
+    state_->write(encodeACPNotification(method, params));
+  } catch (const std::exception&) {
+    state_->log.error() << "Failed to send ACP notification method=" << method;
+  }
+}
+
+void ACPConnection::terminate() { state_->terminate(); }
+
+bool ACPConnection::isClosed() const {
+  std::lock_guard guard(state_->lock);
+  return state_->isClosed;
+}
+
+size_t ACPConnection::pendingRequestCount() const {
+  std::lock_guard guard(state_->lock);
+  return state_->pending.size();
+}
+
+}  // namespace zephyl::agents

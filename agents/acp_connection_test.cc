@@ -1,0 +1,362 @@
+#include "agents/acp_connection.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <fstream>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "agents/acp_connection_error.h"
+#include "agents/acp_line_buffer.h"
+#include "core/logger.h"
+#include "platform/linux/posix_spawn_child_process.h"
+
+namespace zephyl::agents {
+namespace {
+
+using core::JSONValue;
+using namespace std::chrono_literals;
+
+class CapturingSink : public core::LogSink {
+ public:
+  void write(core::LogLevel, std::string_view category, std::string_view message) override {
+    std::lock_guard guard(mutex_);
+    if (category == "ACPConnection") lines_.emplace_back(message);
+  }
+  std::vector<std::string> lines() const {
+    std::lock_guard guard(mutex_);
+    return lines_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::vector<std::string> lines_;
+};
+
+int threadCount() {
+  int count = 0;
+  DIR* tasks = opendir("/proc/self/task");
+  while (dirent* entry = readdir(tasks)) count += entry->d_name[0] != '.';
+  closedir(tasks);
+  return count;
+}
+
+// Children of this process, zombies included.
+int childCount() {
+  int count = 0;
+  const std::string self = std::to_string(getpid());
+  DIR* processes = opendir("/proc");
+  while (dirent* entry = readdir(processes)) {
+    std::ifstream stat(std::string("/proc/") + entry->d_name + "/stat");
+    std::string pid, name, state, parent;
+    // The name is in parentheses and has no spaces for the programs of these tests.
+    if (stat >> pid >> name >> state >> parent && parent == self) ++count;
+  }
+  closedir(processes);
+  return count;
+}
+
+// Every test ends with no thread and no child process left behind.
+class ACPConnectionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    threadsBefore_ = threadCount();
+    core::setLogConfiguration({sink_, core::LogLevel::kDebug, false});
+  }
+  void TearDown() override {
+    core::setLogConfiguration({});
+    EXPECT_EQ(threadCount(), threadsBefore_);
+    EXPECT_EQ(childCount(), 0);
+  }
+
+  std::unique_ptr<ACPConnection> connect(ACPConnectionHandlers handlers = {},
+                                         std::chrono::milliseconds killDelay = kACPKillDelay) {
+    auto connection = std::make_unique<ACPConnection>(
+        launcher_, ChildProcessLaunch{.executable = ZEPHYL_FAKE_ACP_AGENT}, std::move(handlers), killDelay);
+    connection->start();
+    return connection;
+  }
+
+  bool logged(std::string_view text) const {
+    const auto lines = sink_->lines();
+    return std::find(lines.begin(), lines.end(), text) != lines.end();
+  }
+
+  std::shared_ptr<CapturingSink> sink_ = std::make_shared<CapturingSink>();
+  platform::PosixSpawnChildProcessLauncher launcher_;
+  int threadsBefore_ = 0;
+};
+
+template <typename Body>
+ACPConnectionError::Code connectionErrorOf(Body&& body) {
+  try {
+    body();
+  } catch (const ACPConnectionError& error) {
+    return error.code();
+  }
+  ADD_FAILURE() << "no ACPConnectionError";
+  return ACPConnectionError::Code::kInvalidMessage;
+}
+
+TEST_F(ACPConnectionTest, RequestsGetTheirResponsesWhateverTheFraming) {
+  struct Case {
+    std::string name;
+    std::string method;  // "raw" writes one text, "pieces" several
+    JSONValue params;
+    ACPOutcome outcome;
+    std::vector<std::string> notifications;
+  };
+  const auto raw = [](std::string text) { return JSONValue(JSONValue::Object{{"text", std::move(text)}}); };
+  const std::vector<Case> cases = {
+      {"notification and response in one write",
+       "raw",
+       raw("{\"method\":\"n1\"}\n{\"id\":$ID,\"result\":\"ok\"}\n"),
+       JSONValue("ok"),
+       {"n1"}},
+      {"response over three writes",
+       "pieces",
+       JSONValue::Object{{"texts", JSONValue::Array{"{\"id\":$ID,", "\"result\":", "\"ok\"}\n"}}},
+       JSONValue("ok"),
+       {}},
+      {"CR LF and blank lines",
+       "raw",
+       raw("\n\n{\"method\":\"n1\"}\r\n\n{\"method\":\"n2\"}\n{\"id\":$ID}\r\n"),
+       JSONValue(),
+       {"n1", "n2"}},
+      {"garbage, unknown ids and a null id are skipped",
+       "raw",
+       raw("not "
+           "json\n{\"id\":999,\"result\":1}\n{\"id\":null,\"error\":{}}\n{\"id\":$ID,\"result\":\"ok\"}\n"),
+       JSONValue("ok"),
+       {}},
+      {"a second response to the same id is ignored",
+       "raw",
+       raw("{\"id\":$ID,\"result\":\"first\"}\n{\"id\":$ID,\"result\":\"second\"}\n"),
+       JSONValue("first"),
+       {}},
+      {"string error code",
+       "raw",
+       raw("{\"id\":$ID,\"error\":{\"code\":\"E\",\"message\":\"m\",\"data\":[1]}}\n"),
+       ACPRemoteError(-32603, "m", JSONValue::Array{1}),
+       {}},
+  };
+  for (const auto& c : cases) {
+    std::vector<std::string> notifications;  // the reading thread only, until the request returns
+    auto connection = connect({.onNotification = [&](const std::string& method, const JSONValue&) {
+      notifications.push_back(method);
+    }});
+    ACPOutcome outcome;
+    try {
+      outcome = connection->request(c.method, c.params);
+    } catch (const ACPRemoteError& error) {
+      outcome = error;
+    }
+    EXPECT_EQ(outcome, c.outcome) << c.name;
+    EXPECT_EQ(notifications, c.notifications) << c.name;
+    // The connection stays usable: the next request gets its own answer.
+    EXPECT_EQ(*connection->request("echo", nullptr).find("id"), JSONValue(2)) << c.name;
+  }
+  EXPECT_TRUE(logged("Ignoring undecodable ACP frame bytes=8"));
+  EXPECT_TRUE(logged("Ignoring undecodable ACP frame bytes=22"));
+}
+
+TEST_F(ACPConnectionTest, ConcurrentRequestsEachGetTheirOwnResponseWithFreshIds) {
+  auto connection = connect();
+  constexpr int kThreads = 8;
+  constexpr int kPerThread = 25;
+  std::mutex mutex;
+  std::set<int64_t> ids;
+  std::atomic<int> mismatches = 0;
+  {
+    std::vector<std::jthread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        for (int i = 0; i < kPerThread; ++i) {
+          const JSONValue params = JSONValue::Array{t, i};
+          const JSONValue result = connection->request("echo", params);
+          if (*result.find("params") != params) ++mismatches;
+          std::lock_guard guard(mutex);
+          ids.insert(*result.find("id")->integer());
+        }
+      });
+    }
+  }
+  EXPECT_EQ(mismatches, 0);
+  ASSERT_EQ(ids.size(), size_t{kThreads * kPerThread});
+  EXPECT_EQ(*ids.begin(), 1);
+  EXPECT_EQ(*ids.rbegin(), kThreads * kPerThread);
+}
+
+TEST_F(ACPConnectionTest, AgentRequestsAreAnsweredConcurrentlyUnderTheirOwnIds) {
+  std::mutex mutex;
+  std::vector<std::jthread> answering;
+  auto connection = connect({.onRequest = [&](const std::string& method, const JSONValue&, ACPReply reply) {
+    // The first request is answered last, from another thread.
+    const auto delay = method == "first" ? 100ms : 0ms;
+    std::lock_guard guard(mutex);
+    answering.emplace_back([delay, method, reply = std::move(reply)] {
+      std::this_thread::sleep_for(delay);
+      if (method == "first") {
+        reply(JSONValue("granted"));
+        reply(JSONValue("a second answer is dropped"));
+      } else {
+        reply(ACPRemoteError(-32601, "Method not found"));
+      }
+    });
+  }});
+  const JSONValue answers = connection->request("ask", nullptr);
+  {
+    std::lock_guard guard(mutex);
+    answering.clear();
+  }
+  ASSERT_EQ(answers.array()->size(), 2u);
+  const JSONValue& early = answers.array()->at(0);
+  const JSONValue& late = answers.array()->at(1);
+  EXPECT_EQ(*early.find("id"), JSONValue("s1"));
+  EXPECT_EQ(*early.find("error"),
+            JSONValue(JSONValue::Object{{"code", -32601}, {"message", "Method not found"}}));
+  EXPECT_EQ(*late.find("id"), JSONValue(0));
+  EXPECT_EQ(*late.find("result"), JSONValue("granted"));
+  EXPECT_EQ(connection->request("received", nullptr).array()->size(), 2u);  // nothing answered twice
+}
+
+TEST_F(ACPConnectionTest, ChildExitFailsWaitingRequestsThenEverythingReportsNotRunning) {
+  std::atomic<int> closes = 0;
+  auto connection = connect({.onClose = [&] { ++closes; }});
+  std::jthread waiting([&] {
+    EXPECT_EQ(connectionErrorOf([&] { connection->request("silent", nullptr); }),
+              ACPConnectionError::Code::kProcessExited);
+  });
+  while (connection->pendingRequestCount() == 0) std::this_thread::sleep_for(1ms);
+  EXPECT_EQ(connectionErrorOf([&] {
+              connection->request("exit", JSONValue::Object{{"status", 3}});
+            }),
+            ACPConnectionError::Code::kProcessExited);
+  waiting.join();
+  EXPECT_EQ(connectionErrorOf([&] { connection->request("echo", nullptr); }),
+            ACPConnectionError::Code::kNotRunning);
+  connection->notify("late", nullptr);
+  connection->terminate();
+  connection.reset();
+  EXPECT_EQ(closes, 1);
+  EXPECT_TRUE(logged("ACP agent exited status=3"));
+  EXPECT_TRUE(logged("Failed to send ACP notification method=late"));
+}
+
+TEST_F(ACPConnectionTest, GrandchildHoldingTheOutputDoesNotKeepADeadAgentsRequestsWaiting) {
+  auto connection = connect();
+  const auto start = std::chrono::steady_clock::now();
+  // The grandchild keeps standard output open for 2 s; the exit must be seen before.
+  EXPECT_EQ(connectionErrorOf([&] { connection->request("orphan", nullptr); }),
+            ACPConnectionError::Code::kProcessExited);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 1500ms);
+}
+
+TEST_F(ACPConnectionTest, CancellationFailsTheCallerAndLeavesNothingPending) {
+  auto connection = connect();
+  std::stop_source cancelledBefore;
+  cancelledBefore.request_stop();
+  EXPECT_THROW(connection->request("echo", nullptr, cancelledBefore.get_token()), core::CancellationError);
+
+  std::stop_source stop;
+  std::jthread waiting([&] {
+    EXPECT_THROW(connection->request("silent", nullptr, stop.get_token()), core::CancellationError);
+  });
+  while (connection->pendingRequestCount() == 0) std::this_thread::sleep_for(1ms);
+  stop.request_stop();
+  waiting.join();
+  EXPECT_EQ(connection->pendingRequestCount(), 0u);
+
+  connection->notify("hello", nullptr);
+  // The request cancelled before registration never reached the agent.
+  EXPECT_EQ(connection->request("received", nullptr),
+            JSONValue(JSONValue::Array{"silent", "hello", "received"}));
+}
+
+TEST_F(ACPConnectionTest, UnterminatedDataOverTheLimitTerminatesTheConnection) {
+  auto connection = connect();
+  EXPECT_EQ(connection->request("line", JSONValue::Object{{"bytes", kACPMaxLineBytes}, {"thenAnswer", true}}),
+            JSONValue(true));
+  EXPECT_FALSE(connection->isClosed());
+  EXPECT_EQ(connectionErrorOf([&] {
+              connection->request("line", JSONValue::Object{{"bytes", kACPMaxLineBytes + 1}});
+            }),
+            ACPConnectionError::Code::kProcessExited);
+  EXPECT_TRUE(logged("ACP frame exceeded the line limit"));
+}
+
+TEST_F(ACPConnectionTest, TerminateKillsAChildThatIgnoresSigtermAfterTheDelay) {
+  for (const bool ignoreTerm : {false, true}) {
+    auto connection = connect({}, 300ms);
+    if (ignoreTerm) {
+      EXPECT_EQ(connection->request("ignoreTerm", nullptr), JSONValue(true));
+    }
+    const auto start = std::chrono::steady_clock::now();
+    connection->terminate();
+    EXPECT_EQ(connectionErrorOf([&] { connection->request("echo", nullptr); }),
+              ACPConnectionError::Code::kNotRunning);
+    connection.reset();  // waits for the child
+    if (ignoreTerm) {
+      EXPECT_GE(std::chrono::steady_clock::now() - start, 300ms);
+    }
+  }
+  EXPECT_TRUE(logged("ACP agent exited status=15"));
+  EXPECT_TRUE(logged("ACP agent exited status=9"));
+}
+
+TEST_F(ACPConnectionTest, WritingToAChildThatClosedItsInputFailsWithoutSigpipe) {
+  auto connection = connect();
+  EXPECT_EQ(connection->request("closeInput", nullptr), JSONValue(true));
+  try {
+    connection->request("echo", nullptr);
+    ADD_FAILURE() << "the write succeeded";
+  } catch (const ChildProcessError& error) {
+    EXPECT_EQ(error.code(), ChildProcessError::Code::kWriteFailed);
+  }
+  EXPECT_EQ(connection->pendingRequestCount(), 0u);
+}
+
+TEST_F(ACPConnectionTest, ChildGetsOnlyItsPipesAndTheNullDeviceForDiagnostics) {
+  const int inheritable = open("/dev/null", O_RDONLY);  // deliberately without O_CLOEXEC
+  auto connection = connect();
+  const JSONValue result = connection->request("inspect", nullptr);
+  close(inheritable);
+  EXPECT_EQ(*result.find("descriptors"), JSONValue(JSONValue::Array{0, 1, 2}));
+  EXPECT_EQ(*result.find("stderr"), JSONValue("/dev/null"));
+}
+
+TEST_F(ACPConnectionTest, ConnectionDroppedFromItsOwnCloseHandlerLeavesNothingBehind) {
+  std::unique_ptr<ACPConnection> connection;
+  std::atomic<bool> closed = false;
+  connection = connect({.onClose = [&] {
+    connection.reset();
+    closed = true;
+  }});
+  auto* raw = connection.get();
+  EXPECT_THROW(raw->request("exit", JSONValue::Object{{"status", 0}}), ACPConnectionError);
+  while (!closed) std::this_thread::sleep_for(1ms);
+  // The detached reading thread ends by itself once the child is reaped.
+  for (int i = 0; i < 1000 && threadCount() != threadsBefore_; ++i) std::this_thread::sleep_for(1ms);
+}
+
+TEST_F(ACPConnectionTest, LaunchFailureThrowsAndRunsNoHandler) {
+  bool closed = false;
+  ACPConnection connection(launcher_, {.executable = "/nonexistent/agent"},
+                           {.onClose = [&] { closed = true; }});
+  EXPECT_THROW(connection.start(), ChildProcessError);
+  EXPECT_EQ(connectionErrorOf([&] { connection.request("echo", nullptr); }),
+            ACPConnectionError::Code::kNotRunning);
+  connection.terminate();
+  EXPECT_FALSE(closed);
+}
+
+}  // namespace
+}  // namespace zephyl::agents
