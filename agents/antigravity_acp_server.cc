@@ -325,6 +325,9 @@ void AntigravityACPServer::runTurn(const ai::AIStreamRequest& request, std::stop
                                    const Emit& emit) {
   const JSONValue prompt =
       antigravityACPPromptBlocks(request.input, request.webSearchMode, request.attachments);
+  // Not installed says more than not signed in: an agent never installed never signed in.
+  if (!configuration_.installation || !configuration_.installation())
+    throw AntigravityACPError(Code::kNotInstalled);
   if (!isSignedIn()) throw AntigravityACPError(Code::kNeedsSignIn);
   beginOperation();
   struct End {

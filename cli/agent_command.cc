@@ -1,17 +1,29 @@
 // `zephyl agent`: the Antigravity agent's install and status.
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <future>
+#include <iostream>
+#include <iterator>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <stop_token>
 #include <string>
+#include <thread>
 
+#include "agents/antigravity_acp_error.h"
 #include "agents/antigravity_acp_installer.h"
+#include "agents/antigravity_acp_server.h"
 #include "agents/antigravity_acp_sign_in.h"
+#include "agents/custom_acp_agent.h"
 #include "cli/commands.h"
 #include "cli/json_writer.h"
 #include "cli/terminal.h"
 #include "platform/linux/curl_http_transport.h"
+#include "platform/linux/posix_spawn_child_process.h"
+
+extern char** environ;
 
 namespace zephyl::cli {
 namespace {
@@ -133,13 +145,161 @@ void addStatusCommand(CLI::App& agent, CliContext& context) {
   });
 }
 
+std::map<std::string, std::string> processEnvironment() {
+  std::map<std::string, std::string> environment;
+  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+    const std::string text = *entry;
+    const size_t equals = text.find('=');
+    if (equals != std::string::npos) environment.emplace(text.substr(0, equals), text.substr(equals + 1));
+  }
+  return environment;
+}
+
+// The server for Antigravity, or for the custom agent `name` when one is given.
+agents::AntigravityACPServerConfiguration serverConfiguration(CliContext& context, const std::string& name) {
+  agents::AntigravityACPServerConfiguration configuration;
+  const std::string data = context.directories().dataDirectory;
+  configuration.workspaceDirectory = data + "/ZephylAntigravityWorkspace";
+  configuration.systemEnvironment = processEnvironment();
+  if (name.empty()) {
+    configuration.authSettingsPath =
+        agents::antigravityACPAuthSettingsPath(context.directories().homeDirectory);
+    configuration.installation = [&files = context.fileSystem(),
+                                  directory =
+                                      installDirectory(context)]() -> std::optional<agents::ACPAgentCommand> {
+      const auto installation = agents::readAntigravityACPInstallation(files, directory);
+      if (!installation) return std::nullopt;
+      return agents::ACPAgentCommand{installation->executablePath(), installation->arguments, {}};
+    };
+    return configuration;
+  }
+  for (agents::CustomACPAgent& agent : agents::customACPAgents(context.settings())) {
+    if (agent.name != name) continue;
+    configuration.displayName = agent.name;
+    configuration.installation =
+        [command = agents::ACPAgentCommand{agent.command, agent.arguments, agent.environment}] {
+          return std::optional(command);
+        };
+    return configuration;
+  }
+  throw CliUsageError("unknown agent \"" + name + "\"; add it to the setting customACPAgents");
+}
+
+ai::AIWebToolMode webMode(const std::string& text) {
+  if (text == "off") return ai::AIWebToolMode::kOff;
+  if (text == "auto") return ai::AIWebToolMode::kAutomatic;
+  if (text == "always") return ai::AIWebToolMode::kProviderNative;
+  throw CliUsageError("--web takes off, auto or always");
+}
+
+ai::AIAttachment readAttachment(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+  if (!file.is_open() || file.bad()) {
+    throw agents::AntigravityACPServiceError(agents::AntigravityACPServiceError::Code::kUnreadableAttachment);
+  }
+  return ai::AIAttachment{std::filesystem::path(path).filename().string(), "", std::move(bytes)};
+}
+
+// Runs `work` with a stop token that Ctrl-C requests.
+template <typename Work>
+void runInterruptibly(Work&& work) {
+  InterruptGuard interrupt;
+  std::stop_source stop;
+  std::jthread watcher([&stop](std::stop_token done) {
+    while (!done.stop_requested()) {
+      if (InterruptGuard::interrupted()) stop.request_stop();
+      std::this_thread::sleep_for(50ms);
+    }
+  });
+  work(stop.get_token());
+}
+
+void addAskCommand(CLI::App& agent, CliContext& context) {
+  auto* command =
+      agent.add_subcommand("ask", "Ask the Antigravity agent (or a custom ACP agent) one question");
+  struct Options {
+    std::string question;
+    std::string model;
+    std::string web = "auto";
+    std::vector<std::string> attachments;
+    std::string agent;
+  };
+  auto options = std::make_shared<Options>();
+  command->add_option("QUESTION", options->question, "The question; - reads standard input");
+  command->add_option("--model", options->model, "The agent's model to use (default: the agent's own)");
+  command->add_option("--web", options->web, "Web search for this turn: off, auto or always")
+      ->capture_default_str();
+  command->add_option("--attach", options->attachments, "A file to send with the question (repeatable)");
+  command->add_option("--agent", options->agent, "A custom ACP agent from the setting customACPAgents");
+  command->callback([&context, options] {
+    auto& streams = context.streams();
+    ai::AIStreamRequest request;
+    request.input = options->question;
+    if (options->question == "-" && streams.in != nullptr) {
+      request.input.assign(std::istreambuf_iterator<char>(*streams.in), std::istreambuf_iterator<char>());
+    }
+    request.model = options->model;
+    request.webSearchMode = webMode(options->web);
+    for (const std::string& path : options->attachments) request.attachments.push_back(readAttachment(path));
+
+    platform::PosixSpawnChildProcessLauncher launcher;
+    ai::SteadyMonotonicClock clock;
+    agents::AntigravityACPServer server(launcher, clock, serverConfiguration(context, options->agent));
+    bool endsWithNewline = true;
+    runInterruptibly([&](std::stop_token stop) {
+      server.produce(request, stop, [&](ai::AIStreamEvent event) {
+        if (const auto* delta = event.as<ai::AIStreamEvent::AssistantMessageDelta>()) {
+          streams.out << delta->text << std::flush;
+          if (!delta->text.empty()) endsWithNewline = delta->text.back() == '\n';
+        } else if (const auto* tool = event.as<ai::AIStreamEvent::ToolCallUpdated>();
+                   tool && streams.errIsTerminal) {
+          streams.err << "[" << ai::rawValue(tool->update.kind) << " " << ai::rawValue(tool->update.status)
+                      << "] " << tool->update.query.value_or("") << '\n';
+        } else if (const auto* thought = event.as<ai::AIStreamEvent::ReasoningSummaryDelta>();
+                   thought && streams.errIsTerminal) {
+          streams.err << thought->text << std::flush;
+        }
+      });
+    });
+    if (!endsWithNewline) streams.out << '\n';
+  });
+}
+
+void addLoginCommand(CLI::App& agent, CliContext& context) {
+  auto* command =
+      agent.add_subcommand("login", "Sign in to the Antigravity agent with Google (opens a browser)");
+  command->callback([&context] {
+    platform::PosixSpawnChildProcessLauncher launcher;
+    ai::SteadyMonotonicClock clock;
+    agents::AntigravityACPServer server(launcher, clock, serverConfiguration(context, ""));
+    runInterruptibly([&](std::stop_token stop) { server.signIn(stop); });
+    context.streams().out << (server.isSignedIn() ? "Signed in to Antigravity.\n"
+                                                  : "The agent finished sign-in but recorded no account.\n");
+  });
+}
+
+void addStopCommand(CLI::App& agent, CliContext& context) {
+  auto* command = agent.add_subcommand("stop", "Stop a running agent");
+  command->callback([&context] {
+    // The command line keeps no agent running between commands: each ask starts
+    // the agent and stops it when it ends, so there is never one to stop here.
+    context.streams().out
+        << "No agent is running: each zephyl agent ask starts the agent and stops it when it "
+           "ends.\n";
+  });
+}
+
 }  // namespace
 
 void addAgentCommand(CLI::App& app, CliContext& context) {
-  auto* agent = app.add_subcommand("agent", "The Antigravity agent: install it, check it");
+  auto* agent = app.add_subcommand("agent", "The Antigravity agent and custom ACP agents");
   agent->require_subcommand(1);
   addInstallCommand(*agent, context);
   addStatusCommand(*agent, context);
+  addAskCommand(*agent, context);
+  addLoginCommand(*agent, context);
+  addStopCommand(*agent, context);
 }
 
 }  // namespace zephyl::cli

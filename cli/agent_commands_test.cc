@@ -106,5 +106,23 @@ TEST_F(AgentCommandsTest, APlainHttpRegistryIsRefusedBeforeAnyRequest) {
   EXPECT_TRUE(registry_.requestedPaths().empty());
 }
 
+TEST_F(AgentCommandsTest, AsksACustomAgentFromTheSettings) {
+  fs::create_directories(folder_.file("config"));
+  std::ofstream(folder_.file("config/settings.json"))
+      << R"({"customACPAgents": [{"name": "scripted", "command": ")" ZEPHYL_FAKE_ANTIGRAVITY_AGENT
+         R"(", "args": [], "env": {"AGENT_MODE": "test"}}, {"name": "broken"}]})";
+  const CommandResult allowed = run({"agent", "ask", "--agent", "scripted", "--web", "always", "echo hi"});
+  ASSERT_EQ(allowed.code, 0) << allowed.err;
+  EXPECT_EQ(allowed.out, "You chose yes.\n");
+  EXPECT_EQ(run({"agent", "ask", "--agent", "scripted", "--web", "off", "echo hi"}).out, "You chose no.\n");
+
+  const CommandResult refused = run({"agent", "ask", "--agent", "scripted", "refuse"});
+  EXPECT_EQ(refused.code, kExitFailure);
+  EXPECT_EQ(refused.err, "zephyl: Antigravity declined to answer this request.\n");
+  EXPECT_EQ(run({"agent", "ask", "--agent", "broken", "hi"}).code, kExitUsage);
+  EXPECT_EQ(run({"agent", "ask", "hi"}).err,
+            "zephyl: Antigravity is not installed. Install it in Settings → Providers.\n");
+}
+
 }  // namespace
 }  // namespace zephyl::cli
