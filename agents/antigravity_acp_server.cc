@@ -223,6 +223,18 @@ std::shared_ptr<ACPConnection> AntigravityACPServer::connection(std::stop_token 
   return fresh;  // `old`, closed already, is released outside the lock
 }
 
+// Counts a turn or sign-in as active for its lifetime.
+class AntigravityACPServer::ActiveOperation {
+ public:
+  explicit ActiveOperation(AntigravityACPServer& server) : server_(server) { server_.beginOperation(); }
+  ~ActiveOperation() { server_.endOperation(); }
+  ActiveOperation(const ActiveOperation&) = delete;
+  ActiveOperation& operator=(const ActiveOperation&) = delete;
+
+ private:
+  AntigravityACPServer& server_;
+};
+
 void AntigravityACPServer::beginOperation() {
   std::jthread idle;
   {
@@ -297,11 +309,7 @@ void AntigravityACPServer::onRequest(const std::string& method, const JSONValue&
 }
 
 void AntigravityACPServer::signIn(std::stop_token stop) {
-  beginOperation();
-  struct End {
-    AntigravityACPServer* server;
-    ~End() { server->endOperation(); }
-  } end{this};
+  const ActiveOperation operation(*this);
   const std::shared_ptr<ACPConnection> agent = connection(stop);
   try {
     requestWithin(agent, "authenticate", JSONValue::Object{{"methodId", "oauth-personal"}},
@@ -329,11 +337,7 @@ void AntigravityACPServer::runTurn(const ai::AIStreamRequest& request, std::stop
   if (!configuration_.installation || !configuration_.installation())
     throw AntigravityACPError(Code::kNotInstalled);
   if (!isSignedIn()) throw AntigravityACPError(Code::kNeedsSignIn);
-  beginOperation();
-  struct End {
-    AntigravityACPServer* server;
-    ~End() { server->endOperation(); }
-  } end{this};
+  const ActiveOperation operation(*this);
 
   const std::shared_ptr<ACPConnection> agent = connection(stop);
   const JSONValue session = requestWithin(

@@ -94,6 +94,7 @@ class AntigravityACPServer : public ai::AIStreamProvider {
 
  private:
   struct Turn;
+  class ActiveOperation;
 
   std::shared_ptr<ACPConnection> connection(std::stop_token stop);
   std::shared_ptr<ACPConnection> launch(std::stop_token stop);
