@@ -318,6 +318,9 @@ void AntigravityACPServer::signIn(std::stop_token stop) {
     if (isAuthenticationError(error)) throw AntigravityACPError(Code::kNeedsSignIn);
     throw AntigravityACPError(Code::kSignInFailed, error.message(), error.code());
   }
+  if (configuration_.postNotification) {
+    configuration_.postNotification(kAntigravityAuthenticationDidChangeNotification);
+  }
 }
 
 void AntigravityACPServer::produce(const ai::AIStreamRequest& request, std::stop_token stop,

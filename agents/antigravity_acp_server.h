@@ -20,6 +20,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -55,7 +56,12 @@ struct AntigravityACPServerConfiguration {
   // How often a waiting turn looks at the clock; a fake clock is seen this fast.
   std::chrono::milliseconds clockPollInterval{50};
   std::chrono::milliseconds killDelay = kACPKillDelay;
+  // Receives kAntigravityAuthenticationDidChangeNotification after a sign-in; may be empty.
+  std::function<void(std::string_view name)> postNotification;
 };
+
+inline constexpr std::string_view kAntigravityAuthenticationDidChangeNotification =
+    "com.zephyl.Zephyl.antigravityAuthenticationDidChange";
 
 // The environment an agent runs in: `system` without variables whose names
 // start with "DYLD_" or "__XPC_DYLD_", "localhost" in both "NO_PROXY" and

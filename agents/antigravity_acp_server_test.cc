@@ -199,6 +199,17 @@ TEST_F(AntigravityACPServerTest, AnAgentThatNeverInitialisesTimesOut) {
   }
 }
 
+TEST_F(AntigravityACPServerTest, SignInAuthenticatesWithGoogleAndAnnouncesIt) {
+  std::vector<std::string> notifications;
+  auto config = configuration();
+  config.postNotification = [&](std::string_view name) { notifications.emplace_back(name); };
+  AntigravityACPServer server(launcher_, steadyClock_, config);
+  server.signIn({});
+  EXPECT_NE(log().find(R"("method":"authenticate","params":{"methodId":"oauth-personal"})"),
+            std::string::npos);
+  EXPECT_EQ(notifications, std::vector<std::string>{"com.zephyl.Zephyl.antigravityAuthenticationDidChange"});
+}
+
 TEST(ACPAgentEnvironment, DropsLoaderVariablesAndKeepsLocalhostOffProxies) {
   const auto environment = acpAgentEnvironment(
       {{"DYLD_INSERT_LIBRARIES", "x"}, {"__XPC_DYLD_X", "y"}, {"NO_PROXY", "example.com"}, {"HOME", "/h"}},
