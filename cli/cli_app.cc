@@ -67,6 +67,7 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   addUsageCommand(app, context);
   addAskCommand(app, context);
   addChatCommand(app, context);
+  addAgentCommand(app, context);
 
   // CLI11 parses the last argument first; keep the user's order.
   std::vector<std::string> reversed(arguments.rbegin(), arguments.rend());

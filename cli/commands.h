@@ -35,5 +35,6 @@ void addQuickOpenCommand(CLI::App& app, CliContext& context);
 void addUsageCommand(CLI::App& app, CliContext& context);
 void addAskCommand(CLI::App& app, CliContext& context);
 void addChatCommand(CLI::App& app, CliContext& context);
+void addAgentCommand(CLI::App& app, CliContext& context);
 
 }  // namespace zephyl::cli

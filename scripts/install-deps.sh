@@ -9,7 +9,7 @@ packages=(
   libcli11-dev nlohmann-json3-dev libcurl4-openssl-dev libssl-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev clang-format
-  libsecret-1-dev libarchive-dev libmd4c-dev
+  libsecret-1-dev libarchive-dev libmd4c-dev libssl-dev
   dbus dbus-daemon gnome-keyring openssl
 )
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 
 #include "core/logger.h"
 
@@ -117,7 +118,8 @@ void setOption(CURL* easy, CURLoption option, auto value) {
 
 }  // namespace
 
-CurlHTTPTransport::CurlHTTPTransport() {
+CurlHTTPTransport::CurlHTTPTransport(std::string certificateAuthorityFile)
+    : certificateAuthorityFile_(std::move(certificateAuthorityFile)) {
   static std::once_flag once;
   std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
 }
@@ -159,6 +161,7 @@ void CurlHTTPTransport::send(const ai::HTTPRequest& request, ai::HTTPResponseHan
   setOption(handle, CURLOPT_WRITEFUNCTION, &onBody);
   setOption(handle, CURLOPT_WRITEDATA, &transfer);
   setOption(handle, CURLOPT_ACCEPT_ENCODING, "");  // whatever curl can decode
+  if (!certificateAuthorityFile_.empty()) setOption(handle, CURLOPT_CAINFO, certificateAuthorityFile_.c_str());
 
   if (curl_multi_add_handle(multi.get(), handle) != CURLM_OK) {
     throw HTTPTransportError(HTTPTransportError::Code::kFailed, 0, "libcurl could not add the transfer");

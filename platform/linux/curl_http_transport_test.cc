@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <future>
 #include <latch>
 #include <thread>
@@ -12,6 +13,7 @@
 #include "platform/testing/fake_monotonic_clock.h"
 #include "platform/testing/fake_random_source.h"
 #include "platform/testing/loopback_http_server.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::platform {
 namespace {
@@ -208,6 +210,26 @@ TEST(CurlHTTPTransport, RefusedConnectionAndHandlerFailures) {
     void onBody(std::string_view) override { throw std::logic_error("consumer failed"); }
   } throwing;
   EXPECT_THROW(transport.send(postTo(server.url()), throwing, {}), std::logic_error);
+}
+
+TEST(CurlHTTPTransport, TrustsAGivenAuthorityAndRefusesAnUnknownCertificate) {
+  const testing::LoopbackTLSIdentity identity = testing::makeLoopbackTLSIdentity();
+  testing::TestFolder folder;
+  std::ofstream(folder.file("ca.pem")) << identity.certificatePEM;
+  LoopbackHTTPServer server(
+      [](const LoopbackRequest&, LoopbackConnection& connection, int) {
+        connection.write("HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nsecure");
+      },
+      4, identity);
+  ASSERT_TRUE(server.url().starts_with("https://"));
+
+  CollectingHandler trusted;
+  CurlHTTPTransport(folder.file("ca.pem")).send(postTo(server.url()), trusted, {});
+  EXPECT_EQ(trusted.body, "secure");
+
+  CollectingHandler untrusted;
+  EXPECT_THROW(CurlHTTPTransport().send(postTo(server.url()), untrusted, {}), HTTPTransportError);
+  EXPECT_EQ(untrusted.body, "");
 }
 
 }  // namespace

@@ -1,18 +1,33 @@
 // A small HTTP/1.1 server on 127.0.0.1 for transport tests. Each accepted
 // connection's request is read and handed, with a raw connection, to the
 // test's handler, which writes whatever bytes the test needs: odd chunk sizes,
-// a dropped connection, a stall until the server stops.
+// a dropped connection, a stall until the server stops. With a TLS identity it
+// speaks HTTPS, so that code which insists on https can be tested for real.
 #pragma once
 
 #include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
 
+typedef struct ssl_st SSL;
+typedef struct ssl_ctx_st SSL_CTX;
+
 namespace zephyl::platform::testing {
+
+// A self-signed certificate for 127.0.0.1 and localhost with its key, in PEM.
+// The certificate is also the only authority a client needs to trust.
+struct LoopbackTLSIdentity {
+  std::string certificatePEM;
+  std::string privateKeyPEM;
+};
+
+// A fresh identity (EC P-256, valid for a day), made with OpenSSL in memory.
+LoopbackTLSIdentity makeLoopbackTLSIdentity();
 
 struct LoopbackRequest {
   std::string method;
@@ -23,7 +38,9 @@ struct LoopbackRequest {
 
 class LoopbackConnection {
  public:
-  explicit LoopbackConnection(int socket, std::function<bool()> stopping) : socket_(socket), stopping_(std::move(stopping)) {}
+  // `tls` is the connection's TLS session, or null for plain HTTP.
+  LoopbackConnection(int socket, SSL* tls, std::function<bool()> stopping)
+      : socket_(socket), tls_(tls), stopping_(std::move(stopping)) {}
   // Writes all of `bytes` and flushes them to the peer (no coalescing).
   bool write(std::string_view bytes);
   // Writes one chunk of a chunked body ("" ends the body).
@@ -33,6 +50,7 @@ class LoopbackConnection {
 
  private:
   int socket_;
+  SSL* tls_;
   std::function<bool()> stopping_;
 };
 
@@ -41,8 +59,10 @@ class LoopbackHTTPServer {
   using Handler = std::function<void(const LoopbackRequest&, LoopbackConnection&, int requestIndex)>;
 
   // Listens on an ephemeral port; serves at most `maximumRequests` requests,
-  // one connection at a time, then closes further connections at once.
-  explicit LoopbackHTTPServer(Handler handler, int maximumRequests = 16);
+  // one connection at a time, then closes further connections at once. With
+  // `tls` every connection is HTTPS under that identity.
+  explicit LoopbackHTTPServer(Handler handler, int maximumRequests = 16,
+                              std::optional<LoopbackTLSIdentity> tls = std::nullopt);
   ~LoopbackHTTPServer();  // stops, releases stalled handlers, joins
 
   std::string url(std::string_view path = "/") const;
@@ -53,6 +73,7 @@ class LoopbackHTTPServer {
 
   Handler handler_;
   int maximumRequests_;
+  SSL_CTX* tlsContext_ = nullptr;
   int listener_ = -1;
   int port_ = 0;
   std::atomic<bool> stopping_ = false;

@@ -1,0 +1,223 @@
+#include "agents/antigravity_acp_server.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "agents/acp_connection_error.h"
+#include "agents/antigravity_acp_error.h"
+#include "platform/linux/posix_spawn_child_process.h"
+#include "platform/testing/fake_monotonic_clock.h"
+#include "platform/testing/test_folder.h"
+
+namespace zephyl::agents {
+namespace {
+
+using namespace std::chrono_literals;
+using ai::AIStreamEvent;
+
+class AntigravityACPServerTest : public ::testing::Test {
+ protected:
+  AntigravityACPServerConfiguration configuration(std::vector<std::string> arguments = {}) {
+    arguments.insert(arguments.end(), {"--log", log_});
+    AntigravityACPServerConfiguration result;
+    result.installation = [arguments] {
+      return std::optional(ACPAgentCommand{ZEPHYL_FAKE_ANTIGRAVITY_AGENT, arguments, {}});
+    };
+    result.workspaceDirectory = folder_.file("ZephylAntigravityWorkspace");
+    result.systemEnvironment = {{"PATH", "/usr/bin:/bin"}};
+    result.clockPollInterval = 1ms;
+    result.killDelay = 500ms;
+    return result;
+  }
+
+  static std::vector<AIStreamEvent> run(AntigravityACPServer& server, const std::string& prompt,
+                                        ai::AIWebToolMode web = ai::AIWebToolMode::kOff,
+                                        const std::string& model = "", std::stop_token stop = {}) {
+    ai::AIStreamRequest request;
+    request.input = prompt;
+    request.model = model;
+    request.webSearchMode = web;
+    std::vector<AIStreamEvent> events;
+    server.produce(request, stop, [&](AIStreamEvent event) { events.push_back(std::move(event)); });
+    return events;
+  }
+
+  std::string log() const {
+    std::ifstream file(log_);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+  }
+
+  // Waits (in real time) until the agent has received `text`.
+  void awaitLog(const std::string& text) const {
+    for (int i = 0; i < 2000 && log().find(text) == std::string::npos; ++i) std::this_thread::sleep_for(5ms);
+    ASSERT_NE(log().find(text), std::string::npos) << text;
+  }
+
+  platform::testing::TestFolder folder_;
+  std::string log_ = folder_.file("agent.log");
+  platform::PosixSpawnChildProcessLauncher launcher_;
+  ai::SteadyMonotonicClock steadyClock_;
+};
+
+TEST_F(AntigravityACPServerTest, TurnsStreamOnOneProcessWithTheChosenModelAndPermissionsByWebMode) {
+  for (const bool older : {false, true}) {
+    SCOPED_TRACE(older ? "session/set_model" : "session/set_config_option");
+    std::remove(log_.c_str());
+    AntigravityACPServer server(
+        launcher_, steadyClock_,
+        configuration(older ? std::vector<std::string>{"--older-models"} : std::vector<std::string>{}));
+    const auto events = run(server, "echo hello", ai::AIWebToolMode::kAutomatic, "deep");
+    ai::AIToolCallUpdate search;
+    search.id = "search-1";
+    search.query = "zephyl";
+    std::vector<AIStreamEvent> expected{AIStreamEvent::ReasoningSummaryDelta{"thinking"},
+                                        AIStreamEvent::ToolCallUpdated{search}};
+    search.status = ai::AIToolCallStatus::kCompleted;
+    expected.insert(
+        expected.end(),
+        {AIStreamEvent::ToolCallUpdated{search}, AIStreamEvent::AssistantMessageDelta{"You chose "},
+         AIStreamEvent::AssistantMessageDelta{"yes."}, AIStreamEvent::Completed{}});
+    EXPECT_EQ(events, expected);
+
+    const auto second = run(server, "echo again", ai::AIWebToolMode::kOff, "fast");
+    EXPECT_EQ(second.at(second.size() - 2), AIStreamEvent(AIStreamEvent::AssistantMessageDelta{"no."}));
+    EXPECT_EQ(server.launchCount(), 1);
+
+    const std::string sent = log();
+    EXPECT_NE(
+        sent.find(
+            R"("clientCapabilities":{"fs":{"readTextFile":false,"writeTextFile":false},"terminal":false})"),
+        std::string::npos);
+    EXPECT_NE(sent.find(R"("clientInfo":{"name":"zephyl","title":"Zephyl")"), std::string::npos);
+    EXPECT_NE(
+        sent.find(older
+                      ? R"("method":"session/set_model","params":{"sessionId":"session-1","modelId":"deep"})"
+                      : R"("params":{"sessionId":"session-1","configId":"model","value":"deep"})"),
+        std::string::npos);
+    EXPECT_EQ(sent.find(R"("value":"fast")"), std::string::npos) << "the current model is not set again";
+    EXPECT_NE(sent.find(R"("result":{"outcome":{"outcome":"selected","optionId":"no"}})"), std::string::npos);
+    EXPECT_NE(sent.find("Web search is disabled for this turn."), std::string::npos);
+  }
+}
+
+TEST_F(AntigravityACPServerTest, FailuresCarryTheirOwnTexts) {
+  const auto failure = [&](const std::string& prompt,
+                           AntigravityACPServerConfiguration config) -> std::string {
+    AntigravityACPServer server(launcher_, steadyClock_, std::move(config));
+    try {
+      run(server, prompt);
+      return "no failure";
+    } catch (const core::Error& error) {
+      return error.description();
+    }
+  };
+  auto notInstalled = configuration();
+  notInstalled.installation = [] { return std::optional<ACPAgentCommand>(); };
+  auto missingProgram = configuration();
+  missingProgram.installation = [this] {
+    return std::optional(ACPAgentCommand{folder_.file("nothing"), {}, {}});
+  };
+  auto signedOut = configuration();
+  signedOut.authSettingsPath = folder_.file("settings.json");
+
+  const std::vector<std::tuple<std::string, AntigravityACPServerConfiguration, std::string>> cases{
+      {"  ", configuration(), "Ask a question first."},
+      {"refuse", configuration(), "Antigravity declined to answer this request."},
+      {"empty", configuration(), "Antigravity finished without returning an answer."},
+      {"autherror", configuration(),
+       "Antigravity needs sign-in. Sign in with Google in Settings → Providers."},
+      {"crash", configuration(), "The Antigravity agent stopped unexpectedly."},
+      {"echo", notInstalled, "Antigravity is not installed. Install it in Settings → Providers."},
+      {"echo", missingProgram, "Could not start the Antigravity agent."},
+      {"echo", signedOut, "Antigravity needs sign-in. Sign in with Google in Settings → Providers."},
+  };
+  for (const auto& [prompt, config, text] : cases) EXPECT_EQ(failure(prompt, config), text) << prompt;
+}
+
+TEST_F(AntigravityACPServerTest, ACancelledTurnAnswersLaterPermissionRequestsWithCancelled) {
+  AntigravityACPServer server(launcher_, steadyClock_, configuration());
+  std::stop_source stop;
+  std::jthread canceller([&] {
+    awaitLog("session/prompt");
+    stop.request_stop();
+  });
+  EXPECT_THROW(run(server, "wait", ai::AIWebToolMode::kAutomatic, "", stop.get_token()),
+               core::CancellationError);
+  EXPECT_NE(log().find(R"("method":"session/cancel","params":{"sessionId":"session-1"})"), std::string::npos);
+  EXPECT_NE(log().find(R"("result":{"outcome":{"outcome":"cancelled"}})"), std::string::npos);
+}
+
+TEST_F(AntigravityACPServerTest, SilenceTimesOutOnTheClockThenTheAgentIsReplacedAndStoppedWhenIdle) {
+  platform::testing::FakeMonotonicClock clock;
+  AntigravityACPServer server(launcher_, clock, configuration());
+  std::atomic<bool> ended = false;
+  std::jthread silence([&] {
+    awaitLog("session/prompt");
+    clock.advance(179s);
+    std::this_thread::sleep_for(50ms);  // many looks at the clock
+    EXPECT_FALSE(ended) << "gave up before 180 s";
+    clock.advance(1s);
+  });
+  try {
+    run(server, "silent");
+    ADD_FAILURE() << "answered";
+  } catch (const AntigravityACPError& error) {
+    ended = true;
+    EXPECT_EQ(error.code(), AntigravityACPError::Code::kTimedOut);
+    EXPECT_EQ(error.description(), "Antigravity stopped responding.");
+  }
+  silence.join();
+
+  // The timed-out process is replaced; after the next turn an idle stop of 300 s is due.
+  EXPECT_EQ(run(server, "echo").back(), AIStreamEvent(AIStreamEvent::Completed{}));
+  EXPECT_EQ(server.launchCount(), 2);
+  for (int i = 0; i < 200 && clock.sleeps().empty(); ++i) std::this_thread::sleep_for(5ms);
+  EXPECT_EQ(clock.sleeps(), std::vector<ai::MonotonicClock::Duration>{300s});
+  std::this_thread::sleep_for(50ms);
+  run(server, "echo");
+  EXPECT_EQ(server.launchCount(), 3) << "the idle agent was stopped";
+}
+
+TEST_F(AntigravityACPServerTest, AnAgentThatNeverInitialisesTimesOut) {
+  platform::testing::FakeMonotonicClock clock;
+  AntigravityACPServer server(launcher_, clock, configuration({"--mute-initialize"}));
+  std::jthread silence([&] {
+    awaitLog("initialize");
+    clock.advance(30s);
+  });
+  try {
+    run(server, "echo");
+    ADD_FAILURE() << "answered";
+  } catch (const AntigravityACPError& error) {
+    EXPECT_EQ(error.code(), AntigravityACPError::Code::kTimedOut);
+  }
+}
+
+TEST_F(AntigravityACPServerTest, SignInAuthenticatesWithGoogleAndAnnouncesIt) {
+  std::vector<std::string> notifications;
+  auto config = configuration();
+  config.postNotification = [&](std::string_view name) { notifications.emplace_back(name); };
+  AntigravityACPServer server(launcher_, steadyClock_, config);
+  server.signIn({});
+  EXPECT_NE(log().find(R"("method":"authenticate","params":{"methodId":"oauth-personal"})"),
+            std::string::npos);
+  EXPECT_EQ(notifications, std::vector<std::string>{"com.zephyl.Zephyl.antigravityAuthenticationDidChange"});
+}
+
+TEST(ACPAgentEnvironment, DropsLoaderVariablesAndKeepsLocalhostOffProxies) {
+  const auto environment = acpAgentEnvironment(
+      {{"DYLD_INSERT_LIBRARIES", "x"}, {"__XPC_DYLD_X", "y"}, {"NO_PROXY", "example.com"}, {"HOME", "/h"}},
+      {{"HOME", "/agent"}});
+  EXPECT_EQ(environment,
+            (std::map<std::string, std::string>{
+                {"HOME", "/agent"}, {"NO_PROXY", "example.com,localhost"}, {"no_proxy", "localhost"}}));
+}
+
+}  // namespace
+}  // namespace zephyl::agents
