@@ -170,7 +170,7 @@ std::shared_ptr<ACPConnection> AntigravityACPServer::launch(std::stop_token stop
   ACPConnectionHandlers handlers{
       .onNotification = [this](const std::string& method,
                                const JSONValue& params) { onNotification(method, params); },
-      .onRequest = [this](const std::string& method, const JSONValue& params,
+      .onRequest = [this](const JSONValue& /*id*/, const std::string& method, const JSONValue& params,
                           ACPReply reply) { onRequest(method, params, std::move(reply)); },
   };
   auto connection =

@@ -264,7 +264,10 @@ class JSONStreamServiceTest : public ::testing::Test {
   platform::testing::FakeClock wallClock_;
   platform::testing::InMemoryCredentialStore credentials_;
   core::InMemorySettingsStore settings_;
-  DroppingAIUsageRecorder recorder_;
+  class DroppingRecorder : public AIUsageRecorder {
+   public:
+    void record(const AIUsageRecord&) override {}
+  } recorder_;
   std::unique_ptr<LoopbackHTTPServer> server_;
   std::mutex mutex_;  // guards received_
   std::vector<LoopbackRequest> received_;

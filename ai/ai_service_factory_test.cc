@@ -75,8 +75,9 @@ TEST_F(AIServiceFactoryTest, TheStackRecordsUsageAndRunsTheBudgetFirst) {
   stream(factory(), request);
   ASSERT_EQ(recorder_.records.size(), 1u);
   EXPECT_EQ(recorder_.records[0].provider, AIProvider::kOpenAIAPI);
-  EXPECT_EQ(recorder_.records[0].usage.totalTokens, 4);
-  EXPECT_EQ(recorder_.records[0].responseID, "r1");
+  ASSERT_EQ(recorder_.records[0].reports.size(), 1u);
+  EXPECT_EQ(recorder_.records[0].reports[0].usage.totalTokens, 4);
+  EXPECT_EQ(recorder_.records[0].reports[0].responseID, "r1");
 
   // The instructions count against the budget too.
   request.instructions = std::string(AIRequestBudget::kMaximumRequestBytes, 'x');

@@ -215,7 +215,7 @@ void runInterruptibly(Work&& work) {
   work(stop.get_token());
 }
 
-void addAskCommand(CLI::App& agent, CliContext& context) {
+void addAgentAskCommand(CLI::App& agent, CliContext& context) {
   auto* command =
       agent.add_subcommand("ask", "Ask the Antigravity agent (or a custom ACP agent) one question");
   struct Options {
@@ -297,7 +297,7 @@ void addAgentCommand(CLI::App& app, CliContext& context) {
   agent->require_subcommand(1);
   addInstallCommand(*agent, context);
   addStatusCommand(*agent, context);
-  addAskCommand(*agent, context);
+  addAgentAskCommand(*agent, context);
   addLoginCommand(*agent, context);
   addStopCommand(*agent, context);
 }
