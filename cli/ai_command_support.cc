@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "ai/ai_settings_keys.h"
+#include "ai/oauth_account_settings.h"
 #include "cli/terminal.h"
 
 namespace zephyl::cli {
@@ -31,6 +32,9 @@ std::string mediaTypeForFile(const std::string& path) {
 }  // namespace
 
 CliAIServices::CliAIServices(CliContext& context, const std::string& baseURL) {
+  chatGPTCoordinator_ = std::make_unique<ai::OAuthCredentialCoordinator>(
+      context.credentials(), tokenClient_, wallClock_, ai::chatGPTRefreshSettings(context.settings()));
+  chatGPTAccount_ = std::make_unique<ai::OAuthAccountAccessSource>(*chatGPTCoordinator_);
   factory_ = std::make_unique<ai::AIServiceFactory>(
       ai::AIServiceDependencies{.transport = transport_,
                                 .clock = clock_,
@@ -38,7 +42,8 @@ CliAIServices::CliAIServices(CliContext& context, const std::string& baseURL) {
                                 .wallClock = wallClock_,
                                 .credentials = context.credentials(),
                                 .usageRecorder = context.usageStore(),
-                                .settings = &context.settings()},
+                                .settings = &context.settings(),
+                                .chatGPTAccount = chatGPTAccount_.get()},
       ai::AIModelCatalog(ai::AIUserModels::fromSettings(context.settings())),
       baseURL.empty() ? std::nullopt : std::optional<std::string>(baseURL));
 }

@@ -9,6 +9,9 @@
 #include <string>
 
 #include "ai/ai_service_factory.h"
+#include "ai/oauth_account_access_source.h"
+#include "ai/oauth_credential_coordinator.h"
+#include "ai/oauth_token_client.h"
 #include "cli/cli_context.h"
 #include "platform/linux/curl_http_transport.h"
 #include "platform/linux/system_clock.h"
@@ -28,6 +31,9 @@ class CliAIServices {
   ai::SteadyMonotonicClock clock_;
   platform::SystemRandomSource random_;
   platform::SystemClock wallClock_;
+  ai::OAuthTokenClient tokenClient_{transport_};
+  std::unique_ptr<ai::OAuthCredentialCoordinator> chatGPTCoordinator_;
+  std::unique_ptr<ai::OAuthAccountAccessSource> chatGPTAccount_;
   std::unique_ptr<ai::AIServiceFactory> factory_;
 };
 
