@@ -40,20 +40,30 @@ class ZEPHYL_CAPABILITY("mutex") Mutex {
   std::mutex mutex_;
 };
 
-// Holds `mutex` for its scope. lock() and unlock() let std::condition_variable_any
-// release it while waiting; the analysis sees it held before and after a wait.
+// Holds `mutex` for its scope, or until unlock(). lock() and unlock() also let
+// std::condition_variable_any release it while waiting; the analysis sees it held before and after a wait.
 class ZEPHYL_SCOPED_CAPABILITY MutexLock {
  public:
   explicit MutexLock(Mutex& mutex) ZEPHYL_ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
-  ~MutexLock() ZEPHYL_RELEASE() { mutex_.unlock(); }
+  ~MutexLock() ZEPHYL_RELEASE() {
+    if (held_) mutex_.unlock();
+  }
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;
 
-  void lock() ZEPHYL_ACQUIRE() { mutex_.lock(); }
-  void unlock() ZEPHYL_RELEASE() { mutex_.unlock(); }
+  void lock() ZEPHYL_ACQUIRE() {
+    mutex_.lock();
+    held_ = true;
+  }
+  // Released early; the destructor then leaves the mutex alone.
+  void unlock() ZEPHYL_RELEASE() {
+    held_ = false;
+    mutex_.unlock();
+  }
 
  private:
   Mutex& mutex_;
+  bool held_ = true;
 };
 
 }  // namespace zephyl::core
