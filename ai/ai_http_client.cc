@@ -81,15 +81,16 @@ void AIHTTPClient::send(const HTTPRequest& request, const AITransportRetryPolicy
       if (!delay) throw;
       kLog.info() << "Retrying AI transport attempt=" << attempt << " code=" << error.systemCode()
                   << " delay=" << formatDelay(*delay);
-      clock_.sleepFor(std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(*delay)),
-                      stop);
+      clock_.sleepFor(
+          std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(*delay)), stop);
       continue;
     }
     if (handler.succeeded()) return;
     const long status = handler.head() ? handler.head()->status : 0;
     std::optional<double> retryAfter;
     if (handler.head()) {
-      if (auto value = handler.head()->header("Retry-After")) retryAfter = parseRetryAfter(*value, wallClock_.now());
+      if (auto value = handler.head()->header("Retry-After"))
+        retryAfter = parseRetryAfter(*value, wallClock_.now());
     }
     if (!retryAfter) retryAfter = retryDelayInErrorBody(handler.errorBody());
     if (isRetryableHTTPStatus(status, safeToRepeat)) {
@@ -97,7 +98,8 @@ void AIHTTPClient::send(const HTTPRequest& request, const AITransportRetryPolicy
         kLog.info() << "Retrying AI HTTP attempt=" << attempt << " status=" << status
                     << " delay=" << formatDelay(*delay);
         clock_.sleepFor(
-            std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(*delay)), stop);
+            std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(*delay)),
+            stop);
         continue;
       }
     }

@@ -28,7 +28,7 @@ constexpr std::array<std::pair<std::string_view, AIProvider>, 8> kPrefixes = {{
     {"opencode:", AIProvider::kOpenCode},
 }};
 
-const std::vector<std::string> kCodexModels = {"gpt-6.1-sol", "gpt-6-astra", "gpt-6-sol",   "gpt-6-luna",
+const std::vector<std::string> kCodexModels = {"gpt-6.1-sol", "gpt-6-astra",   "gpt-6-sol",    "gpt-6-luna",
                                                "gpt-5.6-sol", "gpt-5.6-terra", "gpt-5.6-luna", "gpt-5.5"};
 const std::vector<std::string> kXAIModels = {"grok-4.7", "grok-4.6", "grok-4.5"};
 const std::vector<std::string> kGoogleModels = {
@@ -42,12 +42,13 @@ const std::vector<std::string> kCloudflareModels = {
 const std::vector<std::string> kZAIModels = {"zai:glm-5.3-flash", "zai:glm-5.3"};
 const std::vector<std::string> kDeepSeekModels = {"deepseek:deepseek-flash", "deepseek:deepseek-v4-pro"};
 const std::vector<std::string> kOpenCodeGoModels = {
-    "glm-5.3",       "glm-5.3-flash",   "kimi-k3",    "kimi-k2.7-code", "deepseek-v4.1-flash",
-    "deepseek-v4-pro", "mimo-v2.6-pro", "mimo-v2.6-flash", "minimax-m3", "qwen3.8-max",
-    "qwen3.8-flash", "qwen3.7-plus",    "claude-haiku-5-5"};
+    "glm-5.3",         "glm-5.3-flash", "kimi-k3",         "kimi-k2.7-code", "deepseek-v4.1-flash",
+    "deepseek-v4-pro", "mimo-v2.6-pro", "mimo-v2.6-flash", "minimax-m3",     "qwen3.8-max",
+    "qwen3.8-flash",   "qwen3.7-plus",  "claude-haiku-5-5"};
 const std::vector<std::string> kOpenCodeZenModels = {
-    "glm-5.3",    "glm-5.3-flash", "kimi-k3",          "kimi-k2.7-code",  "deepseek-v4.1-flash", "deepseek-v4-pro",
-    "minimax-m3", "qwen3.8-max",   "claude-fable-5-1", "claude-opus-5-5", "claude-sonnet-5-5",   "claude-haiku-5-5"};
+    "glm-5.3",           "glm-5.3-flash",   "kimi-k3",     "kimi-k2.7-code",   "deepseek-v4.1-flash",
+    "deepseek-v4-pro",   "minimax-m3",      "qwen3.8-max", "claude-fable-5-1", "claude-opus-5-5",
+    "claude-sonnet-5-5", "claude-haiku-5-5"};
 
 // Display names that no rule derives.
 constexpr auto kNamedModels = std::to_array<std::pair<std::string_view, std::string_view>>({
@@ -92,8 +93,8 @@ constexpr auto kNamedModels = std::to_array<std::pair<std::string_view, std::str
 
 // Google models that take a thinking setting; the lite models do not.
 constexpr std::array<std::string_view, 6> kGoogleReasoningModels = {
-    "gemini-3.8-flash", "gemini-3.7-flash", "gemini-3.6-flash", "gemini-3.5-flash", "gemini-3.1-pro-preview",
-    "gemini-2.5-flash"};
+    "gemini-3.8-flash", "gemini-3.7-flash",       "gemini-3.6-flash",
+    "gemini-3.5-flash", "gemini-3.1-pro-preview", "gemini-2.5-flash"};
 
 std::string_view trimmed(std::string_view text) {
   constexpr std::string_view kSpace = " \t\n\r\v\f";
@@ -279,9 +280,17 @@ std::string AIModelCatalog::displayName(std::string_view modelID) const {
     case AIProvider::kOpenAIAPI: {
       std::string name(modelID.starts_with("openai:") ? modelID.substr(7) : modelID);
       static constexpr std::array<std::pair<std::string_view, std::string_view>, 11> kReplacements = {{
-          {"gpt", "GPT"}, {"-astra", " Astra"}, {"-sol", " Sol"}, {"-terra", " Terra"},
-          {"-luna", " Luna"}, {"-mini", " mini"}, {"-codex", " Codex"}, {"codex", "Codex"},
-          {"gemini", "Gemini"}, {"flash", "Flash"}, {"pro", "Pro"},
+          {"gpt", "GPT"},
+          {"-astra", " Astra"},
+          {"-sol", " Sol"},
+          {"-terra", " Terra"},
+          {"-luna", " Luna"},
+          {"-mini", " mini"},
+          {"-codex", " Codex"},
+          {"codex", "Codex"},
+          {"gemini", "Gemini"},
+          {"flash", "Flash"},
+          {"pro", "Pro"},
       }};
       for (const auto& [from, to] : kReplacements) replaceAll(name, from, to);
       return name;

@@ -33,7 +33,10 @@ TEST(AIRequestBudget, TokenEstimateOverheadAndReserve) {
       {"limit below one never fails", {std::string(1'000'000, 'a')}, limits(0, 10), std::nullopt},
       // From 5,120 estimated tokens the overhead is a fifth, and a known output
       // is capped at 8,192: 20,467 + 4,093 + 16 + 8,192 = 32,768.
-      {"overhead a fifth of large estimates", {std::string(81'868, 'a')}, limits(32'768, 10'000), std::nullopt},
+      {"overhead a fifth of large estimates",
+       {std::string(81'868, 'a')},
+       limits(32'768, 10'000),
+       std::nullopt},
       {"one more token fails", {std::string(81'869, 'a')}, limits(32'768, 10'000), Failure::kContextTooLarge},
       // Known output below 32,768: min(L/4, M) = 100; 1 + 1,024 + 16 + 100 = 1,141.
       {"small model with known output", {"hi"}, limits(1'141, 100), std::nullopt},
@@ -109,7 +112,8 @@ TEST(ClassifyError, ContextOverflowWordingsBecomeContextTooLarge) {
       {"internal server error", false},
   };
   for (const auto& [text, overflow] : cases) {
-    const auto service = std::make_exception_ptr(AIHTTPClientError(AIHTTPClientError::Code::kHTTPStatus, 400, text));
+    const auto service =
+        std::make_exception_ptr(AIHTTPClientError(AIHTTPClientError::Code::kHTTPStatus, 400, text));
     EXPECT_EQ(isContextTooLarge(classified(service)), overflow) << text;
     const auto plain = std::make_exception_ptr(std::runtime_error(text));
     EXPECT_EQ(isContextTooLarge(classified(plain)), overflow) << text;
@@ -117,7 +121,8 @@ TEST(ClassifyError, ContextOverflowWordingsBecomeContextTooLarge) {
 }
 
 TEST(ClassifyError, BudgetFailuresAndCancellationPassUnchanged) {
-  const auto tooLarge = std::make_exception_ptr(AIRequestBudgetError(AIRequestBudgetError::Code::kRequestTooLarge));
+  const auto tooLarge =
+      std::make_exception_ptr(AIRequestBudgetError(AIRequestBudgetError::Code::kRequestTooLarge));
   EXPECT_EQ(classified(tooLarge), tooLarge);
   const auto cancelled = std::make_exception_ptr(core::CancellationError());
   EXPECT_EQ(classified(cancelled), cancelled);

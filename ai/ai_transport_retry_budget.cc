@@ -1,13 +1,13 @@
 #include "ai/ai_transport_retry_budget.h"
 
-#include "core/json_value.h"
-
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <charconv>
 #include <chrono>
 #include <cmath>
+
+#include "core/json_value.h"
 
 namespace zephyl::ai {
 namespace {
@@ -36,7 +36,8 @@ class Scanner {
   // Exactly `minimum` to `maximum` digits.
   std::optional<int> number(size_t minimum, size_t maximum) {
     size_t end = position_;
-    while (end < text_.size() && end - position_ < maximum && std::isdigit(static_cast<unsigned char>(text_[end]))) {
+    while (end < text_.size() && end - position_ < maximum &&
+           std::isdigit(static_cast<unsigned char>(text_[end]))) {
       ++end;
     }
     if (end - position_ < minimum) return std::nullopt;
@@ -127,7 +128,8 @@ std::optional<DateFields> parseRFC1123(std::string_view text) {
   auto month = scan.oneOf(kMonths);
   if (!month || !scan.spaces()) return std::nullopt;
   auto year = scan.number(4, 4);
-  if (!year || !scan.spaces() || !parseTime(scan, fields) || !parseZoneRest(scan, fields)) return std::nullopt;
+  if (!year || !scan.spaces() || !parseTime(scan, fields) || !parseZoneRest(scan, fields))
+    return std::nullopt;
   fields.year = *year;
   fields.month = *month + 1;
   fields.day = *day;
@@ -145,7 +147,8 @@ std::optional<DateFields> parseRFC850(std::string_view text, int nowYear) {
   auto month = scan.oneOf(kMonths);
   if (!month || !scan.literal("-")) return std::nullopt;
   auto year = scan.number(2, 2);
-  if (!year || !scan.spaces() || !parseTime(scan, fields) || !parseZoneRest(scan, fields)) return std::nullopt;
+  if (!year || !scan.spaces() || !parseTime(scan, fields) || !parseZoneRest(scan, fields))
+    return std::nullopt;
   int fullYear = (nowYear - 80) / 100 * 100 + *year;
   if (fullYear < nowYear - 80) fullYear += 100;
   fields.year = fullYear;
@@ -211,13 +214,14 @@ bool isRetryableHTTPStatus(long status, bool safeToRepeat) {
 std::optional<double> parseRetryAfter(std::string_view value, core::TimePoint now) {
   value = trimmed(value);
   if (value.empty()) return std::nullopt;
-  if (std::all_of(value.begin(), value.end(), [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
+  if (std::all_of(value.begin(), value.end(),
+                  [](char c) { return std::isdigit(static_cast<unsigned char>(c)); })) {
     double seconds = 0;
     for (char c : value) seconds = seconds * 10 + (c - '0');
     return seconds;
   }
-  const int nowYear = static_cast<int>(
-      std::chrono::year_month_day{std::chrono::floor<std::chrono::days>(now)}.year());
+  const int nowYear =
+      static_cast<int>(std::chrono::year_month_day{std::chrono::floor<std::chrono::days>(now)}.year());
   std::optional<DateFields> fields = parseRFC1123(value);
   if (!fields) fields = parseRFC850(value, nowYear);
   if (!fields) fields = parseAsctime(value);
@@ -237,14 +241,16 @@ std::optional<double> retryDelayInErrorBody(std::string_view body) {
     for (const core::JSONValue& detail : *details->array()) {
       const core::JSONValue* type = detail.find("@type");
       const core::JSONValue* delay = detail.find("retryDelay");
-      if (type == nullptr || type->string() == nullptr || !type->string()->ends_with("google.rpc.RetryInfo") ||
-          delay == nullptr || delay->string() == nullptr || !delay->string()->ends_with('s')) {
+      if (type == nullptr || type->string() == nullptr ||
+          !type->string()->ends_with("google.rpc.RetryInfo") || delay == nullptr ||
+          delay->string() == nullptr || !delay->string()->ends_with('s')) {
         continue;
       }
       const std::string& text = *delay->string();
       double seconds = 0;
       const auto [end, status] = std::from_chars(text.data(), text.data() + text.size() - 1, seconds);
-      if (status == std::errc() && end == text.data() + text.size() - 1 && std::isfinite(seconds) && seconds >= 0) {
+      if (status == std::errc() && end == text.data() + text.size() - 1 && std::isfinite(seconds) &&
+          seconds >= 0) {
         return seconds;
       }
     }

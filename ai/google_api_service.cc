@@ -4,8 +4,8 @@
 #include "ai/ai_model_catalog.h"
 #include "ai/ai_service_endpoint.h"
 #include "ai/ai_settings_keys.h"
-#include "ai/environment_credential_store.h"
 #include "ai/chat_completions_ai_service.h"
+#include "ai/environment_credential_store.h"
 #include "ai/google_generate_content_request_body.h"
 #include "ai/google_generate_content_stream_decoder.h"
 

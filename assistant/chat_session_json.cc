@@ -400,7 +400,9 @@ ChatMessage decodeMessage(const JSONValue& json, const std::string& where) {
 ChatTurnInput decodeChatTurnInput(const JSONValue& json) { return decodeTurnInput(json, "turnInput"); }
 
 std::string_view rawValue(ChatMessageRole role) { return kRoleNames.name(role); }
-std::optional<ChatMessageRole> chatMessageRoleFromRawValue(std::string_view text) { return kRoleNames.value(text); }
+std::optional<ChatMessageRole> chatMessageRoleFromRawValue(std::string_view text) {
+  return kRoleNames.value(text);
+}
 std::string_view rawValue(ChatImageSubtype subtype) { return kSubtypeNames.name(subtype); }
 
 JSONValue encodeChatSession(const ChatSession& session) {

@@ -40,8 +40,9 @@ TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
   ASSERT_EQ(result.code, 0) << result.err;
   const auto json = nlohmann::json::parse(result.out);
   ASSERT_EQ(json.size(), 2u);
-  EXPECT_EQ(json[0], nlohmann::json::parse(R"({"id":"openrouter:openrouter/auto","provider":"openRouter",)"
-                                           R"("displayName":"OpenRouter Auto","defaultReasoningEffort":null,"ready":false})"));
+  EXPECT_EQ(json[0], nlohmann::json::parse(
+                         R"({"id":"openrouter:openrouter/auto","provider":"openRouter",)"
+                         R"("displayName":"OpenRouter Auto","defaultReasoningEffort":null,"ready":false})"));
   EXPECT_EQ(json[1]["id"], "openrouter:moonshotai/kimi-k2.6");
 
   const CommandResult all = run({"models", "--json"});

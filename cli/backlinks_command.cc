@@ -1,7 +1,7 @@
 #include "cli/commands.h"
-#include "cli/terminal.h"
 #include "cli/json_writer.h"
 #include "cli/note_reference.h"
+#include "cli/terminal.h"
 #include "notes_store/backlinks_index.h"
 #include "notes_store/note_body_decoder.h"
 
@@ -22,18 +22,20 @@ void addBacklinksCommand(CLI::App& app, CliContext& context) {
     const Found found = context.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
       const int64_t key = resolveNoteKey(connection, *reference);
       const auto index = notes_store::BacklinksIndex::build(connection);
-      return Found{notes_store::NotesDatabaseAccess::fetchStoreUUID(connection).value_or(""), index.backlinksTo(key),
-                   index.overLimitNoteKeys().size()};
+      return Found{notes_store::NotesDatabaseAccess::fetchStoreUUID(connection).value_or(""),
+                   index.backlinksTo(key), index.overLimitNoteKeys().size()};
     });
     if (found.overLimit > 0) {
-      context.streams().err << "zephyl: " << found.overLimit << (found.overLimit == 1 ? " note was" : " notes were")
+      context.streams().err << "zephyl: " << found.overLimit
+                            << (found.overLimit == 1 ? " note was" : " notes were")
                             << " not searched for links: " << notes_store::kNoteBodyOverLimitText << "\n";
     }
     auto& out = context.streams().out;
     if (!*asJson) {
       for (const auto& backlink : found.backlinks) {
         out << printable(backlink.sourceTitle)
-            << (backlink.sourceLocation.empty() ? "" : "  (" + printable(backlink.sourceLocation) + ")") << '\n';
+            << (backlink.sourceLocation.empty() ? "" : "  (" + printable(backlink.sourceLocation) + ")")
+            << '\n';
       }
       out << found.backlinks.size() << (found.backlinks.size() == 1 ? " backlink" : " backlinks") << '\n';
       return;
@@ -42,7 +44,8 @@ void addBacklinksCommand(CLI::App& app, CliContext& context) {
     json.beginArray();
     for (const auto& backlink : found.backlinks) {
       json.beginObject();
-      json.key("id").value("x-coredata://" + found.storeUUID + "/ICNote/p" + std::to_string(backlink.sourceKey));
+      json.key("id").value("x-coredata://" + found.storeUUID + "/ICNote/p" +
+                           std::to_string(backlink.sourceKey));
       json.key("uuid").value(backlink.sourceIdentifier);
       json.key("title").value(backlink.sourceTitle);
       json.key("location").value(backlink.sourceLocation);

@@ -1,5 +1,4 @@
 #include "cli/cli_app.h"
-#include "cli/internal/cli_test_support.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -10,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "cli/internal/cli_test_support.h"
 #include "notes_store/note_document_writer.h"
 #include "notes_store/notes_library_builder.h"
 #include "platform/testing/test_folder.h"
@@ -45,17 +45,33 @@ class CliAppTest : public ::testing::Test {
     const int64_t work = workFolderKey_ = builder.addFolder({.title = "Work", .owner = account});
     const int64_t projects = builder.addFolder({.title = "Pro › jects", .parent = work, .owner = account});
     const int64_t trash = builder.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
-    builder.addNote({.title = "Older", .identifier = "UUID-OLDER", .folder = work, .account7 = account,
-                     .snippet = "old", .createdAt = 0, .modifiedAt = 100});
-    notes_store::NoteRunSpec title{.text = "Newer 日本\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 0}};
-    notes_store::NoteRunSpec item{.text = "milk\n",
-                                  .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 103, .checklistDone = true}};
+    builder.addNote({.title = "Older",
+                     .identifier = "UUID-OLDER",
+                     .folder = work,
+                     .account7 = account,
+                     .snippet = "old",
+                     .createdAt = 0,
+                     .modifiedAt = 100});
+    notes_store::NoteRunSpec title{.text = "Newer 日本\n",
+                                   .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 0}};
+    notes_store::NoteRunSpec item{
+        .text = "milk\n",
+        .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 103, .checklistDone = true}};
     notes_store::NoteRunSpec link{.text = "older", .link = "applenotes:note/uuid-older"};
-    builder.addNote({.title = "Newer 日本", .folder = projects, .account7 = account, .modifiedAt = 200.5,
-                     .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument({title, item, link}))});
-    builder.addNote({.title = "Locked", .folder = work, .account7 = account, .passwordProtected = true,
-                     .modifiedAt = 250, .bodyData = std::string("\x01encrypted")});
-    trashedNoteKey_ = builder.addNote({.title = "Thrown away", .folder = trash, .account7 = account, .modifiedAt = 300});
+    builder.addNote(
+        {.title = "Newer 日本",
+         .folder = projects,
+         .account7 = account,
+         .modifiedAt = 200.5,
+         .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument({title, item, link}))});
+    builder.addNote({.title = "Locked",
+                     .folder = work,
+                     .account7 = account,
+                     .passwordProtected = true,
+                     .modifiedAt = 250,
+                     .bodyData = std::string("\x01encrypted")});
+    trashedNoteKey_ =
+        builder.addNote({.title = "Thrown away", .folder = trash, .account7 = account, .modifiedAt = 300});
     const std::string path = (directory_ / "lib" / "NoteStore.sqlite").string();
     builder.write(path);
     return path;
@@ -97,8 +113,8 @@ TEST_F(CliAppTest, FoldersAndNotesAsJson) {
   EXPECT_EQ(noteJson[1]["createdAt"], "2001-01-01T00:00:00Z");
   EXPECT_TRUE(noteJson[1]["noteDataPK"].is_null());
   EXPECT_EQ(noteJson[1]["isPasswordProtected"], false);
-  for (const char* key : {"id", "uuid", "title", "folderID", "accountName", "folderName", "folderPath", "preview",
-                          "noteDataPK", "isPasswordProtected", "createdAt", "modifiedAt"}) {
+  for (const char* key : {"id", "uuid", "title", "folderID", "accountName", "folderName", "folderPath",
+                          "preview", "noteDataPK", "isPasswordProtected", "createdAt", "modifiedAt"}) {
     EXPECT_TRUE(noteJson[1].contains(key)) << key;
   }
 
@@ -127,7 +143,8 @@ TEST_F(CliAppTest, ShowPrintsMarkdownOrDecodedJsonForAnyWayOfNamingTheNote) {
   EXPECT_EQ(json["id"], id);
   EXPECT_EQ(json["text"], "Newer 日本\nmilk\nolder");
   EXPECT_EQ(json["markdown"], expected);
-  EXPECT_EQ(json["lineStyles"], nlohmann::json::parse(R"([{"length": 9, "style": "# "}, {"length": 5, "style": "- [x] "},
+  EXPECT_EQ(json["lineStyles"],
+            nlohmann::json::parse(R"([{"length": 9, "style": "# "}, {"length": 5, "style": "- [x] "},
                                                          {"length": 5, "style": null}])"));
   EXPECT_EQ(json["links"], nlohmann::json({"applenotes:note/uuid-older"}));
 
@@ -137,9 +154,10 @@ TEST_F(CliAppTest, ShowPrintsMarkdownOrDecodedJsonForAnyWayOfNamingTheNote) {
   // Only a note that `notes` lists, of this store, is shown.
   const std::string store = id.substr(0, id.find("/ICNote/"));
   for (const std::string& unknown :
-       {std::string("x-coredata://X/ICNote/p999"), std::string("NO-SUCH-UUID"), std::to_string(workFolderKey_),
-        store + "/ICFolder/p" + std::to_string(workFolderKey_), std::to_string(trashedNoteKey_),
-        store + "/ICNote/p" + std::to_string(trashedNoteKey_), "x-coredata://OTHER-STORE/ICNote/p" + key}) {
+       {std::string("x-coredata://X/ICNote/p999"), std::string("NO-SUCH-UUID"),
+        std::to_string(workFolderKey_), store + "/ICFolder/p" + std::to_string(workFolderKey_),
+        std::to_string(trashedNoteKey_), store + "/ICNote/p" + std::to_string(trashedNoteKey_),
+        "x-coredata://OTHER-STORE/ICNote/p" + key}) {
     const CommandResult refused = run({"--db", library, "show", unknown});
     EXPECT_EQ(refused.code, 2) << unknown << ": " << refused.out;
     EXPECT_EQ(refused.out, "") << unknown;
@@ -150,10 +168,15 @@ TEST_F(CliAppTest, EveryCommandLeavesTheDatabaseUnchanged) {
   const std::string library = writeLibrary();
   const std::string before = readBytes(library);
   const std::string exportDir = (directory_ / "export").string();
-  const std::vector<std::vector<std::string>> commands = {
-      {"folders"}, {"folders", "--json"}, {"notes"}, {"notes", "--json", "--limit", "1"},
-      {"show", "UUID-OLDER"}, {"show", "UUID-OLDER", "--json"}, {"export", exportDir},
-      {"export", exportDir}, {"debug", "sql", "note-list"}};
+  const std::vector<std::vector<std::string>> commands = {{"folders"},
+                                                          {"folders", "--json"},
+                                                          {"notes"},
+                                                          {"notes", "--json", "--limit", "1"},
+                                                          {"show", "UUID-OLDER"},
+                                                          {"show", "UUID-OLDER", "--json"},
+                                                          {"export", exportDir},
+                                                          {"export", exportDir},
+                                                          {"debug", "sql", "note-list"}};
   for (std::vector<std::string> command : commands) {
     command.insert(command.begin(), {"--db", library});
     EXPECT_EQ(run(command).code, 0) << command[2];
@@ -165,15 +188,23 @@ TEST_F(CliAppTest, EveryCommandLeavesTheDatabaseUnchanged) {
 TEST_F(CliAppTest, HostileTitlesPrintHarmlesslyAndOversizedBodiesAreSkippedWithAMessage) {
   notes_store::NotesLibraryBuilder builder;
   const int64_t folder = builder.addFolder({.title = "F\x1b[31mred"});
-  const std::string evil = "Evil\x1b]0;pwned\x07\x1b[2J\xc2\x9b" "2J";
+  const std::string evil =
+      "Evil\x1b]0;pwned\x07\x1b[2J\xc2\x9b"
+      "2J";
   const std::string evilUUID = "0F0E0D0C-0000-4000-8000-00000000EEEE";
   notes_store::NoteRunSpec link{.text = "evil", .link = "applenotes:note/" + evilUUID};
-  builder.addNote({.title = evil, .identifier = evilUUID, .folder = folder, .modifiedAt = 1,
-                   .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument(
-                       {{.text = evil + "\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 1}},
-                        link}))});
+  builder.addNote(
+      {.title = evil,
+       .identifier = evilUUID,
+       .folder = folder,
+       .modifiedAt = 1,
+       .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument(
+           {{.text = evil + "\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 1}},
+            link}))});
   // 33 MB of line feeds in 33 KB: far past the bound on inflated bodies.
-  const int64_t bomb = builder.addNote({.title = "Bomb", .folder = folder, .modifiedAt = 2,
+  const int64_t bomb = builder.addNote({.title = "Bomb",
+                                        .folder = folder,
+                                        .modifiedAt = 2,
                                         .bodyData = notes_store::gzipCompress(std::string(33 << 20, '\n'))});
   const std::string library = (directory_ / "hostile" / "NoteStore.sqlite").string();
   builder.write(library);
@@ -206,7 +237,8 @@ TEST_F(CliAppTest, HostileTitlesPrintHarmlesslyAndOversizedBodiesAreSkippedWithA
 }
 
 TEST_F(CliAppTest, DecodeBodyAndTableFromStandardInput) {
-  notes_store::NoteRunSpec heading{.text = "Plan\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 1}};
+  notes_store::NoteRunSpec heading{.text = "Plan\n",
+                                   .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 1}};
   notes_store::NoteRunSpec body{.text = "text"};
   const std::string blob = notes_store::gzipCompress(notes_store::encodeNoteDocument({heading, body}));
   const CommandResult decoded = run({"debug", "decode-body"}, blob);
@@ -217,7 +249,8 @@ TEST_F(CliAppTest, DecodeBodyAndTableFromStandardInput) {
   EXPECT_TRUE(json["candidates"][1]["text"].is_null());  // the gzip bytes themselves are no document
   EXPECT_EQ(json["markdown"], "## Plan\ntext\n");
 
-  const std::string table = notes_store::gzipCompress(notes_store::encodeTableDocument({{"a", "b"}, {"c", "d"}}, true));
+  const std::string table =
+      notes_store::gzipCompress(notes_store::encodeTableDocument({{"a", "b"}, {"c", "d"}}, true));
   const auto tableJson = nlohmann::json::parse(run({"debug", "decode-table"}, table).out);
   // Stored left to right; a right-to-left table shows each row reversed.
   EXPECT_EQ(tableJson["rows"], nlohmann::json::parse(R"([["b", "a"], ["d", "c"]])"));
@@ -253,7 +286,8 @@ TEST_F(CliAppTest, MissingUnreadableAndCorruptDatabasesExitOneWithClearMessages)
   const std::string before = readBytes(corrupt);
   const CommandResult corrupted = run({"--db", corrupt.string(), "folders"});
   EXPECT_EQ(corrupted.code, 1);
-  EXPECT_EQ(corrupted.err, "zephyl: Zephyl could not read the Apple Notes database: file is not a database\n");
+  EXPECT_EQ(corrupted.err,
+            "zephyl: Zephyl could not read the Apple Notes database: file is not a database\n");
   EXPECT_EQ(readBytes(corrupt), before);
 
   // A folder where the file should be cannot be opened as a database.

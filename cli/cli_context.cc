@@ -58,8 +58,8 @@ ai::EnvironmentCredentialStore& CliContext::credentials() {
 ai::AIUsageStore& CliContext::usageStore() {
   if (!usageStore_) {
     usageStore_ = std::make_unique<ai::AIUsageStore>(
-        directories().dataDirectory + "/" + std::string(ai::AIUsageStore::kFileName), fileSystem_, fileLocker_,
-        clock_, notifications_);
+        directories().dataDirectory + "/" + std::string(ai::AIUsageStore::kFileName), fileSystem_,
+        fileLocker_, clock_, notifications_);
   }
   return *usageStore_;
 }

@@ -15,8 +15,8 @@
 #include "core/json_settings_store.h"
 #include "notes_store/notes_database_access.h"
 #include "platform/linux/configured_path_grant.h"
-#include "platform/linux/linux_credential_store.h"
 #include "platform/linux/flock_file_locker.h"
+#include "platform/linux/linux_credential_store.h"
 #include "platform/linux/posix_file_system.h"
 #include "platform/linux/system_clock.h"
 

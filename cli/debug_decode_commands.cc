@@ -24,12 +24,15 @@ std::string readInput(CliContext& context, const std::string& path) {
   return std::move(*contents);
 }
 
-std::string cellText(const notes_store::NoteDocument& cell) { return notes_store::removeControlCharacters(cell.text); }
+std::string cellText(const notes_store::NoteDocument& cell) {
+  return notes_store::removeControlCharacters(cell.text);
+}
 
 }  // namespace
 
 void addDebugDecodeCommands(CLI::App& debug, CliContext& context) {
-  auto* body = debug.add_subcommand("decode-body", "Decode one note body blob (gzip, zlib or raw) from FILE or stdin");
+  auto* body =
+      debug.add_subcommand("decode-body", "Decode one note body blob (gzip, zlib or raw) from FILE or stdin");
   auto bodyPath = std::make_shared<std::string>();
   body->add_option("FILE", *bodyPath, "The blob as stored in ZICNOTEDATA.ZDATA (default: standard input)");
   body->callback([&context, bodyPath] {
@@ -49,7 +52,8 @@ void addDebugDecodeCommands(CLI::App& debug, CliContext& context) {
       json.endObject();
     }
     json.endArray();
-    json.key("attachmentIdentifiers").stringArray({parsed.attachmentIdentifiers.begin(), parsed.attachmentIdentifiers.end()});
+    json.key("attachmentIdentifiers")
+        .stringArray({parsed.attachmentIdentifiers.begin(), parsed.attachmentIdentifiers.end()});
     json.key("markdown");
     if (document) {
       json.value(notes_store::noteToMarkdown(*document));

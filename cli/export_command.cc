@@ -25,7 +25,8 @@ void addExportCommand(CLI::App& app, CliContext& context) {
     exportOptions.progress = [&](size_t done, size_t total) {
       // Ctrl-C stops between notes; the manifest then records what was written.
       if (InterruptGuard::interrupted()) throw core::CancellationError();
-      if (!progress) progress.emplace(streams.err, streams.errIsTerminal, "Exporting", static_cast<long>(total));
+      if (!progress)
+        progress.emplace(streams.err, streams.errIsTerminal, "Exporting", static_cast<long>(total));
       progress->update(static_cast<long>(done));
     };
     const auto summary = context.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
@@ -47,7 +48,8 @@ void addExportCommand(CLI::App& app, CliContext& context) {
       for (size_t i = 0; i < summary.skipped.size() && i < kListed; ++i) {
         out << "    " << printable(summary.skipped[i].path) << ": " << summary.skipped[i].reason << "\n";
       }
-      if (summary.skipped.size() > kListed) out << "    and " << summary.skipped.size() - kListed << " more\n";
+      if (summary.skipped.size() > kListed)
+        out << "    and " << summary.skipped.size() - kListed << " more\n";
     }
     if (summary.withoutBody > 0) {
       out << "  " << summary.withoutBody << " without a readable body: written from title and preview\n";

@@ -15,7 +15,7 @@ TEST(JsonWriter, EscapesAndRepairsTextSoAnyParserReadsIt) {
       {"line\nfeed\ttab\x01", R"("line\nfeed\ttab\u0001")"},
       {"Café › 日本 🚀", "\"Café › 日本 🚀\""},
       {"bad \xff byte", "\"bad \xEF\xBF\xBD byte\""},
-      {"cut \xE2\x80", "\"cut \xEF\xBF\xBD\xEF\xBF\xBD\""},     // truncated sequence
+      {"cut \xE2\x80", "\"cut \xEF\xBF\xBD\xEF\xBF\xBD\""},  // truncated sequence
       {"overlong \xC0\xAF", "\"overlong \xEF\xBF\xBD\xEF\xBF\xBD\""},
       {"surrogate \xED\xA0\x80", "\"surrogate \xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\""},
   };
@@ -43,8 +43,9 @@ TEST(JsonWriter, NestedContainersKeepKeyOrderAndParse) {
   json.finish();
 
   const auto parsed = nlohmann::ordered_json::parse(out.str());
-  EXPECT_EQ(parsed.dump(),
-            R"([{"z":-5,"a":["x","y"],"empty":[],"none":null,"when":"2001-01-01T00:00:00Z","flag":true},{}])");
+  EXPECT_EQ(
+      parsed.dump(),
+      R"([{"z":-5,"a":["x","y"],"empty":[],"none":null,"when":"2001-01-01T00:00:00Z","flag":true},{}])");
   EXPECT_EQ(out.str().back(), '\n');
 }
 

@@ -28,7 +28,8 @@ class RawTerminal {
     raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO | ISIG | IEXTEN);
     raw.c_cc[VMIN] = 1;
     raw.c_cc[VTIME] = 0;
-    if (::tcsetattr(STDIN_FILENO, TCSAFLUSH, &raw) != 0) throw CliFailure("Could not switch the terminal to raw mode.");
+    if (::tcsetattr(STDIN_FILENO, TCSAFLUSH, &raw) != 0)
+      throw CliFailure("Could not switch the terminal to raw mode.");
   }
   ~RawTerminal() { ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &saved_); }
   RawTerminal(const RawTerminal&) = delete;
@@ -90,8 +91,8 @@ void removeLastCharacter(std::string& text) {
   text = core::encodeUtf8(decoded);
 }
 
-void draw(std::ostream& err, const std::string& query, const std::vector<navigation::QuickOpenSearchResult>& results,
-          size_t selected) {
+void draw(std::ostream& err, const std::string& query,
+          const std::vector<navigation::QuickOpenSearchResult>& results, size_t selected) {
   const auto [rows, columns] = terminalSize();
   const size_t width = static_cast<size_t>(std::max(columns, 10));
   std::string frame = "\x1b[H\x1b[2J";
@@ -119,7 +120,8 @@ void draw(std::ostream& err, const std::string& query, const std::vector<navigat
 
 void addQuickOpenCommand(CLI::App& app, CliContext& context) {
   auto* command = app.add_subcommand(
-      "quick-open", "Find a note or folder interactively: type to filter, arrows to move, Enter to print, Esc to quit");
+      "quick-open",
+      "Find a note or folder interactively: type to filter, arrows to move, Enter to print, Esc to quit");
   command->callback([&context] {
     if (context.streams().in != &std::cin || ::isatty(STDIN_FILENO) != 1 || ::isatty(STDERR_FILENO) != 1) {
       throw CliFailure(
@@ -182,10 +184,10 @@ void addQuickOpenCommand(CLI::App& app, CliContext& context) {
     }
     // The chosen note is shown exactly as `zephyl show` shows it.
     const auto& directories = context.directories();
-    const int code = runZephyl({"--db", context.notesDatabase().resolveDatabasePath(), "--config-dir",
-                                directories.configDirectory, "--data-dir", directories.dataDirectory, "show",
-                                chosen->note()->noteURLIdentifier},
-                               context.streams(), context.environment());
+    const int code = runZephyl(
+        {"--db", context.notesDatabase().resolveDatabasePath(), "--config-dir", directories.configDirectory,
+         "--data-dir", directories.dataDirectory, "show", chosen->note()->noteURLIdentifier},
+        context.streams(), context.environment());
     if (code != kExitSuccess) throw CliFailure("Could not show the chosen note.");
   });
 }

@@ -1,8 +1,8 @@
 #include "cli/commands.h"
-#include "notes_store/note_body_decoder.h"
 #include "cli/json_writer.h"
 #include "cli/quick_open_session.h"
 #include "cli/terminal.h"
+#include "notes_store/note_body_decoder.h"
 
 namespace zephyl::cli {
 namespace {

@@ -34,13 +34,15 @@ std::string requiredString(const JSONValue& event, std::string_view name) {
 std::optional<std::string> optionalString(const JSONValue& event, std::string_view name) {
   const auto* value = event.find(name);
   if (value == nullptr || value->isNull()) return std::nullopt;
-  if (value->string() == nullptr) throw ReplayInputError("\"" + std::string(name) + "\" must be a string or null");
+  if (value->string() == nullptr)
+    throw ReplayInputError("\"" + std::string(name) + "\" must be a string or null");
   return *value->string();
 }
 
 bool requiredBool(const JSONValue& event, std::string_view name) {
   const auto* value = event.find(name);
-  if (value == nullptr || !value->boolean()) throw ReplayInputError("\"" + std::string(name) + "\" must be true or false");
+  if (value == nullptr || !value->boolean())
+    throw ReplayInputError("\"" + std::string(name) + "\" must be true or false");
   return *value->boolean();
 }
 
@@ -50,8 +52,8 @@ int64_t integer(const JSONValue& event, std::string_view name, int64_t low, int6
   if (value == nullptr && fallback) return *fallback;
   const auto number = value != nullptr ? value->integer() : std::nullopt;
   if (!number || *number < low || *number > high) {
-    throw ReplayInputError("\"" + std::string(name) + "\" must be an integer from " + std::to_string(low) + " to " +
-                           std::to_string(high));
+    throw ReplayInputError("\"" + std::string(name) + "\" must be an integer from " + std::to_string(low) +
+                           " to " + std::to_string(high));
   }
   return *number;
 }
@@ -64,19 +66,21 @@ struct SessionReplay::Wiring {
         slashSession(templates, formatter),
         formatting(platform, platform, platform),
         paster(platform, platform),
-        controller(editor::AppControllerDependencies{
-            settings, clock, uuids, consumeStore, platform, platform, platform, formatting, platform, paster,
-            platform, slashSession, platform, platform, actions, mainQueue}) {}
+        controller(editor::AppControllerDependencies{settings, clock, uuids, consumeStore, platform, platform,
+                                                     platform, formatting, platform, paster, platform,
+                                                     slashSession, platform, platform, actions, mainQueue}) {}
 
   // As the event tap does: the key goes to the application in front; only the
   // two Notes shortcuts ask accessibility which application has focus.
   void deliverKey(editor::KeyInputEvent event) {
     if (!platform.isProcessTrusted()) return;  // without the permission the tap sees no key
-    if (auto frontmost = platform.frontmostApplication()) event.targetProcessIdentifier = frontmost->processIdentifier;
+    if (auto frontmost = platform.frontmostApplication())
+      event.targetProcessIdentifier = frontmost->processIdentifier;
     const auto snapshot = consumeStore.snapshot();
     if (!editor::shouldForwardKey(event, snapshot)) return;
-    const bool notesShortcut = (snapshot.commandPaletteShortcut && snapshot.commandPaletteShortcut->matches(event)) ||
-                               (snapshot.quickOpenShortcut && snapshot.quickOpenShortcut->matches(event));
+    const bool notesShortcut =
+        (snapshot.commandPaletteShortcut && snapshot.commandPaletteShortcut->matches(event)) ||
+        (snapshot.quickOpenShortcut && snapshot.quickOpenShortcut->matches(event));
     if (notesShortcut && snapshot.isNotesFrontmost && platform.isProcessTrusted()) {
       event.keyboardFocusProcessIdentifier = platform.focusedApplicationProcessIdentifier();
     }
@@ -136,10 +140,12 @@ void SessionReplay::apply(const JSONValue& event, std::ostream& out) {
     editor::KeyInputEvent key;
     key.keyCode = static_cast<uint16_t>(integer(event, "keyCode", 0, 0xFFFF));
     key.characters = optionalString(event, "characters").value_or("");
-    key.modifierFlags = static_cast<uint64_t>(integer(event, "flags", 0, std::numeric_limits<int64_t>::max(), 0));
+    key.modifierFlags =
+        static_cast<uint64_t>(integer(event, "flags", 0, std::numeric_limits<int64_t>::max(), 0));
     wiring.deliverKey(key);
   } else if (type == "text") {
-    for (const auto& key : editor::UsKeyLayout::keyPresses(requiredString(event, "text"))) wiring.deliverKey(key);
+    for (const auto& key : editor::UsKeyLayout::keyPresses(requiredString(event, "text")))
+      wiring.deliverKey(key);
   } else if (type == "setting") {
     const std::string key = requiredString(event, "key");
     const auto* value = event.find("value");
@@ -161,8 +167,9 @@ void SessionReplay::apply(const JSONValue& event, std::ostream& out) {
   } else if (type == "openItem") {
     const std::string kind = requiredString(event, "kind");
     if (kind != "note" && kind != "folder") throw ReplayInputError("\"kind\" must be \"note\" or \"folder\"");
-    controller.openQuickOpenItem(kind == "note" ? editor::NotesItemKind::kNote : editor::NotesItemKind::kFolder,
-                                 requiredString(event, "id"));
+    controller.openQuickOpenItem(
+        kind == "note" ? editor::NotesItemKind::kNote : editor::NotesItemKind::kFolder,
+        requiredString(event, "id"));
   } else if (type == "paletteCommand") {
     const std::string name = requiredString(event, "command");
     const auto command = editor::notesFormatCommandFromIdentifier(name);

@@ -45,7 +45,9 @@ void addShowCommand(CLI::App& app, CliContext& context) {
       throw CliFailure("\"" + note.title +
                        "\" is locked with a password; Zephyl does not show locked notes.");
     }
-    if (note.overLimit) throw CliFailure("\"" + note.title + "\" is not shown: " + std::string(notes_store::kNoteBodyOverLimitText) + ".");
+    if (note.overLimit)
+      throw CliFailure("\"" + note.title +
+                       "\" is not shown: " + std::string(notes_store::kNoteBodyOverLimitText) + ".");
     if (*asJson) {
       printJson(context.streams().out, note);
     } else {

@@ -1,7 +1,7 @@
 #include "cli/commands.h"
-#include "cli/terminal.h"
 #include "cli/json_writer.h"
 #include "cli/note_reference.h"
+#include "cli/terminal.h"
 #include "notes_store/note_body_decoder.h"
 #include "notes_store/note_document.h"
 #include "notes_store/note_table_of_contents.h"
@@ -35,20 +35,22 @@ void addTocCommand(CLI::App& app, CliContext& context) {
       return result;
     });
     if (loaded.locked) {
-      throw CliFailure("\"" + loaded.title + "\" is locked with a password; Zephyl does not read locked notes.");
+      throw CliFailure("\"" + loaded.title +
+                       "\" is locked with a password; Zephyl does not read locked notes.");
     }
     if (loaded.overLimit) {
-      throw CliFailure("\"" + loaded.title + "\" is not read: " + std::string(notes_store::kNoteBodyOverLimitText) + ".");
+      throw CliFailure("\"" + loaded.title +
+                       "\" is not read: " + std::string(notes_store::kNoteBodyOverLimitText) + ".");
     }
     auto& out = context.streams().out;
     if (!*asJson) {
       for (const auto& entry : loaded.contents.entries) {
         const size_t indent = entry.level == notes_store::NoteTableOfContentsEntry::Level::kSubheading ? 4
                               : entry.level == notes_store::NoteTableOfContentsEntry::Level::kHeading  ? 2
-                                                                                                      : 0;
+                                                                                                       : 0;
         std::string line = std::to_string(entry.lineNumber);
-        out << std::string(line.size() < 5 ? 5 - line.size() : 0, ' ') << line << "  " << std::string(indent, ' ')
-            << printable(entry.text) << '\n';
+        out << std::string(line.size() < 5 ? 5 - line.size() : 0, ' ') << line << "  "
+            << std::string(indent, ' ') << printable(entry.text) << '\n';
       }
       return;
     }

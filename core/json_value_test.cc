@@ -24,7 +24,8 @@ TEST(JSONValue, RoundTripsWithoutLoss) {
 }
 
 TEST(JSONValue, NumbersKeepTheirKinds) {
-  const JSONValue value = JSONValue::parse("[9223372036854775807,9223372036854775808,18446744073709551615,-1,1.0,0.5]");
+  const JSONValue value =
+      JSONValue::parse("[9223372036854775807,9223372036854775808,18446744073709551615,-1,1.0,0.5]");
   const auto& items = *value.array();
   EXPECT_EQ(items[0].kind(), JSONValue::Kind::kInteger);
   EXPECT_EQ(items[0].integer(), INT64_MAX);
@@ -50,9 +51,8 @@ TEST(JSONValue, LiteralsBuildTheSameValueAsParsing) {
       {"none", nullptr},
       {"items", JSONValue::Array{1, "two", JSONValue::Object{}}},
   };
-  EXPECT_EQ(literal,
-            JSONValue::parse(R"({"type":"message","count":3,"big":18446744073709551615,"small":5,)"
-                             R"("ratio":0.25,"ok":true,"none":null,"items":[1,"two",{}]})"));
+  EXPECT_EQ(literal, JSONValue::parse(R"({"type":"message","count":3,"big":18446744073709551615,"small":5,)"
+                                      R"("ratio":0.25,"ok":true,"none":null,"items":[1,"two",{}]})"));
   EXPECT_EQ(literal.find("small")->kind(), JSONValue::Kind::kInteger);
   EXPECT_EQ(literal.find("missing"), nullptr);
 }

@@ -18,9 +18,12 @@ class AccessibilityError : public core::Error {
 
   static std::string_view text(Code code) {
     switch (code) {
-      case Code::kUnavailable: return "The accessibility interface is unavailable on this system";
-      case Code::kNotTrusted: return "Accessibility is required for Apple Notes and keyboard shortcuts";
-      case Code::kReadFailed: return "Could not read the Apple Notes menus";
+      case Code::kUnavailable:
+        return "The accessibility interface is unavailable on this system";
+      case Code::kNotTrusted:
+        return "Accessibility is required for Apple Notes and keyboard shortcuts";
+      case Code::kReadFailed:
+        return "Could not read the Apple Notes menus";
     }
     return "";
   }

@@ -26,9 +26,12 @@ bool movesCaret(std::u32string_view characters) {
 
 std::string_view insertFailureMessage(SlashCommandKind kind) {
   switch (kind) {
-    case SlashCommandKind::kInsertDate: return status::kCouldNotInsertDate;
-    case SlashCommandKind::kInsertTime: return status::kCouldNotInsertTime;
-    default: return status::kCouldNotInsertDateAndTime;
+    case SlashCommandKind::kInsertDate:
+      return status::kCouldNotInsertDate;
+    case SlashCommandKind::kInsertTime:
+      return status::kCouldNotInsertTime;
+    default:
+      return status::kCouldNotInsertDateAndTime;
   }
 }
 
@@ -117,8 +120,9 @@ void AppController::loseNotesFocus() {
 }
 
 void AppController::attachToNotes() {
-  deps_.notesAccessibility.observe(*snapshot_.notesProcessIdentifier,
-                                   [this](const NotesAccessibilityContext& context) { handleFocusChange(context); });
+  deps_.notesAccessibility.observe(
+      *snapshot_.notesProcessIdentifier,
+      [this](const NotesAccessibilityContext& context) { handleFocusChange(context); });
   const auto context = deps_.notesAccessibility.readContext();
   snapshot_.isNotesTextAreaFocusedCached = context && context->isEditorFocused;
   publishSnapshot();
@@ -164,15 +168,24 @@ void AppController::handleFocusChange(const NotesAccessibilityContext& context) 
 
 void AppController::setPanelVisible(AppPanel panel, bool visible) {
   switch (panel) {
-    case AppPanel::kQuickOpen: return;  // a window of our own: the tap never needs to know
-    case AppPanel::kCommandPalette: snapshot_.commandPalettePresented = visible; break;
-    case AppPanel::kInlineAI: snapshot_.inlineAIShowing = visible; break;
+    case AppPanel::kQuickOpen:
+      return;  // a window of our own: the tap never needs to know
+    case AppPanel::kCommandPalette:
+      snapshot_.commandPalettePresented = visible;
+      break;
+    case AppPanel::kInlineAI:
+      snapshot_.inlineAIShowing = visible;
+      break;
     case AppPanel::kInlineToolbar:
       snapshot_.inlineToolbarShowing = visible;
       if (!visible) snapshot_.inlineToolbarPromptFocused = false;
       break;
-    case AppPanel::kInlineToolbarPrompt: snapshot_.inlineToolbarPromptFocused = visible; break;
-    case AppPanel::kSkillsLauncher: snapshot_.skillsLauncherShowing = visible; break;
+    case AppPanel::kInlineToolbarPrompt:
+      snapshot_.inlineToolbarPromptFocused = visible;
+      break;
+    case AppPanel::kSkillsLauncher:
+      snapshot_.skillsLauncherShowing = visible;
+      break;
   }
   publishSnapshot();
 }
@@ -185,10 +198,11 @@ void AppController::handleKey(const KeyInputEvent& event) {
 
   // 2. Escape closes the inline panels, innermost first.
   if (event.keyCode == kEscapeKeyCode) {
-    for (auto [showing, panel] : {std::pair{snapshot_.inlineAIShowing, AppPanel::kInlineAI},
-                                  std::pair{snapshot_.skillsLauncherShowing, AppPanel::kSkillsLauncher},
-                                  std::pair{snapshot_.inlineToolbarPromptFocused, AppPanel::kInlineToolbarPrompt},
-                                  std::pair{snapshot_.inlineToolbarShowing, AppPanel::kInlineToolbar}}) {
+    for (auto [showing, panel] :
+         {std::pair{snapshot_.inlineAIShowing, AppPanel::kInlineAI},
+          std::pair{snapshot_.skillsLauncherShowing, AppPanel::kSkillsLauncher},
+          std::pair{snapshot_.inlineToolbarPromptFocused, AppPanel::kInlineToolbarPrompt},
+          std::pair{snapshot_.inlineToolbarShowing, AppPanel::kInlineToolbar}}) {
       if (!showing) continue;
       deps_.panels.close(panel);
       setPanelVisible(panel, false);
@@ -305,7 +319,9 @@ void AppController::endSlashQuery(bool showClosedStatus) {
   if (showClosedStatus) show(status::kSlashPanelClosed);
 }
 
-std::string AppController::slashQuery() const { return slash_ ? core::encodeUtf8(slash_->query) : std::string(); }
+std::string AppController::slashQuery() const {
+  return slash_ ? core::encodeUtf8(slash_->query) : std::string();
+}
 
 const std::vector<SlashCommand>& AppController::slashRows() const {
   static const std::vector<SlashCommand> kNone;
@@ -388,7 +404,8 @@ void AppController::applyTrigger(const TriggerEvent& trigger) {
       }
       mainQueue.post([&panels, &display] {
         panels.showQuickOpen();
-        display.showStatus(std::string(status::kNoteLinkTriggerPrefix) + "choose the note to link in Quick Open");
+        display.showStatus(std::string(status::kNoteLinkTriggerPrefix) +
+                           "choose the note to link in Quick Open");
       });
     });
     return;
@@ -433,9 +450,12 @@ void AppController::openSkillsLauncher() {
 
 void AppController::menuBarIconClicked() {
   switch (settings_.menuBarIconClickAction) {
-    case MenuBarIconClickAction::kShowMenu: return deps_.panels.showStatusMenu();
-    case MenuBarIconClickAction::kOpenQuickOpen: return openQuickOpen();
-    case MenuBarIconClickAction::kOpenAssistant: return openAssistant();
+    case MenuBarIconClickAction::kShowMenu:
+      return deps_.panels.showStatusMenu();
+    case MenuBarIconClickAction::kOpenQuickOpen:
+      return openQuickOpen();
+    case MenuBarIconClickAction::kOpenAssistant:
+      return openAssistant();
   }
 }
 
@@ -462,7 +482,8 @@ void AppController::runPaletteCommand(NotesFormatCommand command) {
   auto& formatting = deps_.formatting;
   perform([&workspace, &formatting, command] {
     // The palette is our own window, so Notes must be in front before it takes keys.
-    if (!workspace.activateApplication(kNotesBundleIdentifier)) return std::string(status::kCouldNotFocusNotes);
+    if (!workspace.activateApplication(kNotesBundleIdentifier))
+      return std::string(status::kCouldNotFocusNotes);
     return applyFormatting(formatting, command);
   });
 }

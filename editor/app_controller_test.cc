@@ -16,10 +16,10 @@
 namespace zephyl::editor {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using core::JSONValue;
 using platform::RecordingPlatform;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 class FixedUuids : public UuidGenerator {
  public:
@@ -112,8 +112,8 @@ TEST_F(AppControllerTest, TypedTriggersAndSlashDateRunInOrder) {
                           status("Applied heading command"), R"({"action":"deleteBackward","count":3})",
                           R"({"action":"postShortcut","keyCode":37,"flags":1179648})",
                           status("Applied checklist command"), status("Slash command panel opened"),
-                          R"({"action":"deleteBackward","count":5})", R"({"action":"typeText","text":"2026-01-05"})",
-                          status("Inserted date and time")));
+                          R"({"action":"deleteBackward","count":5})",
+                          R"({"action":"typeText","text":"2026-01-05"})", status("Inserted date and time")));
   EXPECT_FALSE(controller_.isSlashQueryActive());
   EXPECT_FALSE(consumeStore_.snapshot().slashQueryActive);
 }
@@ -178,8 +178,9 @@ TEST_F(AppControllerTest, SlashPanelKeysNavigateRunAndClose) {
   pressKey(kKeypadEnterKeyCode, "\x03");
   // The slash and "ti" go, then the second row's command runs.
   ASSERT_EQ(rows[1].identifier, "time");
-  EXPECT_THAT(output(), ElementsAre(R"({"action":"deleteBackward","count":3})",
-                                    R"({"action":"typeText","text":"15:04"})", status("Inserted date and time")));
+  EXPECT_THAT(output(),
+              ElementsAre(R"({"action":"deleteBackward","count":3})",
+                          R"({"action":"typeText","text":"15:04"})", status("Inserted date and time")));
 
   platform_.clear();
   type("/x");
@@ -187,9 +188,9 @@ TEST_F(AppControllerTest, SlashPanelKeysNavigateRunAndClose) {
   type("/");
   pressKey(kDeleteKeyCode, "\x7F");  // deleting the slash ends the query
   type("/zz ");                      // a blank after a query that finds nothing is prose
-  EXPECT_THAT(platform_.statuses(),
-              ElementsAre("Slash command panel opened", "Slash command panel closed", "Slash command panel opened",
-                          "Slash command panel closed", "Slash command panel opened", "Slash command panel closed"));
+  EXPECT_THAT(platform_.statuses(), ElementsAre("Slash command panel opened", "Slash command panel closed",
+                                                "Slash command panel opened", "Slash command panel closed",
+                                                "Slash command panel opened", "Slash command panel closed"));
   EXPECT_FALSE(consumeStore_.snapshot().slashQueryActive);
 }
 
@@ -199,7 +200,8 @@ TEST_F(AppControllerTest, AQueryThatFindsNothingIsProseAndReturnReachesTheNote) 
   EXPECT_FALSE(controller_.isSlashQueryActive());
   EXPECT_FALSE(shouldConsumeKey({"\r", kReturnKeyCode, 0, 501, std::nullopt}, consumeStore_.snapshot()));
   pressKey(kReturnKeyCode, "\r");
-  EXPECT_THAT(output(), ElementsAre(status("Slash command panel opened"), status("Slash command panel closed")));
+  EXPECT_THAT(output(),
+              ElementsAre(status("Slash command panel opened"), status("Slash command panel closed")));
 }
 
 // Keys the monitor would never forward still must not act if they arrive:
@@ -246,12 +248,13 @@ class DeferredActionQueue : public ActionQueue {
 
 TEST_F(AppControllerTest, AskAIOpensTheAssistantOnlyAfterTheQueryIsRemoved) {
   DeferredActionQueue deferred;
-  AppController controller(AppControllerDependencies{settings_, clock_, uuids_, consumeStore_, platform_, platform_,
-                                                     platform_, formatting_, platform_, paster_, platform_,
-                                                     slashSession_, platform_, platform_, deferred, mainQueue_});
+  AppController controller(AppControllerDependencies{
+      settings_, clock_, uuids_, consumeStore_, platform_, platform_, platform_, formatting_, platform_,
+      paster_, platform_, slashSession_, platform_, platform_, deferred, mainQueue_});
   controller.start();
   platform_.activate({std::string(kNotesBundleIdentifier), "Notes", 501});
-  platform_.moveFocus({"AXTextArea", "", true, {}, "Summarise this /ask", "x-coredata://S/ICNote/p1", "Plan"});
+  platform_.moveFocus(
+      {"AXTextArea", "", true, {}, "Summarise this /ask", "x-coredata://S/ICNote/p1", "Plan"});
   for (auto key : UsKeyLayout::keyPresses("/ask\n")) controller.handleKey(key);
   drain();
   platform_.clear();
@@ -300,8 +303,10 @@ TEST_F(AppControllerTest, FocusLeavingTheNoteBodyOrNotesLeavingTheFrontClosesThe
 TEST_F(AppControllerTest, TemplatesArePastedExpandedAndFailuresSaySo) {
   // Read once per slash session: both sessions below find the template.
   for (int session = 0; session < 2; ++session) {
-    templateScripts_.queueResult(std::string("folder\x1F" "F1\x1FTemplates\x1FiCloud\x1E") +
-                                 "template\x1F" "F1\x1FTemplates\x1FiCloud\x1Fn1\x1FStandup\x1F\x1F"
+    templateScripts_.queueResult(std::string("folder\x1F"
+                                             "F1\x1FTemplates\x1FiCloud\x1E") +
+                                 "template\x1F"
+                                 "F1\x1FTemplates\x1FiCloud\x1Fn1\x1FStandup\x1F\x1F"
                                  "<div>Due {{date}} {{1st}}</div>");
   }
   startWithNotesInFront();
@@ -369,8 +374,9 @@ TEST_F(AppControllerTest, EscapeClosesTheInnermostInlinePanelFirst) {
   EXPECT_TRUE(consumeStore_.snapshot().inlineToolbarShowing);
   pressKey(kEscapeKeyCode, "\x1B");
   EXPECT_FALSE(consumeStore_.snapshot().inlineToolbarShowing);
-  EXPECT_THAT(platform_.entries(), ElementsAre(JSONValue::parse(R"({"panel":"inlineAI","visible":false})"),
-                                               JSONValue::parse(R"({"panel":"inlineToolbar","visible":false})")));
+  EXPECT_THAT(platform_.entries(),
+              ElementsAre(JSONValue::parse(R"({"panel":"inlineAI","visible":false})"),
+                          JSONValue::parse(R"({"panel":"inlineToolbar","visible":false})")));
 }
 
 TEST_F(AppControllerTest, PaletteAndQuickOpenActionsReportSuccessOrFailure) {
@@ -382,8 +388,9 @@ TEST_F(AppControllerTest, PaletteAndQuickOpenActionsReportSuccessOrFailure) {
   platform_.setFailing("runScript", true);
   controller_.openQuickOpenItem(NotesItemKind::kNote, "x-coredata://S/ICNote/p9");
   drain();
-  EXPECT_THAT(platform_.statuses(), ElementsAre("Applied numbered list", "Could not focus Apple Notes",
-                                                "Opened folder in Apple Notes", "Could not open item in Apple Notes"));
+  EXPECT_THAT(platform_.statuses(),
+              ElementsAre("Applied numbered list", "Could not focus Apple Notes",
+                          "Opened folder in Apple Notes", "Could not open item in Apple Notes"));
 }
 
 TEST_F(AppControllerTest, StatusesArriveThroughTheMainQueue) {
@@ -411,9 +418,10 @@ TEST_F(AppControllerTest, AccessibilityPermissionMessagesFollowItsChanges) {
   EXPECT_FALSE(consumeStore_.snapshot().slashQueryActive);
   controller_.handleEventTapRevoked(EventTapRevocationReason::kExecutableReplaced);
   const std::string required = "Accessibility is required for Apple Notes and keyboard shortcuts";
-  EXPECT_THAT(platform_.statuses(),
-              ElementsAre(required, required, "Accessibility allowed", "Slash command panel opened", required,
-                          "Zephyl — Zephyl was reinstalled or updated. Restart to restore keyboard shortcuts."));
+  EXPECT_THAT(
+      platform_.statuses(),
+      ElementsAre(required, required, "Accessibility allowed", "Slash command panel opened", required,
+                  "Zephyl — Zephyl was reinstalled or updated. Restart to restore keyboard shortcuts."));
 }
 
 TEST_F(AppControllerTest, TriggersTypedOutsideTheNoteBodyAreLeftAlone) {
@@ -435,8 +443,8 @@ TEST_F(AppControllerTest, TheAssistantOpensWithWhatNotesShows) {
   platform_.clear();
   type("/ask");
   pressKey(kReturnKeyCode, "\r");
-  EXPECT_THAT(platform_.statuses(), ElementsAre("Slash command panel opened",
-                                                "AI panel opened with current note context"));
+  EXPECT_THAT(platform_.statuses(),
+              ElementsAre("Slash command panel opened", "AI panel opened with current note context"));
   const auto entries = platform_.entries();
   EXPECT_NE(std::find(entries.begin(), entries.end(),
                       JSONValue::parse(R"({"panel":"assistant","prompt":"Ask about this",)"

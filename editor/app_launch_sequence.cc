@@ -8,8 +8,9 @@
 namespace zephyl::editor {
 
 std::optional<AppAppearance> appAppearanceFromName(std::string_view name) {
-  static constexpr core::EnumNames<AppAppearance, 3> kNames(
-      {{{AppAppearance::kSystem, "system"}, {AppAppearance::kLight, "light"}, {AppAppearance::kDark, "dark"}}});
+  static constexpr core::EnumNames<AppAppearance, 3> kNames({{{AppAppearance::kSystem, "system"},
+                                                              {AppAppearance::kLight, "light"},
+                                                              {AppAppearance::kDark, "dark"}}});
   return kNames.value(name);
 }
 
@@ -55,7 +56,8 @@ void AppLaunchSequence::launch() {
         return;
       }
       const long elapsedMs = static_cast<long>(
-          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started).count());
+          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
+              .count());
       log.info() << "Backlinks warm-up finished elapsedMs=" << elapsedMs;
     });
   }

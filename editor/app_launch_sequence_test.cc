@@ -89,10 +89,12 @@ TEST(AppLaunchSequenceTest, StartsEachServiceInOrderAndWarmsBacklinksInTheBackgr
   platform::testing::FakeAccessibility accessibility;
   platform::testing::FakeProgramFileInspector programFile;
   platform::testing::FakeTimerScheduler timers;
-  KeyboardMonitor monitor({taps, accessibility, programFile, timers, mainQueue, localMonitor}, [](const auto&) {},
-                          [](auto) {}, /*wantsEventTap=*/false);
-  AppController controller({settings, clock, uuids, monitor.consumeStore(), desktop, desktop, desktop, formatting,
-                            desktop, paster, desktop, slashSession, desktop, desktop, actions, mainQueue});
+  KeyboardMonitor monitor(
+      {taps, accessibility, programFile, timers, mainQueue, localMonitor}, [](const auto&) {}, [](auto) {},
+      /*wantsEventTap=*/false);
+  AppController controller({settings, clock, uuids, monitor.consumeStore(), desktop, desktop, desktop,
+                            formatting, desktop, paster, desktop, slashSession, desktop, desktop, actions,
+                            mainQueue});
 
   std::promise<std::thread::id> warmedOn;
   {

@@ -69,7 +69,8 @@ AppSettings AppSettings::read(core::SettingsStore& settings) {
     readShortcut(settings, settings_key::kAssistantShortcut, result.assistantShortcut);
     readShortcut(settings, settings_key::kGlobalSkillsLauncherShortcut, result.globalSkillsLauncherShortcut);
     readBool(settings, settings_key::kMarkdownTriggersEnabled, result.markdownTriggersEnabled);
-    readBool(settings, settings_key::kFullWidthMarkdownTriggersEnabled, result.fullWidthMarkdownTriggersEnabled);
+    readBool(settings, settings_key::kFullWidthMarkdownTriggersEnabled,
+             result.fullWidthMarkdownTriggersEnabled);
     readBool(settings, settings_key::kSlashCommandsEnabled, result.slashCommandsEnabled);
     readBool(settings, settings_key::kInlineToolbarEnabled, result.inlineToolbarEnabled);
     readBool(settings, settings_key::kQuickOpenPreviewEnabled, result.quickOpenPreviewEnabled);

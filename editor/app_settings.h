@@ -45,9 +45,11 @@ inline constexpr std::string_view kAppearance = "appearance";
 
 struct AppSettings {
   // ⇧⌘P, ⇧⌘O in Notes; ⌥⌘O, ⌥⌘J, ⌥⌘K anywhere: none of them is a Notes shortcut.
-  std::optional<QuickOpenKeyboardShortcut> commandPaletteShortcut = QuickOpenKeyboardShortcut{35, 0x120000, "P"};
+  std::optional<QuickOpenKeyboardShortcut> commandPaletteShortcut =
+      QuickOpenKeyboardShortcut{35, 0x120000, "P"};
   std::optional<QuickOpenKeyboardShortcut> quickOpenShortcut = QuickOpenKeyboardShortcut{31, 0x120000, "O"};
-  std::optional<QuickOpenKeyboardShortcut> globalQuickOpenShortcut = QuickOpenKeyboardShortcut{31, 0x180000, "O"};
+  std::optional<QuickOpenKeyboardShortcut> globalQuickOpenShortcut =
+      QuickOpenKeyboardShortcut{31, 0x180000, "O"};
   std::optional<QuickOpenKeyboardShortcut> assistantShortcut = QuickOpenKeyboardShortcut{38, 0x180000, "J"};
   std::optional<QuickOpenKeyboardShortcut> globalSkillsLauncherShortcut =
       QuickOpenKeyboardShortcut{40, 0x180000, "K"};

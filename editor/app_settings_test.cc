@@ -25,7 +25,8 @@ TEST(AppSettingsTest, MissingAndMalformedValuesKeepTheirDefaults) {
   for (size_t i = 0; i < shortcuts.size(); ++i) {
     ASSERT_TRUE(shortcuts[i]);
     EXPECT_TRUE(hasCommandModifier(shortcuts[i]->modifierFlags)) << i;
-    for (size_t j = i + 1; j < shortcuts.size(); ++j) EXPECT_FALSE(*shortcuts[i] == *shortcuts[j]) << i << "," << j;
+    for (size_t j = i + 1; j < shortcuts.size(); ++j)
+      EXPECT_FALSE(*shortcuts[i] == *shortcuts[j]) << i << "," << j;
   }
 
   store.setString("markdownTriggersEnabled", "yes");

@@ -33,10 +33,13 @@ inline constexpr std::string_view kTableOfContentsOpened = "Table of contents op
 inline constexpr std::string_view kJumpedToHeader = "Jumped to header";
 inline constexpr std::string_view kCouldNotJumpToHeader = "Could not jump to header";
 inline constexpr std::string_view kOpenedBacklinkSource = "Opened backlink source";
-inline constexpr std::string_view kCouldNotOpenBacklinkSource = "Zephyl could not open this note in Apple Notes.";
-inline constexpr std::string_view kAssistantOpenedWithNoteContext = "AI panel opened with current note context";
+inline constexpr std::string_view kCouldNotOpenBacklinkSource =
+    "Zephyl could not open this note in Apple Notes.";
+inline constexpr std::string_view kAssistantOpenedWithNoteContext =
+    "AI panel opened with current note context";
 inline constexpr std::string_view kAssistantOpenedWithoutNoteText = "AI panel opened without note text";
-inline constexpr std::string_view kAssistantOpenedWithNoteContextAndPrefix = "AI panel opened with note context and ";
+inline constexpr std::string_view kAssistantOpenedWithNoteContextAndPrefix =
+    "AI panel opened with note context and ";
 inline constexpr std::string_view kSelectNoteFirst = "Select a note in Apple Notes first.";
 inline constexpr std::string_view kSelectTextFirst = "Select text in another app first";
 inline constexpr std::string_view kUseInlineToolbarForSkills = "Use the Notes inline toolbar for Skills";
@@ -47,45 +50,67 @@ inline constexpr std::string_view kWaitingForNotes = "Waiting for Apple Notes";
 inline constexpr std::string_view kNotesActive = "Apple Notes is active";
 inline constexpr std::string_view kNotesEditorFocused = "Notes editor focused";
 inline constexpr std::string_view kAccessibilityAllowed = "Accessibility allowed";
-inline constexpr std::string_view kAccessibilityRequired = "Accessibility is required for Apple Notes and keyboard shortcuts";
+inline constexpr std::string_view kAccessibilityRequired =
+    "Accessibility is required for Apple Notes and keyboard shortcuts";
 inline constexpr std::string_view kAccessibilityRequiredForPanelKeys =
     "Accessibility is required for arrow keys, Enter, and Esc";
 inline constexpr std::string_view kPermissionGuide =
-    "Please open the Privacy & Security panel in System Settings and enable Zephyl in the Accessibility section.";
+    "Please open the Privacy & Security panel in System Settings and enable Zephyl in the Accessibility "
+    "section.";
 inline constexpr std::string_view kReinstalled =
     "Zephyl — Zephyl was reinstalled or updated. Restart to restore keyboard shortcuts.";
 
 // Settings side.
 inline constexpr std::string_view kGrantDatabaseAccess = "Grant Apple Notes Database Access";
-inline constexpr std::string_view kSelectNotesFolder = "Select the Apple Notes folder that Zephyl opened for you";
+inline constexpr std::string_view kSelectNotesFolder =
+    "Select the Apple Notes folder that Zephyl opened for you";
 inline constexpr std::string_view kDatabaseAccessAllowed = "Apple Notes database access allowed";
 inline constexpr std::string_view kCouldNotSaveDatabaseAccess = "Could not save Apple Notes database access";
 inline constexpr std::string_view kCouldNotUpdateLaunchAtLogin =
     "Could not update launch at login. Please try again in System Settings.";
-inline constexpr std::string_view kLanguageChangeNeedsRestart = "Language changes apply after restarting Zephyl.";
-inline constexpr std::string_view kCouldNotRestart = "Could not restart Zephyl. Please quit and open it again.";
+inline constexpr std::string_view kLanguageChangeNeedsRestart =
+    "Language changes apply after restarting Zephyl.";
+inline constexpr std::string_view kCouldNotRestart =
+    "Could not restart Zephyl. Please quit and open it again.";
 
 // The success message of applying `command`.
 constexpr std::string_view appliedFormattingMessage(NotesFormatCommand command) {
   switch (command) {
-    case NotesFormatCommand::kTitle: return "Applied title command";
-    case NotesFormatCommand::kHeading: return "Applied heading command";
-    case NotesFormatCommand::kSubheading: return "Applied subheading command";
-    case NotesFormatCommand::kBody: return "Applied body command";
-    case NotesFormatCommand::kChecklist: return "Applied checklist command";
-    case NotesFormatCommand::kMonostyled: return "Applied monostyled command";
-    case NotesFormatCommand::kQuote: return "Applied quote command";
-    case NotesFormatCommand::kBulletedList: return "Applied bulleted list";
-    case NotesFormatCommand::kDashedList: return "Applied dashed list";
-    case NotesFormatCommand::kNumberedList: return "Applied numbered list";
-    case NotesFormatCommand::kStrikethrough: return "Applied strikethrough";
-    case NotesFormatCommand::kUnderline: return "Applied underline";
-    case NotesFormatCommand::kHighlight: return "Applied highlight";
-    case NotesFormatCommand::kAddLink: return "Opened link editor";
+    case NotesFormatCommand::kTitle:
+      return "Applied title command";
+    case NotesFormatCommand::kHeading:
+      return "Applied heading command";
+    case NotesFormatCommand::kSubheading:
+      return "Applied subheading command";
+    case NotesFormatCommand::kBody:
+      return "Applied body command";
+    case NotesFormatCommand::kChecklist:
+      return "Applied checklist command";
+    case NotesFormatCommand::kMonostyled:
+      return "Applied monostyled command";
+    case NotesFormatCommand::kQuote:
+      return "Applied quote command";
+    case NotesFormatCommand::kBulletedList:
+      return "Applied bulleted list";
+    case NotesFormatCommand::kDashedList:
+      return "Applied dashed list";
+    case NotesFormatCommand::kNumberedList:
+      return "Applied numbered list";
+    case NotesFormatCommand::kStrikethrough:
+      return "Applied strikethrough";
+    case NotesFormatCommand::kUnderline:
+      return "Applied underline";
+    case NotesFormatCommand::kHighlight:
+      return "Applied highlight";
+    case NotesFormatCommand::kAddLink:
+      return "Opened link editor";
     // Reached from the palette and the toolbar only; named in the same manner.
-    case NotesFormatCommand::kBold: return "Applied bold";
-    case NotesFormatCommand::kItalic: return "Applied italic";
-    case NotesFormatCommand::kTable: return "Inserted table";
+    case NotesFormatCommand::kBold:
+      return "Applied bold";
+    case NotesFormatCommand::kItalic:
+      return "Applied italic";
+    case NotesFormatCommand::kTable:
+      return "Inserted table";
   }
   return "Applied formatting";
 }

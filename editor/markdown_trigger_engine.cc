@@ -44,7 +44,8 @@ std::optional<TriggerEvent> MarkdownTriggerEngine::evaluate() {
 
 TriggerEvent MarkdownTriggerEngine::makeEvent(TriggerKind kind, std::string text, std::string input,
                                               int charactersToRemove) {
-  return TriggerEvent{uuids_.makeUuid(), kind, std::move(text), std::move(input), charactersToRemove, clock_.now()};
+  return TriggerEvent{uuids_.makeUuid(),  kind,        std::move(text), std::move(input),
+                      charactersToRemove, clock_.now()};
 }
 
 }  // namespace zephyl::editor

@@ -47,11 +47,11 @@ TEST(MarkdownTriggerEngine, RecognisesExactLinesOnlyAfterABlank) {
       {"``` ", false, {{TriggerKind::kMonostyled, "```", "``` ", 4}}},
       {"> ", false, {{TriggerKind::kQuote, ">", "> ", 2}}},
       {"#### ", false, {}},
-      {"a# ", false, {}},             // not the first thing on the line
-      {"#", false, {}},               // no blank yet
+      {"a# ", false, {}},                                      // not the first thing on the line
+      {"#", false, {}},                                        // no blank yet
       {"# # ", false, {{TriggerKind::kTitle, "#", "# ", 2}}},  // only the first blank completes it
       {"Plan\n## ", false, {{TriggerKind::kHeading, "##", "## ", 3}}},
-      {"#x\x7f ", false, {{TriggerKind::kTitle, "#", "# ", 2}}},  // Delete takes the x back
+      {"#x\x7f ", false, {{TriggerKind::kTitle, "#", "# ", 2}}},     // Delete takes the x back
       {"\x7f\x7f# ", false, {{TriggerKind::kTitle, "#", "# ", 2}}},  // Delete on an empty line
       {"/", false, {}},
       {"/ ", false, {}},  // the slash row never fires from the engine

@@ -36,14 +36,22 @@ const std::vector<Recognition>& fullWidthRecognitions() {
 
 std::string_view triggerKindIdentifier(TriggerKind kind) {
   switch (kind) {
-    case TriggerKind::kSlashCommand: return "slashCommand";
-    case TriggerKind::kNoteLink: return "noteLink";
-    case TriggerKind::kTitle: return "title";
-    case TriggerKind::kHeading: return "heading";
-    case TriggerKind::kSubheading: return "subheading";
-    case TriggerKind::kChecklist: return "checklist";
-    case TriggerKind::kMonostyled: return "monostyled";
-    case TriggerKind::kQuote: return "quote";
+    case TriggerKind::kSlashCommand:
+      return "slashCommand";
+    case TriggerKind::kNoteLink:
+      return "noteLink";
+    case TriggerKind::kTitle:
+      return "title";
+    case TriggerKind::kHeading:
+      return "heading";
+    case TriggerKind::kSubheading:
+      return "subheading";
+    case TriggerKind::kChecklist:
+      return "checklist";
+    case TriggerKind::kMonostyled:
+      return "monostyled";
+    case TriggerKind::kQuote:
+      return "quote";
   }
   return "";
 }
@@ -53,12 +61,18 @@ std::optional<NotesFormatCommand> formatCommandForTrigger(TriggerKind kind) {
     case TriggerKind::kSlashCommand:
     case TriggerKind::kNoteLink:
       return std::nullopt;
-    case TriggerKind::kTitle: return NotesFormatCommand::kTitle;
-    case TriggerKind::kHeading: return NotesFormatCommand::kHeading;
-    case TriggerKind::kSubheading: return NotesFormatCommand::kSubheading;
-    case TriggerKind::kChecklist: return NotesFormatCommand::kChecklist;
-    case TriggerKind::kMonostyled: return NotesFormatCommand::kMonostyled;
-    case TriggerKind::kQuote: return NotesFormatCommand::kQuote;
+    case TriggerKind::kTitle:
+      return NotesFormatCommand::kTitle;
+    case TriggerKind::kHeading:
+      return NotesFormatCommand::kHeading;
+    case TriggerKind::kSubheading:
+      return NotesFormatCommand::kSubheading;
+    case TriggerKind::kChecklist:
+      return NotesFormatCommand::kChecklist;
+    case TriggerKind::kMonostyled:
+      return NotesFormatCommand::kMonostyled;
+    case TriggerKind::kQuote:
+      return NotesFormatCommand::kQuote;
   }
   return std::nullopt;
 }

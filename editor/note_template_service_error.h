@@ -15,7 +15,7 @@ class NoteTemplateServiceError : public core::Error {
 
   explicit NoteTemplateServiceError(Code code, std::string scriptMessage = {})
       : core::Error(code == Code::kAppleScriptError ? std::string(text(code)) + scriptMessage
-                                                   : std::string(text(code))),
+                                                    : std::string(text(code))),
         code_(code),
         scriptMessage_(std::move(scriptMessage)) {}
 

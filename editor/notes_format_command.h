@@ -31,12 +31,12 @@ enum class NotesFormatCommand {
 };
 
 inline constexpr std::array<NotesFormatCommand, 17> kAllNotesFormatCommands = {
-    NotesFormatCommand::kTitle,         NotesFormatCommand::kHeading,      NotesFormatCommand::kSubheading,
-    NotesFormatCommand::kBody,          NotesFormatCommand::kChecklist,    NotesFormatCommand::kMonostyled,
-    NotesFormatCommand::kQuote,         NotesFormatCommand::kTable,        NotesFormatCommand::kBold,
-    NotesFormatCommand::kItalic,        NotesFormatCommand::kUnderline,    NotesFormatCommand::kStrikethrough,
-    NotesFormatCommand::kAddLink,       NotesFormatCommand::kBulletedList, NotesFormatCommand::kDashedList,
-    NotesFormatCommand::kNumberedList,  NotesFormatCommand::kHighlight,
+    NotesFormatCommand::kTitle,        NotesFormatCommand::kHeading,      NotesFormatCommand::kSubheading,
+    NotesFormatCommand::kBody,         NotesFormatCommand::kChecklist,    NotesFormatCommand::kMonostyled,
+    NotesFormatCommand::kQuote,        NotesFormatCommand::kTable,        NotesFormatCommand::kBold,
+    NotesFormatCommand::kItalic,       NotesFormatCommand::kUnderline,    NotesFormatCommand::kStrikethrough,
+    NotesFormatCommand::kAddLink,      NotesFormatCommand::kBulletedList, NotesFormatCommand::kDashedList,
+    NotesFormatCommand::kNumberedList, NotesFormatCommand::kHighlight,
 };
 
 // The raw value: "title", "bulletedList", ...
@@ -57,8 +57,8 @@ struct PostedShortcut {
 std::optional<PostedShortcut> notesShortcutForCommand(NotesFormatCommand command);
 
 // The other shortcuts the system posts.
-inline constexpr PostedShortcut kPasteShortcut{9, 0x100000};   // Command+V
-inline constexpr PostedShortcut kCopyShortcut{8, 0x100000};    // Command+C
-inline constexpr PostedShortcut kRightArrowShortcut{124, 0};   // moves the caret after a write-back
+inline constexpr PostedShortcut kPasteShortcut{9, 0x100000};  // Command+V
+inline constexpr PostedShortcut kCopyShortcut{8, 0x100000};   // Command+C
+inline constexpr PostedShortcut kRightArrowShortcut{124, 0};  // moves the caret after a write-back
 
 }  // namespace zephyl::editor

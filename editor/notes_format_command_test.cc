@@ -12,8 +12,9 @@ using C = NotesFormatCommand;
 
 TEST(NotesFormatCommand, SeventeenCommandsInOrderWithRoundTrippingIdentifiers) {
   const std::vector<std::string> expected = {
-      "title", "heading", "subheading", "body", "checklist", "monostyled", "quote", "table", "bold",
-      "italic", "underline", "strikethrough", "addLink", "bulletedList", "dashedList", "numberedList", "highlight"};
+      "title",   "heading",      "subheading", "body",         "checklist", "monostyled",
+      "quote",   "table",        "bold",       "italic",       "underline", "strikethrough",
+      "addLink", "bulletedList", "dashedList", "numberedList", "highlight"};
   ASSERT_EQ(kAllNotesFormatCommands.size(), expected.size());
   for (size_t i = 0; i < expected.size(); ++i) {
     EXPECT_EQ(notesFormatCommandIdentifier(kAllNotesFormatCommands[i]), expected[i]);
@@ -25,15 +26,16 @@ TEST(NotesFormatCommand, SeventeenCommandsInOrderWithRoundTrippingIdentifiers) {
 
 TEST(NotesFormatCommand, OnlyTheSixTriggerCommandsHaveNotesShortcuts) {
   const std::vector<std::pair<C, PostedShortcut>> expected = {
-      {C::kTitle, {17, 0x120000}},      {C::kHeading, {4, 0x120000}},     {C::kSubheading, {38, 0x120000}},
-      {C::kChecklist, {37, 0x120000}},  {C::kMonostyled, {46, 0x120000}}, {C::kQuote, {39, 0x100000}},
+      {C::kTitle, {17, 0x120000}},     {C::kHeading, {4, 0x120000}},     {C::kSubheading, {38, 0x120000}},
+      {C::kChecklist, {37, 0x120000}}, {C::kMonostyled, {46, 0x120000}}, {C::kQuote, {39, 0x100000}},
   };
   size_t withShortcut = 0;
   for (C command : kAllNotesFormatCommands) {
     const auto shortcut = notesShortcutForCommand(command);
     if (!shortcut) continue;
     ++withShortcut;
-    const auto it = std::find_if(expected.begin(), expected.end(), [&](const auto& e) { return e.first == command; });
+    const auto it =
+        std::find_if(expected.begin(), expected.end(), [&](const auto& e) { return e.first == command; });
     ASSERT_NE(it, expected.end()) << notesFormatCommandIdentifier(command);
     EXPECT_EQ(*shortcut, it->second) << notesFormatCommandIdentifier(command);
   }
@@ -47,10 +49,10 @@ TEST(NotesFormatCommand, OnlyTheSixTriggerCommandsHaveNotesShortcuts) {
 }
 
 TEST(NotesFormatMenuTable, RowsInListingOrderAndTheDerivedCheckMarkLists) {
-  const std::vector<C> order = {C::kTitle,         C::kHeading,      C::kSubheading, C::kBody,     C::kMonostyled,
-                                C::kBulletedList,  C::kDashedList,   C::kNumberedList, C::kChecklist, C::kQuote,
-                                C::kTable,         C::kBold,         C::kItalic,     C::kUnderline, C::kStrikethrough,
-                                C::kHighlight,     C::kAddLink};
+  const std::vector<C> order = {
+      C::kTitle,      C::kHeading,      C::kSubheading,    C::kBody,      C::kMonostyled, C::kBulletedList,
+      C::kDashedList, C::kNumberedList, C::kChecklist,     C::kQuote,     C::kTable,      C::kBold,
+      C::kItalic,     C::kUnderline,    C::kStrikethrough, C::kHighlight, C::kAddLink};
   const auto& rows = NotesFormatMenuTable::entries();
   ASSERT_EQ(rows.size(), order.size());
   for (size_t i = 0; i < order.size(); ++i) {
@@ -60,8 +62,8 @@ TEST(NotesFormatMenuTable, RowsInListingOrderAndTheDerivedCheckMarkLists) {
   EXPECT_EQ(NotesFormatMenuTable::entry(C::kAddLink).menu, NotesFormatMenu::kEdit);
   EXPECT_FALSE(NotesFormatMenuTable::entry(C::kTable).readsCheckMark);
   EXPECT_EQ(NotesFormatMenuTable::formatMenuCheckMarkCommands(),
-            (std::vector<C>{C::kTitle, C::kHeading, C::kSubheading, C::kBody, C::kMonostyled, C::kBulletedList,
-                            C::kDashedList, C::kNumberedList, C::kChecklist, C::kQuote}));
+            (std::vector<C>{C::kTitle, C::kHeading, C::kSubheading, C::kBody, C::kMonostyled,
+                            C::kBulletedList, C::kDashedList, C::kNumberedList, C::kChecklist, C::kQuote}));
   EXPECT_EQ(NotesFormatMenuTable::fontMenuCheckMarkCommands(),
             (std::vector<C>{C::kBold, C::kItalic, C::kUnderline, C::kStrikethrough, C::kHighlight}));
 }
@@ -70,8 +72,9 @@ TEST(MarkdownTriggerSyntax, SettingsRowsAndRecognitionTable) {
   const auto& rows = MarkdownTriggerSyntax::rows();
   std::vector<std::string> identifiers;
   for (const auto& row : rows) identifiers.push_back(row.definition.identifier);
-  EXPECT_EQ(identifiers, (std::vector<std::string>{"title", "heading", "subheading", "checklist", "monostyled",
-                                                   "quote", "noteLink", "cjkChecklist", "cjkMonostyled"}));
+  EXPECT_EQ(identifiers,
+            (std::vector<std::string>{"title", "heading", "subheading", "checklist", "monostyled", "quote",
+                                      "noteLink", "cjkChecklist", "cjkMonostyled"}));
   EXPECT_EQ(rows[4].definition.title, "Code Block");
   EXPECT_EQ(rows[5].definition.title, "Block Quote");
   EXPECT_EQ(rows[6].definition.inputs, (std::vector<std::string>{"》》", "》〉"}));

@@ -58,7 +58,8 @@ TEST_F(NotesFormattingServiceTest, TriggerCommandsPostTheirShortcutAndOthersClic
 
 TEST_F(NotesFormattingServiceTest, FailuresBecomeTheirErrorsAndAreNotRetried) {
   poster_.setFailing(true);
-  EXPECT_EQ(formattingErrorOf([&] { service_.apply(C::kTitle); }), NotesFormattingError::Code::kShortcutPostFailed);
+  EXPECT_EQ(formattingErrorOf([&] { service_.apply(C::kTitle); }),
+            NotesFormattingError::Code::kShortcutPostFailed);
   EXPECT_EQ(formattingErrorOf([&] { service_.postShortcut(C::kBold); }),
             NotesFormattingError::Code::kShortcutPostFailed);
   EXPECT_EQ(NotesFormattingError(NotesFormattingError::Code::kShortcutPostFailed).description(),
@@ -98,9 +99,11 @@ TEST_F(NotesFormattingServiceTest, ActiveCommandsComeFromCheckMarksOfTheFormatMe
       {"Format",
        {item("Title", false), item("Heading", true), item("Table", true), item("Bold", true), font,
         // A title the table does not know is recognised by Notes' shortcut.
-        item("見出し未知", true, "J", kMenuModifierShift), item("Checklist", false, "L", kMenuModifierShift)}},
+        item("見出し未知", true, "J", kMenuModifierShift),
+        item("Checklist", false, "L", kMenuModifierShift)}},
   });
-  EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::kHeading, C::kSubheading, C::kBold, C::kHighlight}));
+  EXPECT_EQ(service_.readActiveCommands(),
+            (std::set<C>{C::kHeading, C::kSubheading, C::kBold, C::kHighlight}));
 
   accessibility_.setMenuBar({{"フォーマット", {item("Body", true)}}});
   EXPECT_EQ(service_.readActiveCommands(), (std::set<C>{C::kBody}));

@@ -19,7 +19,8 @@ class ScriptBody {
   void findMenu(const std::string& variable, const std::vector<std::string>& titles, Code error) {
     line(0, "set " + variable + " to missing value");
     line(0, "repeat with menuBarItem in menu bar items of menu bar 1");
-    line(2, "if " + NotesMenuClickScript::scriptList(titles) + " contains (name of menuBarItem as text) then");
+    line(2,
+         "if " + NotesMenuClickScript::scriptList(titles) + " contains (name of menuBarItem as text) then");
     line(4, "set " + variable + " to menu 1 of menuBarItem");
     line(4, "exit repeat");
     line(2, "end if");
@@ -30,8 +31,7 @@ class ScriptBody {
   void findFontMenu(const std::vector<std::string>& titles) {
     line(0, "set fontMenu to missing value");
     line(0, "repeat with menuEntry in menu items of formatMenu");
-    line(2, "if " + NotesMenuClickScript::scriptList(titles) +
-                " contains (name of menuEntry as text) then");
+    line(2, "if " + NotesMenuClickScript::scriptList(titles) + " contains (name of menuEntry as text) then");
     line(4, "set fontMenu to menu 1 of menuEntry");
     line(4, "exit repeat");
     line(2, "end if");
@@ -107,8 +107,8 @@ std::string NotesMenuClickScript::scriptList(const std::vector<std::string>& tit
 
 std::string NotesMenuClickScript::forCommand(NotesFormatCommand command) {
   return forMenuItem(NotesFormatMenuTable::entry(command).menu,
-                     Titles{NotesMenuTitles::formatMenu(), NotesMenuTitles::fontMenu(), NotesMenuTitles::editMenu(),
-                            NotesMenuTitles::item(command)});
+                     Titles{NotesMenuTitles::formatMenu(), NotesMenuTitles::fontMenu(),
+                            NotesMenuTitles::editMenu(), NotesMenuTitles::item(command)});
 }
 
 std::string NotesMenuClickScript::forMenuItem(NotesFormatMenu menu, const Titles& titles) {

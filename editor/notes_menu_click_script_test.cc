@@ -18,7 +18,8 @@ TEST(NotesMenuClickScript, ScriptListsAreSortedSetsWithDoubledQuotes) {
       {{"Formato", "Format", "Formato"}, "{\"Format\", \"Formato\"}"},
       {{"Say \"Hi\"", "Add"}, "{\"Add\", \"Say \"\"Hi\"\"\"}"},
       // Byte order: upper case before lower case, Latin before Cyrillic and Japanese.
-      {{"フォーマット", "Формат", "format", "Format"}, "{\"Format\", \"format\", \"Формат\", \"フォーマット\"}"},
+      {{"フォーマット", "Формат", "format", "Format"},
+       "{\"Format\", \"format\", \"Формат\", \"フォーマット\"}"},
   };
   for (const auto& test : cases) EXPECT_EQ(NotesMenuClickScript::scriptList(test.titles), test.list);
 }
@@ -130,7 +131,8 @@ TEST(NotesMenuClickScript, EveryCommandSearchesItsOwnLocalisedTitles) {
               std::string::npos)
         << notesFormatCommandIdentifier(command);
     const bool font = NotesFormatMenuTable::entry(command).menu == NotesFormatMenu::kFontSubmenu;
-    EXPECT_EQ(script.find(NotesMenuClickScript::scriptList(NotesMenuTitles::fontMenu())) != std::string::npos, font)
+    EXPECT_EQ(script.find(NotesMenuClickScript::scriptList(NotesMenuTitles::fontMenu())) != std::string::npos,
+              font)
         << notesFormatCommandIdentifier(command);
   }
   // Rows that the table must carry for Notes in those languages.

@@ -22,9 +22,12 @@ class ScriptError : public core::Error {
 
   static std::string_view text(Code code) {
     switch (code) {
-      case Code::kCouldNotCreate: return "Could not create the script";
-      case Code::kExecutionFailed: return "The script failed";
-      case Code::kUnavailable: return "AppleScript and System Events scripting are unavailable on this system";
+      case Code::kCouldNotCreate:
+        return "Could not create the script";
+      case Code::kExecutionFailed:
+        return "The script failed";
+      case Code::kUnavailable:
+        return "AppleScript and System Events scripting are unavailable on this system";
     }
     return "";
   }

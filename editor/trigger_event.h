@@ -11,7 +11,16 @@
 
 namespace zephyl::editor {
 
-enum class TriggerKind { kSlashCommand, kNoteLink, kTitle, kHeading, kSubheading, kChecklist, kMonostyled, kQuote };
+enum class TriggerKind {
+  kSlashCommand,
+  kNoteLink,
+  kTitle,
+  kHeading,
+  kSubheading,
+  kChecklist,
+  kMonostyled,
+  kQuote
+};
 
 // The raw value: "slashCommand", "noteLink", "title", ...
 std::string_view triggerKindIdentifier(TriggerKind kind);

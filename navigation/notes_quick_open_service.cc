@@ -57,7 +57,8 @@ std::optional<std::string> bodyText(std::string_view blob, int64_t noteKey, bool
   const auto* candidate = parsed.firstWithText();
   if (candidate == nullptr) return std::nullopt;
   std::string text = *candidate->text;
-  for (size_t at = text.find(kObjectReplacement); at != std::string::npos; at = text.find(kObjectReplacement, at)) {
+  for (size_t at = text.find(kObjectReplacement); at != std::string::npos;
+       at = text.find(kObjectReplacement, at)) {
     text.replace(at, kObjectReplacement.size(), " ");
   }
   return cleanSnippetText(text);
@@ -84,9 +85,13 @@ std::string_view matchKindName(QuickOpenMatchKind kind) {
   return {};
 }
 
-NotesQuickOpenService::NotesQuickOpenService(notes_store::NotesDatabaseAccess& database, core::FileSystem& files,
-                                             std::string cacheDirectory, core::SearchTextFolder folder)
-    : database_(database), files_(files), cacheDirectory_(std::move(cacheDirectory)), folder_(std::move(folder)) {}
+NotesQuickOpenService::NotesQuickOpenService(notes_store::NotesDatabaseAccess& database,
+                                             core::FileSystem& files, std::string cacheDirectory,
+                                             core::SearchTextFolder folder)
+    : database_(database),
+      files_(files),
+      cacheDirectory_(std::move(cacheDirectory)),
+      folder_(std::move(folder)) {}
 
 template <typename Body>
 auto NotesQuickOpenService::withConnection(Body&& body) {
@@ -152,8 +157,8 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
         [](NotesDatabaseConnection& own) { return NotesDatabaseAccess::fetchFolderTree(own); });
   });
   std::vector<notes_store::NotesNoteRow> noteRows = NotesDatabaseAccess::fetchNoteList(connection);
-  std::vector<notes_store::NotesFolderRow> folderRows = pendingFolders.get().value_or(
-      std::vector<notes_store::NotesFolderRow>{});
+  std::vector<notes_store::NotesFolderRow> folderRows =
+      pendingFolders.get().value_or(std::vector<notes_store::NotesFolderRow>{});
   for (auto& row : folderRows) {
     QuickOpenFolder folder;
     folder.id = std::move(row.id);
@@ -180,8 +185,9 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
       note.folderPath = joinPath(next.folders[it->second].pathComponents);
     } else {
       // A folder past the folder tree's cap.
-      note.folderPath =
-          row.accountName.empty() ? note.folderName : row.accountName + std::string(kPathSeparator) + note.folderName;
+      note.folderPath = row.accountName.empty()
+                            ? note.folderName
+                            : row.accountName + std::string(kPathSeparator) + note.folderName;
     }
     note.noteDataPK = row.noteDataPK;
     note.isPasswordProtected = row.isPasswordProtected != 0;
@@ -221,7 +227,8 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   searchable_ = std::move(searchable);
   foldedFolderTitles_ = std::move(folderTitles);
   storeUUID_ = storeUUID;
-  log().debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size() << " folders";
+  log().debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
+                << " folders";
 }
 
 std::string NotesQuickOpenService::cacheFilePath(const std::string& storeUUID) const {
@@ -304,7 +311,8 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
     if (found[i] != nullptr) hitKeys.push_back(snapshot_.notes[i].noteKey);
   }
   std::sort(hitKeys.begin(), hitKeys.end());
-  const size_t distinctHits = static_cast<size_t>(std::unique(hitKeys.begin(), hitKeys.end()) - hitKeys.begin());
+  const size_t distinctHits =
+      static_cast<size_t>(std::unique(hitKeys.begin(), hitKeys.end()) - hitKeys.begin());
   if (storedCount > 0 || distinctHits != cache_.size()) {
     std::unordered_set<int64_t> liveKeys;
     liveKeys.reserve(snapshot_.notes.size());
@@ -339,8 +347,8 @@ QuickOpenSearchResult NotesQuickOpenService::noteResult(size_t index, std::strin
   const QuickOpenNote& note = snapshot_.notes[index];
   const auto* text = searchable_[index].text;
   QuickOpenSearchResult result;
-  result.snippet =
-      makeResultSnippet(text ? std::string_view(text->text) : note.previewText, query, kQuickOpenSnippetLength, folder_);
+  result.snippet = makeResultSnippet(text ? std::string_view(text->text) : note.previewText, query,
+                                     kQuickOpenSnippetLength, folder_);
   result.item = note;
   result.matchedQuery = std::string(query);
   result.matchKind = kind;

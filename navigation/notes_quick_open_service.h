@@ -22,10 +22,10 @@
 #include <vector>
 
 #include "core/file_system.h"
+#include "core/search_text_folder.h"
 #include "navigation/quick_open_search_result.h"
 #include "navigation/quick_open_search_text_cache.h"
 #include "navigation/quick_open_snapshot.h"
-#include "core/search_text_folder.h"
 #include "notes_store/notes_database_access.h"
 
 namespace zephyl::navigation {
@@ -63,7 +63,9 @@ class NotesQuickOpenService {
 
   // The cached search text of snapshot().notes[noteIndex] (for a preview); null
   // before the search text was read.
-  const QuickOpenSearchTextCacheEntry* searchText(size_t noteIndex) const { return searchable_[noteIndex].text; }
+  const QuickOpenSearchTextCacheEntry* searchText(size_t noteIndex) const {
+    return searchable_[noteIndex].text;
+  }
 
   // How many bodies the last update decoded.
   size_t decodedBodyCount() const { return decodedBodyCount_; }
@@ -96,7 +98,7 @@ class NotesQuickOpenService {
   core::SearchTextFolder folder_;
 
   QuickOpenSnapshot snapshot_;
-  std::vector<SearchableNote> searchable_;  // parallel to snapshot_.notes
+  std::vector<SearchableNote> searchable_;       // parallel to snapshot_.notes
   std::vector<std::string> foldedFolderTitles_;  // parallel to snapshot_.folders
   std::string storeUUID_;
   std::string loadedCacheStore_;  // the store whose cache file was read ("-" for none named)

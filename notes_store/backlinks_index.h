@@ -21,7 +21,7 @@ struct NoteBacklink {
   int64_t sourceKey = 0;
   std::string sourceIdentifier;  // the source note's UUID
   std::string sourceTitle;
-  std::string sourceLocation;    // "Account › Folder" or "Folder"
+  std::string sourceLocation;  // "Account › Folder" or "Folder"
   bool operator==(const NoteBacklink&) const = default;
 };
 

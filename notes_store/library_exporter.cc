@@ -103,7 +103,8 @@ void removeEarlierFile(core::FileSystem& files, const std::string& directory, co
 bool holdsNothingOfTheUser(core::FileSystem& files, const std::string& directory) {
   const std::string leftover = std::string(kExportManifestName) + ".tmp-";
   const auto names = files.listDirectory(directory);
-  return std::all_of(names.begin(), names.end(), [&](const std::string& name) { return name.starts_with(leftover); });
+  return std::all_of(names.begin(), names.end(),
+                     [&](const std::string& name) { return name.starts_with(leftover); });
 }
 
 void writeManifest(core::FileSystem& files, const std::string& path, const Manifest& manifest) {
@@ -189,7 +190,8 @@ class FolderLayout {
 bool stillFits(const std::string& path, const std::string& folder, const std::string& stem) {
   if (folderOf(path) != folder) return false;
   const std::string name = path.substr(folder.empty() ? 0 : folder.size() + 1);
-  return fileNameKey(name) == fileNameKey(stem + ".md") || fileNameKey(name).starts_with(fileNameKey(stem + " ("));
+  return fileNameKey(name) == fileNameKey(stem + ".md") ||
+         fileNameKey(name).starts_with(fileNameKey(stem + " ("));
 }
 
 }  // namespace
@@ -259,7 +261,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   std::unordered_map<std::string, std::vector<std::string>> folderComponents;
   std::unordered_map<std::string, std::string> folderDisplay;
   for (const NotesFolderRow& folder : folderRows) {
-    folderComponents[folder.id] = parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
+    folderComponents[folder.id] =
+        parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
     folderDisplay[folder.id] = folder.path;
   }
   auto componentsOf = [&](const NotesNoteRow& note) {
@@ -274,7 +277,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   auto displayOf = [&](const NotesNoteRow& note) {
     auto it = folderDisplay.find(note.folderID);
     if (it != folderDisplay.end()) return it->second;
-    return note.accountName.empty() ? note.folderName : note.accountName + std::string(kSeparator) + note.folderName;
+    return note.accountName.empty() ? note.folderName
+                                    : note.accountName + std::string(kSeparator) + note.folderName;
   };
 
   // Earlier names are claimed before any new one is handed out.
@@ -295,7 +299,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   }
   for (size_t i = 0; i < notes.size(); ++i) {
     if (!targets[i].empty()) continue;
-    targets[i] = allocator.allocate(folderPaths[i], safePathComponent(notes[i].title, "Untitled"), ".md", notes[i].id);
+    targets[i] =
+        allocator.allocate(folderPaths[i], safePathComponent(notes[i].title, "Untitled"), ".md", notes[i].id);
   }
   summary.folders = layout.count();
 
@@ -366,7 +371,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
           }
           if (!tableIdentifiers.empty()) {
             if (const auto key = keyFromObjectURI(note.id)) {
-              for (auto& [identifier, data] : NotesDatabaseAccess::fetchTableData(connection, *key, tableIdentifiers)) {
+              for (auto& [identifier, data] :
+                   NotesDatabaseAccess::fetchTableData(connection, *key, tableIdentifiers)) {
                 if (auto table = decodeNoteTable(data)) {
                   tables.emplace(identifier, std::move(*table));
                 } else {
@@ -380,7 +386,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
         NoteMarkdownOptions markdownOptions;
         markdownOptions.noteLinkTarget = [&](std::string_view identifier) -> std::optional<std::string> {
           const auto target = byIdentifier.find(upper(std::string(identifier)));
-          if (target == byIdentifier.end() || notes[target->second].isPasswordProtected != 0) return std::nullopt;
+          if (target == byIdentifier.end() || notes[target->second].isPasswordProtected != 0)
+            return std::nullopt;
           return relativeLink(fromFolder, targets[target->second]);
         };
         std::unordered_map<std::string, std::string> inlineTexts;

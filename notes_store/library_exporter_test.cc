@@ -7,12 +7,12 @@
 #include <fstream>
 #include <map>
 
+#include "core/file_system_error.h"
 #include "notes_store/note_document_writer.h"
 #include "notes_store/notes_library_builder.h"
-#include "core/file_system_error.h"
 #include "platform/linux/posix_file_system.h"
-#include "platform/testing/fault_injecting_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
+#include "platform/testing/fault_injecting_file_system.h"
 #include "platform/testing/in_memory_file_system.h"
 #include "platform/testing/test_folder.h"
 
@@ -42,9 +42,7 @@ NoteRunSpec plain(std::string text) {
 
 class LibraryExporterTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_);
-  }
+  void SetUp() override { fs::create_directories(directory_); }
 
   // iCloud › Work holds "Plan" (linking to "Target" in iCloud › Work › Deep), a
   // note named like it, a locked note and one without a body.
@@ -59,18 +57,41 @@ class LibraryExporterTest : public ::testing::Test {
     table.attachmentIdentifier = "TABLE-1";
     table.attachmentTypeUTI = "com.apple.notes.table";
     const int64_t plan = builder.addNote(
-        {.title = planTitle, .folder = work, .account7 = account, .createdAt = 1, .modifiedAt = planModified,
+        {.title = planTitle,
+         .folder = work,
+         .account7 = account,
+         .createdAt = 1,
+         .modifiedAt = planModified,
          .bodyData = body({title(planTitle + "\n"), plain("See "), link, plain("\n"), table})});
-    builder.addAttachment({.note = plan, .identifier = "TABLE-1", .typeUTI = "com.apple.notes.table",
+    builder.addAttachment({.note = plan,
+                           .identifier = "TABLE-1",
+                           .typeUTI = "com.apple.notes.table",
                            .mergeableData1 = gzipCompress(encodeTableDocument({{"a", "b"}, {"1", "2"}}))});
-    builder.addNote({.title = "plan", .folder = work, .account7 = account, .createdAt = 2, .modifiedAt = 50,
+    builder.addNote({.title = "plan",
+                     .folder = work,
+                     .account7 = account,
+                     .createdAt = 2,
+                     .modifiedAt = 50,
                      .bodyData = body({title("plan\n"), plain("lower case twin")})});
-    builder.addNote({.title = "Target", .identifier = kTargetUUID, .folder = deep, .account7 = account,
-                     .createdAt = 3, .modifiedAt = 60, .bodyData = body({title("Target\n"), plain("here")})});
-    builder.addNote({.title = "Secret", .folder = work, .account7 = account, .passwordProtected = true,
-                     .modifiedAt = 70, .bodyData = std::string("\x01\x02 encrypted")});
-    builder.addNote({.title = "Bare", .folder = work, .account7 = account, .snippet = "only a preview",
-                     .createdAt = 4, .modifiedAt = 80});
+    builder.addNote({.title = "Target",
+                     .identifier = kTargetUUID,
+                     .folder = deep,
+                     .account7 = account,
+                     .createdAt = 3,
+                     .modifiedAt = 60,
+                     .bodyData = body({title("Target\n"), plain("here")})});
+    builder.addNote({.title = "Secret",
+                     .folder = work,
+                     .account7 = account,
+                     .passwordProtected = true,
+                     .modifiedAt = 70,
+                     .bodyData = std::string("\x01\x02 encrypted")});
+    builder.addNote({.title = "Bare",
+                     .folder = work,
+                     .account7 = account,
+                     .snippet = "only a preview",
+                     .createdAt = 4,
+                     .modifiedAt = 80});
     path_ = (directory_ / ("NoteStore-" + std::to_string(++libraries_) + ".sqlite")).string();
     builder.write(path_);
   }
@@ -86,7 +107,9 @@ class LibraryExporterTest : public ::testing::Test {
     return *access.withDatabase([&](auto& connection) { return exportLibrary(connection, files, options); });
   }
 
-  std::string file(const std::string& relative) { return files_.contents(std::string(kOut) + "/" + relative).value_or(""); }
+  std::string file(const std::string& relative) {
+    return files_.contents(std::string(kOut) + "/" + relative).value_or("");
+  }
 
   platform::testing::TestFolder folder_;
   fs::path directory_ = folder_.path();
@@ -191,9 +214,12 @@ TEST_F(LibraryExporterTest, ManifestThatLeadsOutsideOrIsGarbageCountsAsForeign) 
     changed.replace(changed.find(planEntry), planEntry.size(), "\"" + path + "\"");
     return changed;
   };
-  const std::string cases[] = {planPointingAt("../victim.md"), planPointingAt("iCloud/../../victim.md"),
-                               planPointingAt("/victim.md"), planPointingAt("iCloud//Plan.md"),
-                               "not json at all", "{\"version\": 1, \"notes\": 5}"};
+  const std::string cases[] = {planPointingAt("../victim.md"),
+                               planPointingAt("iCloud/../../victim.md"),
+                               planPointingAt("/victim.md"),
+                               planPointingAt("iCloud//Plan.md"),
+                               "not json at all",
+                               "{\"version\": 1, \"notes\": 5}"};
   for (const std::string& contents : cases) {
     SCOPED_TRACE(contents.substr(0, 80));
     files_.addFile("/victim.md", "keep me");

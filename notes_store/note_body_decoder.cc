@@ -7,8 +7,8 @@
 #include <climits>
 #include <utility>
 
-#include "notes_store/internal/protobuf_scanner.h"
 #include "core/utf8.h"
+#include "notes_store/internal/protobuf_scanner.h"
 
 namespace zephyl::notes_store {
 namespace {

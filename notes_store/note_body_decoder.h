@@ -25,7 +25,8 @@ namespace zephyl::notes_store {
 // this bounds what every command spends on one note to well under a gigabyte.
 inline constexpr size_t kMaxInflatedNoteBodyBytes = size_t{8} << 20;
 // What a command says of a note it skips for that reason.
-inline constexpr std::string_view kNoteBodyOverLimitText = "the body is larger than the 8 MB that Zephyl reads";
+inline constexpr std::string_view kNoteBodyOverLimitText =
+    "the body is larger than the 8 MB that Zephyl reads";
 
 // The line prefix that a paragraph style becomes in Markdown: a literal prefix
 // ("## ", "- [x] ", "> ") or a monospaced line (fenced by the Markdown conversion).
@@ -49,7 +50,7 @@ struct NotesDatabaseLineStyle {
 
 // One reading of one byte string.
 struct NotesDatabaseBodyTextCandidate {
-  std::optional<std::string> text;  // absent when the bytes are no note document
+  std::optional<std::string> text;                 // absent when the bytes are no note document
   std::vector<std::string> attachmentIdentifiers;  // run order, empty ones left out
   std::vector<NotesDatabaseLineStyle> lineStyles;  // one per run that has a length
   std::vector<std::string> links;                  // run order

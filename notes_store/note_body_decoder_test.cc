@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "core/utf8.h"
 #include "notes_store/internal/protobuf_writer.h"
 #include "notes_store/internal/real_library_test_support.h"
-#include "core/utf8.h"
 #include "notes_store/note_document_writer.h"
 
 namespace zephyl::notes_store {
@@ -246,7 +246,8 @@ TEST(DecompressNoteData, StopsAtTheInflatedSizeLimitAndSaysSo) {
   } cases[] = {{kMaxInflatedNoteBodyBytes, false}, {kMaxInflatedNoteBodyBytes + 1, true}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.inflated);
-    for (const std::string& blob : {gzipCompress(std::string(c.inflated, '\n')), zlibCompress(std::string(c.inflated, '\n'))}) {
+    for (const std::string& blob :
+         {gzipCompress(std::string(c.inflated, '\n')), zlibCompress(std::string(c.inflated, '\n'))}) {
       bool overLimit = false;
       const auto inflated = decompressNoteData(blob, &overLimit);
       EXPECT_EQ(overLimit, c.overLimit);

@@ -1,7 +1,7 @@
 #include "notes_store/note_document.h"
 
-#include "notes_store/internal/protobuf_scanner.h"
 #include "core/utf8.h"
+#include "notes_store/internal/protobuf_scanner.h"
 #include "notes_store/note_body_decoder.h"
 
 namespace zephyl::notes_store {
@@ -179,7 +179,8 @@ std::optional<NoteDocument> decodeNoteDocument(std::string_view blob, bool* over
     return readNoteMessage(*note);
   };
   bool tooLarge = blob.size() > kMaxInflatedNoteBodyBytes;
-  const std::optional<std::string> decompressed = tooLarge ? std::nullopt : decompressNoteData(blob, &tooLarge);
+  const std::optional<std::string> decompressed =
+      tooLarge ? std::nullopt : decompressNoteData(blob, &tooLarge);
   if (tooLarge) {
     if (overLimit != nullptr) *overLimit = true;
     return std::nullopt;

@@ -266,7 +266,8 @@ std::optional<std::string_view> findUUIDInText(std::string_view text) {
 
 std::optional<NotesTable> decodeNoteTable(std::string_view mergeableData) {
   bool overLimit = mergeableData.size() > kMaxInflatedNoteBodyBytes;
-  const std::optional<std::string> decompressed = overLimit ? std::nullopt : decompressNoteData(mergeableData, &overLimit);
+  const std::optional<std::string> decompressed =
+      overLimit ? std::nullopt : decompressNoteData(mergeableData, &overLimit);
   if (overLimit) return std::nullopt;
   const std::string_view bytes = decompressed ? std::string_view(*decompressed) : mergeableData;
   const std::optional<std::string_view> object = messageField(2, bytes);

@@ -31,9 +31,7 @@ std::string readBytes(const fs::path& path) {
 // A fresh folder per test, removed afterwards.
 class NotesDatabaseAccessTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_);
-  }
+  void SetUp() override { fs::create_directories(directory_); }
 
   // Writes `builder` as NoteStore.sqlite in the test folder and returns its path.
   std::string write(const NotesLibraryBuilder& builder, const std::string& name = "NoteStore.sqlite") {
@@ -74,18 +72,31 @@ struct SmallLibrary {
     deletedFolder = builder.addFolder({.title = "Gone", .owner = iCloud, .markedForDeletion = 1});
     templates = builder.addFolder({.title = "Templates", .owner = iCloud});
     emptySkills = builder.addFolder({.title = "Skills", .owner = iCloud});
-    note = builder.addNote({.title = "Plan", .folder = projects, .account7 = iCloud, .snippet = "first",
-                            .createdAt = 0, .modifiedAt = 100, .bodyData = std::string("body-plan")});
-    nullFlagNote = builder.addNote({.title = "Null flag", .folder = templates, .account7 = iCloud,
-                                    .markedForDeletion = std::nullopt, .modifiedAt = 50,
+    note = builder.addNote({.title = "Plan",
+                            .folder = projects,
+                            .account7 = iCloud,
+                            .snippet = "first",
+                            .createdAt = 0,
+                            .modifiedAt = 100,
+                            .bodyData = std::string("body-plan")});
+    nullFlagNote = builder.addNote({.title = "Null flag",
+                                    .folder = templates,
+                                    .account7 = iCloud,
+                                    .markedForDeletion = std::nullopt,
+                                    .modifiedAt = 50,
                                     .bodyData = std::string("body-null")});
-    deletedNote = builder.addNote({.title = "Deleted", .folder = work, .account7 = iCloud,
-                                   .markedForDeletion = 1, .modifiedAt = 60});
-    trashedNote = builder.addNote({.title = "Trashed", .folder = trash, .account7 = iCloud, .modifiedAt = 70});
-    templateNote = builder.addNote({.title = "Meeting", .folder = templates, .account7 = iCloud,
-                                    .snippet = "agenda", .modifiedAt = 80, .bodyData = std::string("tmpl")});
-    lockedNote = builder.addNote({.title = "Locked", .folder = cafe, .account4 = local,
-                                  .passwordProtected = true, .modifiedAt = 90});
+    deletedNote = builder.addNote(
+        {.title = "Deleted", .folder = work, .account7 = iCloud, .markedForDeletion = 1, .modifiedAt = 60});
+    trashedNote =
+        builder.addNote({.title = "Trashed", .folder = trash, .account7 = iCloud, .modifiedAt = 70});
+    templateNote = builder.addNote({.title = "Meeting",
+                                    .folder = templates,
+                                    .account7 = iCloud,
+                                    .snippet = "agenda",
+                                    .modifiedAt = 80,
+                                    .bodyData = std::string("tmpl")});
+    lockedNote = builder.addNote(
+        {.title = "Locked", .folder = cafe, .account4 = local, .passwordProtected = true, .modifiedAt = 90});
   }
 };
 
@@ -121,7 +132,8 @@ TEST_F(NotesDatabaseAccessTest, NoteListDropsNullFlagsTrashAndDeletedButNamedFol
   ASSERT_TRUE(byTitle.count("Plan") && byTitle.count("Meeting") && byTitle.count("Locked"));
 
   const NotesNoteRow& plan = byTitle["Plan"];
-  EXPECT_EQ(plan.id, "x-coredata://" + library.builder.storeUUID() + "/ICNote/p" + std::to_string(library.note));
+  EXPECT_EQ(plan.id,
+            "x-coredata://" + library.builder.storeUUID() + "/ICNote/p" + std::to_string(library.note));
   EXPECT_EQ(plan.accountName, "iCloud");
   EXPECT_EQ(plan.folderName, "Projects");
   EXPECT_EQ(plan.preview, "first");
@@ -158,9 +170,13 @@ TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
     const char* stored;  // an SQL literal
     std::optional<std::string> read;
   } cases[] = {
-      {"0.5", "2001-01-01T00:00:00.5Z"}, {"1e300", std::nullopt},   {"9e999", std::nullopt},
-      {"-9e999", std::nullopt},          {"9223372036854775807", std::nullopt},
-      {"'2024-01-01'", std::nullopt},    {"x'00'", std::nullopt},
+      {"0.5", "2001-01-01T00:00:00.5Z"},
+      {"1e300", std::nullopt},
+      {"9e999", std::nullopt},
+      {"-9e999", std::nullopt},
+      {"9223372036854775807", std::nullopt},
+      {"'2024-01-01'", std::nullopt},
+      {"x'00'", std::nullopt},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.stored);
@@ -170,7 +186,8 @@ TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
                                " WHERE z_pk = " + std::to_string(note);
     EXPECT_EQ(sqlite3_exec(db, update.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
     sqlite3_close(db);
-    const auto notes = read(path, [](auto& connection) { return NotesDatabaseAccess::fetchNoteList(connection); });
+    const auto notes =
+        read(path, [](auto& connection) { return NotesDatabaseAccess::fetchNoteList(connection); });
     ASSERT_TRUE(notes && notes->size() == 1u);
     EXPECT_EQ(core::formatIso8601(notes->front().createdAt), c.read);
   }
@@ -234,7 +251,10 @@ TEST_F(NotesDatabaseAccessTest, NoteBodiesAreFetchedInChunksOf500) {
   const int64_t account = builder.addAccount({.name = "iCloud"});
   const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
   for (int i = 0; i < 1001; ++i) {
-    builder.addNote({.title = "N" + std::to_string(i), .folder = folder, .account7 = account, .modifiedAt = 1,
+    builder.addNote({.title = "N" + std::to_string(i),
+                     .folder = folder,
+                     .account7 = account,
+                     .modifiedAt = 1,
                      .bodyData = i == 7 ? std::string() : "body" + std::to_string(i)});
   }
   const auto path = write(builder);
@@ -289,19 +309,34 @@ TEST_F(NotesDatabaseAccessTest, NoteByKeyTablesAndLinks) {
   NotesLibraryBuilder builder({.hasTypeUtiColumn = true, .hasTypeUti1Column = true});
   const int64_t account = builder.addAccount({.name = "iCloud", .userRecordName = "_owner"});
   const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
-  const int64_t target = builder.addNote({.title = "Target", .identifier = "AAAAAAAA-0000-0000-0000-000000000001",
-                                          .folder = folder, .account7 = account, .modifiedAt = 1,
+  const int64_t target = builder.addNote({.title = "Target",
+                                          .identifier = "AAAAAAAA-0000-0000-0000-000000000001",
+                                          .folder = folder,
+                                          .account7 = account,
+                                          .modifiedAt = 1,
                                           .bodyData = std::string("t")});
-  const int64_t source = builder.addNote({.title = "Source", .folder = folder, .account7 = account,
-                                          .modifiedAt = 2, .bodyData = std::string("s")});
-  builder.addAttachment({.note = source, .identifier = "TABLE-1", .typeUTI = "com.apple.notes.table",
-                         .mergeableData1 = std::string("m1"), .mergeableData = std::string("m0")});
-  builder.addAttachment({.note = source, .identifier = "TABLE-2", .typeUTI = "com.apple.notes.table",
+  const int64_t source = builder.addNote({.title = "Source",
+                                          .folder = folder,
+                                          .account7 = account,
+                                          .modifiedAt = 2,
+                                          .bodyData = std::string("s")});
+  builder.addAttachment({.note = source,
+                         .identifier = "TABLE-1",
+                         .typeUTI = "com.apple.notes.table",
+                         .mergeableData1 = std::string("m1"),
+                         .mergeableData = std::string("m0")});
+  builder.addAttachment({.note = source,
+                         .identifier = "TABLE-2",
+                         .typeUTI = "com.apple.notes.table",
                          .mergeableData = std::string("only-m0")});
-  builder.addAttachment({.note = source, .identifier = "TABLE-3", .typeUTI = "com.apple.notes.table",
-                         .mergeableData1 = std::string("gone"), .markedForDeletion = 1});
+  builder.addAttachment({.note = source,
+                         .identifier = "TABLE-3",
+                         .typeUTI = "com.apple.notes.table",
+                         .mergeableData1 = std::string("gone"),
+                         .markedForDeletion = 1});
   builder.addAttachment({.note = source, .identifier = "IMG", .typeUTI = "public.jpeg"});
-  builder.addLink({.sourceNote = source, .tokenContentIdentifier = "applenotes:note/aaaaaaaa-0000-0000-0000-000000000001"});
+  builder.addLink({.sourceNote = source,
+                   .tokenContentIdentifier = "applenotes:note/aaaaaaaa-0000-0000-0000-000000000001"});
   builder.addLink({.sourceNote = source, .tokenContentIdentifier = "dead", .markedForDeletion = 1});
   builder.addLink({.sourceNote = source, .tokenContentIdentifier = "via-uti1", .useTypeUti1 = true});
   const auto path = write(builder);
@@ -315,7 +350,8 @@ TEST_F(NotesDatabaseAccessTest, NoteByKeyTablesAndLinks) {
     EXPECT_EQ(NotesDatabaseAccess::fetchTableRows(c, source).size(), 2u);
     EXPECT_TRUE(NotesDatabaseAccess::fetchTableData(c, source, {}).empty());
     const auto tables = NotesDatabaseAccess::fetchTableData(c, source, {"TABLE-1", "TABLE-2", "TABLE-3"});
-    EXPECT_EQ(tables, (std::unordered_map<std::string, std::string>{{"TABLE-1", "m1"}, {"TABLE-2", "only-m0"}}));
+    EXPECT_EQ(tables,
+              (std::unordered_map<std::string, std::string>{{"TABLE-1", "m1"}, {"TABLE-2", "only-m0"}}));
 
     const auto links = NotesDatabaseAccess::fetchLinkAttachments(c);
     std::set<std::string> tokens;
@@ -325,7 +361,8 @@ TEST_F(NotesDatabaseAccessTest, NoteByKeyTablesAndLinks) {
       EXPECT_EQ(link.sourceTitle, "Source");
       EXPECT_EQ(link.sourceLocation, "iCloud › Notes");
     }
-    EXPECT_EQ(tokens, (std::set<std::string>{"applenotes:note/aaaaaaaa-0000-0000-0000-000000000001", "via-uti1"}));
+    EXPECT_EQ(tokens,
+              (std::set<std::string>{"applenotes:note/aaaaaaaa-0000-0000-0000-000000000001", "via-uti1"}));
 
     const auto targets = NotesDatabaseAccess::fetchLinkTargets(c);
     EXPECT_EQ(targets.size(), 2u);
@@ -361,7 +398,8 @@ TEST_F(NotesDatabaseAccessTest, GrantNamingFolderOrFileOpensTheSameDatabaseAndSc
   fs::copy_file(path, directory_ / "copy.sqlite");
   FakeNotesDatabaseGrant grant((directory_ / "copy.sqlite").string());
   NotesDatabaseAccess access(grant, files_, "/home/nobody");
-  EXPECT_TRUE(access.withDatabase([](auto& c) { return NotesDatabaseAccess::fetchStoreUUID(c); }).has_value());
+  EXPECT_TRUE(
+      access.withDatabase([](auto& c) { return NotesDatabaseAccess::fetchStoreUUID(c); }).has_value());
 }
 
 TEST_F(NotesDatabaseAccessTest, MissingDatabaseIsNoDatabaseNotAnError) {
@@ -450,13 +488,15 @@ TEST_P(RealLibraryTest, ListsExactlyTheLiveFoldersAndNotes) {
   ASSERT_TRUE(result.has_value());
   std::vector<std::string> folders;
   for (const auto& f : result->first) folders.push_back(f.path + "|" + f.componentPath);
-  EXPECT_EQ(folders, (std::vector<std::string>{
-                         "On My Mac › Folder|9:On My Mac6:Folder",
-                         "On My Mac › Folder2|9:On My Mac7:Folder2",
-                         "On My Mac › Notes|9:On My Mac5:Notes",
-                         "On My Mac › Folder2 › Subfolder|9:On My Mac7:Folder29:Subfolder",
-                         "On My Mac › Folder2 › Subfolder › Subsubfolder|9:On My Mac7:Folder29:Subfolder12:Subsubfolder",
-                     }));
+  EXPECT_EQ(
+      folders,
+      (std::vector<std::string>{
+          "On My Mac › Folder|9:On My Mac6:Folder",
+          "On My Mac › Folder2|9:On My Mac7:Folder2",
+          "On My Mac › Notes|9:On My Mac5:Notes",
+          "On My Mac › Folder2 › Subfolder|9:On My Mac7:Folder29:Subfolder",
+          "On My Mac › Folder2 › Subfolder › Subsubfolder|9:On My Mac7:Folder29:Subfolder12:Subsubfolder",
+      }));
   std::set<std::string> titles;
   for (const auto& n : result->second) {
     titles.insert(n.title);

@@ -13,7 +13,17 @@ using notes_store::NotesDatabaseAttributeStyle;
 
 constexpr char32_t kAttachmentCharacter = U'\uFFFC';
 
-enum class Block { kDiv, kTitle, kHeading, kSubheading, kMonospaced, kQuote, kBulleted, kNumbered, kChecklist };
+enum class Block {
+  kDiv,
+  kTitle,
+  kHeading,
+  kSubheading,
+  kMonospaced,
+  kQuote,
+  kBulleted,
+  kNumbered,
+  kChecklist
+};
 
 Block blockOf(const NotesDatabaseAttributeStyle* style) {
   if (style == nullptr) return Block::kDiv;

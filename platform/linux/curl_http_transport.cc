@@ -129,14 +129,16 @@ void CurlHTTPTransport::send(const ai::HTTPRequest& request, ai::HTTPResponseHan
   if (stop.stop_requested()) throw core::CancellationError();
   std::unique_ptr<CURL, EasyDeleter> easy(curl_easy_init());
   std::unique_ptr<CURLM, MultiDeleter> multi(curl_multi_init());
-  if (!easy || !multi) throw HTTPTransportError(HTTPTransportError::Code::kFailed, 0, "libcurl could not start");
+  if (!easy || !multi)
+    throw HTTPTransportError(HTTPTransportError::Code::kFailed, 0, "libcurl could not start");
 
   Transfer transfer;
   transfer.easy = easy.get();
   transfer.handler = &handler;
 
   curl_slist* rawList = nullptr;
-  for (const auto& [name, value] : request.headers) rawList = curl_slist_append(rawList, (name + ": " + value).c_str());
+  for (const auto& [name, value] : request.headers)
+    rawList = curl_slist_append(rawList, (name + ": " + value).c_str());
   // Bodies are sent at once; waiting for "100 Continue" only adds a round trip.
   rawList = curl_slist_append(rawList, "Expect:");
   std::unique_ptr<curl_slist, ListDeleter> headerList(rawList);
@@ -155,13 +157,15 @@ void CurlHTTPTransport::send(const ai::HTTPRequest& request, ai::HTTPResponseHan
     setOption(handle, CURLOPT_HTTPGET, 1L);
   }
   setOption(handle, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.connectTimeout.count()));
-  if (request.totalTimeout) setOption(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(request.totalTimeout->count()));
+  if (request.totalTimeout)
+    setOption(handle, CURLOPT_TIMEOUT_MS, static_cast<long>(request.totalTimeout->count()));
   setOption(handle, CURLOPT_HEADERFUNCTION, &onHeader);
   setOption(handle, CURLOPT_HEADERDATA, &transfer);
   setOption(handle, CURLOPT_WRITEFUNCTION, &onBody);
   setOption(handle, CURLOPT_WRITEDATA, &transfer);
   setOption(handle, CURLOPT_ACCEPT_ENCODING, "");  // whatever curl can decode
-  if (!certificateAuthorityFile_.empty()) setOption(handle, CURLOPT_CAINFO, certificateAuthorityFile_.c_str());
+  if (!certificateAuthorityFile_.empty())
+    setOption(handle, CURLOPT_CAINFO, certificateAuthorityFile_.c_str());
 
   if (curl_multi_add_handle(multi.get(), handle) != CURLM_OK) {
     throw HTTPTransportError(HTTPTransportError::Code::kFailed, 0, "libcurl could not add the transfer");
@@ -197,8 +201,8 @@ void CurlHTTPTransport::send(const ai::HTTPRequest& request, ai::HTTPResponseHan
       throw HTTPTransportError(HTTPTransportError::Code::kTimedOut, CURLE_OPERATION_TIMEDOUT,
                                "no data for " + std::to_string(request.idleTimeout.count()) + " ms");
     }
-    const auto idleLeft =
-        std::chrono::duration_cast<std::chrono::milliseconds>(transfer.lastActivity + request.idleTimeout - now);
+    const auto idleLeft = std::chrono::duration_cast<std::chrono::milliseconds>(transfer.lastActivity +
+                                                                                request.idleTimeout - now);
     const int wait = static_cast<int>(std::clamp<int64_t>(idleLeft.count(), 1, kMaximumPollMilliseconds));
     if (curl_multi_poll(multiHandle, nullptr, 0, wait, nullptr) != CURLM_OK) {
       throw HTTPTransportError(HTTPTransportError::Code::kFailed, 0, "libcurl could not wait");
@@ -208,7 +212,8 @@ void CurlHTTPTransport::send(const ai::HTTPRequest& request, ai::HTTPResponseHan
   if (transfer.handlerFailure) std::rethrow_exception(transfer.handlerFailure);
   if (*result != CURLE_OK) {
     if (stop.stop_requested()) throw core::CancellationError();
-    kLog.info() << "Transfer failed code=" << static_cast<long>(*result) << " " << curl_easy_strerror(*result);
+    kLog.info() << "Transfer failed code=" << static_cast<long>(*result) << " "
+                << curl_easy_strerror(*result);
     throw HTTPTransportError(errorCode(*result), static_cast<long>(*result), curl_easy_strerror(*result));
   }
   // A response without a body still has a head.

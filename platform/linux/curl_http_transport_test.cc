@@ -54,7 +54,8 @@ ai::HTTPRequest postTo(const std::string& url, std::string body = "{}") {
 
 TEST(CurlHTTPTransport, StreamsABodyWrittenInOddChunkSizes) {
   std::string body;
-  for (int i = 0; i < 200; ++i) body += "event: delta\ndata: {\"n\":" + std::to_string(i) + ",\"text\":\"é🙂\"}\n\n";
+  for (int i = 0; i < 200; ++i)
+    body += "event: delta\ndata: {\"n\":" + std::to_string(i) + ",\"text\":\"é🙂\"}\n\n";
   LoopbackRequest received;
   LoopbackHTTPServer server([&](const LoopbackRequest& request, LoopbackConnection& connection, int) {
     received = request;

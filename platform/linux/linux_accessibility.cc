@@ -18,7 +18,8 @@ std::optional<std::vector<editor::AccessibilityMenuItem>> LinuxAccessibility::re
 }
 
 bool LinuxAccessibility::observe(int32_t, FocusHandler) {
-  log_.warning() << "Cannot follow the focus in Apple Notes: the accessibility interface is unavailable on Linux";
+  log_.warning()
+      << "Cannot follow the focus in Apple Notes: the accessibility interface is unavailable on Linux";
   return false;
 }
 

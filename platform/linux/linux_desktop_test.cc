@@ -1,9 +1,9 @@
 // The controller wired to the Linux desktop: nothing that needs Apple Notes can
 // work here, and each operation says so in its status instead of pretending.
-#include <algorithm>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 #include "core/in_memory_settings_store.h"
 #include "editor/app_controller.h"
@@ -42,16 +42,17 @@ TEST(LinuxDesktop, TheControllerReportsWhatLinuxCannotDo) {
   editor::NoteTemplatePaster paster(pasteboard, poster);
   editor::ImmediateActionQueue actions;
   testing::FakeMainQueue mainQueue;
-  editor::AppController controller({settings, clock, uuids, consumeStore, workspace, accessibility, accessibility,
-                                    formatting, textEditor, paster, scripts, slashSession, shell, shell, actions,
-                                    mainQueue});
+  editor::AppController controller({settings, clock, uuids, consumeStore, workspace, accessibility,
+                                    accessibility, formatting, textEditor, paster, scripts, slashSession,
+                                    shell, shell, actions, mainQueue});
 
   controller.start();
   EXPECT_FALSE(consumeStore.snapshot().isNotesFrontmost);
   controller.runPaletteCommand(editor::NotesFormatCommand::kHeading);
   controller.openQuickOpenItem(editor::NotesItemKind::kNote, "x-coredata://S/ICNote/p1");
   const auto& commands = editor::builtInSlashCommands();
-  const auto date = std::find_if(commands.begin(), commands.end(), [](const auto& c) { return c.identifier == "date"; });
+  const auto date =
+      std::find_if(commands.begin(), commands.end(), [](const auto& c) { return c.identifier == "date"; });
   ASSERT_NE(date, commands.end());
   controller.runSlashCommand(*date);  // as the panel runs it
   mainQueue.drain();

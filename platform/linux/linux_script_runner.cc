@@ -5,7 +5,8 @@
 namespace zephyl::platform {
 
 void LinuxScriptRunner::run(const std::string&, const std::string& taskLabel) {
-  log_.warning() << "AppleScript and System Events scripting are unavailable on Linux; not running: " << taskLabel;
+  log_.warning() << "AppleScript and System Events scripting are unavailable on Linux; not running: "
+                 << taskLabel;
   throw editor::ScriptError(editor::ScriptError::Code::kUnavailable);
 }
 

@@ -62,8 +62,8 @@ TEST(PosixFileSystem, RemovesTemporaryFilesOfEndedProcessesOnlyAndNeverThroughLi
   } cases[] = {
       {root / ("a.md.tmp-" + dead + "-0"), true},
       {root / "sub" / (".zephyl-export.json.tmp-" + dead + "-17"), true},
-      {root / ("a.md.tmp-" + alive + "-0"), false},       // may still be renamed into place
-      {root / ("a.md.tmp-" + dead + "-x"), false},        // not a name writes make
+      {root / ("a.md.tmp-" + alive + "-0"), false},  // may still be renamed into place
+      {root / ("a.md.tmp-" + dead + "-x"), false},   // not a name writes make
       {root / ("a.md.tmp-" + dead), false},
       {root / "notes.tmp-file.md", false},
       {fs::path(outside.path()) / ("b.md.tmp-" + dead + "-1"), false},  // reached only through the link

@@ -28,7 +28,8 @@ class FakeEventTapFactory : public editor::EventTapFactory {
     bool everRan = false;
   };
 
-  std::unique_ptr<editor::EventTap> createTap(editor::TapLocation location, editor::TapCallback callback) override;
+  std::unique_ptr<editor::EventTap> createTap(editor::TapLocation location,
+                                              editor::TapCallback callback) override;
 
   // Creation at `location` returns null from now on (or succeeds again).
   void setCreationFails(editor::TapLocation location, bool fails);
@@ -66,13 +67,13 @@ class FakeEventTapFactory : public editor::EventTapFactory {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::set<editor::TapLocation> failing_;               // guarded by mutex_
-  bool holding_ = false;                                // guarded by mutex_
-  std::vector<editor::TapLocation> attempts_;           // guarded by mutex_
-  std::vector<TapEntry> entries_;                       // guarded by mutex_
-  std::map<uint64_t, editor::TapEvent> deliveries_;     // guarded by mutex_
+  std::set<editor::TapLocation> failing_;                           // guarded by mutex_
+  bool holding_ = false;                                            // guarded by mutex_
+  std::vector<editor::TapLocation> attempts_;                       // guarded by mutex_
+  std::vector<TapEntry> entries_;                                   // guarded by mutex_
+  std::map<uint64_t, editor::TapEvent> deliveries_;                 // guarded by mutex_
   std::map<uint64_t, std::optional<editor::TapVerdict>> verdicts_;  // guarded by mutex_
-  uint64_t nextDelivery_ = 0;                           // guarded by mutex_
+  uint64_t nextDelivery_ = 0;                                       // guarded by mutex_
 };
 
 }  // namespace zephyl::platform::testing

@@ -55,7 +55,8 @@ void InMemoryFileSystem::removeFile(const std::string& path) {
 
 std::vector<std::string> InMemoryFileSystem::listDirectory(const std::string& path) {
   std::lock_guard lock(mutex_);
-  if (failReads_) throw core::FileSystemError(core::FileSystemError::Code::kListFailed, path, "Permission denied");
+  if (failReads_)
+    throw core::FileSystemError(core::FileSystemError::Code::kListFailed, path, "Permission denied");
   // Files and folders directly inside `path`, including folders implied by file paths.
   std::set<std::string> names;
   const std::string prefix = path.ends_with('/') ? path : path + "/";
