@@ -41,8 +41,7 @@ class AIHTTPClientTest : public ::testing::Test {
     std::string body;
     HTTPRequest request;
     request.url = "http://127.0.0.1/v1/responses";
-    client.send(request, policy, safeToRepeat, {},
-                [&body](std::string_view bytes) { body += bytes; });
+    client.send(request, policy, safeToRepeat, {}, [&body](std::string_view bytes) { body += bytes; });
     return body;
   }
 
@@ -65,10 +64,12 @@ TEST_F(AIHTTPClientTest, RateLimitWithRetryAfterThenSuccess) {
 }
 
 TEST_F(AIHTTPClientTest, ServerErrorsRetryOnlyWhenSafeToRepeat) {
-  ScriptedHTTPTransport safe({ScriptedHTTPExchange::response(503, {}), ScriptedHTTPExchange::response(200, {"ok"})});
+  ScriptedHTTPTransport safe(
+      {ScriptedHTTPExchange::response(503, {}), ScriptedHTTPExchange::response(200, {"ok"})});
   EXPECT_EQ(send(safe, true), "ok");
 
-  ScriptedHTTPTransport unsafe({ScriptedHTTPExchange::response(503, {"busy"}), ScriptedHTTPExchange::response(200, {})});
+  ScriptedHTTPTransport unsafe(
+      {ScriptedHTTPExchange::response(503, {"busy"}), ScriptedHTTPExchange::response(200, {})});
   try {
     send(unsafe, false);
     FAIL() << "expected the 503 to be final";
@@ -97,8 +98,8 @@ TEST_F(AIHTTPClientTest, RefusedRetrySurfacesTheLastFailure) {
 }
 
 TEST_F(AIHTTPClientTest, TransportErrorsRetryUntilBodyBytesReachTheCaller) {
-  ScriptedHTTPTransport early({ScriptedHTTPExchange::failure(Code::kCannotConnect),
-                               ScriptedHTTPExchange::response(200, {"fine"})});
+  ScriptedHTTPTransport early(
+      {ScriptedHTTPExchange::failure(Code::kCannotConnect), ScriptedHTTPExchange::response(200, {"fine"})});
   EXPECT_EQ(send(early), "fine");
   EXPECT_EQ(sink_->lines.at(0), "Retrying AI transport attempt=1 code=7 delay=1.000000");
 
@@ -107,20 +108,21 @@ TEST_F(AIHTTPClientTest, TransportErrorsRetryUntilBodyBytesReachTheCaller) {
   EXPECT_THROW(send(late), HTTPTransportError);
   EXPECT_EQ(late.requests().size(), 1u);
 
-  ScriptedHTTPTransport protocol({ScriptedHTTPExchange::failure(Code::kProtocolError),
-                                  ScriptedHTTPExchange::response(200, {})});
+  ScriptedHTTPTransport protocol(
+      {ScriptedHTTPExchange::failure(Code::kProtocolError), ScriptedHTTPExchange::response(200, {})});
   EXPECT_THROW(send(protocol), HTTPTransportError);
   EXPECT_EQ(protocol.requests().size(), 1u);
 }
 
 TEST_F(AIHTTPClientTest, CancellationIsNeverRetried) {
-  ScriptedHTTPTransport transport({ScriptedHTTPExchange::failure(Code::kTimedOut),
-                                   ScriptedHTTPExchange::response(200, {})});
+  ScriptedHTTPTransport transport(
+      {ScriptedHTTPExchange::failure(Code::kTimedOut), ScriptedHTTPExchange::response(200, {})});
   AIHTTPClient client(transport, clock_, random_, wallClock_);
   std::stop_source stop;
   stop.request_stop();
-  EXPECT_THROW(client.send({}, AITransportRetryPolicy::chatTitle(), true, stop.get_token(), [](std::string_view) {}),
-               core::CancellationError);
+  EXPECT_THROW(
+      client.send({}, AITransportRetryPolicy::chatTitle(), true, stop.get_token(), [](std::string_view) {}),
+      core::CancellationError);
   EXPECT_TRUE(transport.requests().empty());
 }
 

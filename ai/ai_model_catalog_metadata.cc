@@ -81,7 +81,8 @@ std::optional<AIModelCatalogMetadata> AIModelCatalogMetadata::builtIn(std::strin
   const std::string_view canonical = canonicalAntigravityModelName(modelID);
   for (const auto& limits : kLimits) {
     if (limits.model == canonical) {
-      return AIModelCatalogMetadata{std::string(limits.model), limits.provider, limits.context, limits.output};
+      return AIModelCatalogMetadata{std::string(limits.model), limits.provider, limits.context,
+                                    limits.output};
     }
   }
   return std::nullopt;

@@ -82,7 +82,8 @@ TEST(AIModelCatalog, BuiltInListsAndUserModels) {
   EXPECT_EQ(plain.defaultModel(AIProvider::kOpenRouter), "openrouter:openrouter/auto");
   EXPECT_EQ(plain.models(AIProvider::kOpenAIAPI).front(), "openai:gpt-6.1-sol");
   EXPECT_EQ(plain.models(AIProvider::kGemini),
-            (std::vector<std::string>{"Gemini 3.8 Flash", "Gemini 3.7 Flash", "Gemini 3.6 Flash", "Gemini 3.1 Pro"}));
+            (std::vector<std::string>{"Gemini 3.8 Flash", "Gemini 3.7 Flash", "Gemini 3.6 Flash",
+                                      "Gemini 3.1 Pro"}));
 
   const auto openCode = plain.models(AIProvider::kOpenCode);
   EXPECT_EQ(std::count(openCode.begin(), openCode.end(), "opencode:glm-5.3"), 1);
@@ -95,9 +96,10 @@ TEST(AIModelCatalog, BuiltInListsAndUserModels) {
   settings.setStringList(std::string(kCloudflareWorkersAIModelsKey),
                          {"@cf/user/model", "cloudflare:@cf/meta/llama-3.1-8b-instruct", " "});
   settings.setStringList(std::string(kOpenRouterAIModelsKey), {"moonshotai/kimi-k2.6"});
-  settings.setString(std::string(kCustomOpenAIProvidersKey),
-                     R"([{"id":"lab","name":"Lab","baseURL":"http://10.0.0.2/v1","models":["qwen"," llama "]},)"
-                     R"({"id":"empty","models":[]}])");
+  settings.setString(
+      std::string(kCustomOpenAIProvidersKey),
+      R"([{"id":"lab","name":"Lab","baseURL":"http://10.0.0.2/v1","models":["qwen"," llama "]},)"
+      R"({"id":"empty","models":[]}])");
   const AIModelCatalog catalog(AIUserModels::fromSettings(settings));
   const auto cloudflare = catalog.models(AIProvider::kCloudflareWorkersAI);
   EXPECT_EQ(cloudflare.size(), 6u);  // the duplicate and the blank entry are dropped

@@ -24,10 +24,12 @@ enum class AIProvider {
 };
 
 inline constexpr std::array<AIProvider, 11> kAllAIProviders = {
-    AIProvider::kCodex,         AIProvider::kOpenAIAPI,  AIProvider::kCustomOpenAI,
-    AIProvider::kXAIAccount,    AIProvider::kGemini,     AIProvider::kGoogleAPI,
-    AIProvider::kOpenRouter,    AIProvider::kCloudflareWorkersAI, AIProvider::kZAICodingPlan,
-    AIProvider::kDeepSeek,      AIProvider::kOpenCode};
+    AIProvider::kCodex,         AIProvider::kOpenAIAPI,
+    AIProvider::kCustomOpenAI,  AIProvider::kXAIAccount,
+    AIProvider::kGemini,        AIProvider::kGoogleAPI,
+    AIProvider::kOpenRouter,    AIProvider::kCloudflareWorkersAI,
+    AIProvider::kZAICodingPlan, AIProvider::kDeepSeek,
+    AIProvider::kOpenCode};
 
 // How a provider is reached; picks the service adapter.
 enum class AITransportFamily {

@@ -32,14 +32,14 @@ struct AIProviderAvailability {
   bool zaiCodingPlanConfigured = false;
   bool deepseekConfigured = false;
   bool openCodeConfigured = false;
-  std::vector<std::string> cloudflareModels;   // user-entered, with prefix
-  std::vector<std::string> openRouterModels;   // user-entered, with prefix
+  std::vector<std::string> cloudflareModels;  // user-entered, with prefix
+  std::vector<std::string> openRouterModels;  // user-entered, with prefix
 
   // A provider is configured when its switch is on (a switch never set counts
   // as on) and its secrets are stored; an account provider when its sign-in
   // tokens are stored. Unreadable settings read as defaults.
-  static AIProviderAvailability compute(core::SettingsStore& userDefaults, AgentCLIAvailability& cliAvailability,
-                                        AICredentialStore& keychain);
+  static AIProviderAvailability compute(core::SettingsStore& userDefaults,
+                                        AgentCLIAvailability& cliAvailability, AICredentialStore& keychain);
 
   bool isInstalled(AIProvider provider) const { return installedProviders.contains(provider); }
 };

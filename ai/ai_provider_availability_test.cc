@@ -39,10 +39,11 @@ TEST_F(AIProviderAvailabilityTest, KeysSwitchesAndAccountsDecide) {
   keychain_.setSecret(std::string(kCloudflareWorkersAIAPITokenName), "token");  // no account id yet
   keychain_.setSecret(std::string(kChatGPTAccountTokensName), "{}");
   keychain_.setSecret(std::string(kOpenAIAPIKeyName), "  ");  // blank keys do not count
-  cli_.installed = true;  // installed but not signed in
+  cli_.installed = true;                                      // installed but not signed in
 
   const auto availability = compute();
-  EXPECT_EQ(availability.installedProviders, (std::set<AIProvider>{AIProvider::kCodex, AIProvider::kDeepSeek}));
+  EXPECT_EQ(availability.installedProviders,
+            (std::set<AIProvider>{AIProvider::kCodex, AIProvider::kDeepSeek}));
   EXPECT_FALSE(availability.openRouterConfigured);
   EXPECT_FALSE(availability.cloudflareConfigured);
   EXPECT_FALSE(availability.openAIConfigured);

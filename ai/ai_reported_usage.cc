@@ -28,8 +28,10 @@ std::optional<int64_t> firstCount(const JSONValue& usage,
 JSONValue AIReportedUsage::toJSON() const {
   JSONValue object = JSONValue::Object{};
   const std::pair<const char*, const std::optional<int64_t>*> fields[] = {
-      {"inputTokens", &inputTokens},         {"cachedInputTokens", &cachedInputTokens},
-      {"outputTokens", &outputTokens},       {"reasoningTokens", &reasoningTokens},
+      {"inputTokens", &inputTokens},
+      {"cachedInputTokens", &cachedInputTokens},
+      {"outputTokens", &outputTokens},
+      {"reasoningTokens", &reasoningTokens},
       {"totalTokens", &totalTokens}};
   for (const auto& [key, count] : fields) {
     if (*count) object.set(key, **count);
@@ -66,10 +68,9 @@ std::optional<AIUsageReport> parseReportedUsage(const JSONValue& message) {
   AIUsageReport report;
   report.usage.totalTokens = firstCount(*usage, {{"total_tokens"}, {"totalTokenCount"}});
   report.usage.inputTokens = firstCount(*usage, {{"input_tokens"}, {"prompt_tokens"}});
-  report.usage.cachedInputTokens =
-      firstCount(*usage, {{"input_tokens_details", "cached_tokens"},
-                          {"prompt_tokens_details", "cached_tokens"},
-                          {"prompt_cache_hit_tokens"}});
+  report.usage.cachedInputTokens = firstCount(*usage, {{"input_tokens_details", "cached_tokens"},
+                                                       {"prompt_tokens_details", "cached_tokens"},
+                                                       {"prompt_cache_hit_tokens"}});
   report.usage.outputTokens = firstCount(*usage, {{"output_tokens"}, {"completion_tokens"}});
   report.usage.reasoningTokens = firstCount(*usage, {{"output_tokens_details", "reasoning_tokens"},
                                                      {"completion_tokens_details", "reasoning_tokens"},

@@ -36,7 +36,8 @@ TEST(ParseReportedUsage, ServiceShapes) {
       {"no usage", R"({"type":"response.output_text.delta","delta":"hi"})", std::nullopt},
       {"usage not an object", R"({"usage":12})", std::nullopt},
   };
-  for (const auto& c : cases) EXPECT_EQ(parseReportedUsage(core::JSONValue::parse(c.json)), c.expected) << c.name;
+  for (const auto& c : cases)
+    EXPECT_EQ(parseReportedUsage(core::JSONValue::parse(c.json)), c.expected) << c.name;
 }
 
 TEST(AIReportedUsage, JSONUsesTheFieldNamesAndLeavesOutAbsentCounts) {

@@ -7,13 +7,15 @@
 namespace zephyl::ai {
 namespace {
 
-bool isBlank(std::string_view text) { return text.find_first_not_of(" \t\n\r\v\f") == std::string_view::npos; }
+bool isBlank(std::string_view text) {
+  return text.find_first_not_of(" \t\n\r\v\f") == std::string_view::npos;
+}
 
 // Phrases services use for a prompt past the model's context, tested in order.
 constexpr std::array<std::string_view, 9> kOverflowPhrases = {
-    "context_length_exceeded",   "maximum context length",      "context window exceeded",
-    "exceeds the context window", "input token count exceeds",  "too many input tokens",
-    "prompt is too long",        "input is too long",           "exceeds the maximum number of tokens"};
+    "context_length_exceeded",    "maximum context length",    "context window exceeded",
+    "exceeds the context window", "input token count exceeds", "too many input tokens",
+    "prompt is too long",         "input is too long",         "exceeds the maximum number of tokens"};
 
 bool isContextOverflow(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(),
@@ -34,7 +36,8 @@ std::vector<std::string> AIRequestBudget::textPieces(const AIStreamRequest& requ
     if (!isBlank(prompt)) pieces.emplace_back(prompt);
   }
   for (const auto& message : request.history) {
-    if (message.role != AIHistoryMessage::Role::kUser && message.role != AIHistoryMessage::Role::kAssistant) continue;
+    if (message.role != AIHistoryMessage::Role::kUser && message.role != AIHistoryMessage::Role::kAssistant)
+      continue;
     std::string text;
     for (size_t i = 0; i < message.textParts.size(); ++i) {
       if (i > 0) text += "\n\n";
@@ -68,7 +71,8 @@ std::optional<AIRequestBudget::Failure> AIRequestBudget::check(const std::vector
   const std::optional<int64_t> output = limits.maxOutputTokens;
 
   const int64_t estimate = nonASCII + (ascii + 3) / 4;
-  const int64_t overhead = (estimate < 5'120 ? 1'024 : estimate / 5) + 16 * static_cast<int64_t>(pieces.size());
+  const int64_t overhead =
+      (estimate < 5'120 ? 1'024 : estimate / 5) + 16 * static_cast<int64_t>(pieces.size());
   int64_t reserve;
   if (context <= 3) {
     reserve = output && *output >= 2 ? *output : 1;

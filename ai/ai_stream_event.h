@@ -71,13 +71,14 @@ struct AIStreamEvent {
     bool operator==(const Completed&) const = default;
   };
 
-  using Value = std::variant<RequestID, ThreadStarted, AssistantMessage, AssistantMessageDelta, ReasoningSummary,
-                             ReasoningSummaryDelta, ToolCallUpdated, ToolCallDiscarded, WebSourcesDiscovered,
-                             ProviderResponseItems, GeneratedImage, UsageReported, Completed>;
+  using Value =
+      std::variant<RequestID, ThreadStarted, AssistantMessage, AssistantMessageDelta, ReasoningSummary,
+                   ReasoningSummaryDelta, ToolCallUpdated, ToolCallDiscarded, WebSourcesDiscovered,
+                   ProviderResponseItems, GeneratedImage, UsageReported, Completed>;
 
   template <typename Case>
-    requires(!std::is_same_v<std::decay_t<Case>, AIStreamEvent>)
-  AIStreamEvent(Case event) : value(std::move(event)) {}
+  requires(!std::is_same_v<std::decay_t<Case>, AIStreamEvent>) AIStreamEvent(Case event)
+      : value(std::move(event)) {}
 
   template <typename Case>
   const Case* as() const {

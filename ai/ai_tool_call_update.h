@@ -14,21 +14,30 @@ enum class AIToolCallStatus { kRunning, kCompleted, kFailed, kCancelled };
 
 constexpr std::string_view rawValue(AIToolKind kind) {
   switch (kind) {
-    case AIToolKind::kWebSearch: return "webSearch";
-    case AIToolKind::kWebFetch: return "webFetch";
-    case AIToolKind::kImageGeneration: return "imageGeneration";
-    case AIToolKind::kNoteSearch: return "noteSearch";
-    case AIToolKind::kNoteCount: return "noteCount";
+    case AIToolKind::kWebSearch:
+      return "webSearch";
+    case AIToolKind::kWebFetch:
+      return "webFetch";
+    case AIToolKind::kImageGeneration:
+      return "imageGeneration";
+    case AIToolKind::kNoteSearch:
+      return "noteSearch";
+    case AIToolKind::kNoteCount:
+      return "noteCount";
   }
   return {};
 }
 
 constexpr std::string_view rawValue(AIToolCallStatus status) {
   switch (status) {
-    case AIToolCallStatus::kRunning: return "running";
-    case AIToolCallStatus::kCompleted: return "completed";
-    case AIToolCallStatus::kFailed: return "failed";
-    case AIToolCallStatus::kCancelled: return "cancelled";
+    case AIToolCallStatus::kRunning:
+      return "running";
+    case AIToolCallStatus::kCompleted:
+      return "completed";
+    case AIToolCallStatus::kFailed:
+      return "failed";
+    case AIToolCallStatus::kCancelled:
+      return "cancelled";
   }
   return {};
 }

@@ -23,8 +23,8 @@ TEST(AITransportRetryBudget, RetryAfterBeyondTheWindowGivesNoRetry) {
 }
 
 TEST(AITransportRetryBudget, RandomFactorStaysWithinEightyToHundredTwentyPercent) {
-  for (const auto& [unit, expected] : std::vector<std::pair<double, double>>{
-           {0.0, 0.8}, {1.0, 1.2}, {0.5, 1.0}, {-3.0, 0.8}, {7.0, 1.2}}) {
+  for (const auto& [unit, expected] :
+       std::vector<std::pair<double, double>>{{0.0, 0.8}, {1.0, 1.2}, {0.5, 1.0}, {-3.0, 0.8}, {7.0, 1.2}}) {
     FakeMonotonicClock clock;
     FakeRandomSource random({unit});
     AITransportRetryBudget budget({{1.0}, 15.0}, clock, random);
@@ -83,8 +83,7 @@ TEST(RetryableHTTPStatus, StatusClasses) {
 
 TEST(ParseRetryAfter, SecondsAndTheThreeDateFormats) {
   // 1994-11-06 08:49:00 UTC
-  const core::TimePoint now =
-      std::chrono::sys_days{std::chrono::year{1994} / 11 / 6} + 8h + 49min;
+  const core::TimePoint now = std::chrono::sys_days{std::chrono::year{1994} / 11 / 6} + 8h + 49min;
   const std::vector<std::pair<std::string, std::optional<double>>> cases = {
       {"120", 120.0},
       {" 7 ", 7.0},

@@ -17,8 +17,8 @@ BudgetedAIStreamProvider::BudgetedAIStreamProvider(AIStreamProvider& wrapped, Li
                                                    InstructionsLookup instructions)
     : wrapped_(wrapped), limits_(std::move(limits)), instructions_(std::move(instructions)) {}
 
-BudgetedAIStreamProvider::LimitsLookup BudgetedAIStreamProvider::catalogLimits(const AIModelCatalog& catalog,
-                                                                               core::SettingsStore* settings) {
+BudgetedAIStreamProvider::LimitsLookup BudgetedAIStreamProvider::catalogLimits(
+    const AIModelCatalog& catalog, core::SettingsStore* settings) {
   return [&catalog, settings](const AIStreamRequest& request) {
     AIRequestLimits limits;
     if (auto metadata = catalog.metadata(request.model)) {
@@ -38,13 +38,15 @@ BudgetedAIStreamProvider::LimitsLookup BudgetedAIStreamProvider::catalogLimits(c
   };
 }
 
-void BudgetedAIStreamProvider::produce(const AIStreamRequest& request, std::stop_token stop, const Emit& emit) {
+void BudgetedAIStreamProvider::produce(const AIStreamRequest& request, std::stop_token stop,
+                                       const Emit& emit) {
   throwIfStopped(stop);
   const std::string instructions = instructions_ ? instructions_(request) : std::string();
-  const AIRequestLimits limits = request.limits ? *request.limits : (limits_ ? limits_(request) : AIRequestLimits{});
+  const AIRequestLimits limits =
+      request.limits ? *request.limits : (limits_ ? limits_(request) : AIRequestLimits{});
   if (auto failure = AIRequestBudget::check(AIRequestBudget::textPieces(request, instructions), limits)) {
-    kLog.info() << "Request refused by the budget: model=" << request.model
-                << " failure=" << (*failure == AIRequestBudget::Failure::kContextTooLarge ? "context" : "size");
+    kLog.info() << "Request refused by the budget: model=" << request.model << " failure="
+                << (*failure == AIRequestBudget::Failure::kContextTooLarge ? "context" : "size");
     throw AIRequestBudgetError(*failure);
   }
   try {

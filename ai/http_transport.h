@@ -52,7 +52,9 @@ class HTTPTransportError : public core::Error {
 
   // `systemCode` is the underlying library's code (logged, and the "code" of retry log lines).
   HTTPTransportError(Code code, long systemCode, const std::string& detail)
-      : Error(std::string(text(code)) + (detail.empty() ? "" : ": " + detail)), code_(code), systemCode_(systemCode) {}
+      : Error(std::string(text(code)) + (detail.empty() ? "" : ": " + detail)),
+        code_(code),
+        systemCode_(systemCode) {}
 
   static std::string_view text(Code code) {
     switch (code) {

@@ -10,16 +10,20 @@ enum class OpenCodePlan { kGo, kZen };
 
 constexpr std::string_view rawValue(OpenCodePlan plan) {
   switch (plan) {
-    case OpenCodePlan::kGo: return "go";
-    case OpenCodePlan::kZen: return "zen";
+    case OpenCodePlan::kGo:
+      return "go";
+    case OpenCodePlan::kZen:
+      return "zen";
   }
   return {};
 }
 
 constexpr std::string_view endpointBaseURL(OpenCodePlan plan) {
   switch (plan) {
-    case OpenCodePlan::kGo: return "https://opencode.ai/zen/go/v1";
-    case OpenCodePlan::kZen: return "https://opencode.ai/zen/v1";
+    case OpenCodePlan::kGo:
+      return "https://opencode.ai/zen/go/v1";
+    case OpenCodePlan::kZen:
+      return "https://opencode.ai/zen/v1";
   }
   return {};
 }

@@ -16,12 +16,18 @@ inline constexpr std::array<ReasoningEffort, 6> kAllReasoningEfforts = {
 
 constexpr std::string_view rawValue(ReasoningEffort effort) {
   switch (effort) {
-    case ReasoningEffort::kNone: return "none";
-    case ReasoningEffort::kLow: return "low";
-    case ReasoningEffort::kMedium: return "medium";
-    case ReasoningEffort::kHigh: return "high";
-    case ReasoningEffort::kXHigh: return "xhigh";
-    case ReasoningEffort::kMax: return "max";
+    case ReasoningEffort::kNone:
+      return "none";
+    case ReasoningEffort::kLow:
+      return "low";
+    case ReasoningEffort::kMedium:
+      return "medium";
+    case ReasoningEffort::kHigh:
+      return "high";
+    case ReasoningEffort::kXHigh:
+      return "xhigh";
+    case ReasoningEffort::kMax:
+      return "max";
   }
   return {};
 }

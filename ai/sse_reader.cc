@@ -7,9 +7,7 @@
 namespace zephyl::ai {
 namespace {
 
-bool isBlank(std::string_view line) {
-  return line.find_first_not_of(" \t") == std::string_view::npos;
-}
+bool isBlank(std::string_view line) { return line.find_first_not_of(" \t") == std::string_view::npos; }
 
 std::string joinLines(const std::vector<std::string>& lines) {
   size_t size = lines.empty() ? 0 : lines.size() - 1;
@@ -53,8 +51,8 @@ std::vector<SSEEvent> SSEReader::feed(std::string_view bytes) {
 void SSEReader::takeLine(size_t end, std::vector<SSEEvent>& events) {
   size_t lineEnd = end;
   if (lineEnd > lineStart_ && pending_[lineEnd - 1] == '\r') --lineEnd;
-  const std::string line = core::replaceInvalidUtf8(
-      std::string_view(pending_).substr(lineStart_, lineEnd - lineStart_));
+  const std::string line =
+      core::replaceInvalidUtf8(std::string_view(pending_).substr(lineStart_, lineEnd - lineStart_));
   if (auto event = parse(line)) events.push_back(std::move(*event));
 }
 

@@ -39,9 +39,9 @@ class SSEReader {
   void takeLine(size_t end, std::vector<SSEEvent>& events);
   std::optional<SSEEvent> flushData();
 
-  std::string pending_;      // bytes after the last complete line
-  size_t lineStart_ = 0;     // start of the unfinished line inside pending_
-  size_t scanned_ = 0;       // pending_ before this holds no unhandled line feed
+  std::string pending_;   // bytes after the last complete line
+  size_t lineStart_ = 0;  // start of the unfinished line inside pending_
+  size_t scanned_ = 0;    // pending_ before this holds no unhandled line feed
   std::optional<std::string> name_;
   std::vector<std::string> dataLines_;
 };

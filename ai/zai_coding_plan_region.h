@@ -10,8 +10,10 @@ enum class ZAICodingPlanRegion { kGlobal, kChina };
 
 constexpr std::string_view rawValue(ZAICodingPlanRegion region) {
   switch (region) {
-    case ZAICodingPlanRegion::kGlobal: return "global";
-    case ZAICodingPlanRegion::kChina: return "china";
+    case ZAICodingPlanRegion::kGlobal:
+      return "global";
+    case ZAICodingPlanRegion::kChina:
+      return "china";
   }
   return {};
 }
@@ -19,8 +21,10 @@ constexpr std::string_view rawValue(ZAICodingPlanRegion region) {
 // Shown in settings; English is the only localisation on Linux.
 constexpr std::string_view label(ZAICodingPlanRegion region) {
   switch (region) {
-    case ZAICodingPlanRegion::kGlobal: return "Global";
-    case ZAICodingPlanRegion::kChina: return "China";
+    case ZAICodingPlanRegion::kGlobal:
+      return "Global";
+    case ZAICodingPlanRegion::kChina:
+      return "China";
   }
   return {};
 }
@@ -28,8 +32,10 @@ constexpr std::string_view label(ZAICodingPlanRegion region) {
 // The base URL of the plan's Chat Completions endpoint in that region.
 constexpr std::string_view endpointBaseURL(ZAICodingPlanRegion region) {
   switch (region) {
-    case ZAICodingPlanRegion::kGlobal: return "https://api.z.ai/api/coding/paas/v4";
-    case ZAICodingPlanRegion::kChina: return "https://open.bigmodel.cn/api/coding/paas/v4";
+    case ZAICodingPlanRegion::kGlobal:
+      return "https://api.z.ai/api/coding/paas/v4";
+    case ZAICodingPlanRegion::kChina:
+      return "https://open.bigmodel.cn/api/coding/paas/v4";
   }
   return {};
 }

@@ -131,7 +131,8 @@ int main(int argc, char** argv) {
   }
   env.cacheDirectory = (work / "data").string();
   env.grant = std::make_unique<zephyl::platform::ConfiguredPathGrant>(env.library);
-  env.access = std::make_unique<zephyl::notes_store::NotesDatabaseAccess>(*env.grant, env.files, "/nonexistent");
+  env.access =
+      std::make_unique<zephyl::notes_store::NotesDatabaseAccess>(*env.grant, env.files, "/nonexistent");
   if (const char* exportPath = std::getenv("ZEPHYL_BENCH_EXPORT")) exportSearchText(exportPath);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();

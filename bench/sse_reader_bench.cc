@@ -13,8 +13,10 @@ constexpr size_t kChunk = 4096;
 std::string smallEventsBody() {
   std::string body;
   for (int i = 0; body.size() < 8 * 1024 * 1024; ++i) {
-    body += "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"delta\":\"word " +
-            std::to_string(i) + " é\"}\n\n";
+    body +=
+        "event: response.output_text.delta\ndata: "
+        "{\"type\":\"response.output_text.delta\",\"delta\":\"word " +
+        std::to_string(i) + " é\"}\n\n";
   }
   return body;
 }

@@ -32,10 +32,9 @@ void printHuman(CliStreams& streams, std::vector<NotesFolderRow> folders) {
   std::vector<std::pair<std::vector<std::string>, const NotesFolderRow*>> rows;
   for (const auto& folder : folders) rows.emplace_back(pathComponents(folder), &folder);
   std::stable_sort(rows.begin(), rows.end(), [](const auto& a, const auto& b) {
-    return std::lexicographical_compare(a.first.begin(), a.first.end(), b.first.begin(), b.first.end(),
-                                        [](const std::string& x, const std::string& y) {
-                                          return strcasecmp(x.c_str(), y.c_str()) < 0;
-                                        });
+    return std::lexicographical_compare(
+        a.first.begin(), a.first.end(), b.first.begin(), b.first.end(),
+        [](const std::string& x, const std::string& y) { return strcasecmp(x.c_str(), y.c_str()) < 0; });
   });
   size_t width = 0;
   for (const auto& [components, folder] : rows) width = std::max(width, displayWidth(folder->path));

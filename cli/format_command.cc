@@ -38,7 +38,8 @@ std::string hex(uint64_t value) {
 void addFormatCommand(CLI::App& app, CliContext& context) {
   auto* command = app.add_subcommand(
       "format",
-      "Print what applying a Notes formatting command sends to Apple Notes: Notes' shortcut for the six trigger "
+      "Print what applying a Notes formatting command sends to Apple Notes: Notes' shortcut for the six "
+      "trigger "
       "commands, the System Events menu-click script for the others. On Linux nothing is sent.");
   std::vector<std::string> identifiers;
   for (auto formatCommand : editor::kAllNotesFormatCommands) {

@@ -48,18 +48,28 @@ class NavigationCommandsTest : public ::testing::Test {
     const int64_t work = builder.addFolder({.title = "Work", .owner = account});
     const int64_t projects = builder.addFolder({.title = "Projects", .parent = work, .owner = account});
     const int64_t trash = builder.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
-    builder.addNote({.title = "Budget", .identifier = "BUDGET-UUID", .folder = projects, .account7 = account,
-                     .modifiedAt = 100,
-                     .bodyData = body({{.text = "Budget\n", .paragraph = NoteParagraphStyleSpec{.styleType = 0}},
-                                       {.text = "Quarterly crème figures"}})});
+    builder.addNote(
+        {.title = "Budget",
+         .identifier = "BUDGET-UUID",
+         .folder = projects,
+         .account7 = account,
+         .modifiedAt = 100,
+         .bodyData = body({{.text = "Budget\n", .paragraph = NoteParagraphStyleSpec{.styleType = 0}},
+                           {.text = "Quarterly crème figures"}})});
     const int64_t plan = builder.addNote(
-        {.title = "Plan", .folder = projects, .account7 = account, .modifiedAt = 200,
+        {.title = "Plan",
+         .folder = projects,
+         .account7 = account,
+         .modifiedAt = 200,
          .bodyData = body({{.text = "Plan\n", .paragraph = NoteParagraphStyleSpec{.styleType = 0}},
                            {.text = "Goals\n", .paragraph = NoteParagraphStyleSpec{.styleType = 1}},
                            {.text = "see the "},
                            {.text = "budget", .link = "applenotes:note/budget-uuid"},
                            {.text = "\nDetails", .paragraph = NoteParagraphStyleSpec{.styleType = 2}}})});
-    builder.addNote({.title = "Old plan", .folder = trash, .account7 = account, .modifiedAt = 300,
+    builder.addNote({.title = "Old plan",
+                     .folder = trash,
+                     .account7 = account,
+                     .modifiedAt = 300,
                      .bodyData = body({{.text = "Old plan\nQuarterly crème"}})});
     planKey_ = plan;
     const std::string path = (directory_ / "lib" / "NoteStore.sqlite").string();
@@ -96,7 +106,8 @@ TEST_F(NavigationCommandsTest, SearchPrintsNotesThenFoldersAsJson) {
   EXPECT_EQ(byFolder[2]["snippet"], "iCloud › Work › Projects");
   EXPECT_TRUE(nlohmann::json::parse(run({"--db", library, "search", "deleted", "--json"}).out).empty());
 
-  const auto recent = nlohmann::json::parse(run({"--db", library, "search", "", "--json", "--limit", "1"}).out);
+  const auto recent =
+      nlohmann::json::parse(run({"--db", library, "search", "", "--json", "--limit", "1"}).out);
   ASSERT_EQ(recent.size(), 1u);
   EXPECT_EQ(recent[0]["title"], "Plan");
   EXPECT_TRUE(recent[0]["matchKind"].is_null());
@@ -144,8 +155,9 @@ TEST_F(NavigationCommandsTest, BacklinksListTheNotesThatLinkToANote) {
   EXPECT_EQ(json[0]["title"], "Plan");
   EXPECT_EQ(json[0]["location"], "iCloud › Projects");
   EXPECT_TRUE(json[0]["id"].get<std::string>().ends_with("/ICNote/p" + std::to_string(planKey_)));
-  EXPECT_TRUE(nlohmann::json::parse(run({"--db", library, "backlinks", std::to_string(planKey_), "--json"}).out)
-                  .empty());
+  EXPECT_TRUE(
+      nlohmann::json::parse(run({"--db", library, "backlinks", std::to_string(planKey_), "--json"}).out)
+          .empty());
   EXPECT_EQ(run({"--db", library, "backlinks", "no-such-note"}).code, 2);
   EXPECT_NE(run({"--db", library, "backlinks", "BUDGET-UUID"}).out.find("1 backlink"), std::string::npos);
 }
@@ -184,14 +196,16 @@ TEST_F(NavigationCommandsTest, SearchesRealLibraries) {
     const auto byBody = nlohmann::json::parse(run({"--db", db, "search", "CHECKLIST", "--json"}).out);
     ASSERT_EQ(byBody.size(), 1u) << name;
     EXPECT_EQ(byBody[0]["matchKind"], "text");
-    EXPECT_NE(byBody[0]["snippet"].get<std::string>().find("This is a checklist with 3 items"), std::string::npos);
+    EXPECT_NE(byBody[0]["snippet"].get<std::string>().find("This is a checklist with 3 items"),
+              std::string::npos);
 
     const auto byFolder = nlohmann::json::parse(run({"--db", db, "search", "subsubfolder", "--json"}).out);
     ASSERT_FALSE(byFolder.empty()) << name;
     EXPECT_EQ(byFolder.back()["kind"], "folder");
     EXPECT_EQ(byFolder.back()["title"], "Subsubfolder");
 
-    const auto everything = nlohmann::json::parse(run({"--db", db, "search", "", "--limit", "0", "--json"}).out);
+    const auto everything =
+        nlohmann::json::parse(run({"--db", db, "search", "", "--limit", "0", "--json"}).out);
     for (const auto& result : everything) {
       EXPECT_EQ(result["folderPath"].get<std::string>().find("Recently Deleted"), std::string::npos);
     }

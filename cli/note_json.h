@@ -9,7 +9,8 @@
 namespace zephyl::cli {
 
 // [{length, style}] where style is the literal prefix ("## "), "code", or null.
-inline void writeLineStyles(JsonWriter& json, const std::vector<notes_store::NotesDatabaseLineStyle>& styles) {
+inline void writeLineStyles(JsonWriter& json,
+                            const std::vector<notes_store::NotesDatabaseLineStyle>& styles) {
   json.beginArray();
   for (const auto& style : styles) {
     json.beginObject();

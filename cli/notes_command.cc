@@ -29,7 +29,8 @@ std::string shortTime(core::TimePoint time) {
   return text.substr(0, 10) + " " + text.substr(11, 5);
 }
 
-void printHuman(CliStreams& streams, const NoteListing& listing, const std::vector<const NotesNoteRow*>& shown) {
+void printHuman(CliStreams& streams, const NoteListing& listing,
+                const std::vector<const NotesNoteRow*>& shown) {
   const int columns = terminalColumns();
   auto shownTitle = [](const NotesNoteRow& note) {
     return note.isPasswordProtected != 0 ? "[locked] " + note.title : note.title;
@@ -55,7 +56,8 @@ void printHuman(CliStreams& streams, const NoteListing& listing, const std::vect
 }  // namespace
 
 void addNotesCommand(CLI::App& app, CliContext& context) {
-  auto* command = app.add_subcommand("notes", "List every note, newest first (trash and deleted notes left out)");
+  auto* command =
+      app.add_subcommand("notes", "List every note, newest first (trash and deleted notes left out)");
   auto asJson = std::make_shared<bool>(false);
   auto limit = std::make_shared<long>(0);
   command->add_flag("--json", *asJson,

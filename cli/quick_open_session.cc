@@ -8,8 +8,8 @@ namespace zephyl::cli {
 using navigation::NotesQuickOpenError;
 
 std::unique_ptr<navigation::NotesQuickOpenService> openQuickOpen(CliContext& context) {
-  auto service = std::make_unique<navigation::NotesQuickOpenService>(context.notesDatabase(), context.fileSystem(),
-                                                                     context.directories().dataDirectory);
+  auto service = std::make_unique<navigation::NotesQuickOpenService>(
+      context.notesDatabase(), context.fileSystem(), context.directories().dataDirectory);
   try {
     service->refresh();
   } catch (const NotesQuickOpenError& e) {

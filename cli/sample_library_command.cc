@@ -10,7 +10,8 @@ namespace zephyl::cli {
 
 void addSampleLibraryCommand(CLI::App& app, CliContext& context) {
   auto* command = app.add_subcommand(
-      "sample-library", "Write a synthetic Apple Notes library (deterministic for a seed) for demos and benchmarks");
+      "sample-library",
+      "Write a synthetic Apple Notes library (deterministic for a seed) for demos and benchmarks");
   struct Options {
     std::string path;
     int notes = 200;
@@ -50,11 +51,10 @@ void addSampleLibraryCommand(CLI::App& app, CliContext& context) {
     sampleOptions.noteCount = options->notes;
     sampleOptions.folderCount = options->folders;
     sampleOptions.seed = options->seed;
-    const auto summary =
-        notes_store::writeSampleLibrary(path, sampleOptions, [&progress](int done) { progress.update(done); });
+    const auto summary = notes_store::writeSampleLibrary(path, sampleOptions,
+                                                         [&progress](int done) { progress.update(done); });
     progress.finish();
-    const double seconds =
-        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     streams.out << "Wrote " << path << " in " << std::fixed << std::setprecision(2) << seconds << " s\n"
                 << "  " << summary.notes << " listed notes in " << summary.folders << " folders of "
                 << summary.accounts << " accounts\n"

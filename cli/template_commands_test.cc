@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <regex>
 #include <sstream>
-#include <ctime>
 
 #include "cli/cli_app.h"
 #include "cli/internal/cli_test_support.h"
@@ -137,7 +137,8 @@ TEST_F(TemplateCommandsTest, SlashListsBuiltInsAndTemplatesRankedForTheQuery) {
 }
 
 constexpr const char* kNotesActivates =
-    R"({"type":"activate","bundleID":"com.apple.Notes","name":"Notes","pid":501})" "\n";
+    R"({"type":"activate","bundleID":"com.apple.Notes","name":"Notes","pid":501})"
+    "\n";
 
 TEST_F(TemplateCommandsTest, ReplayShowsStatusesAndActionsInOrder) {
   std::ofstream(directory_ / "config" / "settings.json") << R"({"slashCommandDateFormat": "isoDate"})";
@@ -147,12 +148,16 @@ TEST_F(TemplateCommandsTest, ReplayShowsStatusesAndActionsInOrder) {
     std::strftime(text, sizeof text, "%Y-%m-%d", std::localtime(&now));
     return std::string(text);
   }();
-  const auto result = replay(std::string(kNotesActivates) +
-                             R"({"type":"text","text":"## Plan\n"})" "\n"
-                             R"({"type":"text","text":"[] milk"})" "\n"
-                             "# a comment, then a blank line\n\n"
-                             R"({"type":"text","text":"/date"})" "\n"
-                             R"({"type":"key","keyCode":36,"characters":"\r","flags":0})" "\n");
+  const auto result =
+      replay(std::string(kNotesActivates) + R"({"type":"text","text":"## Plan\n"})"
+                                            "\n"
+                                            R"({"type":"text","text":"[] milk"})"
+                                            "\n"
+                                            "# a comment, then a blank line\n\n"
+                                            R"({"type":"text","text":"/date"})"
+                                            "\n"
+                                            R"({"type":"key","keyCode":36,"characters":"\r","flags":0})"
+                                            "\n");
   ASSERT_EQ(result.code, 0) << result.err;
   const auto output = lines(result.out);
   ASSERT_EQ(output.size(), 11u) << result.out;
@@ -169,33 +174,47 @@ TEST_F(TemplateCommandsTest, ReplayShowsStatusesAndActionsInOrder) {
   EXPECT_EQ(output[10], R"({"status":"Inserted date and time"})");
 
   const auto iso = replay(std::string(kNotesActivates) +
-                          R"({"type":"setting","key":"slashCommandDateFormat","value":"isoDate"})" "\n"
-                          R"({"type":"text","text":"/date\n"})" "\n");
+                          R"({"type":"setting","key":"slashCommandDateFormat","value":"isoDate"})"
+                          "\n"
+                          R"({"type":"text","text":"/date\n"})"
+                          "\n");
   ASSERT_EQ(iso.code, 0) << iso.err;
   EXPECT_NE(iso.out.find(R"({"action":"typeText","text":")" + today + "\"}"), std::string::npos) << iso.out;
 }
 
 TEST_F(TemplateCommandsTest, ReplayFollowsSettingsFocusAndPanels) {
   const auto result = replay(std::string(kNotesActivates) +
-                             R"({"type":"setting","key":"markdownTriggersEnabled","value":false})" "\n"
-                             R"({"type":"text","text":"# "})" "\n"
-                             R"({"type":"setting","key":"markdownTriggersEnabled","value":null})" "\n"
-                             R"({"type":"focus","editorFocused":false,"role":"AXTextField"})" "\n"
-                             R"({"type":"text","text":"/"})" "\n"
-                             R"({"type":"focus","editorFocused":true})" "\n"
-                             R"({"type":"panel","name":"inlineAI","visible":true})" "\n"
-                             R"({"type":"key","keyCode":53,"characters":"\u001b"})" "\n"
-                             R"({"type":"terminate","pid":501})" "\n",
+                                 R"({"type":"setting","key":"markdownTriggersEnabled","value":false})"
+                                 "\n"
+                                 R"({"type":"text","text":"# "})"
+                                 "\n"
+                                 R"({"type":"setting","key":"markdownTriggersEnabled","value":null})"
+                                 "\n"
+                                 R"({"type":"focus","editorFocused":false,"role":"AXTextField"})"
+                                 "\n"
+                                 R"({"type":"text","text":"/"})"
+                                 "\n"
+                                 R"({"type":"focus","editorFocused":true})"
+                                 "\n"
+                                 R"({"type":"panel","name":"inlineAI","visible":true})"
+                                 "\n"
+                                 R"({"type":"key","keyCode":53,"characters":"\u001b"})"
+                                 "\n"
+                                 R"({"type":"terminate","pid":501})"
+                                 "\n",
                              {});
   ASSERT_EQ(result.code, 0) << result.err;
-  EXPECT_EQ(lines(result.out),
-            (std::vector<std::string>{R"({"status":"Apple Notes is active"})", R"({"status":"Notes editor focused"})",
-                                      R"({"status":"Waiting for Apple Notes"})"}));
+  EXPECT_EQ(lines(result.out), (std::vector<std::string>{R"({"status":"Apple Notes is active"})",
+                                                         R"({"status":"Notes editor focused"})",
+                                                         R"({"status":"Waiting for Apple Notes"})"}));
 
-  const auto panels = replay(std::string(kNotesActivates) + R"({"type":"text","text":"/ta"})" "\n", {});
-  const auto withPanels = run({"--db", (directory_ / "none" / "NoteStore.sqlite").string(), "debug", "replay",
-                               "--panels", "-"},
-                              std::string(kNotesActivates) + R"({"type":"text","text":"/ta"})" "\n");
+  const auto panels = replay(std::string(kNotesActivates) + R"({"type":"text","text":"/ta"})"
+                                                            "\n",
+                             {});
+  const auto withPanels =
+      run({"--db", (directory_ / "none" / "NoteStore.sqlite").string(), "debug", "replay", "--panels", "-"},
+          std::string(kNotesActivates) + R"({"type":"text","text":"/ta"})"
+                                         "\n");
   ASSERT_EQ(withPanels.code, 0) << withPanels.err;
   EXPECT_EQ(panels.out.find(R"("panel")"), std::string::npos);
   EXPECT_NE(withPanels.out.find(R"({"panel":"slash","rows":["table")"), std::string::npos) << withPanels.out;
@@ -203,8 +222,9 @@ TEST_F(TemplateCommandsTest, ReplayFollowsSettingsFocusAndPanels) {
 
 TEST_F(TemplateCommandsTest, ReplayPastesTemplatesOfTheLibrary) {
   const std::string db = writeLibrary();
-  const auto result = run({"--db", db, "debug", "replay", "-"},
-                          std::string(kNotesActivates) + R"({"type":"text","text":"/standup\n"})" "\n");
+  const auto result = run({"--db", db, "debug", "replay", "-"}, std::string(kNotesActivates) +
+                                                                    R"({"type":"text","text":"/standup\n"})"
+                                                                    "\n");
   ASSERT_EQ(result.code, 0) << result.err;
   const auto output = lines(result.out);
   ASSERT_EQ(output.size(), 5u) << result.out;
@@ -220,9 +240,9 @@ TEST_F(TemplateCommandsTest, ReplayRejectsBadLinesNamingThem) {
   EXPECT_EQ(badJson.out, "{\"status\":\"Apple Notes is active\"}\n");  // what came before stays
   EXPECT_NE(badJson.err.find("line 2"), std::string::npos) << badJson.err;
 
-  for (const std::string event :
-       {R"({"type":"wave"})", R"({"type":"key","keyCode":70000})", R"({"type":"focus"})",
-        R"({"type":"activate","pid":"x"})", R"({"type":"panel","name":"sidebar","visible":true})", R"([1,2])"}) {
+  for (const std::string event : {R"({"type":"wave"})", R"({"type":"key","keyCode":70000})",
+                                  R"({"type":"focus"})", R"({"type":"activate","pid":"x"})",
+                                  R"({"type":"panel","name":"sidebar","visible":true})", R"([1,2])"}) {
     const auto result = replay(event + "\n");
     EXPECT_EQ(result.code, 1) << event;
     EXPECT_NE(result.err.find("line 1: "), std::string::npos) << event << ": " << result.err;

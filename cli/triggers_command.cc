@@ -47,11 +47,12 @@ void printEvent(std::ostream& out, const TriggerEvent& event) {
 }  // namespace
 
 void addTriggersCommand(CLI::App& app, CliContext& context) {
-  auto* command = app.add_subcommand(
-      "triggers",
-      "Type standard input as key presses (a line feed is Return, byte 0x7f is Delete) and print one JSON line "
-      "per recognised Markdown trigger: {id, kind, text, triggerInput, charactersToRemove, createdAt, command, "
-      "shortcut}");
+  auto* command = app.add_subcommand("triggers",
+                                     "Type standard input as key presses (a line feed is Return, byte 0x7f "
+                                     "is Delete) and print one JSON line "
+                                     "per recognised Markdown trigger: {id, kind, text, triggerInput, "
+                                     "charactersToRemove, createdAt, command, "
+                                     "shortcut}");
   auto fullWidth = std::make_shared<bool>(false);
   command->add_flag("--full-width", *fullWidth, "Recognise the full-width (CJK) triggers too");
   command->callback([&context, fullWidth] {

@@ -22,8 +22,7 @@ std::optional<std::string> absoluteValue(const EnvironmentLookup& environment, c
 
 }  // namespace
 
-AppDirectories resolveAppDirectories(const EnvironmentLookup& environment,
-                                     const std::string& configOverride,
+AppDirectories resolveAppDirectories(const EnvironmentLookup& environment, const std::string& configOverride,
                                      const std::string& dataOverride) {
   AppDirectories directories;
   directories.homeDirectory = environment("HOME").value_or("/");

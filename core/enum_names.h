@@ -16,7 +16,8 @@ namespace zephyl::core {
 template <typename Enum, size_t N>
 class EnumNames {
  public:
-  constexpr explicit EnumNames(std::array<std::pair<Enum, std::string_view>, N> entries) : entries_(entries) {}
+  constexpr explicit EnumNames(std::array<std::pair<Enum, std::string_view>, N> entries)
+      : entries_(entries) {}
 
   // Empty for a value that is not listed.
   constexpr std::string_view name(Enum value) const {

@@ -21,7 +21,8 @@ TEST(JsonSettingsStore, MissingOrBlankFileReadsAsNoSettings) {
   EXPECT_EQ(store.stringValue("notesDatabasePath"), std::nullopt);
 }
 
-constexpr const char* kTypedValues = R"({"flag": true, "count": 3, "ratio": 0.5, "name": "x", "list": ["a", "b"],
+constexpr const char* kTypedValues =
+    R"({"flag": true, "count": 3, "ratio": 0.5, "name": "x", "list": ["a", "b"],
                                          "huge": 18446744073709551615, "mixed": ["a", 1]})";
 
 // Both stores read a value of another type as absent, in the same way.
@@ -58,7 +59,8 @@ TEST(InMemorySettingsStore, TypedReadsMatchTheFileStore) {
 TEST(JsonSettingsStore, StructuredValuesRoundTripAndKeepTheirKeyOrder) {
   InMemoryFileSystem files;
   JsonSettingsStore store(files, kPath);
-  const JSONValue shortcut = JSONValue::parse(R"({"keyCode": 35, "modifierFlags": 1179648, "keyLabel": "P"})");
+  const JSONValue shortcut =
+      JSONValue::parse(R"({"keyCode": 35, "modifierFlags": 1179648, "keyLabel": "P"})");
   store.setJSONValue("commandPaletteShortcut", shortcut);
   store.setBool("slashCommandsEnabled", false);
   EXPECT_EQ(store.jsonValue("commandPaletteShortcut"), shortcut);
@@ -132,7 +134,9 @@ TEST(JsonSettingsStore, InvalidUtf8ValueIsStoredReplacedNotRejected) {
   InMemoryFileSystem files;
   JsonSettingsStore store(files, kPath);
   store.setString("name", std::string("a\xff") + "b");
-  EXPECT_EQ(store.stringValue("name"), "a\xEF\xBF\xBD" "b");
+  EXPECT_EQ(store.stringValue("name"),
+            "a\xEF\xBF\xBD"
+            "b");
 }
 
 }  // namespace

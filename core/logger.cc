@@ -78,9 +78,7 @@ LogConfiguration logConfiguration() {
   return sharedConfiguration();
 }
 
-std::shared_ptr<LogSink> makeStandardErrorLogSink() {
-  return std::make_shared<StandardErrorLogSink>();
-}
+std::shared_ptr<LogSink> makeStandardErrorLogSink() { return std::make_shared<StandardErrorLogSink>(); }
 
 LogLine::LogLine(std::string_view category, LogLevel level)
     : category_(category), level_(level), configuration_(logConfiguration()) {

@@ -38,8 +38,7 @@ struct LogConfiguration {
 // The configuration that ZEPHYL_LOG's value asks for: "debug" shows every line
 // with private values; "info", "warning" and "error" show that level and above
 // with private values redacted; anything else (or unset) shows nothing.
-LogConfiguration logConfigurationFromEnvironment(const char* zephylLogValue,
-                                                 std::shared_ptr<LogSink> sink);
+LogConfiguration logConfigurationFromEnvironment(const char* zephylLogValue, std::shared_ptr<LogSink> sink);
 
 // The log output is process-wide, like the system log it stands in for; main()
 // sets it once, tests may swap in a capturing sink.

@@ -10,7 +10,8 @@ namespace {
 class CapturingSink : public LogSink {
  public:
   void write(LogLevel level, std::string_view category, std::string_view message) override {
-    lines.push_back(std::string(logLevelName(level)) + " " + std::string(category) + ": " + std::string(message));
+    lines.push_back(std::string(logLevelName(level)) + " " + std::string(category) + ": " +
+                    std::string(message));
   }
   std::vector<std::string> lines;
 };

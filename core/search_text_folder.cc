@@ -52,7 +52,8 @@ SearchTextFolder::SearchTextFolder(std::string_view localeName) {
   caseOptions_ = turkic ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT;
   foldingKey_ = turkic ? "turkic" : "default";
   latinTable_.reserve(kLatinTableEnd - kLatinTableStart);
-  for (char32_t c = kLatinTableStart; c < kLatinTableEnd; ++c) latinTable_.push_back(foldWithIcu(c, caseOptions_));
+  for (char32_t c = kLatinTableStart; c < kLatinTableEnd; ++c)
+    latinTable_.push_back(foldWithIcu(c, caseOptions_));
 }
 
 void SearchTextFolder::appendFolded(char32_t codePoint, std::string& out) const {
@@ -94,7 +95,8 @@ std::string SearchTextFolder::fold(std::string_view text) const {
     }
     // validSequenceLength vouched for the bytes: decode them directly.
     char32_t codePoint = byte & (0xFF >> (length + 1));
-    for (size_t k = 1; k < length; ++k) codePoint = (codePoint << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
+    for (size_t k = 1; k < length; ++k)
+      codePoint = (codePoint << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
     appendFolded(codePoint, out);
     i += length;
   }

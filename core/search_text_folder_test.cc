@@ -17,19 +17,14 @@ TEST(SearchTextFolder, IgnoresCaseAndDiacriticsTheIcuWay) {
     bool found;
   };
   const Case cases[] = {
-      {"Crème brûlée", "creme", true},
-      {"Crème brûlée", "BRULEE", true},
+      {"Crème brûlée", "creme", true},  {"Crème brûlée", "BRULEE", true},
       {"cre\xCC\x80me", "CRÈME", true},  // decomposed e + U+0300
-      {"Straße", "strasse", true},        // full case folding: ß is ss
-      {"STRASSE", "straße", true},
-      {"Strasse", "strase", false},
-      {"Ångström", "angstrom", true},
-      {"naïve café", "NAIVE CAFE", true},
-      {"ΟΔΟΣ", "οδος", true},
-      {"ΟΔΟΣ", "οδοσ", true},             // final sigma folds like sigma
-      {"Øresund", "oresund", false},      // ø is a letter of its own, not o with a mark
-      {"日本語のメモ", "メモ", true},
-      {"résumé", "resume", true},
+      {"Straße", "strasse", true},       // full case folding: ß is ss
+      {"STRASSE", "straße", true},      {"Strasse", "strase", false},
+      {"Ångström", "angstrom", true},   {"naïve café", "NAIVE CAFE", true},
+      {"ΟΔΟΣ", "οδος", true},           {"ΟΔΟΣ", "οδοσ", true},  // final sigma folds like sigma
+      {"Øresund", "oresund", false},  // ø is a letter of its own, not o with a mark
+      {"日本語のメモ", "メモ", true},   {"résumé", "resume", true},
       {"resume", "résumé", true},
   };
   for (const auto& c : cases) {
@@ -50,7 +45,10 @@ TEST(SearchTextFolder, TurkishLocaleKeepsDottedAndDotlessIApart) {
 
 TEST(SearchTextFolder, IllFormedBytesFoldAsReplacementCharacter) {
   const SearchTextFolder folder("en_US");
-  EXPECT_EQ(folder.fold("A\xFF" "B"), "a\xEF\xBF\xBD" "b");
+  EXPECT_EQ(folder.fold("A\xFF"
+                        "B"),
+            "a\xEF\xBF\xBD"
+            "b");
   EXPECT_EQ(folder.fold(std::string_view("A\0B", 3)), std::string("a\0b", 3));
 }
 

@@ -16,7 +16,8 @@ bool isNotesScopedShortcut(const KeyInputEvent& event, const KeyboardConsumeSnap
   return matches(snapshot.commandPaletteShortcut, event) || matches(snapshot.quickOpenShortcut, event);
 }
 
-bool differsFromNotes(const std::optional<int32_t>& processIdentifier, const KeyboardConsumeSnapshot& snapshot) {
+bool differsFromNotes(const std::optional<int32_t>& processIdentifier,
+                      const KeyboardConsumeSnapshot& snapshot) {
   return processIdentifier && snapshot.notesProcessIdentifier &&
          *processIdentifier != *snapshot.notesProcessIdentifier;
 }

@@ -19,9 +19,11 @@ KeyboardConsumeSnapshot notesInFront() {
   KeyboardConsumeSnapshot snapshot;
   snapshot.commandPaletteShortcut = QuickOpenKeyboardShortcut{kKeyP, kCommandModifier | kShiftModifier, "P"};
   snapshot.quickOpenShortcut = QuickOpenKeyboardShortcut{kKeyO, kCommandModifier, "O"};
-  snapshot.globalQuickOpenShortcut = QuickOpenKeyboardShortcut{kSpace, kControlModifier | kOptionModifier, "Space"};
+  snapshot.globalQuickOpenShortcut =
+      QuickOpenKeyboardShortcut{kSpace, kControlModifier | kOptionModifier, "Space"};
   snapshot.assistantShortcut = QuickOpenKeyboardShortcut{kSpace, kOptionModifier, "Space"};
-  snapshot.globalSkillsLauncherShortcut = QuickOpenKeyboardShortcut{kKeyK, kControlModifier | kOptionModifier, "K"};
+  snapshot.globalSkillsLauncherShortcut =
+      QuickOpenKeyboardShortcut{kKeyK, kControlModifier | kOptionModifier, "K"};
   snapshot.isNotesFrontmost = true;
   snapshot.notesProcessIdentifier = kNotesPid;
   return snapshot;
@@ -62,21 +64,22 @@ TEST(KeyboardConsumeRules, ForwardAndConsumeFollowTheirRuleOrder) {
       {"Control+letter", none, key(kKeyA, kControlModifier), false, false},
       {"Option+letter", none, key(kKeyA, kOptionModifier), false, false},
       {"Quick Open shortcut", none, key(kKeyO, kCommandModifier), true, true},
-      {"Quick Open shortcut with Caps Lock still matches", none, key(kKeyO, kCommandModifier | kCapsLock), true,
-       true},
-      {"Quick Open with an extra Shift is another shortcut", none, key(kKeyO, kCommandModifier | kShiftModifier),
-       false, false},
-      {"Quick Open while Notes is behind", notesBehind, key(kKeyO, kCommandModifier), false, false},
-      {"global Quick Open while Notes is behind", notesBehind, key(kSpace, kControlModifier | kOptionModifier),
+      {"Quick Open shortcut with Caps Lock still matches", none, key(kKeyO, kCommandModifier | kCapsLock),
        true, true},
+      {"Quick Open with an extra Shift is another shortcut", none,
+       key(kKeyO, kCommandModifier | kShiftModifier), false, false},
+      {"Quick Open while Notes is behind", notesBehind, key(kKeyO, kCommandModifier), false, false},
+      {"global Quick Open while Notes is behind", notesBehind,
+       key(kSpace, kControlModifier | kOptionModifier), true, true},
       {"assistant shortcut over the palette", palette, key(kSpace, kOptionModifier), true, true},
       {"skills launcher shortcut", notesBehind, key(kKeyK, kControlModifier | kOptionModifier), true, true},
       {"letter while Notes is behind", notesBehind, key(kKeyA), false, false},
       {"key addressed to another process", none, key(kKeyA, 0, 777), false, false},
       {"key addressed to Notes", none, key(kKeyA, 0, kNotesPid), true, false},
-      {"shortcut while focus is in another process", none, key(kKeyO, kCommandModifier, std::nullopt, 777), false,
-       false},
-      {"shortcut while focus is in Notes", none, key(kKeyO, kCommandModifier, std::nullopt, kNotesPid), true, true},
+      {"shortcut while focus is in another process", none, key(kKeyO, kCommandModifier, std::nullopt, 777),
+       false, false},
+      {"shortcut while focus is in Notes", none, key(kKeyO, kCommandModifier, std::nullopt, kNotesPid), true,
+       true},
       {"slash query: Up", slashInBody, key(kUpArrowKeyCode), true, true},
       {"slash query: Down", slashInBody, key(kDownArrowKeyCode), true, true},
       {"slash query: Return", slashInBody, key(kReturnKeyCode), true, true},
@@ -90,8 +93,8 @@ TEST(KeyboardConsumeRules, ForwardAndConsumeFollowTheirRuleOrder) {
       {"Escape, nothing showing", none, key(kEscapeKeyCode), true, false},
       {"Command+Escape, nothing showing", none, key(kEscapeKeyCode, kCommandModifier), false, false},
       {"Command+Escape with the toolbar showing",
-       [](KeyboardConsumeSnapshot& s) { s.inlineToolbarShowing = true; }, key(kEscapeKeyCode, kCommandModifier),
-       true, true},
+       [](KeyboardConsumeSnapshot& s) { s.inlineToolbarShowing = true; },
+       key(kEscapeKeyCode, kCommandModifier), true, true},
       {"Escape with inline AI, Notes behind",
        [](KeyboardConsumeSnapshot& s) {
          s.isNotesFrontmost = false;

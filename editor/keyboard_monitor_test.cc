@@ -235,7 +235,8 @@ TEST_F(KeyboardMonitorTest, AReplacedProgramFileStopsTheTapOnceAndForGood) {
   EXPECT_FALSE(localMonitor_.installed());
   EXPECT_TRUE(revocations_.empty());  // only on the main queue
   mainQueue_.drain();
-  EXPECT_EQ(revocations_, std::vector<EventTapRevocationReason>{EventTapRevocationReason::kExecutableReplaced});
+  EXPECT_EQ(revocations_,
+            std::vector<EventTapRevocationReason>{EventTapRevocationReason::kExecutableReplaced});
   EXPECT_EQ(sink_->count("CGEvent tap blocked (executableReplaced)"), 1u);
   EXPECT_EQ(sink_->count("CGEvent tap stopped (executableReplaced)"), 1u);
 
@@ -252,7 +253,8 @@ TEST_F(KeyboardMonitorTest, AWithdrawnPermissionStopsTheTapUntilStartedAgain) {
   timers_.fire();
   EXPECT_FALSE(monitor_->isStarted());
   mainQueue_.drain();
-  EXPECT_EQ(revocations_, std::vector<EventTapRevocationReason>{EventTapRevocationReason::kAccessibilityRevoked});
+  EXPECT_EQ(revocations_,
+            std::vector<EventTapRevocationReason>{EventTapRevocationReason::kAccessibilityRevoked});
   EXPECT_EQ(sink_->count("CGEvent tap stopped (accessibilityRevoked)"), 1u);
 
   accessibility_.setTrusted(true);

@@ -13,11 +13,11 @@ namespace zephyl::editor {
 inline constexpr std::string_view kTextAreaRole = "AXTextArea";
 
 struct NotesAccessibilityContext {
-  std::string focusedRole;     // "AXTextArea", "AXTextField", ...; empty when unknown
-  std::string focusedSubrole;  // empty when the element has none
-  bool isEditorFocused = false;  // the focused element is the note body
-  std::optional<std::string> selectedText;  // nullopt or empty: nothing selected
-  std::optional<std::string> currentLine;   // the line at the caret
+  std::string focusedRole;                    // "AXTextArea", "AXTextField", ...; empty when unknown
+  std::string focusedSubrole;                 // empty when the element has none
+  bool isEditorFocused = false;               // the focused element is the note body
+  std::optional<std::string> selectedText;    // nullopt or empty: nothing selected
+  std::optional<std::string> currentLine;     // the line at the caret
   std::optional<std::string> noteIdentifier;  // "x-coredata://…" of the open note, when known
   std::optional<std::string> noteTitle;
 

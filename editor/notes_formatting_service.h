@@ -49,7 +49,8 @@ class NotesFormattingService {
   ScriptRunner& scripts_;
   NotesMenuReader& reader_;  // used only on activeCommandsReaderExecutor_
   const core::Logger log_{"NotesFormattingService"};
-  internal::SerialExecutor activeCommandsReaderExecutor_;  // last: its thread ends before the members above go
+  internal::SerialExecutor
+      activeCommandsReaderExecutor_;  // last: its thread ends before the members above go
 };
 
 }  // namespace zephyl::editor

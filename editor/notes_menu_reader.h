@@ -15,10 +15,10 @@ inline constexpr int kMenuModifierControl = 4;
 inline constexpr int kMenuModifierNoCommand = 8;
 
 struct AccessibilityMenuItem {
-  std::string title;                // AXTitle
-  std::string markCharacter;        // AXMenuItemMarkChar; non-empty when checked
-  std::string commandCharacter;     // AXMenuItemCmdChar
-  int commandModifiers = 0;         // AXMenuItemCmdModifiers
+  std::string title;             // AXTitle
+  std::string markCharacter;     // AXMenuItemMarkChar; non-empty when checked
+  std::string commandCharacter;  // AXMenuItemCmdChar
+  int commandModifiers = 0;      // AXMenuItemCmdModifiers
   std::vector<AccessibilityMenuItem> submenu;
 };
 
@@ -28,7 +28,8 @@ class NotesMenuReader {
 
   // The items of the first top-level menu of Notes' menu bar whose AXTitle is
   // one of `menuTitles`, or nullopt when there is none. Throws AccessibilityError.
-  virtual std::optional<std::vector<AccessibilityMenuItem>> readMenu(const std::vector<std::string>& menuTitles) = 0;
+  virtual std::optional<std::vector<AccessibilityMenuItem>> readMenu(
+      const std::vector<std::string>& menuTitles) = 0;
 };
 
 }  // namespace zephyl::editor

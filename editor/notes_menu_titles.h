@@ -23,8 +23,8 @@ class NotesMenuTitles {
   static const std::vector<std::string>& item(NotesFormatCommand command);
 
   // The command whose item carries `title` in some language, among `candidates`.
-  static std::optional<NotesFormatCommand> commandForItemTitle(std::string_view title,
-                                                               const std::vector<NotesFormatCommand>& candidates);
+  static std::optional<NotesFormatCommand> commandForItemTitle(
+      std::string_view title, const std::vector<NotesFormatCommand>& candidates);
 };
 
 }  // namespace zephyl::editor

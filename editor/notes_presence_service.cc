@@ -9,8 +9,8 @@ void NotesPresenceService::start() {
   if (activationObserver_) return;
   activationObserver_ = workspace_.addActivationObserver(
       [this](const std::optional<RunningApplication>& activated) { handleActivation(activated); });
-  terminationObserver_ =
-      workspace_.addTerminationObserver([this](int32_t processIdentifier) { handleTermination(processIdentifier); });
+  terminationObserver_ = workspace_.addTerminationObserver(
+      [this](int32_t processIdentifier) { handleTermination(processIdentifier); });
   publish(frontmostState());
 }
 

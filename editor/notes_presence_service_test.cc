@@ -40,15 +40,16 @@ class NotesPresenceServiceTest : public ::testing::Test {
   // "notes:<pid>", "other:<name>" or "none" for every published state.
   std::vector<std::string> published_;
   ScriptedWorkspace workspace_;
-  NotesPresenceService service_{workspace_, [this](const NotesPresenceState& state) {
-                                  if (!state.frontmost) {
-                                    published_.push_back("none");
-                                  } else if (state.isNotesFrontmost()) {
-                                    published_.push_back("notes:" + std::to_string(*state.notesProcessIdentifier()));
-                                  } else {
-                                    published_.push_back("other:" + state.frontmost->frontmostAppName);
-                                  }
-                                }};
+  NotesPresenceService service_{
+      workspace_, [this](const NotesPresenceState& state) {
+        if (!state.frontmost) {
+          published_.push_back("none");
+        } else if (state.isNotesFrontmost()) {
+          published_.push_back("notes:" + std::to_string(*state.notesProcessIdentifier()));
+        } else {
+          published_.push_back("other:" + state.frontmost->frontmostAppName);
+        }
+      }};
 };
 
 TEST_F(NotesPresenceServiceTest, PublishesOnlyChanges) {

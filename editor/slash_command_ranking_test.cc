@@ -40,7 +40,8 @@ TEST(SlashCommandRanking, PrefixBeforeInfixIgnoringCaseAndDiacriticsInStableOrde
       {"  quote ", {"quote"}},
       // Within a kind of match, the row's own names before its aliases.
       {"ta", {"table", "checklist", "ask-ai", "heading", "bulleted-list", "quote", "date", "date-time"}},
-      {"da", {"date", "date-time", "monostyled", "checklist", "numbered-list"}},  // "daima", "qingdan", "numerada"
+      {"da",
+       {"date", "date-time", "monostyled", "checklist", "numbered-list"}},  // "daima", "qingdan", "numerada"
       {"zzz", {}},
   };
   for (const auto& c : cases) {

@@ -13,9 +13,15 @@ TEST(UsKeyLayout, CharactersBecomeUsKeyPresses) {
     std::string characters;
   };
   const std::vector<Case> cases = {
-      {"h", 4, 0, "h"},          {"H", 4, kShiftModifier, "H"},   {"#", 20, kShiftModifier, "#"},
-      {" ", 49, 0, " "},         {"`", 50, 0, "`"},               {">", 47, kShiftModifier, ">"},
-      {"\n", 36, 0, "\r"},       {"\x7f", 51, 0, "\x7f"},         {"【", UsKeyLayout::kNoKeyCode, 0, "【"},
+      {"h", 4, 0, "h"},
+      {"H", 4, kShiftModifier, "H"},
+      {"#", 20, kShiftModifier, "#"},
+      {" ", 49, 0, " "},
+      {"`", 50, 0, "`"},
+      {">", 47, kShiftModifier, ">"},
+      {"\n", 36, 0, "\r"},
+      {"\x7f", 51, 0, "\x7f"},
+      {"【", UsKeyLayout::kNoKeyCode, 0, "【"},
       {"\xff", UsKeyLayout::kNoKeyCode, 0, "\xEF\xBF\xBD"},  // invalid UTF-8 is one replacement character
   };
   for (const auto& test : cases) {

@@ -1,9 +1,9 @@
 // Feeds the server-sent event reader arbitrary bytes in an arbitrary chunking
 // (taken from the input's first bytes) and checks that the events equal those
 // of the same body fed at once.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <algorithm>
 #include <cstdlib>
 #include <string_view>
 #include <vector>
@@ -19,7 +19,8 @@ std::vector<zephyl::ai::SSEEvent> readAll(zephyl::ai::SSEReader& reader, std::st
   size_t next = 0;
   while (at < body.size()) {
     // Chunk sizes 0..255 cycle through the control bytes; 0 feeds an empty chunk.
-    size_t size = chunkSizes.empty() ? body.size() : static_cast<uint8_t>(chunkSizes[next++ % chunkSizes.size()]);
+    size_t size =
+        chunkSizes.empty() ? body.size() : static_cast<uint8_t>(chunkSizes[next++ % chunkSizes.size()]);
     if (size > body.size() - at) size = body.size() - at;
     for (auto& event : reader.feed(body.substr(at, size))) events.push_back(std::move(event));
     at += size;

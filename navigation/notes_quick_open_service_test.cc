@@ -18,8 +18,8 @@ namespace zephyl::navigation {
 namespace {
 
 namespace fs = std::filesystem;
-using notes_store::NotesLibraryBuilder;
 using notes_store::NoteRunSpec;
+using notes_store::NotesLibraryBuilder;
 
 std::string body(const std::string& text) {
   return notes_store::gzipCompress(notes_store::encodeNoteDocument({NoteRunSpec{.text = text}}));
@@ -27,7 +27,8 @@ std::string body(const std::string& text) {
 
 std::vector<std::string> titles(const std::vector<QuickOpenSearchResult>& results) {
   std::vector<std::string> out;
-  for (const auto& result : results) out.push_back(result.note() ? result.note()->title : "folder:" + result.folder()->title);
+  for (const auto& result : results)
+    out.push_back(result.note() ? result.note()->title : "folder:" + result.folder()->title);
   return out;
 }
 
@@ -41,7 +42,8 @@ struct Library {
   int64_t trash = 0;
 };
 
-Library makeLibrary(double recipesModifiedAt = 500, std::string recipesText = "Recipes\nCrème brûlée with Straße sugar") {
+Library makeLibrary(double recipesModifiedAt = 500,
+                    std::string recipesText = "Recipes\nCrème brûlée with Straße sugar") {
   Library library;
   auto& b = library.builder;
   const int64_t account = b.addAccount({.name = "iCloud"});
@@ -49,26 +51,46 @@ Library makeLibrary(double recipesModifiedAt = 500, std::string recipesText = "R
   library.projects = b.addFolder({.title = "Pro › jects", .parent = library.work, .owner = account});
   library.untitled = b.addFolder({.title = "", .owner = account});
   library.trash = b.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
-  b.addNote({.title = "Recipes", .folder = library.work, .account7 = account, .snippet = "sugar",
-             .modifiedAt = recipesModifiedAt, .bodyData = body(recipesText)});
-  b.addNote({.title = "Planning", .folder = library.projects, .account7 = account, .modifiedAt = 400,
+  b.addNote({.title = "Recipes",
+             .folder = library.work,
+             .account7 = account,
+             .snippet = "sugar",
+             .modifiedAt = recipesModifiedAt,
+             .bodyData = body(recipesText)});
+  b.addNote({.title = "Planning",
+             .folder = library.projects,
+             .account7 = account,
+             .modifiedAt = 400,
              .bodyData = body("Planning\nwork items for the quarter")});
-  b.addNote({.title = "Work log", .folder = library.untitled, .account7 = account, .modifiedAt = 300,
+  b.addNote({.title = "Work log",
+             .folder = library.untitled,
+             .account7 = account,
+             .modifiedAt = 300,
              .bodyData = body("Work log\nnothing")});
-  b.addNote({.title = "Diary", .folder = library.work, .account7 = account, .snippet = "secret preview",
-             .passwordProtected = true, .modifiedAt = 200, .bodyData = std::string("\x01encrypted")});
-  b.addNote({.title = "Trashed work", .folder = library.trash, .account7 = account, .modifiedAt = 900,
+  b.addNote({.title = "Diary",
+             .folder = library.work,
+             .account7 = account,
+             .snippet = "secret preview",
+             .passwordProtected = true,
+             .modifiedAt = 200,
+             .bodyData = std::string("\x01encrypted")});
+  b.addNote({.title = "Trashed work",
+             .folder = library.trash,
+             .account7 = account,
+             .modifiedAt = 900,
              .bodyData = body("Trashed work\nzebra")});
-  b.addNote({.title = "Deleted", .folder = library.work, .account7 = account, .markedForDeletion = 1,
-             .modifiedAt = 900, .bodyData = body("Deleted\nzebra")});
+  b.addNote({.title = "Deleted",
+             .folder = library.work,
+             .account7 = account,
+             .markedForDeletion = 1,
+             .modifiedAt = 900,
+             .bodyData = body("Deleted\nzebra")});
   return library;
 }
 
 class NotesQuickOpenServiceTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_);
-  }
+  void SetUp() override { fs::create_directories(directory_); }
 
   void write(const NotesLibraryBuilder& builder) {
     fs::remove(path_);
@@ -77,7 +99,8 @@ class NotesQuickOpenServiceTest : public ::testing::Test {
 
   // A service as one run of the program makes it, sharing the cache folder.
   std::unique_ptr<NotesQuickOpenService> service() {
-    return std::make_unique<NotesQuickOpenService>(access_, cacheFiles_, "/data", core::SearchTextFolder("en_US"));
+    return std::make_unique<NotesQuickOpenService>(access_, cacheFiles_, "/data",
+                                                   core::SearchTextFolder("en_US"));
   }
 
   platform::testing::TestFolder folder_;
@@ -138,11 +161,11 @@ TEST_F(NotesQuickOpenServiceTest, MatchingIgnoresCaseAndDiacritics) {
       {"creme", {"Recipes"}},
       {"BRULEE", {"Recipes"}},
       {"strasse", {"Recipes"}},
-      {"secret", {"Diary"}},              // a locked note is found by its preview only
+      {"secret", {"Diary"}},  // a locked note is found by its preview only
       {"encrypted", {}},
-      {"zebra", {}},                      // the trash and deleted notes never appear
-      {"recently", {}},                   // nor the trash folder
-      {"notes", {"Work log", "folder:"}}, // the folder without a name is "Notes"
+      {"zebra", {}},                       // the trash and deleted notes never appear
+      {"recently", {}},                    // nor the trash folder
+      {"notes", {"Work log", "folder:"}},  // the folder without a name is "Notes"
       {"pro › j", {"Planning", "folder:Pro › jects"}},
   };
   for (const auto& [query, expected] : cases) {
@@ -155,7 +178,9 @@ TEST_F(NotesQuickOpenServiceTest, EqualDatesKeepTheirOrderAndEmptyQueryListsRece
   const int64_t folder = builder.addFolder({.title = "Folder"});
   // Enough notes with one date that an unstable sort would shuffle them.
   for (int i = 0; i < 40; ++i) {
-    builder.addNote({.title = "Same " + std::to_string(i), .folder = folder, .modifiedAt = 100,
+    builder.addNote({.title = "Same " + std::to_string(i),
+                     .folder = folder,
+                     .modifiedAt = 100,
                      .bodyData = body("common")});
   }
   builder.addNote({.title = "Newest", .folder = folder, .modifiedAt = 200, .bodyData = body("common")});
@@ -178,8 +203,8 @@ TEST_F(NotesQuickOpenServiceTest, LimitKeepsPlacesForFolders) {
   NotesLibraryBuilder builder;
   for (int i = 0; i < 6; ++i) builder.addFolder({.title = "Topic folder " + std::to_string(i)});
   for (int i = 0; i < 20; ++i) {
-    builder.addNote({.title = "Topic " + std::to_string(i), .folder = 1, .modifiedAt = 100.0 - i,
-                     .bodyData = body("x")});
+    builder.addNote(
+        {.title = "Topic " + std::to_string(i), .folder = 1, .modifiedAt = 100.0 - i, .bodyData = body("x")});
   }
   write(builder);
   auto quickOpen = service();
@@ -196,8 +221,9 @@ TEST_F(NotesQuickOpenServiceTest, LimitKeepsPlacesForFolders) {
     EXPECT_EQ(notes, c.notes) << c.limit;
     EXPECT_EQ(results.size() - notes, c.folders) << c.limit;
   }
-    // The notes match by their folder's path; one place still goes to a folder.
-  EXPECT_EQ(titles(quickOpen->search("folder", 2)), (std::vector<std::string>{"Topic 0", "folder:Topic folder 0"}));
+  // The notes match by their folder's path; one place still goes to a folder.
+  EXPECT_EQ(titles(quickOpen->search("folder", 2)),
+            (std::vector<std::string>{"Topic 0", "folder:Topic folder 0"}));
 }
 
 TEST_F(NotesQuickOpenServiceTest, CacheOnDiskSparesDecodingAndChangedNoteIsDecodedAgain) {
@@ -273,9 +299,10 @@ TEST(NotesQuickOpenError, EveryCaseHasItsText) {
   using Code = NotesQuickOpenError::Code;
   EXPECT_EQ(NotesQuickOpenError::text(Code::kNoteURLUnavailable),
             "Zephyl could not open this note because its Apple Notes link is missing.");
-  EXPECT_EQ(NotesQuickOpenError::text(Code::kFolderOpenFailed), "Zephyl could not open this folder in Apple Notes.");
-  for (const Code code : {Code::kDatabaseUnavailable, Code::kNotesDatabaseAccessRequired, Code::kNoteURLUnavailable,
-                          Code::kNoteOpenFailed, Code::kFolderOpenFailed}) {
+  EXPECT_EQ(NotesQuickOpenError::text(Code::kFolderOpenFailed),
+            "Zephyl could not open this folder in Apple Notes.");
+  for (const Code code : {Code::kDatabaseUnavailable, Code::kNotesDatabaseAccessRequired,
+                          Code::kNoteURLUnavailable, Code::kNoteOpenFailed, Code::kFolderOpenFailed}) {
     EXPECT_FALSE(NotesQuickOpenError::text(code).empty());
   }
 }

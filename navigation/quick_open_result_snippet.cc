@@ -39,7 +39,9 @@ std::u32string cleaned(std::u32string_view text) {
 
 }  // namespace
 
-std::string cleanSnippetText(std::string_view text) { return core::encodeUtf8(cleaned(core::decodeUtf8(text))); }
+std::string cleanSnippetText(std::string_view text) {
+  return core::encodeUtf8(cleaned(core::decodeUtf8(text)));
+}
 
 std::string makeResultSnippet(std::string_view text, std::string_view query, int maxLength,
                               const core::SearchTextFolder& folder) {

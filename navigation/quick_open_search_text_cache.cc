@@ -126,8 +126,8 @@ std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::deserialize(st
   return parse(std::make_shared<const std::string>(bytes), foldingKey);
 }
 
-std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::parse(std::shared_ptr<const std::string> image,
-                                                                        std::string_view foldingKey) {
+std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::parse(
+    std::shared_ptr<const std::string> image, std::string_view foldingKey) {
   Reader reader(*image);
   std::string_view storedFoldingKey;
   uint64_t count = 0;
@@ -164,7 +164,8 @@ std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::parse(std::sha
   return cache;
 }
 
-bool QuickOpenSearchTextCache::load(core::FileSystem& files, const std::string& path, std::string_view foldingKey) {
+bool QuickOpenSearchTextCache::load(core::FileSystem& files, const std::string& path,
+                                    std::string_view foldingKey) {
   entries_.clear();
   image_.reset();
   changed_ = false;
@@ -189,7 +190,8 @@ bool QuickOpenSearchTextCache::load(core::FileSystem& files, const std::string& 
   return true;
 }
 
-void QuickOpenSearchTextCache::save(core::FileSystem& files, const std::string& path, std::string_view foldingKey) {
+void QuickOpenSearchTextCache::save(core::FileSystem& files, const std::string& path,
+                                    std::string_view foldingKey) {
   if (!changed_) return;
   // The cache can always be rebuilt: no need to wait for the disk.
   files.replaceFile(path, serialize(foldingKey));

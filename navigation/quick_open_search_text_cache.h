@@ -55,7 +55,8 @@ class QuickOpenSearchTextCache {
   std::string serialize(std::string_view foldingKey) const;
   // The cache a file image holds; nullopt when it is damaged, of another format,
   // or made with another folding.
-  static std::optional<QuickOpenSearchTextCache> deserialize(std::string_view bytes, std::string_view foldingKey);
+  static std::optional<QuickOpenSearchTextCache> deserialize(std::string_view bytes,
+                                                             std::string_view foldingKey);
 
   // Replaces the contents with the file's; a missing, unreadable or damaged file
   // leaves the cache empty. Returns whether entries were loaded.

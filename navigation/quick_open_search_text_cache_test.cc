@@ -66,7 +66,8 @@ TEST(QuickOpenSearchTextCache, DamagedOrForeignImagesAreRejected) {
   const std::string image = sampleCache().serialize("default");
   // Every truncation, including the empty file, is damage.
   for (size_t length = 0; length < image.size(); ++length) {
-    EXPECT_FALSE(QuickOpenSearchTextCache::deserialize(image.substr(0, length), "default").has_value()) << length;
+    EXPECT_FALSE(QuickOpenSearchTextCache::deserialize(image.substr(0, length), "default").has_value())
+        << length;
   }
   std::string hugeCount = image;
   const size_t countAt = image.find('\n') + 1 + 4 + 7;  // magic, key length, "default"

@@ -19,7 +19,8 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string bodyLinkingTo(const std::string& link) {
-  return gzipCompress(encodeNoteDocument({NoteRunSpec{.text = "see "}, NoteRunSpec{.text = "there", .link = link}}));
+  return gzipCompress(
+      encodeNoteDocument({NoteRunSpec{.text = "see "}, NoteRunSpec{.text = "there", .link = link}}));
 }
 
 std::vector<std::string> sourceTitles(const std::vector<NoteBacklink>& backlinks) {
@@ -30,9 +31,7 @@ std::vector<std::string> sourceTitles(const std::vector<NoteBacklink>& backlinks
 
 class BacklinksIndexTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_);
-  }
+  void SetUp() override { fs::create_directories(directory_); }
 
   BacklinksIndex build(const NotesLibraryBuilder& builder) {
     const std::string path = (directory_ / "NoteStore.sqlite").string();
@@ -58,31 +57,55 @@ TEST_F(BacklinksIndexTest, FindsLinksFromAttachmentsAndFromBodyRunsIgnoringCase)
   const int64_t account = builder.addAccount({.name = "iCloud"});
   const int64_t work = builder.addFolder({.title = "Work", .owner = account});
   const int64_t trash = builder.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
-  const int64_t target = builder.addNote({.title = "Target", .identifier = "AAAA-1111", .folder = work,
-                                          .account7 = account, .modifiedAt = 1});
+  const int64_t target = builder.addNote(
+      {.title = "Target", .identifier = "AAAA-1111", .folder = work, .account7 = account, .modifiedAt = 1});
   const int64_t byAttachment =
       builder.addNote({.title = "By attachment", .folder = work, .account7 = account, .modifiedAt = 2});
   builder.addLink({.sourceNote = byAttachment, .tokenContentIdentifier = "applenotes:note/aaaa-1111"});
-  builder.addLink({.sourceNote = byAttachment, .tokenContentIdentifier = "applenotes:note/AAAA-1111",
+  builder.addLink({.sourceNote = byAttachment,
+                   .tokenContentIdentifier = "applenotes:note/AAAA-1111",
                    .useTypeUti1 = true});  // the same link twice counts once
-  builder.addNote({.title = "By body", .folder = work, .account7 = account, .modifiedAt = 3,
+  builder.addNote({.title = "By body",
+                   .folder = work,
+                   .account7 = account,
+                   .modifiedAt = 3,
                    .bodyData = bodyLinkingTo("applenotes:note/Aaaa-1111?ownerIdentifier=x")});
-  builder.addNote({.title = "Also body", .folder = work, .account7 = account, .modifiedAt = 3,
+  builder.addNote({.title = "Also body",
+                   .folder = work,
+                   .account7 = account,
+                   .modifiedAt = 3,
                    .bodyData = bodyLinkingTo("APPLENOTES:NOTE/aaaa-1111")});
-  const int64_t deleted = builder.addNote({.title = "Deleted source", .folder = work, .account7 = account,
-                                           .markedForDeletion = 1, .modifiedAt = 4,
+  const int64_t deleted = builder.addNote({.title = "Deleted source",
+                                           .folder = work,
+                                           .account7 = account,
+                                           .markedForDeletion = 1,
+                                           .modifiedAt = 4,
                                            .bodyData = bodyLinkingTo("applenotes:note/aaaa-1111")});
   builder.addLink({.sourceNote = deleted, .tokenContentIdentifier = "applenotes:note/aaaa-1111"});
-  builder.addNote({.title = "Self", .identifier = "SELF-1", .folder = work, .account7 = account, .modifiedAt = 5,
+  builder.addNote({.title = "Self",
+                   .identifier = "SELF-1",
+                   .folder = work,
+                   .account7 = account,
+                   .modifiedAt = 5,
                    .bodyData = bodyLinkingTo("applenotes:note/self-1")});
-  builder.addNote({.title = "Web", .folder = work, .account7 = account, .modifiedAt = 6,
+  builder.addNote({.title = "Web",
+                   .folder = work,
+                   .account7 = account,
+                   .modifiedAt = 6,
                    .bodyData = bodyLinkingTo("https://example.com/applenotes:note/aaaa-1111")});
-  builder.addNote({.title = "Dangling", .folder = work, .account7 = account, .modifiedAt = 7,
+  builder.addNote({.title = "Dangling",
+                   .folder = work,
+                   .account7 = account,
+                   .modifiedAt = 7,
                    .bodyData = bodyLinkingTo("applenotes:note/no-such-note")});
   builder.addNote({.title = "Dead link", .folder = work, .account7 = account, .modifiedAt = 8});
   builder.addLink({.sourceNote = target + 100, .tokenContentIdentifier = "applenotes:note/aaaa-1111"});
-  builder.addNote({.title = "Target in trash", .identifier = "TRASHED", .folder = trash, .account7 = account,
-                   .markedForDeletion = 1, .modifiedAt = 9});
+  builder.addNote({.title = "Target in trash",
+                   .identifier = "TRASHED",
+                   .folder = trash,
+                   .account7 = account,
+                   .markedForDeletion = 1,
+                   .modifiedAt = 9});
 
   const BacklinksIndex index = build(builder);
   const auto& backlinks = index.backlinksTo(target);

@@ -19,7 +19,9 @@ TEST(ExportPaths, NamesAreSafeOnEverySystem) {
       {"com7", "com7_"},
       {"Console", "Console"},
       {"Café 日本語 🚀", "Café 日本語 🚀"},
-      {"soft\xE2\x80\xA8" "break", "soft break"},
+      {"soft\xE2\x80\xA8"
+       "break",
+       "soft break"},
       {"obj\xEF\xBF\xBC", "obj"},
   };
   for (const auto& [title, expected] : cases) {

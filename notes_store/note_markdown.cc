@@ -37,7 +37,9 @@ struct Paragraph {
   bool styled = false;  // paragraph attributes taken from a run yet
 };
 
-bool isListKind(Kind kind) { return kind == Kind::kBullet || kind == Kind::kNumbered || kind == Kind::kChecklist; }
+bool isListKind(Kind kind) {
+  return kind == Kind::kBullet || kind == Kind::kNumbered || kind == Kind::kChecklist;
+}
 
 size_t utf8Length(unsigned char lead) {
   if (lead < 0x80) return 1;
@@ -51,7 +53,8 @@ size_t utf8Length(unsigned char lead) {
 size_t advanceUtf16(std::string_view text, size_t start, int64_t units) {
   size_t position = start;
   while (units > 0 && position < text.size()) {
-    const size_t length = std::min(utf8Length(static_cast<unsigned char>(text[position])), text.size() - position);
+    const size_t length =
+        std::min(utf8Length(static_cast<unsigned char>(text[position])), text.size() - position);
     units -= length == 4 ? 2 : 1;
     position += length;
   }
@@ -61,13 +64,13 @@ size_t advanceUtf16(std::string_view text, size_t start, int64_t units) {
 // Splits the text covered by one run into paragraphs and spans.
 class ParagraphBuilder {
  public:
-  void add(std::string_view text, const InlineStyle& style, const std::optional<NotesDatabaseAttachmentInfo>& attachment,
-           const Paragraph& attributes) {
+  void add(std::string_view text, const InlineStyle& style,
+           const std::optional<NotesDatabaseAttachmentInfo>& attachment, const Paragraph& attributes) {
     size_t start = 0;
     while (start <= text.size()) {
       const size_t newline = text.find('\n', start);
-      const std::string_view piece = text.substr(start, newline == std::string_view::npos ? std::string_view::npos
-                                                                                         : newline - start);
+      const std::string_view piece =
+          text.substr(start, newline == std::string_view::npos ? std::string_view::npos : newline - start);
       if (!piece.empty() || newline != std::string_view::npos) takeAttributes(attributes);
       appendPiece(piece, style, attachment);
       if (newline == std::string_view::npos) break;
@@ -107,7 +110,8 @@ class ParagraphBuilder {
 
   void appendText(std::string_view text, const InlineStyle& style) {
     if (text.empty()) return;
-    if (!current_.spans.empty() && !current_.spans.back().attachment && current_.spans.back().style == style) {
+    if (!current_.spans.empty() && !current_.spans.back().attachment &&
+        current_.spans.back().style == style) {
       current_.spans.back().text += text;
     } else {
       current_.spans.push_back({std::string(text), style, std::nullopt});
@@ -122,13 +126,25 @@ Paragraph attributesOf(const NotesDatabaseAttributeStyle& run) {
   Paragraph paragraph;
   paragraph.indent = run.indentLevel;
   switch (run.styleType.value_or(-1)) {
-    case 0: paragraph.kind = Kind::kTitle; break;
-    case 1: paragraph.kind = Kind::kHeading; break;
-    case 2: paragraph.kind = Kind::kSubheading; break;
-    case 4: paragraph.kind = Kind::kCode; break;
+    case 0:
+      paragraph.kind = Kind::kTitle;
+      break;
+    case 1:
+      paragraph.kind = Kind::kHeading;
+      break;
+    case 2:
+      paragraph.kind = Kind::kSubheading;
+      break;
+    case 4:
+      paragraph.kind = Kind::kCode;
+      break;
     case 100:
-    case 101: paragraph.kind = Kind::kBullet; break;
-    case 102: paragraph.kind = Kind::kNumbered; break;
+    case 101:
+      paragraph.kind = Kind::kBullet;
+      break;
+    case 102:
+      paragraph.kind = Kind::kNumbered;
+      break;
     case 103:
       paragraph.kind = Kind::kChecklist;
       paragraph.done = run.checklistDone.value_or(false);
@@ -149,11 +165,16 @@ Paragraph attributesOf(const std::optional<NotesDatabaseMarkdownStyle>& style) {
     return paragraph;
   }
   const std::string& prefix = style->prefix;
-  if (prefix == "# ") paragraph.kind = Kind::kTitle;
-  else if (prefix == "## ") paragraph.kind = Kind::kHeading;
-  else if (prefix == "### ") paragraph.kind = Kind::kSubheading;
-  else if (prefix == "- ") paragraph.kind = Kind::kBullet;
-  else if (prefix == "1. ") paragraph.kind = Kind::kNumbered;
+  if (prefix == "# ")
+    paragraph.kind = Kind::kTitle;
+  else if (prefix == "## ")
+    paragraph.kind = Kind::kHeading;
+  else if (prefix == "### ")
+    paragraph.kind = Kind::kSubheading;
+  else if (prefix == "- ")
+    paragraph.kind = Kind::kBullet;
+  else if (prefix == "1. ")
+    paragraph.kind = Kind::kNumbered;
   else if (prefix == "- [x] " || prefix == "- [ ] ") {
     paragraph.kind = Kind::kChecklist;
     paragraph.done = prefix == "- [x] ";
@@ -165,14 +186,23 @@ Paragraph attributesOf(const std::optional<NotesDatabaseMarkdownStyle>& style) {
 
 // ---- Inline text ----------------------------------------------------------
 
-bool isAsciiAlnum(char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isAsciiAlnum(char c) {
+  return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
 
 std::string escapeInline(std::string_view text, bool inTable) {
   std::string out;
   out.reserve(text.size() + 8);
   for (char c : text) {
     switch (c) {
-      case '\\': case '`': case '*': case '_': case '[': case ']': case '<': case '~':
+      case '\\':
+      case '`':
+      case '*':
+      case '_':
+      case '[':
+      case ']':
+      case '<':
+      case '~':
         out += '\\';
         break;
       case '|':
@@ -190,12 +220,23 @@ std::string linkDestination(std::string_view url) {
   std::string out;
   for (char c : url) {
     switch (c) {
-      case ' ': out += "%20"; break;
-      case '(': out += "%28"; break;
-      case ')': out += "%29"; break;
-      case '<': out += "%3C"; break;
-      case '>': out += "%3E"; break;
-      default: out += c;
+      case ' ':
+        out += "%20";
+        break;
+      case '(':
+        out += "%28";
+        break;
+      case ')':
+        out += "%29";
+        break;
+      case '<':
+        out += "%3C";
+        break;
+      case '>':
+        out += "%3E";
+        break;
+      default:
+        out += c;
     }
   }
   return out;
@@ -226,11 +267,19 @@ std::string attachmentLabel(std::string_view type) {
       {"com.adobe.pdf", "PDF"},
       {"public.url", "Web link"},
       {"public.vcard", "Contact"},
-      {"public.jpeg", "Image"}, {"public.png", "Image"}, {"public.heic", "Image"}, {"public.tiff", "Image"},
-      {"public.image", "Image"}, {"com.compuserve.gif", "Image"},
-      {"public.mpeg-4-audio", "Audio"}, {"com.apple.m4a-audio", "Audio"}, {"public.audio", "Audio"},
+      {"public.jpeg", "Image"},
+      {"public.png", "Image"},
+      {"public.heic", "Image"},
+      {"public.tiff", "Image"},
+      {"public.image", "Image"},
+      {"com.compuserve.gif", "Image"},
+      {"public.mpeg-4-audio", "Audio"},
+      {"com.apple.m4a-audio", "Audio"},
+      {"public.audio", "Audio"},
       {"public.mp3", "Audio"},
-      {"com.apple.quicktime-movie", "Video"}, {"public.mpeg-4", "Video"}, {"public.movie", "Video"},
+      {"com.apple.quicktime-movie", "Video"},
+      {"public.mpeg-4", "Video"},
+      {"public.movie", "Video"},
   };
   for (const Label& entry : kLabels) {
     if (type.starts_with(entry.prefix)) return std::string(entry.label);
@@ -259,10 +308,17 @@ std::string styled(const std::string& escaped, const InlineStyle& style, bool it
   if (style.strikethrough) inner = "~~" + inner + "~~";
   const std::string italic = italicWithStar ? "*" : "_";
   switch (style.fontWeight) {
-    case 1: inner = "**" + inner + "**"; break;
-    case 2: inner = italic + inner + italic; break;
-    case 3: inner = "**" + italic + inner + italic + "**"; break;
-    default: break;
+    case 1:
+      inner = "**" + inner + "**";
+      break;
+    case 2:
+      inner = italic + inner + italic;
+      break;
+    case 3:
+      inner = "**" + italic + inner + italic + "**";
+      break;
+    default:
+      break;
   }
   if (style.link) inner = "[" + inner + "](" + resolveLink(*style.link, options) + ")";
   return escaped.substr(0, first) + inner + escaped.substr(last + 1);
@@ -275,7 +331,8 @@ struct Piece {
 };
 
 std::vector<Piece> renderSpans(const std::vector<Span>& spans, const NoteTables& tables,
-                               const NoteMarkdownOptions& options, bool inTable, const std::string& softBreak) {
+                               const NoteMarkdownOptions& options, bool inTable,
+                               const std::string& softBreak) {
   std::vector<Piece> pieces(1);
   for (size_t i = 0; i < spans.size(); ++i) {
     const Span& span = spans[i];
@@ -288,20 +345,22 @@ std::vector<Piece> renderSpans(const std::vector<Span>& spans, const NoteTables&
       }
       std::optional<std::string> visible;
       if (options.attachmentText) visible = options.attachmentText(span.attachment->identifier);
-      std::string placeholder =
-          visible ? escapeInline(removeControlCharacters(*visible), inTable) : attachmentPlaceholder(*span.attachment);
+      std::string placeholder = visible ? escapeInline(removeControlCharacters(*visible), inTable)
+                                        : attachmentPlaceholder(*span.attachment);
       pieces.back().text += span.style.link ? styled(placeholder, span.style, false, options) : placeholder;
       continue;
     }
     const std::string clean = removeControlCharacters(span.text);
     // Italic inside a word needs "*": "_" does not open or close there.
     const bool before = !pieces.back().text.empty() && isAsciiAlnum(pieces.back().text.back());
-    const bool after = i + 1 < spans.size() && !spans[i + 1].text.empty() && isAsciiAlnum(spans[i + 1].text.front());
+    const bool after =
+        i + 1 < spans.size() && !spans[i + 1].text.empty() && isAsciiAlnum(spans[i + 1].text.front());
     const bool star = before || after;
     size_t start = 0;
     while (true) {
       const size_t separator = clean.find(kLineSeparator, start);
-      const std::string part = clean.substr(start, separator == std::string::npos ? std::string::npos : separator - start);
+      const std::string part =
+          clean.substr(start, separator == std::string::npos ? std::string::npos : separator - start);
       pieces.back().text += styled(escapeInline(part, inTable), span.style, star, options);
       if (separator == std::string::npos) break;
       pieces.back().text += softBreak;
@@ -346,7 +405,8 @@ std::string codeFence(const std::string& content) {
 
 class MarkdownRenderer {
  public:
-  MarkdownRenderer(const NoteTables& tables, const NoteMarkdownOptions& options) : tables_(tables), options_(options) {}
+  MarkdownRenderer(const NoteTables& tables, const NoteMarkdownOptions& options)
+      : tables_(tables), options_(options) {}
 
   std::string render(const std::vector<Paragraph>& paragraphs) {
     for (size_t i = 0; i < paragraphs.size(); ++i) {
@@ -388,7 +448,8 @@ class MarkdownRenderer {
           continue;
         }
         std::string text = removeControlCharacters(span.text);
-        for (size_t at = text.find(kLineSeparator); at != std::string::npos; at = text.find(kLineSeparator, at)) {
+        for (size_t at = text.find(kLineSeparator); at != std::string::npos;
+             at = text.find(kLineSeparator, at)) {
           text.replace(at, kLineSeparator.size(), "\n");
         }
         content += text;
@@ -412,12 +473,30 @@ class MarkdownRenderer {
     std::string continuation;
     Block block = Block::kParagraph;
     switch (paragraph.kind) {
-      case Kind::kTitle: prefix = "# "; block = Block::kHeading; break;
-      case Kind::kHeading: prefix = "## "; block = Block::kHeading; break;
-      case Kind::kSubheading: prefix = "### "; block = Block::kHeading; break;
-      case Kind::kBullet: prefix = "- "; block = Block::kList; break;
-      case Kind::kNumbered: prefix = "1. "; block = Block::kList; break;
-      case Kind::kChecklist: prefix = paragraph.done ? "- [x] " : "- [ ] "; block = Block::kList; break;
+      case Kind::kTitle:
+        prefix = "# ";
+        block = Block::kHeading;
+        break;
+      case Kind::kHeading:
+        prefix = "## ";
+        block = Block::kHeading;
+        break;
+      case Kind::kSubheading:
+        prefix = "### ";
+        block = Block::kHeading;
+        break;
+      case Kind::kBullet:
+        prefix = "- ";
+        block = Block::kList;
+        break;
+      case Kind::kNumbered:
+        prefix = "1. ";
+        block = Block::kList;
+        break;
+      case Kind::kChecklist:
+        prefix = paragraph.done ? "- [x] " : "- [ ] ";
+        block = Block::kList;
+        break;
       case Kind::kBody:
       case Kind::kCode:
         if (paragraph.quote) {
@@ -508,12 +587,14 @@ std::string tableToMarkdown(const NotesTable& table, const NoteMarkdownOptions& 
     size_t position = 0;
     for (const auto& run : cell.runs) {
       const size_t end = advanceUtf16(cell.text, position, run.length);
-      builder.add(std::string_view(cell.text).substr(position, end - position),
-                  {run.fontWeight, run.underline, run.strikethrough, run.superscript, run.link, run.highlight},
-                  run.attachment, Paragraph{});
+      builder.add(
+          std::string_view(cell.text).substr(position, end - position),
+          {run.fontWeight, run.underline, run.strikethrough, run.superscript, run.link, run.highlight},
+          run.attachment, Paragraph{});
       position = end;
     }
-    if (position < cell.text.size()) builder.add(std::string_view(cell.text).substr(position), {}, std::nullopt, {});
+    if (position < cell.text.size())
+      builder.add(std::string_view(cell.text).substr(position), {}, std::nullopt, {});
     std::string text;
     for (const Paragraph& paragraph : builder.finish()) {
       if (!text.empty()) text += "<br>";
@@ -538,7 +619,8 @@ std::string tableToMarkdown(const NotesTable& table, const NoteMarkdownOptions& 
   return out;
 }
 
-std::string noteToMarkdown(const NoteDocument& document, const NoteTables& tables, const NoteMarkdownOptions& options) {
+std::string noteToMarkdown(const NoteDocument& document, const NoteTables& tables,
+                           const NoteMarkdownOptions& options) {
   ParagraphBuilder builder;
   const std::string_view text = document.text;
   size_t position = 0;

@@ -144,8 +144,9 @@ TEST(NoteMarkdown, InlineStylesWrapTextButNotItsOuterBlanks) {
 
 TEST(NoteMarkdown, TextThatMarkdownWouldMisreadIsEscaped) {
   DocumentBuilder doc;
-  doc.run("# not a heading\n- not a list\n1. not numbered\n2) nor this\n> no quote\n"
-          "a [bracket] *star* _under_ `tick` <tag> ~~x~~ back\\slash\n    indented\n+ plus\n");
+  doc.run(
+      "# not a heading\n- not a list\n1. not numbered\n2) nor this\n> no quote\n"
+      "a [bracket] *star* _under_ `tick` <tag> ~~x~~ back\\slash\n    indented\n+ plus\n");
   EXPECT_EQ(noteToMarkdown(doc.document()),
             "\\# not a heading  \n"
             "\\- not a list  \n"

@@ -33,7 +33,7 @@ std::string joinPath(const std::string& folder, std::string_view name) {
 }  // namespace
 
 internal::OpenNotesDatabase::OpenNotesDatabase(sqlite3* handle, NotesDatabaseGrant* grant,
-                                                std::string scopedPath)
+                                               std::string scopedPath)
     : handle_(handle), grant_(grant), scopedPath_(std::move(scopedPath)) {}
 
 internal::OpenNotesDatabase::OpenNotesDatabase(OpenNotesDatabase&& other) noexcept
@@ -242,8 +242,7 @@ std::unordered_map<std::string, std::string> NotesDatabaseAccess::fetchTableData
 
 std::vector<NotesFolderNoteRow> NotesDatabaseAccess::fetchFolderNotesWithBodies(
     NotesDatabaseConnection& connection, NamedFolderSet set) {
-  SqliteStatement statement(connection.handle(),
-                            statements::folderNotesWithBodies(connection.schema(), set));
+  SqliteStatement statement(connection.handle(), statements::folderNotesWithBodies(connection.schema(), set));
   std::vector<NotesFolderNoteRow> rows;
   while (statement.step()) {
     rows.push_back({statement.textColumn(0), statement.textColumn(1), statement.textColumn(2),

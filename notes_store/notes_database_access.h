@@ -31,7 +31,8 @@
 namespace zephyl::notes_store {
 
 inline constexpr std::string_view kNotesDatabaseFileName = "NoteStore.sqlite";
-inline constexpr std::string_view kNotesGroupContainerSubpath = "Library/Group Containers/group.com.apple.notes";
+inline constexpr std::string_view kNotesGroupContainerSubpath =
+    "Library/Group Containers/group.com.apple.notes";
 
 // At most this many keys are bound to one note-bodies statement.
 inline constexpr size_t kNoteBodiesChunkSize = 500;
@@ -117,8 +118,8 @@ class NotesDatabaseAccess {
 
   // The visible text of the note's inline attachments (hashtags, mentions) by
   // identifier; empty when the library keeps none.
-  static std::unordered_map<std::string, std::string> fetchInlineAttachmentTexts(NotesDatabaseConnection& connection,
-                                                                                int64_t notePK);
+  static std::unordered_map<std::string, std::string> fetchInlineAttachmentTexts(
+      NotesDatabaseConnection& connection, int64_t notePK);
 
   // Whether the note with this key is locked with a password (false for no such note).
   static bool isPasswordProtected(NotesDatabaseConnection& connection, int64_t notePK);
@@ -158,6 +159,5 @@ class NotesDatabaseAccess {
   mutable std::string groupContainerPath_;  // written once under pathsOnce_
   mutable std::string defaultDatabasePath_;
 };
-
 
 }  // namespace zephyl::notes_store

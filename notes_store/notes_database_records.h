@@ -13,7 +13,7 @@ namespace zephyl::notes_store {
 
 // A folder of the folder tree.
 struct NotesFolderRow {
-  std::string id;             // "x-coredata://<store>/ICFolder/p<key>"
+  std::string id;  // "x-coredata://<store>/ICFolder/p<key>"
   std::string title;
   std::string path;           // "Account › Folder › Child", no account part when it has no name
   std::string componentPath;  // length-prefixed components, see parseComponentPath
@@ -22,8 +22,8 @@ struct NotesFolderRow {
 
 // A note of the note list.
 struct NotesNoteRow {
-  std::string id;             // "x-coredata://<store>/ICNote/p<key>"
-  std::string uuid;           // ZIDENTIFIER
+  std::string id;    // "x-coredata://<store>/ICNote/p<key>"
+  std::string uuid;  // ZIDENTIFIER
   std::string title;
   std::string folderID;
   std::string accountName;
@@ -56,8 +56,8 @@ struct NotesFolderNoteRow {
   std::string folderID;  // the folder's key as text
   std::string folderName;
   std::string accountName;
-  std::string notePK;    // the note's key as text, empty for an empty folder
-  std::string noteID;    // the note's URI, empty for an empty folder
+  std::string notePK;  // the note's key as text, empty for an empty folder
+  std::string noteID;  // the note's URI, empty for an empty folder
   std::string title;
   std::optional<core::TimePoint> modifiedAt;
   std::string preview;
@@ -82,7 +82,7 @@ struct NotesLinkAttachmentRow {
   std::optional<int64_t> sourceKey;
   std::string sourceIdentifier;
   std::string sourceTitle;
-  std::string sourceLocation;          // "Account › Folder" or "Folder"
+  std::string sourceLocation;  // "Account › Folder" or "Folder"
   int64_t sourceMarkedForDeletion = 0;
 };
 

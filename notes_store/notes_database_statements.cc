@@ -34,11 +34,13 @@ constexpr std::string_view kLocation =
     "ELSE '' END || coalesce(folder.ztitle2, ''))";
 
 std::string folderNotes(const NotesSchema& schema, NamedFolderSet set, bool withBodies) {
-  std::string sql = "SELECT COALESCE(CAST(folder.z_pk AS TEXT), '') AS folderID, "
-                    "COALESCE(folder.ztitle2, '') AS folderName, "
-                    "COALESCE(account.zname, '') AS accountName, ";
+  std::string sql =
+      "SELECT COALESCE(CAST(folder.z_pk AS TEXT), '') AS folderID, "
+      "COALESCE(folder.ztitle2, '') AS folderName, "
+      "COALESCE(account.zname, '') AS accountName, ";
   if (withBodies) sql += "COALESCE(CAST(note.z_pk AS TEXT), '') AS notePK, ";
-  sql += "CASE WHEN note.z_pk IS NULL THEN '' ELSE " + noteURI("note") + " END AS noteID, "
+  sql += "CASE WHEN note.z_pk IS NULL THEN '' ELSE " + noteURI("note") +
+         " END AS noteID, "
          "COALESCE(note.ztitle1, '') AS title, "
          "note.zmodificationdate1 AS modifiedAt";
   if (withBodies) {
@@ -46,20 +48,25 @@ std::string folderNotes(const NotesSchema& schema, NamedFolderSet set, bool with
     // A store without the note-data table still lists its templates, without bodies.
     sql += schema.hasNoteDataTable ? "notedata.zdata AS bodyData" : "NULL AS bodyData";
   }
-  sql += " FROM ziccloudsyncingobject AS folder"
-         " LEFT JOIN ziccloudsyncingobject AS note ON note.zfolder = folder.z_pk"
-         " AND note.ztitle1 IS NOT NULL AND note.z_pk IS NOT NULL"
-         " AND COALESCE(note.zmarkedfordeletion, 0) != 1"
-         " LEFT JOIN ziccloudsyncingobject AS account ON " +
-         accountJoin(schema, {{"note", "zaccount4"}, {"note", "zaccount7"}, {"folder", "zaccount4"},
-                              {"folder", "zaccount7"}});
+  sql +=
+      " FROM ziccloudsyncingobject AS folder"
+      " LEFT JOIN ziccloudsyncingobject AS note ON note.zfolder = folder.z_pk"
+      " AND note.ztitle1 IS NOT NULL AND note.z_pk IS NOT NULL"
+      " AND COALESCE(note.zmarkedfordeletion, 0) != 1"
+      " LEFT JOIN ziccloudsyncingobject AS account ON " +
+      accountJoin(
+          schema,
+          {{"note", "zaccount4"}, {"note", "zaccount7"}, {"folder", "zaccount4"}, {"folder", "zaccount7"}});
   if (withBodies && schema.hasNoteDataTable) {
     sql += " LEFT JOIN zicnotedata AS notedata ON note.znotedata = notedata.z_pk";
   }
-  sql += " JOIN z_metadata AS metadata ON 1 = 1"
-         " WHERE folder.ztitle2 IN (" + quotedNameList(set) + ") AND folder.zparent IS NULL"
-         " AND COALESCE(folder.zmarkedfordeletion, 0) != 1"
-         " AND COALESCE(folder.zfoldertype, 0) != 1";
+  sql +=
+      " JOIN z_metadata AS metadata ON 1 = 1"
+      " WHERE folder.ztitle2 IN (" +
+      quotedNameList(set) +
+      ") AND folder.zparent IS NULL"
+      " AND COALESCE(folder.zmarkedfordeletion, 0) != 1"
+      " AND COALESCE(folder.zfoldertype, 0) != 1";
   sql += withBodies ? " ORDER BY note.zmodificationdate1 DESC, title COLLATE NOCASE"
                     : " ORDER BY folderID, noteID";
   return sql;
@@ -69,12 +76,32 @@ std::string folderNotes(const NotesSchema& schema, NamedFolderSet set, bool with
 
 NotesSchema NotesSchema::complete() {
   NotesSchema schema;
-  schema.objectColumns = {"z_pk", "zidentifier", "ztitle1", "ztitle2", "zname", "zsnippet",
-                          "zfolder", "zparent", "zowner", "zaccount4", "zaccount7", "znotedata",
-                          "zmarkedfordeletion", "zfoldertype", "zispasswordprotected",
-                          "zcreationdate3", "zmodificationdate1", "zuserrecordname", "znote",
-                          "znote1", "ztypeuti", "ztypeuti1", "ztokencontentidentifier",
-                          "zmergeabledata", "zmergeabledata1", "zalttext"};
+  schema.objectColumns = {"z_pk",
+                          "zidentifier",
+                          "ztitle1",
+                          "ztitle2",
+                          "zname",
+                          "zsnippet",
+                          "zfolder",
+                          "zparent",
+                          "zowner",
+                          "zaccount4",
+                          "zaccount7",
+                          "znotedata",
+                          "zmarkedfordeletion",
+                          "zfoldertype",
+                          "zispasswordprotected",
+                          "zcreationdate3",
+                          "zmodificationdate1",
+                          "zuserrecordname",
+                          "znote",
+                          "znote1",
+                          "ztypeuti",
+                          "ztypeuti1",
+                          "ztokencontentidentifier",
+                          "zmergeabledata",
+                          "zmergeabledata1",
+                          "zalttext"};
   schema.hasNoteDataTable = true;
   return schema;
 }
@@ -123,23 +150,30 @@ std::string noteBodiesByKey(size_t count) {
 
 std::string folderTree(const NotesSchema& schema) {
   return "WITH RECURSIVE folder_tree(folderPK, id, title, parentPK, path, componentPath, modifiedAt) AS ("
-         " SELECT folder.z_pk, " + folderURI("folder") + ", COALESCE(folder.ztitle2, ''), folder.zparent,"
+         " SELECT folder.z_pk, " +
+         folderURI("folder") +
+         ", COALESCE(folder.ztitle2, ''), folder.zparent,"
          " CASE WHEN COALESCE(account.zname, '') = '' THEN COALESCE(folder.ztitle2, '')"
          " ELSE account.zname || ' › ' || COALESCE(folder.ztitle2, '') END,"
          " CASE WHEN COALESCE(account.zname, '') = ''"
-         " THEN printf('%d:%s', length(CAST(COALESCE(folder.ztitle2, '') AS BLOB)), COALESCE(folder.ztitle2, ''))"
+         " THEN printf('%d:%s', length(CAST(COALESCE(folder.ztitle2, '') AS BLOB)), COALESCE(folder.ztitle2, "
+         "''))"
          " ELSE printf('%d:%s%d:%s', length(CAST(account.zname AS BLOB)), account.zname,"
          " length(CAST(COALESCE(folder.ztitle2, '') AS BLOB)), COALESCE(folder.ztitle2, '')) END,"
          " folder.zmodificationdate1"
          " FROM ziccloudsyncingobject AS folder"
          " JOIN z_metadata AS metadata ON 1 = 1"
          " LEFT JOIN ziccloudsyncingobject AS account ON " +
-         accountJoin(schema, {{"folder", "zowner"}, {"folder", "zaccount4"}, {"folder", "zaccount7"},
+         accountJoin(schema, {{"folder", "zowner"},
+                              {"folder", "zaccount4"},
+                              {"folder", "zaccount7"},
                               {"folder", "zfolder"}}) +
          " WHERE folder.ztitle2 IS NOT NULL AND folder.z_pk IS NOT NULL AND folder.zparent IS NULL"
          " AND COALESCE(folder.zmarkedfordeletion, 0) != 1 AND COALESCE(folder.zfoldertype, 0) != 1"
          " UNION ALL"
-         " SELECT child.z_pk, " + folderURI("child") + ", COALESCE(child.ztitle2, ''), child.zparent,"
+         " SELECT child.z_pk, " +
+         folderURI("child") +
+         ", COALESCE(child.ztitle2, ''), child.zparent,"
          " folder_tree.path || ' › ' || COALESCE(child.ztitle2, ''),"
          " folder_tree.componentPath || printf('%d:%s', length(CAST(COALESCE(child.ztitle2, '') AS BLOB)),"
          " COALESCE(child.ztitle2, '')),"
@@ -155,10 +189,12 @@ std::string folderTree(const NotesSchema& schema) {
 }
 
 std::string noteList(const NotesSchema& schema) {
-  return "SELECT " + noteURI("note") + " AS id,"
+  return "SELECT " + noteURI("note") +
+         " AS id,"
          " note.zidentifier AS uuid,"
          " note.ztitle1 AS title, " +
-         folderURI("folder") + " AS folderID,"
+         folderURI("folder") +
+         " AS folderID,"
          " COALESCE(account.zname, '') AS accountName,"
          " COALESCE(folder.ztitle2, '') AS folderName,"
          " note.zsnippet AS preview,"
@@ -170,8 +206,12 @@ std::string noteList(const NotesSchema& schema) {
          " JOIN ziccloudsyncingobject AS folder ON note.zfolder = folder.z_pk"
          " JOIN z_metadata AS metadata ON 1 = 1"
          " LEFT JOIN ziccloudsyncingobject AS account ON " +
-         accountJoin(schema, {{"note", "zaccount4"}, {"note", "zaccount7"}, {"folder", "zowner"},
-                              {"folder", "zaccount4"}, {"folder", "zaccount7"}, {"folder", "zfolder"}}) +
+         accountJoin(schema, {{"note", "zaccount4"},
+                              {"note", "zaccount7"},
+                              {"folder", "zowner"},
+                              {"folder", "zaccount4"},
+                              {"folder", "zaccount7"},
+                              {"folder", "zfolder"}}) +
          " WHERE note.ztitle1 IS NOT NULL AND note.zidentifier IS NOT NULL"
          " AND note.zmodificationdate1 IS NOT NULL AND note.z_pk IS NOT NULL"
          // Without COALESCE on purpose: a NULL flag drops the row.
@@ -238,9 +278,13 @@ std::string linkAttachments(const NotesSchema& schema, int* parameterCount) {
          " LEFT JOIN ziccloudsyncingobject source ON link.znote1 = source.z_pk"
          " LEFT JOIN ziccloudsyncingobject folder ON source.zfolder = folder.z_pk"
          " LEFT JOIN ziccloudsyncingobject account ON " +
-         accountJoin(schema, {{"source", "zaccount4"}, {"source", "zaccount7"}, {"folder", "zowner"},
-                              {"folder", "zaccount4"}, {"folder", "zaccount7"}}) +
-         " WHERE (" + predicate + ")"
+         accountJoin(schema, {{"source", "zaccount4"},
+                              {"source", "zaccount7"},
+                              {"folder", "zowner"},
+                              {"folder", "zaccount4"},
+                              {"folder", "zaccount7"}}) +
+         " WHERE (" + predicate +
+         ")"
          " AND coalesce(link.zmarkedfordeletion, 0) != 1"
          " GROUP BY link.z_pk";
 }
@@ -251,8 +295,11 @@ std::string linkTargets(const NotesSchema& schema) {
          " FROM ziccloudsyncingobject target"
          " LEFT JOIN ziccloudsyncingobject folder ON target.zfolder = folder.z_pk"
          " LEFT JOIN ziccloudsyncingobject account ON " +
-         accountJoin(schema, {{"target", "zaccount4"}, {"target", "zaccount7"}, {"folder", "zowner"},
-                              {"folder", "zaccount4"}, {"folder", "zaccount7"}}) +
+         accountJoin(schema, {{"target", "zaccount4"},
+                              {"target", "zaccount7"},
+                              {"folder", "zowner"},
+                              {"folder", "zaccount4"},
+                              {"folder", "zaccount7"}}) +
          " WHERE target.zidentifier IS NOT NULL AND target.ztitle1 IS NOT NULL"
          " AND target.zfolder IS NOT NULL AND coalesce(target.zmarkedfordeletion, 0) != 1"
          " GROUP BY target.z_pk, target.zidentifier, target.ztitle1, folder.ztitle2";

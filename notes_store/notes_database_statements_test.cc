@@ -29,19 +29,22 @@ TEST(NotesDatabaseStatements, NoteBodiesStatementHasOnePlaceholderPerKey) {
 
 TEST(NotesDatabaseStatements, AccountJoinsUseOnlyColumnsThatExist) {
   const NotesSchema complete = NotesSchema::complete();
-  EXPECT_TRUE(contains(statements::noteList(complete),
-                       "ON note.zaccount4 = account.z_pk OR note.zaccount7 = account.z_pk OR folder.zowner = "
-                       "account.z_pk OR folder.zaccount4 = account.z_pk OR folder.zaccount7 = account.z_pk OR "
-                       "folder.zfolder = account.z_pk"));
+  EXPECT_TRUE(
+      contains(statements::noteList(complete),
+               "ON note.zaccount4 = account.z_pk OR note.zaccount7 = account.z_pk OR folder.zowner = "
+               "account.z_pk OR folder.zaccount4 = account.z_pk OR folder.zaccount7 = account.z_pk OR "
+               "folder.zfolder = account.z_pk"));
   EXPECT_TRUE(contains(statements::folderTree(complete),
                        "ON folder.zowner = account.z_pk OR folder.zaccount4 = account.z_pk OR "
                        "folder.zaccount7 = account.z_pk OR folder.zfolder = account.z_pk"));
 
   const NotesSchema macOS12 = without({"zaccount7"});
-  const std::string all[] = {statements::folderTree(macOS12), statements::noteList(macOS12),
+  const std::string all[] = {statements::folderTree(macOS12),
+                             statements::noteList(macOS12),
                              statements::folderNotesWithBodies(macOS12, NamedFolderSet::kTemplates),
                              statements::folderNotesWithoutBodies(macOS12, NamedFolderSet::kTemplates),
-                             statements::linkAttachments(macOS12, nullptr), statements::linkTargets(macOS12)};
+                             statements::linkAttachments(macOS12, nullptr),
+                             statements::linkTargets(macOS12)};
   for (const std::string& sql : all) {
     EXPECT_FALSE(contains(sql, "zaccount7")) << sql;
     EXPECT_TRUE(contains(sql, "zaccount4 = account.z_pk")) << sql;

@@ -18,11 +18,11 @@ struct SampleLibraryOptions {
 
 struct SampleLibrarySummary {
   int accounts = 0;
-  int folders = 0;         // listed folders (trash and deleted folders not counted)
-  int notes = 0;           // notes that the note list selects
+  int folders = 0;  // listed folders (trash and deleted folders not counted)
+  int notes = 0;    // notes that the note list selects
   int lockedNotes = 0;
-  int deletedNotes = 0;    // marked for deletion (1 or NULL)
-  int trashedNotes = 0;    // in the trash folder
+  int deletedNotes = 0;  // marked for deletion (1 or NULL)
+  int trashedNotes = 0;  // in the trash folder
   int tables = 0;
   int links = 0;
   std::string storeUUID;

@@ -3,13 +3,11 @@
 // The body decoder, the document reader and the table decoder all read through it.
 #pragma once
 
-#include <vector>
-
-#include <optional>
-
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string_view>
+#include <vector>
 
 namespace zephyl::notes_store::internal {
 
@@ -134,8 +132,8 @@ inline std::optional<uint64_t> firstVarintField(uint64_t number, std::string_vie
 
 // Every length-delimited field with the number up to the end or to where the
 // list breaks off; `malformed`, when given, tells whether it broke off.
-inline std::vector<std::string_view> allMessageFields(uint64_t number, std::string_view bytes, VarintLimit limit,
-                                                      bool* malformed = nullptr) {
+inline std::vector<std::string_view> allMessageFields(uint64_t number, std::string_view bytes,
+                                                      VarintLimit limit, bool* malformed = nullptr) {
   std::vector<std::string_view> found;
   ProtobufScanner scanner(bytes, limit);
   ProtobufField field;

@@ -12,7 +12,8 @@ namespace zephyl::platform {
 class LinuxEventTapFactory : public editor::EventTapFactory {
  public:
   // Always null; the first call logs why.
-  std::unique_ptr<editor::EventTap> createTap(editor::TapLocation location, editor::TapCallback callback) override;
+  std::unique_ptr<editor::EventTap> createTap(editor::TapLocation location,
+                                              editor::TapCallback callback) override;
 
  private:
   std::atomic<bool> reported_{false};

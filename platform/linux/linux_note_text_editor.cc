@@ -8,7 +8,8 @@ bool LinuxNoteTextEditor::typeText(const std::string&) { return unavailable(); }
 
 bool LinuxNoteTextEditor::unavailable() {
   if (!reported_.exchange(true)) {
-    log_.warning() << "Typing into Apple Notes is unavailable on Linux: there are no synthetic keyboard events";
+    log_.warning()
+        << "Typing into Apple Notes is unavailable on Linux: there are no synthetic keyboard events";
   }
   return false;
 }

@@ -74,9 +74,9 @@ class FakeAccessibility : public editor::AccessibilityClient, public editor::Not
   std::atomic<int> readsInside_{0};
   std::atomic<int> maximumConcurrentReads_{0};
   std::mutex mutex_;
-  std::optional<int32_t> focused_;           // guarded by mutex_
-  std::vector<Menu> menuBar_;                // guarded by mutex_
-  std::function<void()> duringRead_;         // guarded by mutex_
+  std::optional<int32_t> focused_;    // guarded by mutex_
+  std::vector<Menu> menuBar_;         // guarded by mutex_
+  std::function<void()> duringRead_;  // guarded by mutex_
 };
 
 }  // namespace zephyl::platform::testing

@@ -54,9 +54,9 @@ class FakeScriptRunner : public editor::ScriptRunner {
 
  private:
   std::mutex mutex_;
-  std::vector<Run> runs_;                      // guarded by mutex_
+  std::vector<Run> runs_;                       // guarded by mutex_
   std::optional<editor::ScriptError> failure_;  // guarded by mutex_
-  std::vector<std::string> results_;           // guarded by mutex_
+  std::vector<std::string> results_;            // guarded by mutex_
 };
 
 }  // namespace zephyl::platform::testing

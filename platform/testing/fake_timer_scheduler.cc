@@ -17,10 +17,9 @@ class FakeTimerScheduler::Timer : public editor::RepeatingTimer {
   std::shared_ptr<TimerState> state_;
 };
 
-std::unique_ptr<editor::RepeatingTimer> FakeTimerScheduler::scheduleRepeating(std::chrono::milliseconds firstDeadline,
-                                                                              std::chrono::milliseconds interval,
-                                                                              std::chrono::milliseconds leeway,
-                                                                              std::function<void()> tick) {
+std::unique_ptr<editor::RepeatingTimer> FakeTimerScheduler::scheduleRepeating(
+    std::chrono::milliseconds firstDeadline, std::chrono::milliseconds interval,
+    std::chrono::milliseconds leeway, std::function<void()> tick) {
   auto state = std::make_shared<TimerState>(TimerState{{firstDeadline, interval, leeway}, std::move(tick)});
   std::lock_guard lock(mutex_);
   timers_.push_back(state);

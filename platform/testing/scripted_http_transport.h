@@ -18,7 +18,8 @@ struct ScriptedHTTPExchange {
   // Thrown after the head and chunks (or at once without a head).
   std::optional<ai::HTTPTransportError::Code> error;
 
-  static ScriptedHTTPExchange response(long status, std::vector<std::string> chunks, ai::HTTPHeaders headers = {}) {
+  static ScriptedHTTPExchange response(long status, std::vector<std::string> chunks,
+                                       ai::HTTPHeaders headers = {}) {
     return {ai::HTTPResponseHead{status, std::move(headers)}, std::move(chunks), std::nullopt};
   }
   static ScriptedHTTPExchange failure(ai::HTTPTransportError::Code code) { return {std::nullopt, {}, code}; }
@@ -34,7 +35,8 @@ class ScriptedHTTPTransport : public ai::HTTPTransport {
     {
       std::lock_guard lock(mutex_);
       requests_.push_back(request);
-      if (script_.empty()) throw ai::HTTPTransportError(ai::HTTPTransportError::Code::kFailed, 0, "script ended");
+      if (script_.empty())
+        throw ai::HTTPTransportError(ai::HTTPTransportError::Code::kFailed, 0, "script ended");
       exchange = std::move(script_.front());
       script_.pop_front();
     }
