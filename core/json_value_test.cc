@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <nlohmann/json.hpp>
 
 namespace zephyl::core {
 namespace {
@@ -68,6 +69,27 @@ TEST(JSONValue, SetKeepsPositionOfExistingKey) {
   const JSONValue repeated = JSONValue::Object{{"k", 1}, {"other", 2}, {"k", 3}};
   EXPECT_EQ(repeated.find("k")->serialized(), "1");
   EXPECT_EQ(repeated.serialized(), R"({"k":1,"other":2})");
+}
+
+// The writer is our own; its bytes must stay the library's, which request
+// bodies and stored files were written with.
+TEST(JSONValue, WritesTheSameBytesAsTheJSONLibrary) {
+  std::string everyByte;
+  for (int c = 1; c < 0x80; ++c) everyByte += static_cast<char>(c);
+  std::string manyKeys = "{";
+  for (int i = 0; i < 100; ++i) manyKeys += "\"k" + std::to_string(i % 70) + "\":" + std::to_string(i) + ",";
+  manyKeys += "\"end\":[]}";
+  const std::vector<std::string> documents = {
+      nlohmann::ordered_json(everyByte).dump(),
+      nlohmann::ordered_json(std::string("nul \0 and 日本 😀 \x7f")).dump(),
+      R"([1e300,-0.0,0.1,1.0,2.5e-7,123456789012345680000.0,-9223372036854775808])",
+      R"({"b":{"a":1,"b":[{"x":"y"}]},"a":null,"c":true,"d":false})",
+      manyKeys,
+  };
+  for (const auto& text : documents) {
+    const auto library = nlohmann::ordered_json::parse(text);
+    EXPECT_EQ(JSONValue::parse(text).serialized(), library.dump()) << text;
+  }
 }
 
 TEST(JSONValue, MalformedTextAndInvalidUtf8Throw) {
