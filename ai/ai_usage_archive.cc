@@ -124,6 +124,51 @@ JSONValue AIUsageArchive::toJSON() const {
   };
 }
 
+std::string AIUsageArchive::serialized() const {
+  std::string out;
+  out.reserve(200 * buckets.size() + 24 * seenResponseIDs.size() + 100);
+  const auto field = [&out](std::string_view key, int64_t number) {
+    out += ",\"";
+    out += key;
+    out += "\":";
+    out += std::to_string(number);
+  };
+  out += "{\"schemaVersion\":" + std::to_string(schemaVersion) + ",\"trackingBeganAt\":";
+  core::appendJSONString(core::formatIso8601(trackingBeganAt), out);
+  out += ",\"buckets\":[";
+  for (size_t i = 0; i < buckets.size(); ++i) {
+    const AIUsageBucket& bucket = buckets[i];
+    out += i == 0 ? "{\"day\":" : ",{\"day\":";
+    core::appendJSONString(bucket.day, out);
+    out += ",\"provider\":";
+    core::appendJSONString(rawValue(bucket.provider), out);
+    out += ",\"model\":";
+    core::appendJSONString(bucket.model, out);
+    out += ",\"kind\":";
+    core::appendJSONString(kKindNames.name(bucket.kind), out);
+    if (bucket.reasoningEffort) {
+      out += ",\"reasoningEffort\":";
+      core::appendJSONString(rawValue(*bucket.reasoningEffort), out);
+    }
+    field("reportedTokens", bucket.reportedTokens);
+    field("inputTokens", bucket.inputTokens);
+    field("cachedInputTokens", bucket.cachedInputTokens);
+    field("outputTokens", bucket.outputTokens);
+    field("reasoningTokens", bucket.reasoningTokens);
+    field("requests", bucket.requests);
+    field("requestsWithReportedUsage", bucket.requestsWithReportedUsage);
+    field("longestDurationMilliseconds", bucket.longestDurationMilliseconds);
+    out += '}';
+  }
+  out += "],\"seenResponseIDs\":[";
+  for (size_t i = 0; i < seenResponseIDs.size(); ++i) {
+    if (i > 0) out += ',';
+    core::appendJSONString(seenResponseIDs[i], out);
+  }
+  out += "]}";
+  return out;
+}
+
 AIUsageArchive AIUsageArchive::fromJSON(const JSONValue& value) {
   if (value.object() == nullptr) malformed("not an object");
   AIUsageArchive archive;

@@ -49,6 +49,9 @@ struct AIUsageArchive {
   std::vector<std::string> seenResponseIDs;  // oldest first
 
   core::JSONValue toJSON() const;
+  // toJSON().serialized(), written directly: the file is rewritten on every
+  // record, and years of buckets made the document the cost of a record.
+  std::string serialized() const;
   // Throws core::JSONValueError when `value` is not an archive (a missing key, a
   // wrong type, an unknown provider or kind, a newer schema).
   static AIUsageArchive fromJSON(const core::JSONValue& value);

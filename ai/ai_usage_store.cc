@@ -88,7 +88,7 @@ void AIUsageStore::record(const AIUsageRecord& record) {
     reloadIfChanged();
     addUsageRecord(archive_, record, day);
     pending_.push_back({record, day});
-    std::string text = archive_.toJSON().serialized();
+    std::string text = archive_.serialized();
     try {
       files_.writeFileAtomically(fileURL_, text);
       fileText_ = std::move(text);

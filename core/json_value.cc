@@ -113,7 +113,9 @@ class ValueBuilder {
   std::vector<Frame> frames_;
 };
 
-void appendEscaped(std::string_view text, std::string& out) {
+}  // namespace
+
+void appendJSONString(std::string_view text, std::string& out) {
   static constexpr char kHex[] = "0123456789abcdef";
   out += '"';
   size_t clean = 0;  // start of the bytes not yet copied
@@ -166,6 +168,8 @@ void appendEscaped(std::string_view text, std::string& out) {
   out += '"';
 }
 
+namespace {
+
 template <typename Integer>
 void appendInteger(Integer number, std::string& out) {
   char buffer[24];
@@ -194,7 +198,7 @@ void appendSerialized(const JSONValue& value, std::string& out) {
         if (repeated) continue;
         if (!first) out += ',';
         first = false;
-        appendEscaped(key, out);
+        appendJSONString(key, out);
         out += ':';
         appendSerialized(member, out);
       }
@@ -213,7 +217,7 @@ void appendSerialized(const JSONValue& value, std::string& out) {
       return;
     }
     case JSONValue::Kind::kString:
-      appendEscaped(*value.string(), out);
+      appendJSONString(*value.string(), out);
       return;
     case JSONValue::Kind::kInteger:
       appendInteger(*value.integer(), out);

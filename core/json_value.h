@@ -115,4 +115,9 @@ class JSONValue {
   std::variant<Object, Array, std::string, int64_t, uint64_t, double, bool, std::nullptr_t> value_ = nullptr;
 };
 
+// Appends `text` as a JSON string literal, escaped as serialized() escapes it,
+// for writers of large documents that skip building a JSONValue. Throws
+// JSONValueError when `text` is not valid UTF-8.
+void appendJSONString(std::string_view text, std::string& out);
+
 }  // namespace zephyl::core
