@@ -27,7 +27,8 @@ class AIAccountAccessSource {
   virtual std::optional<AIAccountAccess> currentAccess(std::stop_token stop) = 0;
 
   // Called once after the service answered 401 to `rejected`: a refreshed
-  // access, or nullopt when the account must sign in again.
+  // access, or nullopt when no account is signed in any more. Throws as
+  // currentAccess, e.g. "sign in again" when the issuer refuses the refresh.
   virtual std::optional<AIAccountAccess> refreshAfterUnauthorized(const AIAccountAccess& rejected,
                                                                   std::stop_token stop) = 0;
 };

@@ -1,5 +1,6 @@
 #include "ai/ai_http_client.h"
 
+#include <cctype>
 #include <cstdio>
 #include <optional>
 
@@ -54,6 +55,38 @@ bool isRetryableTransportError(HTTPTransportError::Code code) {
   return false;
 }
 
+bool isCredentialHeader(std::string_view name) {
+  std::string lower(name);
+  for (char& character : lower)
+    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  return lower == "authorization" || lower == "proxy-authorization" || lower == "x-goog-api-key" ||
+         lower == "x-api-key" || lower == "api-key" || lower == "cookie";
+}
+
+void replaceAll(std::string& text, std::string_view value) {
+  // Shorter values are no real credential, and replacing them would garble the service's words.
+  constexpr size_t kShortestCredential = 8;
+  constexpr std::string_view kRedacted = "[redacted]";
+  if (value.size() < kShortestCredential) return;
+  for (size_t at = text.find(value); at != std::string::npos; at = text.find(value, at + kRedacted.size())) {
+    text.replace(at, value.size(), kRedacted);
+  }
+}
+
+// A service may echo the key it was sent in its error body, which is logged
+// and may become the error's text.
+std::string withoutCredentials(std::string body, const HTTPHeaders& headers) {
+  for (const auto& [name, value] : headers) {
+    if (!isCredentialHeader(name)) continue;
+    replaceAll(body, value);
+    // "Bearer <token>": the token alone, too.
+    if (const size_t token = value.find_first_not_of(' ', value.find(' ')); token != std::string::npos) {
+      replaceAll(body, std::string_view(value).substr(token));
+    }
+  }
+  return body;
+}
+
 std::string formatDelay(double seconds) {
   char text[32];
   std::snprintf(text, sizeof text, "%f", seconds);
@@ -103,7 +136,7 @@ void AIHTTPClient::send(const HTTPRequest& request, const AITransportRetryPolicy
         continue;
       }
     }
-    std::string body = handler.takeErrorBody();
+    std::string body = withoutCredentials(handler.takeErrorBody(), request.headers);
     kLog.warning() << "AI HTTP request failed status=" << status << " body=" << core::Private(body);
     throw AIHTTPClientError(AIHTTPClientError::Code::kHTTPStatus, status, std::move(body));
   }

@@ -97,6 +97,40 @@ TEST_F(AIHTTPClientTest, RefusedRetrySurfacesTheLastFailure) {
   EXPECT_EQ(transport.requests().size(), 3u);  // two retries under the chat-title policy
 }
 
+TEST_F(AIHTTPClientTest, ErrorBodiesLoseTheRequestsCredentials) {
+  core::setLogConfiguration({sink_, core::LogLevel::kDebug, /*showPrivate=*/true});
+  const struct {
+    HTTPHeaders headers;
+    std::vector<std::string> chunks;
+    std::string body;
+  } cases[] = {
+      {{{"Authorization", "Bearer sk-live-123456"}},
+       {"{\"error\":\"bad key sk-live", "-123456, header Bearer sk-live-123456\"}"},
+       "{\"error\":\"bad key [redacted], header [redacted]\"}"},
+      {{{"x-goog-api-key", "AIzaSecret99"}, {"Content-Type", "application/json"}},
+       {"key AIzaSecret99 twice AIzaSecret99 application/json"},
+       "key [redacted] twice [redacted] application/json"},
+      {{{"AUTHORIZATION", "Bearer  spaced-token-77"}}, {"spaced-token-77"}, "[redacted]"},
+      {{{"x-custom", "not-a-credential"}}, {"not-a-credential"}, "not-a-credential"},
+      {{{"Authorization", "Bearer k1"}}, {"ok k1"}, "ok k1"},  // too short to be a key
+  };
+  for (const auto& test : cases) {
+    ScriptedHTTPTransport transport({ScriptedHTTPExchange::response(401, test.chunks)});
+    AIHTTPClient client(transport, clock_, random_, wallClock_);
+    HTTPRequest request;
+    request.url = "http://127.0.0.1/v1/responses";
+    request.headers = test.headers;
+    try {
+      client.send(request, AITransportRetryPolicy::chatTitle(), false, {}, [](std::string_view) {});
+      FAIL() << test.body;
+    } catch (const AIHTTPClientError& error) {
+      EXPECT_EQ(error.body(), test.body);
+      EXPECT_EQ(error.description(), "The AI service returned an error (HTTP 401): " + test.body);
+    }
+    EXPECT_EQ(sink_->lines.back(), "AI HTTP request failed status=401 body=" + test.body);
+  }
+}
+
 TEST_F(AIHTTPClientTest, TransportErrorsRetryUntilBodyBytesReachTheCaller) {
   ScriptedHTTPTransport early(
       {ScriptedHTTPExchange::failure(Code::kCannotConnect), ScriptedHTTPExchange::response(200, {"fine"})});

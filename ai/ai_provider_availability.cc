@@ -51,7 +51,9 @@ AIProviderAvailability AIProviderAvailability::compute(core::SettingsStore& user
       switchOn(userDefaults, kOpenAIAPIEnabledKey) && hasSecret(keychain, kOpenAIAPIKeyName);
   availability.googleConfigured = hasSecret(keychain, kGoogleAPIKeyName);
   availability.cloudflareConfigured = switchOn(userDefaults, kCloudflareWorkersAIEnabledKey) &&
-                                      hasText(userDefaults, kCloudflareWorkersAIAccountIDKey) &&
+                                      // CLOUDFLARE_ACCOUNT_ID arrives through the store, as for the adapter.
+                                      (hasSecret(keychain, kCloudflareWorkersAIAccountIDKey) ||
+                                       hasText(userDefaults, kCloudflareWorkersAIAccountIDKey)) &&
                                       hasSecret(keychain, kCloudflareWorkersAIAPITokenName);
   availability.openRouterConfigured =
       switchOn(userDefaults, kOpenRouterAIEnabledKey) && hasSecret(keychain, kOpenRouterAPIKeyName);

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "ai/ai_settings_keys.h"
+#include "ai/environment_credential_store.h"
 #include "core/json_settings_store.h"
 #include "platform/testing/in_memory_credential_store.h"
 #include "platform/testing/in_memory_file_system.h"
@@ -54,6 +55,37 @@ TEST_F(AIProviderAvailabilityTest, KeysSwitchesAndAccountsDecide) {
   EXPECT_TRUE(later.isInstalled(AIProvider::kCloudflareWorkersAI));
   EXPECT_TRUE(later.isInstalled(AIProvider::kGemini));
   EXPECT_TRUE(later.antigravitySignedIn);
+}
+
+TEST_F(AIProviderAvailabilityTest, CloudflareNeedsTheTokenAndAnAccountIDFromEitherPlace) {
+  const struct {
+    bool tokenInEnvironment;
+    std::optional<std::string> accountIDVariable;
+    std::optional<std::string> accountIDSetting;
+    bool ready;
+  } cases[] = {
+      {true, std::nullopt, std::nullopt, false}, {true, "acct", std::nullopt, true},
+      {true, std::nullopt, "acct", true},        {true, "  ", std::nullopt, false},
+      {false, "acct", std::nullopt, false},
+  };
+  for (const auto& test : cases) {
+    platform::testing::InMemoryFileSystem files;
+    core::JsonSettingsStore settings(files, "/settings.json");
+    if (test.accountIDSetting)
+      settings.setString(std::string(kCloudflareWorkersAIAccountIDKey), *test.accountIDSetting);
+    platform::testing::InMemoryCredentialStore stored;
+    EnvironmentCredentialStore credentials(stored,
+                                           [&](const std::string& name) -> std::optional<std::string> {
+                                             if (name == "CLOUDFLARE_API_TOKEN" && test.tokenInEnvironment)
+                                               return "token";
+                                             if (name == "CLOUDFLARE_ACCOUNT_ID")
+                                               return test.accountIDVariable;
+                                             return std::nullopt;
+                                           });
+    const auto availability = AIProviderAvailability::compute(settings, cli_, credentials);
+    EXPECT_EQ(availability.isInstalled(AIProvider::kCloudflareWorkersAI), test.ready)
+        << test.accountIDVariable.value_or("-") << " " << test.accountIDSetting.value_or("-");
+  }
 }
 
 TEST_F(AIProviderAvailabilityTest, CustomProviderNeedsModelsAndItsKey) {

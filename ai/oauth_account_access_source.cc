@@ -28,9 +28,9 @@ std::optional<AIAccountAccess> OAuthAccountAccessSource::refreshAfterUnauthorize
   try {
     return accessFrom(coordinator_.refreshAfterUnauthorized(rejected.accessToken, std::move(stop)));
   } catch (const OAuthError& error) {
-    if (error.code() == OAuthError::Code::kNotSignedIn || error.code() == OAuthError::Code::kSignInAgain) {
-      return std::nullopt;
-    }
+    // Signed out meanwhile. A refused refresh travels on: its "sign in again"
+    // says more than the adapter's own words could.
+    if (error.code() == OAuthError::Code::kNotSignedIn) return std::nullopt;
     throw;
   }
 }

@@ -1,6 +1,6 @@
 #include "ai/oauth_authorization_code_flow.h"
 
-#include "ai/credential_url_policy.h"
+#include "ai/ai_service_endpoint.h"
 #include "ai/oauth_encoding.h"
 #include "ai/oauth_error.h"
 #include "core/logger.h"
@@ -49,7 +49,7 @@ OAuthTokens signInWithAuthorizationCode(const AuthorizationCodeEndpoints& endpoi
                                         const std::function<void(const std::string&)>& showAuthorizationURL,
                                         std::chrono::milliseconds timeout, std::stop_token stop) {
   // Refuse a plain-http issuer before the user signs in, not after.
-  if (!mayCarryCredential(endpoints.tokenURL())) {
+  if (checkCredentialURL(endpoints.tokenURL()) != AIServiceURLCheck::kAllowed) {
     throw OAuthError(OAuthError::Code::kInsecureEndpoint, "(" + endpoints.issuer + ")");
   }
   const PKCEChallenge pkce = makePKCEChallenge(random);

@@ -64,9 +64,8 @@ OAuthAccessToken OAuthCredentialCoordinator::refreshAndSave(const OAuthTokens& t
     body = request.serialized();
     contentType = "application/json";
   } else {
-    body = formEncode({{"grant_type", "refresh_token"},
-                       {"refresh_token", tokens.refreshToken},
-                       {"client_id", settings_.clientID}});
+    body = formEncode(
+        {{"grant_type", "refresh_token"}, {"refresh_token", tokens.refreshToken}, {"client_id", clientID}});
     contentType = "application/x-www-form-urlencoded";
   }
   const OAuthReply reply = client_.post(tokenURL, contentType, body, stop);

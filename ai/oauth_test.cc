@@ -2,7 +2,6 @@
 // the refresh coordinator, against scripted HTTP and in-memory stores.
 #include <gtest/gtest.h>
 
-#include "ai/credential_url_policy.h"
 #include "ai/oauth_authorization_code_flow.h"
 #include "ai/oauth_credential_coordinator.h"
 #include "ai/oauth_device_flow.h"
@@ -131,28 +130,6 @@ TEST(OAuthAuthorizationCode, CallbackMustCarryThisAttemptsStateAndACode) {
       EXPECT_EQ(errorCodeOf([&] { authorizationCodeFromCallback(c.query, "s1"); }), *c.error) << c.query;
     }
   }
-}
-
-TEST(CredentialURLPolicy, OnlyHTTPSOrLoopbackMayCarryACredential) {
-  const struct {
-    const char* url;
-    bool allowed;
-  } cases[] = {
-      {"https://auth.openai.com/oauth/token", true},
-      {"HTTP://127.0.0.1:8080/x", true},
-      {"http://127.255.0.9/x", true},
-      {"http://localhost/x", true},
-      {"http://[::1]:9/x", true},
-      {"http://example.com/x", false},
-      {"http://127.0.0.1.example.com/x", false},
-      {"http://localhost.evil/x", false},
-      {"http://127.0.0.1@evil.com/x", false},
-      {"http://[::2]/x", false},
-      {"http://128.0.0.1/x", false},
-      {"ftp://127.0.0.1/x", false},
-      {"http://127.0.0.256/x", false},
-  };
-  for (const auto& c : cases) EXPECT_EQ(mayCarryCredential(c.url), c.allowed) << c.url;
 }
 
 TEST(OAuthDeviceFlow, EveryPollAnswerLeadsToItsStep) {

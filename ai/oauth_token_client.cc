@@ -1,6 +1,6 @@
 #include "ai/oauth_token_client.h"
 
-#include "ai/credential_url_policy.h"
+#include "ai/ai_service_endpoint.h"
 #include "ai/oauth_error.h"
 #include "core/logger.h"
 
@@ -30,7 +30,8 @@ OAuthTokenClient::OAuthTokenClient(HTTPTransport& transport, std::chrono::millis
 
 OAuthReply OAuthTokenClient::post(const std::string& url, const std::string& contentType,
                                   const std::string& body, std::stop_token stop) {
-  if (!mayCarryCredential(url)) throw OAuthError(OAuthError::Code::kInsecureEndpoint, "(" + url + ")");
+  if (checkCredentialURL(url) != AIServiceURLCheck::kAllowed)
+    throw OAuthError(OAuthError::Code::kInsecureEndpoint, "(" + url + ")");
   HTTPRequest request;
   request.url = url;
   request.headers = {{"Content-Type", contentType}, {"Accept", "application/json"}};

@@ -481,6 +481,7 @@ TEST(AIServiceEndpoint, CredentialsGoOverPlainHTTPOnlyToLoopback) {
       {"http://localhost.example.com", AIServiceURLCheck::kPlainHTTPToRemoteHost},
       {"http://128.0.0.1", AIServiceURLCheck::kPlainHTTPToRemoteHost},
       {"http://[::2]", AIServiceURLCheck::kPlainHTTPToRemoteHost},
+      {"http://127.0.0.256/v1", AIServiceURLCheck::kPlainHTTPToRemoteHost},
       {"http://127.0.0.1@evil.example", AIServiceURLCheck::kInvalid},
       {"ftp://127.0.0.1", AIServiceURLCheck::kInvalid},
       {"https://", AIServiceURLCheck::kInvalid},

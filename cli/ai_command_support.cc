@@ -35,6 +35,9 @@ CliAIServices::CliAIServices(CliContext& context, const std::string& baseURL) {
   chatGPTCoordinator_ = std::make_unique<ai::OAuthCredentialCoordinator>(
       context.credentials(), tokenClient_, wallClock_, ai::chatGPTRefreshSettings(context.settings()));
   chatGPTAccount_ = std::make_unique<ai::OAuthAccountAccessSource>(*chatGPTCoordinator_);
+  xaiCoordinator_ = std::make_unique<ai::OAuthCredentialCoordinator>(
+      context.credentials(), tokenClient_, wallClock_, ai::xaiRefreshSettings(context.settings()));
+  xaiAccount_ = std::make_unique<ai::OAuthAccountAccessSource>(*xaiCoordinator_);
   factory_ = std::make_unique<ai::AIServiceFactory>(
       ai::AIServiceDependencies{.transport = transport_,
                                 .clock = clock_,
@@ -43,7 +46,8 @@ CliAIServices::CliAIServices(CliContext& context, const std::string& baseURL) {
                                 .credentials = context.credentials(),
                                 .usageRecorder = context.usageStore(),
                                 .settings = &context.settings(),
-                                .chatGPTAccount = chatGPTAccount_.get()},
+                                .chatGPTAccount = chatGPTAccount_.get(),
+                                .xaiAccount = xaiAccount_.get()},
       ai::AIModelCatalog(ai::AIUserModels::fromSettings(context.settings())),
       baseURL.empty() ? std::nullopt : std::optional<std::string>(baseURL));
 }

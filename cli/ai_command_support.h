@@ -34,6 +34,8 @@ class CliAIServices {
   ai::OAuthTokenClient tokenClient_{transport_};
   std::unique_ptr<ai::OAuthCredentialCoordinator> chatGPTCoordinator_;
   std::unique_ptr<ai::OAuthAccountAccessSource> chatGPTAccount_;
+  std::unique_ptr<ai::OAuthCredentialCoordinator> xaiCoordinator_;
+  std::unique_ptr<ai::OAuthAccountAccessSource> xaiAccount_;
   std::unique_ptr<ai::AIServiceFactory> factory_;
 };
 

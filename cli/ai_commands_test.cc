@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "ai/ai_provider.h"
 #include "cli/cli_app.h"
 #include "cli/debug_sse.h"
 #include "cli/internal/cli_test_support.h"
@@ -69,10 +70,11 @@ TEST_F(AICommandsTest, UnknownProviderIsAUsageError) {
   EXPECT_EQ(run({"model"}).code, kExitUsage);
 }
 
-// Every Chat Completions and Google provider answers `debug stream` with its
-// default model, its key from the environment, and reports usage; a custom
-// provider added to the settings is listed by `models` and answers too.
-TEST_F(AICommandsTest, DebugStreamServesEveryChatCompletionsAndGoogleProvider) {
+// Every provider served by an API key answers `debug stream` with its default
+// model and its key from the environment, reports usage and leaves the request
+// in the usage store; a custom provider added to the settings is listed by
+// `models` and answers too.
+TEST_F(AICommandsTest, DebugStreamServesEveryProviderWithAKey) {
   const std::string chat =
       "data: "
       "{\"id\":\"r1\",\"choices\":[{\"index\":0,\"delta\":{\"content\":\"Hi\"},\"finish_reason\":\"stop\"}]}"
@@ -85,6 +87,11 @@ TEST_F(AICommandsTest, DebugStreamServesEveryChatCompletionsAndGoogleProvider) {
       "data: {\"candidates\":[{\"content\":{\"parts\":[{\"text\":\"Hi\"}]},\"finishReason\":\"STOP\"}],"
       "\"usageMetadata\":{\"promptTokenCount\":2,\"candidatesTokenCount\":1,\"totalTokenCount\":3},"
       "\"responseId\":\"r1\"}\r\n\r\n";
+  const std::string responses =
+      "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"item_id\":\"m\","
+      "\"delta\":\"Hi\"}\n\n"
+      "event: response.completed\ndata: {\"type\":\"response.completed\",\"response\":{\"id\":\"r1\","
+      "\"usage\":{\"input_tokens\":2,\"output_tokens\":1,\"total_tokens\":3}}}\n\n";
   std::string target, authorization;
   std::string body = chat;
   platform::testing::LoopbackHTTPServer server(
@@ -108,34 +115,50 @@ TEST_F(AICommandsTest, DebugStreamServesEveryChatCompletionsAndGoogleProvider) {
 
   const struct {
     std::string model;
+    const std::string& body;
     std::map<std::string, std::string> environment;
     bool baseURL;
     std::string target;
     std::string credential;
   } cases[] = {
-      {"deepseek:deepseek-flash", {{"DEEPSEEK_API_KEY", "k1"}}, true, "/chat/completions", "Bearer k1"},
-      {"openrouter:openrouter/auto", {{"OPENROUTER_API_KEY", "k2"}}, true, "/chat/completions", "Bearer k2"},
+      {"deepseek:deepseek-flash", chat, {{"DEEPSEEK_API_KEY", "k1"}}, true, "/chat/completions", "Bearer k1"},
+      {"openrouter:openrouter/auto",
+       chat,
+       {{"OPENROUTER_API_KEY", "k2"}},
+       true,
+       "/chat/completions",
+       "Bearer k2"},
       {"cloudflare:google/gemini-3.7-flash",
+       chat,
        {{"CLOUDFLARE_API_TOKEN", "k3"}, {"CLOUDFLARE_ACCOUNT_ID", "acc"}},
        true,
        "/chat/completions",
        "Bearer k3"},
-      {"zai:glm-5.3", {{"ZAI_API_KEY", "k4"}}, true, "/chat/completions", "Bearer k4"},
-      {"opencode:glm-5.3", {{"OPENCODE_API_KEY", "k5"}}, true, "/chat/completions", "Bearer k5"},
+      {"zai:glm-5.3", chat, {{"ZAI_API_KEY", "k4"}}, true, "/chat/completions", "Bearer k4"},
+      {"opencode:glm-5.3", chat, {{"OPENCODE_API_KEY", "k5"}}, true, "/chat/completions", "Bearer k5"},
       {"google:gemini-3.8-flash",
+       google,
        {{"GEMINI_API_KEY", "k6"}},
        true,
        "/models/gemini-3.8-flash:streamGenerateContent?alt=sse",
        "k6"},
       {"custom-openai:qwen-local",
+       chat,
        {{"ZEPHYL_CUSTOM_OPENAI_API_KEY", "k7"}},
        false,
        "/v1/chat/completions",
        "Bearer k7"},
+      {std::string(*ai::defaultModel(ai::AIProvider::kXAIAccount)),
+       responses,
+       {{"XAI_API_KEY", "k8"}},
+       true,
+       "/responses",
+       "Bearer k8"},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.model);
-    body = test.model.starts_with("google:") ? google : chat;
+    body = test.body;
+    fs::remove(directory_ / "data" / "ai-usage.json");
     std::vector<std::string> arguments = {"--config-dir", (directory_ / "config").string(),
                                           "--data-dir",   (directory_ / "data").string(),
                                           "debug",        "stream",
@@ -155,6 +178,13 @@ TEST_F(AICommandsTest, DebugStreamServesEveryChatCompletionsAndGoogleProvider) {
     EXPECT_EQ(lines.back(), nlohmann::json::parse(R"({"type":"completed"})"));
     EXPECT_EQ(lines[lines.size() - 2]["type"], "usage");
     EXPECT_EQ(lines[lines.size() - 2]["totalTokens"], 3);
+    const auto usage = nlohmann::json::parse(std::ifstream(directory_ / "data" / "ai-usage.json"));
+    bool recorded = false;
+    for (const auto& bucket : usage["buckets"]) {
+      recorded = recorded || (test.model.ends_with(bucket["model"].get<std::string>()) &&
+                              bucket["kind"] == "request" && bucket["reportedTokens"] == 3);
+    }
+    EXPECT_TRUE(recorded) << usage.dump();
   }
 
   const CommandResult models = run({"models", "--provider", "customOpenAI", "--json"});

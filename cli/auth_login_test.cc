@@ -1,15 +1,22 @@
 // `zephyl auth login` run as a separate process against fake issuers, with a
-// test "browser" that opens the address it prints; then a check that no
-// secret that passed through any auth command shows up where it must not.
+// test "browser" that opens the address it prints; the signed-in accounts then
+// stream from a loopback service; and checks that no secret that passed
+// through any command shows up where it must not.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <mutex>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
+#include <utility>
 
+#include "ai/ai_provider.h"
 #include "ai/oauth_encoding.h"
 #include "platform/linux/curl_http_transport.h"
 #include "platform/testing/fake_authorization_server.h"
@@ -28,6 +35,62 @@ std::string readAll(const std::string& path) {
   std::ifstream in(path);
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
+
+// A Responses service on loopback: 401 to the `rejected` bearer tokens, a
+// short answer to any other; keeps the credentials each request carried.
+class ResponsesReplay {
+ public:
+  struct Seen {
+    std::string authorization;
+    std::string accountID;
+  };
+
+  ResponsesReplay()
+      : server_(
+            [this](const platform::testing::LoopbackRequest& request,
+                   platform::testing::LoopbackConnection& connection, int) { handle(request, connection); },
+            64) {}
+
+  std::string url() const { return server_.url(""); }
+  void reject(const std::string& token) {
+    std::lock_guard lock(mutex_);
+    rejected_.insert("Bearer " + token);
+  }
+  // What came since the last call.
+  std::vector<Seen> takeRequests() {
+    std::lock_guard lock(mutex_);
+    return std::exchange(seen_, {});
+  }
+
+ private:
+  void handle(const platform::testing::LoopbackRequest& request,
+              platform::testing::LoopbackConnection& connection) {
+    Seen seen;
+    for (const auto& [name, value] : request.headers) {
+      if (name == "Authorization") seen.authorization = value;
+      if (name == "chatgpt-account-id") seen.accountID = value;
+    }
+    std::lock_guard lock(mutex_);
+    seen_.push_back(seen);
+    std::string
+        status = "200 OK",
+        body =
+            "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"item_id\":"
+            "\"m\",\"delta\":\"Hi\"}\n\nevent: response.completed\ndata: {\"type\":\"response.completed\","
+            "\"response\":{\"id\":\"r1\"}}\n\n";
+    if (rejected_.contains(seen.authorization)) {
+      status = "401 Unauthorized";
+      body = R"({"error":{"message":"expired"}})";
+    }
+    connection.write("HTTP/1.1 " + status + "\r\nContent-Type: text/event-stream\r\nContent-Length: " +
+                     std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+  }
+
+  std::mutex mutex_;  // guards the fields below
+  std::set<std::string> rejected_;
+  std::vector<Seen> seen_;
+  platform::testing::LoopbackHTTPServer server_;  // last: stops before the fields go
+};
 
 class AuthLoginProcessTest : public ::testing::Test {
  protected:
@@ -50,10 +113,11 @@ class AuthLoginProcessTest : public ::testing::Test {
           const std::function<void(const std::string&)>& onLine = {}) {
     const std::string errFile = folder_.file("stderr.txt"), inFile = folder_.file("stdin.txt");
     std::ofstream(inFile) << input;
-    const std::string command =
-        "env -i HOME='" + folder_.path() + "' ZEPHYL_LOG=debug ZEPHYL_CREDENTIAL_STORE=file '" + zephyl_ +
-        "' --config-dir '" + folder_.file("config") + "' --data-dir '" + folder_.file("data") + "' " +
-        arguments + " <'" + inFile + "' 2>'" + errFile + "'";
+    const std::string command = "env -i HOME='" + folder_.path() + "' " + environment_ +
+                                " ZEPHYL_LOG=debug ZEPHYL_CREDENTIAL_STORE=file '" + zephyl_ +
+                                "' --config-dir '" + folder_.file("config") + "' --data-dir '" +
+                                folder_.file("data") + "' " + arguments + " <'" + inFile + "' 2>'" + errFile +
+                                "'";
     FILE* pipe = ::popen(command.c_str(), "r");
     Run result{};
     char line[8192];
@@ -79,7 +143,23 @@ class AuthLoginProcessTest : public ::testing::Test {
     };
   }
 
+  // Signs in to the fake issuer's ChatGPT account.
+  void signInToCodex(platform::testing::FakeAuthorizationServer& issuer) {
+    std::optional<long> callback;
+    const Run login =
+        run("auth login codex --no-browser --timeout 20 --issuer " + issuer.issuer(), "", browser(callback));
+    ASSERT_EQ(login.code, 0) << login.err;
+    ASSERT_EQ(callback, 200);
+  }
+
+  Run stream(const std::string& model, const ResponsesReplay& service) {
+    return run("debug stream hi --model '" + model + "' --base-url " + service.url());
+  }
+
+  std::string storedCredentials() { return readAll(folder_.file("data/credentials/credentials.json")); }
+
   std::string zephyl_;
+  std::string environment_;  // more NAME=value words for every run
   platform::testing::TestFolder folder_;
   platform::CurlHTTPTransport transport_;
   std::string transcript_;  // every output of every command
@@ -127,39 +207,187 @@ TEST_F(AuthLoginProcessTest, CodexSignInStoresTheAccountAndNoSecretLeaks) {
   }
 }
 
-TEST_F(AuthLoginProcessTest, XAIDeviceSignInPollsUntilApproved) {
-  int polls = 0;
-  platform::testing::LoopbackHTTPServer server([&](const platform::testing::LoopbackRequest& request,
-                                                   platform::testing::LoopbackConnection& connection, int) {
-    std::string body;
-    int status = 200;
-    if (request.target == "/oauth/device/code") {
-      body = R"({"device_code":"dc","user_code":"WDJB-MJHT","verification_uri":"https://x.example/device",)"
-             R"("expires_in":60,"interval":1})";
-    } else if (++polls == 1) {
-      status = 400;
-      body = R"({"error":"authorization_pending"})";
-    } else {
-      body = R"({"access_token":"xat-SECRET","refresh_token":"xrt-SECRET","expires_in":600})";
-    }
-    connection.write("HTTP/1.1 " + std::to_string(status) +
-                     " X\r\nContent-Type: application/json\r\nContent-Length: " +
-                     std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
-  });
-  const Run login = run("auth login xai --no-browser --issuer " + server.url(""));
+// The ChatGPT account streams with its token and account id; a 401 refreshes
+// once (the rotated refresh token stored) and retries; a refresh refused for
+// good ends in "sign in again".
+TEST_F(AuthLoginProcessTest, CodexAccountStreamsAndRefreshesOnceAfterA401) {
+  const std::string access = "at-SECRET-1", refresh = "rt-SECRET-1", rotatedAccess = "at-SECRET-2",
+                    rotatedRefresh = "rt-SECRET-2";
+  platform::testing::FakeAuthorizationServer issuer(
+      R"({"access_token":")" + access + R"(","refresh_token":")" + refresh + R"(","id_token":")" +
+      jwt(R"({"https://api.openai.com/auth":{"chatgpt_account_id":"acct-42"}})") + R"(","expires_in":3600})");
+  ASSERT_NO_FATAL_FAILURE(signInToCodex(issuer));
+  const std::string model(*ai::defaultModel(ai::AIProvider::kCodex));
+  ResponsesReplay service;
+  using Seen = ResponsesReplay::Seen;
+  const auto seen = [&] {
+    std::vector<std::pair<std::string, std::string>> pairs;
+    for (const Seen& request : service.takeRequests())
+      pairs.emplace_back(request.authorization, request.accountID);
+    return pairs;
+  };
+  using Requests = std::vector<std::pair<std::string, std::string>>;
+
+  const Run first = stream(model, service);
+  ASSERT_EQ(first.code, 0) << first.err;
+  EXPECT_NE(first.out.find(R"({"type":"completed"})"), std::string::npos) << first.out;
+  EXPECT_EQ(seen(), (Requests{{"Bearer " + access, "acct-42"}}));
+
+  service.reject(access);
+  issuer.acceptRefresh(refresh, {200, R"({"access_token":")" + rotatedAccess + R"(","refresh_token":")" +
+                                          rotatedRefresh + R"(","expires_in":3600})"});
+  const Run refreshed = stream(model, service);
+  ASSERT_EQ(refreshed.code, 0) << refreshed.err;
+  EXPECT_EQ(seen(), (Requests{{"Bearer " + access, "acct-42"}, {"Bearer " + rotatedAccess, "acct-42"}}));
+  EXPECT_EQ(issuer.refreshRequests(), 1);
+  EXPECT_NE(storedCredentials().find(rotatedRefresh), std::string::npos);
+  EXPECT_EQ(storedCredentials().find(refresh), std::string::npos) << "the spent refresh token is gone";
+
+  service.reject(rotatedAccess);
+  issuer.acceptRefresh(rotatedRefresh, {401, R"({"error":{"code":"refresh_token_expired"}})"});
+  const Run expired = stream(model, service);
+  EXPECT_EQ(expired.code, 1);
+  EXPECT_NE(expired.out.find("The account sign-in has expired or was revoked; sign in again. Run: zephyl "
+                             "auth login codex"),
+            std::string::npos)
+      << expired.out;
+  EXPECT_EQ(seen().size(), 1u) << "no retry without a fresh token";
+  EXPECT_EQ(issuer.refreshRequests(), 2);
+
+  for (const std::string& secret : {access, refresh, rotatedAccess, rotatedRefresh})
+    EXPECT_EQ(transcript_.find(secret), std::string::npos) << "output shows " << secret;
+}
+
+// The xAI account signed in by the device flow serves its requests, ahead of
+// an XAI_API_KEY, and refreshes after a 401; signed out, the key serves.
+TEST_F(AuthLoginProcessTest, XAIAccountFromTheDeviceFlowServesStreamsAndTheKeyServesWithoutIt) {
+  platform::testing::FakeAuthorizationServer issuer("{}");
+  issuer.scriptDevicePolls(
+      {{200, R"({"access_token":"xat-SECRET-1","refresh_token":"xrt-SECRET-1","expires_in":3600})"}});
+  const Run login = run("auth login xai --no-browser --issuer " + issuer.issuer());
   ASSERT_EQ(login.code, 0) << login.err;
-  EXPECT_NE(login.out.find("WDJB-MJHT"), std::string::npos);
-  EXPECT_EQ(polls, 2);
-  const Run status = run("auth status --json");
-  for (const auto& row : nlohmann::json::parse(status.out)) {
-    if (row["provider"] == "xaiAccount") {
-      EXPECT_EQ(row["configured"], true);
+  environment_ = "XAI_API_KEY=xai-key-SECRET";
+  const std::string model(*ai::defaultModel(ai::AIProvider::kXAIAccount));
+  ResponsesReplay service;
+
+  const Run signedIn = stream(model, service);
+  ASSERT_EQ(signedIn.code, 0) << signedIn.err;
+  auto requests = service.takeRequests();
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_EQ(requests[0].authorization, "Bearer xat-SECRET-1");
+
+  service.reject("xat-SECRET-1");
+  issuer.acceptRefresh("xrt-SECRET-1", {200, R"({"access_token":"xat-SECRET-2","expires_in":3600})"});
+  const Run refreshed = stream(model, service);
+  ASSERT_EQ(refreshed.code, 0) << refreshed.err;
+  requests = service.takeRequests();
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[1].authorization, "Bearer xat-SECRET-2");
+  EXPECT_NE(issuer.lastTokenRequest().find("client_id=zephyl"), std::string::npos) << "the signed-in client";
+
+  ASSERT_EQ(run("auth logout xaiAccount").code, 0);
+  const Run keyed = stream(model, service);
+  ASSERT_EQ(keyed.code, 0) << keyed.err;
+  requests = service.takeRequests();
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_EQ(requests[0].authorization, "Bearer xai-key-SECRET");
+  for (const char* secret : {"xat-SECRET", "xrt-SECRET", "xai-key-SECRET"})
+    EXPECT_EQ(transcript_.find(secret), std::string::npos) << "output shows " << secret;
+}
+
+TEST_F(AuthLoginProcessTest, XAIDeviceSignInEndsAsTheIssuerSays) {
+  using Reply = platform::testing::FakeAuthorizationServer::Reply;
+  const Reply approved{200, R"({"access_token":"xat-SECRET","refresh_token":"xrt-SECRET","expires_in":600})"};
+  const struct {
+    const char* name;
+    std::vector<Reply> polls;  // empty: the endpoints are unknown (no --issuer, no settings)
+    int code;
+    std::string message;  // in standard output when signed in, else in standard error
+    size_t expectedPolls;
+    std::chrono::seconds slowestGap;  // the longest wait between two polls is at least this
+  } cases[] = {
+      {"pending, then approved",
+       {{400, R"({"error":"authorization_pending"})"}, approved},
+       0,
+       "Signed in.",
+       2,
+       std::chrono::seconds(1)},
+      {"slow_down, then approved",
+       {{400, R"({"error":"slow_down"})"}, approved},
+       0,
+       "Signed in.",
+       2,
+       std::chrono::seconds(5)},
+      {"access_denied", {{400, R"({"error":"access_denied"})"}}, 1, "The sign-in was denied.", 1, {}},
+      {"expired_token",
+       {{400, R"({"error":"authorization_pending"})"}, {400, R"({"error":"expired_token"})"}},
+       1,
+       "The sign-in code expired before it was approved; run the command again.",
+       2,
+       {}},
+      {"endpoints unknown",
+       {},
+       1,
+       "The sign-in endpoints for this account are not known. xAI has not published device sign-in "
+       "endpoints",
+       0,
+       {}},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.name);
+    fs::remove_all(folder_.file("data"));
+    platform::testing::FakeAuthorizationServer issuer("{}");
+    issuer.scriptDevicePolls(test.polls);
+    const Run login =
+        run("auth login xai --no-browser" + (test.polls.empty() ? "" : " --issuer " + issuer.issuer()));
+    EXPECT_EQ(login.code, test.code) << login.err;
+    EXPECT_NE((test.code == 0 ? login.out : login.err).find(test.message), std::string::npos)
+        << login.out << login.err;
+    if (!test.polls.empty())
+      EXPECT_NE(login.out.find(platform::testing::FakeAuthorizationServer::kUserCode), std::string::npos);
+    const auto polls = issuer.pollTimes();
+    EXPECT_EQ(polls.size(), test.expectedPolls);
+    std::chrono::steady_clock::duration slowest{};
+    for (size_t index = 1; index < polls.size(); ++index)
+      slowest = std::max(slowest, polls[index] - polls[index - 1]);
+    EXPECT_GE(slowest, test.slowestGap);
+
+    const Run status = run("auth status --json");
+    for (const auto& row : nlohmann::json::parse(status.out)) {
+      if (row["provider"] == "xaiAccount") EXPECT_EQ(row["configured"], test.code == 0);
+    }
+    if (test.code == 0) {
+      struct stat file;
+      ASSERT_EQ(::stat(folder_.file("data/credentials/credentials.json").c_str(), &file), 0);
+      EXPECT_EQ(file.st_mode & 0777, 0600u);
     }
   }
   EXPECT_EQ(transcript_.find("xrt-SECRET"), std::string::npos);
-  struct stat file;
-  ASSERT_EQ(::stat(folder_.file("data/credentials/credentials.json").c_str(), &file), 0);
-  EXPECT_EQ(file.st_mode & 0777, 0600u);
+}
+
+// A service that echoes the key in its error body: the key reaches no output,
+// no log line (debug logging shows private values) and no file.
+TEST_F(AuthLoginProcessTest, AKeyEchoedByTheServiceLeaksNowhere) {
+  const std::string key = "sk-SECRET-ECHOED-31337";
+  platform::testing::LoopbackHTTPServer service(
+      [&](const platform::testing::LoopbackRequest&, platform::testing::LoopbackConnection& connection, int) {
+        const std::string body = R"({"error":{"message":"Incorrect API key provided: )" + key +
+                                 R"(","header":"Bearer )" + key + R"("}})";
+        connection.write("HTTP/1.1 401 Unauthorized\r\nContent-Type: application/json\r\nContent-Length: " +
+                         std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+      });
+  environment_ = "OPENAI_API_KEY=" + key;
+  const Run failed = run("debug stream hi --model openai:gpt-6-sol --base-url " + service.url(""));
+  EXPECT_EQ(failed.code, 1);
+  EXPECT_EQ(service.requestCount(), 1);
+  EXPECT_NE(failed.err.find("[AIHTTPClient]"), std::string::npos) << "the failure was logged";
+  EXPECT_NE(failed.err.find("[redacted]"), std::string::npos) << failed.err;
+  EXPECT_EQ(transcript_.find(key), std::string::npos) << transcript_;
+  std::vector<std::string> files = {folder_.file("config/settings.json")};
+  for (const auto& entry : fs::recursive_directory_iterator(folder_.file("data"))) {
+    if (entry.is_regular_file()) files.push_back(entry.path().string());
+  }
+  for (const auto& file : files) EXPECT_EQ(readAll(file).find(key), std::string::npos) << file;
 }
 
 }  // namespace

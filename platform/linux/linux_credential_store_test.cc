@@ -151,7 +151,7 @@ TEST_F(FileCredentialStoreTest, FallsBackToTheFileOnceTheServiceFailsAndSaysSoOn
 const char* childMode() { return std::getenv("ZEPHYL_SECRET_SERVICE_CHILD"); }
 
 TEST(SecretServiceChild, WriteThenReplace) {
-  if (!childMode()) GTEST_SKIP() << "runs inside SecretServiceCredentialStore tests";
+  if (!childMode()) GTEST_SKIP() << "runs inside SecretServiceKeyringTest tests";
   SecretServiceCredentialStore store(5s);
   store.setSecret("openAIAPIKey", "sk-first");
   EXPECT_EQ(store.secret("openAIAPIKey"), "sk-first");
@@ -161,7 +161,7 @@ TEST(SecretServiceChild, WriteThenReplace) {
 }
 
 TEST(SecretServiceChild, ReadBackInAFreshProcessThenRemove) {
-  if (!childMode()) GTEST_SKIP() << "runs inside SecretServiceCredentialStore tests";
+  if (!childMode()) GTEST_SKIP() << "runs inside SecretServiceKeyringTest tests";
   testing::TestFolder folder;
   LinuxCredentialStore store(std::make_unique<SecretServiceCredentialStore>(5s),
                              folder.file("c/credentials.json"),
@@ -209,8 +209,21 @@ int runInKeyringSession(bool unlock, const std::vector<std::string>& filters, co
   return std::system(("dbus-run-session -- sh '" + script + "' 2>&1").c_str());
 }
 
-TEST(SecretServiceCredentialStore, StoresReadsReplacesAndRemovesInARealKeyring) {
-  if (!haveKeyringTools()) GTEST_SKIP() << "dbus-run-session or gnome-keyring-daemon is not installed";
+// Where the keyring packages were installed (scripts/test.sh says so with
+// ZEPHYL_REQUIRE_KEYRING=1), missing tools are a failure, not a skip.
+class SecretServiceKeyringTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (haveKeyringTools()) return;
+    const char* required = std::getenv("ZEPHYL_REQUIRE_KEYRING");
+    if (required != nullptr && std::string(required) == "1") {
+      FAIL() << "ZEPHYL_REQUIRE_KEYRING=1, but dbus-run-session or gnome-keyring-daemon is not installed";
+    }
+    GTEST_SKIP() << "dbus-run-session or gnome-keyring-daemon is not installed";
+  }
+};
+
+TEST_F(SecretServiceKeyringTest, StoresReadsReplacesAndRemovesInARealKeyring) {
   testing::TestFolder home;
   // Two processes in one session: the second reads what the first wrote.
   EXPECT_EQ(runInKeyringSession(true,
@@ -220,8 +233,7 @@ TEST(SecretServiceCredentialStore, StoresReadsReplacesAndRemovesInARealKeyring) 
             0);
 }
 
-TEST(SecretServiceCredentialStore, LockedKeyringFallsBackToTheFile) {
-  if (!haveKeyringTools()) GTEST_SKIP() << "dbus-run-session or gnome-keyring-daemon is not installed";
+TEST_F(SecretServiceKeyringTest, LockedKeyringFallsBackToTheFile) {
   testing::TestFolder home;
   EXPECT_EQ(runInKeyringSession(false, {"SecretServiceChild.LockedKeyringFallsBackToTheFile"}, home.path()),
             0);

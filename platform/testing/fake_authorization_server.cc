@@ -1,12 +1,17 @@
 #include "platform/testing/fake_authorization_server.h"
 
+#include <algorithm>
+#include <map>
+
 #include "ai/oauth_encoding.h"
 #include "ai/oauth_pkce.h"
+#include "core/json_value.h"
 
 namespace zephyl::platform::testing {
 namespace {
 
 constexpr const char* kIssuedCode = "code-from-the-fake-issuer";
+constexpr const char* kIssuedDeviceCode = "device-code-from-the-fake-issuer";
 
 void respond(LoopbackConnection& connection, int status, const std::string& body,
              const std::string& extraHeaders = "") {
@@ -55,17 +60,71 @@ void FakeAuthorizationServer::handle(const LoopbackRequest& request, LoopbackCon
     respond(connection, 302, "", "Location: " + location + "\r\n");
     return;
   }
+  if (request.target == "/oauth/device/code") {
+    const std::string body = R"({"device_code":")" + std::string(kIssuedDeviceCode) + R"(","user_code":")" +
+                             kUserCode + R"(","verification_uri":")" + server_.url("/device") +
+                             R"(","expires_in":)" + std::to_string(deviceExpiresIn_) + R"(,"interval":1})";
+    respond(connection, 200, body);
+    return;
+  }
   if (request.target == "/oauth/token") {
-    ++tokenRequests_;
-    lastTokenRequest_ = request.body;
-    auto form = ai::parseQuery(request.body);
-    const bool valid = form["grant_type"] == "authorization_code" && form["code"] == kIssuedCode &&
-                       ai::pkceS256Challenge(form["code_verifier"]) == challenge_ &&
-                       form["redirect_uri"].ends_with("/auth/callback");
-    respond(connection, valid ? tokenStatus_ : 400, valid ? tokenReply_ : kInvalidGrant);
+    const Reply reply = answerTokenRequest(request);
+    respond(connection, reply.status, reply.body);
     return;
   }
   respond(connection, 404, "{}");
+}
+
+FakeAuthorizationServer::Reply FakeAuthorizationServer::answerTokenRequest(const LoopbackRequest& request) {
+  ++tokenRequests_;
+  lastTokenRequest_ = request.body;
+  std::map<std::string, std::string> form;
+  if (request.body.starts_with("{")) {  // the ChatGPT issuer's refresh is JSON
+    const core::JSONValue body = core::JSONValue::parse(request.body);
+    for (const auto& [key, value] : *body.object()) {
+      if (value.string() != nullptr) form[key] = *value.string();
+    }
+  } else {
+    form = ai::parseQuery(request.body);
+  }
+  const std::string grant = form["grant_type"];
+  if (grant == "refresh_token") {
+    ++refreshRequests_;
+    if (!refreshToken_.empty() && form["refresh_token"] == refreshToken_) return refreshReply_;
+    return {400, kInvalidGrant};
+  }
+  if (grant == "urn:ietf:params:oauth:grant-type:device_code") {
+    pollTimes_.push_back(std::chrono::steady_clock::now());
+    if (form["device_code"] != kIssuedDeviceCode || devicePolls_.empty()) return {400, kInvalidGrant};
+    return devicePolls_[std::min(pollTimes_.size(), devicePolls_.size()) - 1];
+  }
+  const bool valid = grant == "authorization_code" && form["code"] == kIssuedCode &&
+                     ai::pkceS256Challenge(form["code_verifier"]) == challenge_ &&
+                     form["redirect_uri"].ends_with("/auth/callback");
+  return valid ? Reply{tokenStatus_, tokenReply_} : Reply{400, kInvalidGrant};
+}
+
+void FakeAuthorizationServer::acceptRefresh(std::string refreshToken, Reply reply) {
+  std::lock_guard lock(mutex_);
+  refreshToken_ = std::move(refreshToken);
+  refreshReply_ = std::move(reply);
+}
+
+int FakeAuthorizationServer::refreshRequests() const {
+  std::lock_guard lock(mutex_);
+  return refreshRequests_;
+}
+
+void FakeAuthorizationServer::scriptDevicePolls(std::vector<Reply> polls, int expiresIn) {
+  std::lock_guard lock(mutex_);
+  devicePolls_ = std::move(polls);
+  deviceExpiresIn_ = expiresIn;
+  pollTimes_.clear();
+}
+
+std::vector<std::chrono::steady_clock::time_point> FakeAuthorizationServer::pollTimes() const {
+  std::lock_guard lock(mutex_);
+  return pollTimes_;
 }
 
 void FakeAuthorizationServer::setTokenReply(int status, std::string body) {
