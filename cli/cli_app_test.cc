@@ -328,7 +328,8 @@ TEST_F(CliAppTest, MissingUnreadableAndCorruptDatabasesExitOneWithClearMessages)
   std::ofstream(directory_ / "config" / "settings.json") << R"({"notesDatabasePath": 123})";
   const CommandResult wrongType = run({"--config-dir", (directory_ / "config").string(), "notes"});
   EXPECT_EQ(wrongType.code, 1);
-  EXPECT_NE(wrongType.err.find("notesDatabasePath (it must be a string)"), std::string::npos) << wrongType.err;
+  EXPECT_NE(wrongType.err.find("notesDatabasePath (it must be a string)"), std::string::npos)
+      << wrongType.err;
 }
 
 TEST_F(CliAppTest, UsageErrorsExitTwo) {

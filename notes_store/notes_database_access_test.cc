@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <set>
 #include <fstream>
 #include <map>
+#include <set>
 #include <sstream>
 
 #include "core/error.h"
@@ -186,14 +186,16 @@ TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
   const struct {
     const char* column;
     std::optional<core::TimePoint> NotesNoteRow::*field;
-  } dates[] = {{"zcreationdate3", &NotesNoteRow::createdAt}, {"zmodificationdate1", &NotesNoteRow::modifiedAt}};
+  } dates[] = {{"zcreationdate3", &NotesNoteRow::createdAt},
+               {"zmodificationdate1", &NotesNoteRow::modifiedAt}};
   for (const auto& date : dates) {
     for (const auto& c : cases) {
       SCOPED_TRACE(std::string(date.column) + " = " + c.stored);
       sqlite3* db = nullptr;
       ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-      const std::string update = std::string("UPDATE ziccloudsyncingobject SET zcreationdate3 = 0, "
-                                             "zmodificationdate1 = 0; UPDATE ziccloudsyncingobject SET ") +
+      const std::string update = std::string(
+                                     "UPDATE ziccloudsyncingobject SET zcreationdate3 = 0, "
+                                     "zmodificationdate1 = 0; UPDATE ziccloudsyncingobject SET ") +
                                  date.column + " = " + c.stored + " WHERE z_pk = " + std::to_string(note);
       EXPECT_EQ(sqlite3_exec(db, update.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
       sqlite3_close(db);
@@ -330,9 +332,8 @@ TEST_F(NotesDatabaseAccessTest, BodiesStoredPastTheInflatedLimitAreNotFetched) {
     }
     const auto bodies = NotesDatabaseAccess::fetchNoteBodies(c, dataKeys);
     std::map<int64_t, NotesCandidateBodyRow> candidates;
-    NotesDatabaseAccess::forEachCandidateBody(c, [&](NotesCandidateBodyRow row) {
-      candidates.emplace(row.key, std::move(row));
-    });
+    NotesDatabaseAccess::forEachCandidateBody(
+        c, [&](NotesCandidateBodyRow row) { candidates.emplace(row.key, std::move(row)); });
     for (size_t i = 0; i < std::size(cases); ++i) {
       SCOPED_TRACE(cases[i].stored);
       const size_t fetched = cases[i].overLimit ? 0 : cases[i].stored;
@@ -548,9 +549,13 @@ class ReadOnlyFolderVfs {
       methods_.xWrite = [](sqlite3_file* f, const void* b, int n, sqlite3_int64 o) {
         return real(f)->pMethods->xWrite(real(f), b, n, o);
       };
-      methods_.xTruncate = [](sqlite3_file* f, sqlite3_int64 n) { return real(f)->pMethods->xTruncate(real(f), n); };
+      methods_.xTruncate = [](sqlite3_file* f, sqlite3_int64 n) {
+        return real(f)->pMethods->xTruncate(real(f), n);
+      };
       methods_.xSync = [](sqlite3_file* f, int flags) { return real(f)->pMethods->xSync(real(f), flags); };
-      methods_.xFileSize = [](sqlite3_file* f, sqlite3_int64* n) { return real(f)->pMethods->xFileSize(real(f), n); };
+      methods_.xFileSize = [](sqlite3_file* f, sqlite3_int64* n) {
+        return real(f)->pMethods->xFileSize(real(f), n);
+      };
       methods_.xLock = [](sqlite3_file* f, int l) { return real(f)->pMethods->xLock(real(f), l); };
       methods_.xUnlock = [](sqlite3_file* f, int l) { return real(f)->pMethods->xUnlock(real(f), l); };
       methods_.xCheckReservedLock = [](sqlite3_file* f, int* r) {
@@ -582,14 +587,17 @@ class ReadOnlyFolderVfs {
   struct File {
     sqlite3_file base;
     const char* name;  // valid until xClose, as SQLite promises
-  };  // the default VFS's file follows, at an 8-byte boundary
-  static sqlite3_file* real(sqlite3_file* f) { return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(f) + 1); }
+  };                   // the default VFS's file follows, at an 8-byte boundary
+  static sqlite3_file* real(sqlite3_file* f) {
+    return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(f) + 1);
+  }
 
   static int open(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* f, int flags, int* outFlags) {
     f->pMethods = nullptr;
     reinterpret_cast<File*>(f)->name = name;
     if (name != nullptr && !fs::exists(name)) {
-      if ((flags & SQLITE_OPEN_WAL) != 0 && kind_ == Kind::kNoWritePermission) return SQLITE_READONLY_DIRECTORY;
+      if ((flags & SQLITE_OPEN_WAL) != 0 && kind_ == Kind::kNoWritePermission)
+        return SQLITE_READONLY_DIRECTORY;
       return SQLITE_CANTOPEN;
     }
     if ((flags & SQLITE_OPEN_READWRITE) != 0) {
@@ -689,7 +697,8 @@ TEST_F(NotesDatabaseAccessTest, FolderWithoutSearchPermissionIsUnreadableNotMiss
   // Through the file-system interface, as any user: the in-memory folder of mode 0.
   platform::testing::InMemoryFileSystem memory;
   memory.denySearch("/media/locked");
-  for (const std::string granted : {"/media/locked", "/media/locked/copy.sqlite", "/media/locked/NoteStore.sqlite"}) {
+  for (const std::string granted :
+       {"/media/locked", "/media/locked/copy.sqlite", "/media/locked/NoteStore.sqlite"}) {
     SCOPED_TRACE(granted);
     FakeNotesDatabaseGrant grant(granted);
     NotesDatabaseAccess access(grant, memory, "/home/nobody");

@@ -14,8 +14,7 @@ namespace {
 std::string boundedBody(std::string_view column) {
   const std::string limit = std::to_string(kMaxInflatedNoteBodyBytes);
   const std::string over = "length(" + std::string(column) + ") > " + limit;
-  return "CASE WHEN " + over + " THEN NULL ELSE " + std::string(column) + " END, COALESCE(" + over +
-         ", 0)";
+  return "CASE WHEN " + over + " THEN NULL ELSE " + std::string(column) + " END, COALESCE(" + over + ", 0)";
 }
 
 // One "alias.column = account.z_pk" term per candidate column that exists,
