@@ -30,6 +30,8 @@ notes_store::NotesDatabaseAccess& CliContext::notesDatabase() {
     grant_ = std::make_unique<platform::ConfiguredPathGrant>(configuredPath_->path);
     notesDatabase_ =
         std::make_unique<notes_store::NotesDatabaseAccess>(*grant_, fileSystem_, directories().homeDirectory);
+    notesDatabase_->setWarningHandler(
+        [this](std::string_view text) { streams_.err << "zephyl: warning: " << text << '\n'; });
   }
   return *notesDatabase_;
 }

@@ -1,6 +1,7 @@
 #include "cli/commands.h"
 #include "cli/terminal.h"
 #include "notes_store/library_exporter.h"
+#include "notes_store/note_body_decoder.h"
 
 namespace zephyl::cli {
 
@@ -42,14 +43,23 @@ void addExportCommand(CLI::App& app, CliContext& context) {
     if (summary.lockedSkipped > 0) {
       out << "  " << summary.lockedSkipped << " skipped: locked with a password\n";
     }
+    // The first ten of a list of skipped notes, one a line.
+    auto listSkipped = [&](size_t count, const auto& line) {
+      constexpr size_t kListed = 10;
+      for (size_t i = 0; i < count && i < kListed; ++i) out << "    " << line(i) << "\n";
+      if (count > kListed) out << "    and " << count - kListed << " more\n";
+    };
+    if (!summary.overLimitSkipped.empty()) {
+      out << "  " << summary.overLimitSkipped.size() << " skipped: " << notes_store::kNoteBodyOverLimitText
+          << "\n";
+      listSkipped(summary.overLimitSkipped.size(),
+                  [&](size_t i) { return printable(summary.overLimitSkipped[i]); });
+    }
     if (!summary.skipped.empty()) {
       out << "  " << summary.skipped.size() << " skipped: could not be written\n";
-      constexpr size_t kListed = 10;
-      for (size_t i = 0; i < summary.skipped.size() && i < kListed; ++i) {
-        out << "    " << printable(summary.skipped[i].path) << ": " << summary.skipped[i].reason << "\n";
-      }
-      if (summary.skipped.size() > kListed)
-        out << "    and " << summary.skipped.size() - kListed << " more\n";
+      listSkipped(summary.skipped.size(), [&](size_t i) {
+        return printable(summary.skipped[i].path) + ": " + summary.skipped[i].reason;
+      });
     }
     if (summary.withoutBody > 0) {
       out << "  " << summary.withoutBody << " without a readable body: written from title and preview\n";

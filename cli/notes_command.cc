@@ -24,8 +24,10 @@ std::string folderPath(const NoteListing& listing, const NotesNoteRow& note) {
   return note.accountName.empty() ? note.folderName : note.accountName + " › " + note.folderName;
 }
 
-std::string shortTime(core::TimePoint time) {
-  const std::string text = core::formatIso8601(time);
+// "2026-11-14 09:30", or as many spaces for a note without a valid date, to keep the columns.
+std::string shortTime(const std::optional<core::TimePoint>& time) {
+  if (!time) return std::string(16, ' ');
+  const std::string text = core::formatIso8601(*time);
   return text.substr(0, 10) + " " + text.substr(11, 5);
 }
 

@@ -24,7 +24,7 @@ ShownNote loadShownNote(NotesDatabaseConnection& connection, const std::string& 
   if (shown.locked) return shown;
   const std::string body = row->bodyData.value_or("");
   shown.parsed = notes_store::decodeNoteBody(body, key);
-  shown.overLimit = shown.parsed.overLimit;
+  shown.overLimit = row->bodyOverLimit || shown.parsed.overLimit;
   if (shown.overLimit) return shown;
   const auto document = notes_store::decodeNoteDocument(body);
   notes_store::NoteTables tables;

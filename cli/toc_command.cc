@@ -28,6 +28,7 @@ void addTocCommand(CLI::App& app, CliContext& context) {
       const auto row = NotesDatabaseAccess::fetchNote(connection, key);
       result.title = row ? row->title : "";
       result.locked = NotesDatabaseAccess::isPasswordProtected(connection, key);
+      result.overLimit = row && row->bodyOverLimit;
       if (result.locked || !row || !row->bodyData) return result;
       if (const auto document = notes_store::decodeNoteDocument(*row->bodyData, &result.overLimit)) {
         result.contents = notes_store::makeNoteTableOfContents(*document);

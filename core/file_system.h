@@ -18,6 +18,12 @@ class FileSystem {
   // True when a folder exists at path.
   virtual bool isDirectory(const std::string& path) = 0;
 
+  // The folder on the way to path that this process may not search, when that is
+  // why nothing can be told about path (stat fails with EACCES); nullopt when
+  // path exists, or is simply missing. Lets a caller say "cannot be read" rather
+  // than "not found".
+  virtual std::optional<std::string> unsearchableFolderOnPath(const std::string& path) = 0;
+
   // True when path itself is a symbolic link (not followed), whatever it points to.
   virtual bool isSymbolicLink(const std::string& path) = 0;
 

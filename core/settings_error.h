@@ -10,11 +10,12 @@ namespace zephyl::core {
 
 class SettingsError : public Error {
  public:
-  enum class Code { kMalformedFile, kUnreadableFile, kWriteFailed };
+  enum class Code { kMalformedFile, kUnreadableFile, kWriteFailed, kWrongType };
 
-  // `path` names the settings file; `detail` is the parser's or the system's reason.
-  SettingsError(Code code, std::string path, std::string detail)
-      : Error(std::string(text(code)) + ": " + path + (detail.empty() ? "" : " (" + detail + ")")),
+  // `subject` names the settings file, or for kWrongType the key; `detail` is the
+  // parser's or the system's reason, or the type the key must have.
+  SettingsError(Code code, std::string subject, std::string detail)
+      : Error(std::string(text(code)) + ": " + subject + (detail.empty() ? "" : " (" + detail + ")")),
         code_(code) {}
 
   static std::string_view text(Code code) {
@@ -25,6 +26,8 @@ class SettingsError : public Error {
         return "The settings file cannot be read";
       case Code::kWriteFailed:
         return "The settings could not be saved";
+      case Code::kWrongType:
+        return "A setting in the settings file has a value of the wrong type; fix or remove it";
     }
     return {};
   }

@@ -26,6 +26,11 @@ class SettingsStore {
   // Any value, for structured settings such as keyboard shortcuts.
   virtual std::optional<JSONValue> jsonValue(const std::string& key) = 0;
 
+  // For a setting whose wrong value must not pass for "not set": the string, or
+  // nullopt when the key is absent or null. Throws SettingsError (kWrongType,
+  // naming the key and "a string") when it holds another type.
+  std::optional<std::string> checkedStringValue(const std::string& key);
+
   // Each keeps every other key as it is. Throw SettingsError.
   virtual void setBool(const std::string& key, bool value) = 0;
   virtual void setInteger(const std::string& key, int64_t value) = 0;

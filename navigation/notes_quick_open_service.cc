@@ -275,8 +275,8 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
       const auto it = noteOfBody.find(dataKey);
       if (it == noteOfBody.end()) continue;
       const QuickOpenNote& note = snapshot_.notes[it->second];
-      bool tooLarge = false;
-      auto text = bodyText(blob, note.noteKey, tooLarge);
+      bool tooLarge = blob.overLimit;
+      auto text = tooLarge ? std::nullopt : bodyText(blob.bytes, note.noteKey, tooLarge);
       if (tooLarge) {
         // Not cached as its preview either: each update says again that it was skipped.
         overLimit.insert(it->second);

@@ -1,6 +1,7 @@
 #include "notes_store/backlinks_index.h"
 
 #include <algorithm>
+#include <functional>
 #include <set>
 #include <utility>
 
@@ -24,21 +25,13 @@ bool startsWithIgnoringCase(std::string_view text, std::string_view prefix) {
   return text.size() >= prefix.size() && lowerAscii(text.substr(0, prefix.size())) == prefix;
 }
 
-struct Snapshot {
-  std::vector<NotesLinkTargetRow> targets;
-  std::vector<NotesLinkAttachmentRow> links;
-  std::vector<NotesCandidateBodyRow> bodies;
-};
-
-Snapshot readSnapshot(NotesDatabaseConnection& connection) {
+// Runs `read` in one read transaction, so that everything it reads sees one
+// state of the library.
+void inReadTransaction(NotesDatabaseConnection& connection, const std::function<void()>& read) {
   NotesDatabaseAccess::executeStatement(connection, "BEGIN DEFERRED");
   try {
-    Snapshot snapshot;
-    snapshot.targets = NotesDatabaseAccess::fetchLinkTargets(connection);
-    snapshot.links = NotesDatabaseAccess::fetchLinkAttachments(connection);
-    snapshot.bodies = NotesDatabaseAccess::fetchCandidateBodies(connection);
+    read();
     NotesDatabaseAccess::executeStatement(connection, "COMMIT");
-    return snapshot;
   } catch (...) {
     try {
       NotesDatabaseAccess::executeStatement(connection, "ROLLBACK");
@@ -61,14 +54,7 @@ std::optional<std::string> noteLinkTargetIdentifier(std::string_view link) {
 }
 
 BacklinksIndex BacklinksIndex::build(NotesDatabaseConnection& connection) {
-  const Snapshot snapshot = readSnapshot(connection);
   BacklinksIndex index;
-  std::unordered_map<int64_t, const NotesLinkTargetRow*> targetByKey;
-  for (const auto& target : snapshot.targets) {
-    index.keyByIdentifier_.emplace(lowerAscii(target.identifier), target.key);
-    targetByKey.emplace(target.key, &target);
-  }
-
   std::set<std::pair<int64_t, int64_t>> seen;  // (target, source)
   auto add = [&](int64_t targetKey, NoteBacklink backlink) {
     if (targetKey == backlink.sourceKey || !seen.emplace(targetKey, backlink.sourceKey).second) return;
@@ -79,28 +65,40 @@ BacklinksIndex BacklinksIndex::build(NotesDatabaseConnection& connection) {
     if (!identifier) return std::nullopt;
     return index.noteKeyForIdentifier(*identifier);
   };
-
-  for (const auto& link : snapshot.links) {
-    if (!link.sourceKey || link.sourceMarkedForDeletion == 1) continue;
-    const auto target = targetOf(link.tokenContentIdentifier);
-    if (!target) continue;
-    add(*target, {*link.sourceKey, link.sourceIdentifier, link.sourceTitle, link.sourceLocation});
-  }
-  for (const auto& body : snapshot.bodies) {
-    if (!body.bodyData) continue;
-    const auto source = targetByKey.find(body.key);
-    if (source == targetByKey.end()) continue;
-    const auto parsed = decodeNoteBody(*body.bodyData, body.key);
-    if (parsed.overLimit) index.overLimitNoteKeys_.push_back(body.key);
-    const auto* candidate = parsed.firstWithText();
-    if (candidate == nullptr) continue;
-    for (const auto& link : candidate->links) {
-      const auto target = targetOf(link);
-      if (!target) continue;
-      const NotesLinkTargetRow& row = *source->second;
-      add(*target, {row.key, row.identifier, row.title, row.location});
+  inReadTransaction(connection, [&] {
+    const std::vector<NotesLinkTargetRow> targets = NotesDatabaseAccess::fetchLinkTargets(connection);
+    std::unordered_map<int64_t, const NotesLinkTargetRow*> targetByKey;
+    for (const auto& target : targets) {
+      index.keyByIdentifier_.emplace(lowerAscii(target.identifier), target.key);
+      targetByKey.emplace(target.key, &target);
     }
-  }
+    for (const auto& link : NotesDatabaseAccess::fetchLinkAttachments(connection)) {
+      if (!link.sourceKey || link.sourceMarkedForDeletion == 1) continue;
+      const auto target = targetOf(link.tokenContentIdentifier);
+      if (!target) continue;
+      add(*target, {*link.sourceKey, link.sourceIdentifier, link.sourceTitle, link.sourceLocation});
+    }
+    // Row by row: only one body is in memory at a time, whatever the library holds.
+    NotesDatabaseAccess::forEachCandidateBody(connection, [&](NotesCandidateBodyRow body) {
+      const auto source = targetByKey.find(body.key);
+      if (source == targetByKey.end()) return;
+      if (body.bodyOverLimit) {
+        index.overLimitNoteKeys_.push_back(body.key);
+        return;
+      }
+      if (!body.bodyData) return;
+      const auto parsed = decodeNoteBody(*body.bodyData, body.key);
+      if (parsed.overLimit) index.overLimitNoteKeys_.push_back(body.key);
+      const auto* candidate = parsed.firstWithText();
+      if (candidate == nullptr) return;
+      for (const auto& link : candidate->links) {
+        const auto target = targetOf(link);
+        if (!target) continue;
+        const NotesLinkTargetRow& row = *source->second;
+        add(*target, {row.key, row.identifier, row.title, row.location});
+      }
+    });
+  });
   for (auto& [target, backlinks] : index.backlinks_) {
     std::sort(backlinks.begin(), backlinks.end(), [](const NoteBacklink& a, const NoteBacklink& b) {
       return std::tie(a.sourceTitle, a.sourceKey) < std::tie(b.sourceTitle, b.sourceKey);

@@ -141,7 +141,7 @@ std::string frontMatter(const NotesNoteRow& note, const std::string& folderPath)
   out += "id: " + yamlQuoted(note.id) + "\n";
   out += "title: " + yamlQuoted(note.title) + "\n";
   out += "created: " + (note.createdAt ? core::formatIso8601(*note.createdAt) : std::string("null")) + "\n";
-  out += "modified: " + core::formatIso8601(note.modifiedAt) + "\n";
+  out += "modified: " + core::formatIso8601(note.modifiedAt).value_or("null") + "\n";
   out += "folder: " + yamlQuoted(folderPath) + "\n";
   out += "---\n\n";
   return out;
@@ -250,8 +250,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
 
   // Older notes choose names first, so a new note never takes an old one's name.
   std::sort(notes.begin(), notes.end(), [](const NotesNoteRow& a, const NotesNoteRow& b) {
-    const auto aTime = a.createdAt.value_or(a.modifiedAt);
-    const auto bTime = b.createdAt.value_or(b.modifiedAt);
+    const auto aTime = a.createdAt ? a.createdAt : a.modifiedAt;
+    const auto bTime = b.createdAt ? b.createdAt : b.modifiedAt;
     if (aTime != bTime) return aTime < bTime;
     return keyFromObjectURI(a.id).value_or(0) < keyFromObjectURI(b.id).value_or(0);
   });
@@ -325,7 +325,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
       std::vector<int64_t> keys;
       for (size_t i = start; i < end; ++i) {
         const NotesNoteRow& note = notes[i];
-        const std::string modified = core::formatIso8601(note.modifiedAt);
+        const std::string modified = core::formatIso8601(note.modifiedAt).value_or("");
         if (note.isPasswordProtected != 0) {
           ++summary.lockedSkipped;
           continue;
@@ -354,11 +354,13 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
         bool overLimit = false;
         if (note.noteDataPK) {
           if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
-            document = decodeNoteDocument(body->second, &overLimit);
+            overLimit = body->second.overLimit;
+            if (!overLimit) document = decodeNoteDocument(body->second.bytes, &overLimit);
           }
         }
         if (overLimit) {
-          skip(targets[i], std::string(kNoteBodyOverLimitText));
+          log().warning() << "Skipped a note: " << kNoteBodyOverLimitText;
+          summary.overLimitSkipped.push_back(targets[i]);
           continue;
         }
         NoteTables tables;
@@ -423,7 +425,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
           removeEarlierFile(files, directory, *previous[i]);
           ++summary.renamed;
         }
-        manifest[note.id] = {targets[i], core::formatIso8601(note.modifiedAt)};
+        manifest[note.id] = {targets[i], core::formatIso8601(note.modifiedAt).value_or("")};
         ++summary.written;
       }
       if (options.progress) options.progress(end, notes.size());

@@ -46,7 +46,7 @@ struct LibraryExportOptions {
 };
 
 // A note that was not written, and why ("File name too long", a refused
-// symbolic link, a body over the size limit).
+// symbolic link).
 struct LibraryExportSkippedNote {
   std::string path;  // the file it would have had, relative to the export folder
   std::string reason;
@@ -61,7 +61,9 @@ struct LibraryExportSummary {
   size_t renamed = 0;           // moved to a new name (title or folder changed)
   size_t tablesUnreadable = 0;  // tables that could not be decoded (shown as placeholders)
   size_t folders = 0;
-  std::vector<LibraryExportSkippedNote> skipped;
+  std::vector<LibraryExportSkippedNote> skipped;  // could not be written
+  // Notes whose body is past kMaxInflatedNoteBodyBytes, by the file they would have had.
+  std::vector<std::string> overLimitSkipped;
   // Files of an earlier export whose notes are gone; left in place.
   std::vector<std::string> staleFiles;
 };

@@ -20,9 +20,11 @@ namespace zephyl::notes_store {
 
 // The most bytes one body (or table blob) may hold once inflated. The longest
 // real notes hold a few hundred kilobytes of text and runs; a crafted body that
-// inflates a thousandfold is refused at this size. Decoding and rendering take
-// up to about 80 bytes of memory per inflated byte (a run per character), so
-// this bounds what every command spends on one note to well under a gigabyte.
+// inflates a thousandfold is refused at this size, and one stored longer than
+// this is not even fetched. Measured worst case: `show` and `export` of a body
+// of two-byte lines peak at about 125 bytes of memory per inflated byte (a line
+// and its Markdown per two bytes), so one note costs at most about 1 GB; a body
+// of one-character runs about 40 bytes per byte, `search` and `backlinks` less.
 inline constexpr size_t kMaxInflatedNoteBodyBytes = size_t{8} << 20;
 // What a command says of a note it skips for that reason.
 inline constexpr std::string_view kNoteBodyOverLimitText =

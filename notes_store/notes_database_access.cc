@@ -30,6 +30,35 @@ std::string joinPath(const std::string& folder, std::string_view name) {
   return path;
 }
 
+// "file:" URI of a path, with the characters that URIs give a meaning escaped.
+std::string fileURI(const std::string& path) {
+  std::string uri = path.starts_with('/') ? "file://" : "file:";
+  for (const char c : path) {
+    if (c == '%' || c == '?' || c == '#') {
+      static constexpr char kHex[] = "0123456789ABCDEF";
+      uri += '%';
+      uri += kHex[static_cast<unsigned char>(c) >> 4];
+      uri += kHex[static_cast<unsigned char>(c) & 0xF];
+    } else {
+      uri += c;
+    }
+  }
+  return uri;
+}
+
+// Reads the schema, which is where a WAL database first needs its -shm: the
+// failure to create one shows here, not at sqlite3_open_v2.
+int probe(sqlite3* handle) {
+  sqlite3_stmt* statement = nullptr;
+  int result = sqlite3_prepare_v2(handle, "SELECT 1 FROM sqlite_master LIMIT 1", -1, &statement, nullptr);
+  if (result == SQLITE_OK) {
+    result = sqlite3_step(statement);
+    if (result == SQLITE_ROW || result == SQLITE_DONE) result = SQLITE_OK;
+  }
+  sqlite3_finalize(statement);
+  return result;
+}
+
 }  // namespace
 
 internal::OpenNotesDatabase::OpenNotesDatabase(sqlite3* handle, NotesDatabaseGrant* grant,
@@ -93,12 +122,42 @@ std::optional<NotesDatabaseAccess::OpenDatabase> NotesDatabaseAccess::openDataba
   OpenDatabase open(nullptr, scope, location.grantedPath.value_or(""));
 
   if (!fileSystem_.fileExists(location.path)) {
+    if (const auto folder = fileSystem_.unsearchableFolderOnPath(location.path)) {
+      log().error() << "No search permission on " << core::Private(*folder);
+      throw NotesDatabaseError(NotesDatabaseError::folderUnreadable(*folder));
+    }
     log().info() << "No Notes database at " << core::Private(location.path);
     return std::nullopt;
   }
   sqlite3* handle = nullptr;
-  const int result = sqlite3_open_v2(location.path.c_str(), &handle, SQLITE_OPEN_READONLY, nullptr);
+  int result = sqlite3_open_v2(location.path.c_str(), &handle, SQLITE_OPEN_READONLY, vfs());
   open.adopt(handle);
+  if (result == SQLITE_OK) result = probe(handle);
+  const int primary = (handle != nullptr ? sqlite3_extended_errcode(handle) : result) & 0xFF;
+  if (result != SQLITE_OK && (primary == SQLITE_CANTOPEN || primary == SQLITE_READONLY) &&
+      !fileSystem_.fileExists(location.path + "-shm")) {
+    // A WAL database needs its -shm beside the file, and SQLite could not create
+    // one: the folder is read-only media or one we may not write. Then, and only
+    // then, read it as immutable: SQLite takes no locks and ignores the -wal.
+    // That is safe here because no -shm exists, so no connection is using the WAL
+    // now (every one keeps the -shm while open), and we never write. What remains
+    // is a writer that starts while we read, which only someone who can write
+    // this folder could be (never on read-only media); at worst a statement then
+    // sees pages of two states: a "malformed" error or a stale row, never a
+    // write. What is lost are the changes still only in the -wal; the user is told.
+    log().warning() << "Cannot create the -shm of the Notes database (SQLite " << result
+                    << "); reading it as immutable";
+    sqlite3_close(handle);
+    open.adopt(nullptr);
+    handle = nullptr;
+    const std::string uri = fileURI(location.path) + "?immutable=1";
+    result = sqlite3_open_v2(uri.c_str(), &handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, vfs());
+    open.adopt(handle);
+    if (result == SQLITE_OK) result = probe(handle);
+    if (result == SQLITE_OK && fileSystem_.fileExists(location.path + "-wal") && warn_) {
+      std::call_once(walWarningOnce_, [this] { warn_(kUnreadWalWarning); });
+    }
+  }
   if (result != SQLITE_OK || handle == nullptr) {
     const std::string message = handle == nullptr ? NotesDatabaseError::kAuthorizationDenied
                                                   : internal::connectionErrorMessage(handle);
@@ -111,7 +170,7 @@ std::optional<NotesDatabaseAccess::OpenDatabase> NotesDatabaseAccess::openDataba
 bool NotesDatabaseAccess::canOpenDatabase(const std::string& path) const {
   if (!fileSystem_.fileExists(path)) return false;
   sqlite3* handle = nullptr;
-  const int result = sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READONLY, nullptr);
+  const int result = sqlite3_open_v2(path.c_str(), &handle, SQLITE_OPEN_READONLY, vfs());
   sqlite3_close(handle);
   return result == SQLITE_OK;
 }
@@ -141,9 +200,9 @@ std::optional<std::string> NotesDatabaseAccess::fetchStoreUUID(NotesDatabaseConn
   return statement.textColumn(0);
 }
 
-std::unordered_map<int64_t, std::string> NotesDatabaseAccess::fetchNoteBodies(
+std::unordered_map<int64_t, NotesBodyBlob> NotesDatabaseAccess::fetchNoteBodies(
     NotesDatabaseConnection& connection, const std::vector<int64_t>& keys, std::stop_token stop) {
-  std::unordered_map<int64_t, std::string> bodies;
+  std::unordered_map<int64_t, NotesBodyBlob> bodies;
   if (keys.empty()) return bodies;
   if (!hasNoteDataTable(connection)) return bodies;
   bodies.reserve(keys.size());
@@ -153,7 +212,11 @@ std::unordered_map<int64_t, std::string> NotesDatabaseAccess::fetchNoteBodies(
     SqliteStatement statement(connection.handle(), statements::noteBodiesByKey(count));
     for (size_t i = 0; i < count; ++i) statement.bindInt64(static_cast<int>(i + 1), keys[start + i]);
     while (statement.step()) {
-      if (auto blob = statement.blobColumn(1)) bodies[statement.int64Column(0)] = std::move(*blob);
+      if (statement.int64Column(2) != 0) {
+        bodies[statement.int64Column(0)] = {{}, true};
+      } else if (auto blob = statement.blobColumn(1)) {
+        bodies[statement.int64Column(0)] = {std::move(*blob), false};
+      }
     }
   }
   return bodies;
@@ -184,8 +247,8 @@ std::vector<NotesNoteRow> NotesDatabaseAccess::fetchNoteList(NotesDatabaseConnec
     note.noteDataPK = statement.optionalInt64Column(7);
     note.isPasswordProtected = statement.int64Column(8);
     note.createdAt = statement.timeColumn(9);
-    // The statement only selects notes with a modification time.
-    note.modifiedAt = statement.timeColumn(10).value_or(core::TimePoint{});
+    // The statement selects only notes with a modification date, which may still be no valid time.
+    note.modifiedAt = statement.timeColumn(10);
   }
   return notes;
 }
@@ -196,7 +259,7 @@ std::optional<NotesNoteBodyRow> NotesDatabaseAccess::fetchNote(NotesDatabaseConn
   statement.bindInt64(1, notePK);
   if (!statement.step()) return std::nullopt;
   return NotesNoteBodyRow{statement.int64Column(0), statement.textColumn(1), statement.textColumn(2),
-                          statement.blobColumn(3)};
+                          statement.blobColumn(3), statement.int64Column(4) != 0};
 }
 
 std::unordered_map<std::string, std::string> NotesDatabaseAccess::fetchInlineAttachmentTexts(
@@ -291,12 +354,12 @@ std::vector<NotesLinkTargetRow> NotesDatabaseAccess::fetchLinkTargets(NotesDatab
   return rows;
 }
 
-std::vector<NotesCandidateBodyRow> NotesDatabaseAccess::fetchCandidateBodies(
-    NotesDatabaseConnection& connection) {
+void NotesDatabaseAccess::forEachCandidateBody(NotesDatabaseConnection& connection,
+                                               const std::function<void(NotesCandidateBodyRow)>& visit) {
   SqliteStatement statement(connection.handle(), statements::candidateBodies());
-  std::vector<NotesCandidateBodyRow> rows;
-  while (statement.step()) rows.push_back({statement.int64Column(0), statement.blobColumn(1)});
-  return rows;
+  while (statement.step()) {
+    visit({statement.int64Column(0), statement.blobColumn(1), statement.int64Column(2) != 0});
+  }
 }
 
 const NotesSchema& NotesDatabaseConnection::schema() {

@@ -1,6 +1,7 @@
 // NotesDatabaseAccess: the only door through which Zephyl reads Apple Notes'
 // data. Every operation opens NoteStore.sqlite read-only (SQLITE_OPEN_READONLY and
-// nothing else: no pragma, no busy timeout, no shared cache), runs its statements,
+// nothing else: no pragma, no busy timeout, no shared cache; on media where
+// SQLite cannot create the -shm, immutable as well), runs its statements,
 // and closes the connection before it returns, on every path. The file is never
 // written.
 //
@@ -10,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -33,6 +35,12 @@ namespace zephyl::notes_store {
 inline constexpr std::string_view kNotesDatabaseFileName = "NoteStore.sqlite";
 inline constexpr std::string_view kNotesGroupContainerSubpath =
     "Library/Group Containers/group.com.apple.notes";
+
+// What the user is told, once per process, when the database had to be read
+// without its -wal file (see NotesDatabaseAccess::openDatabase).
+inline constexpr std::string_view kUnreadWalWarning =
+    "the Notes database is in a folder Zephyl cannot write, so it was read without its -wal file: "
+    "the most recent changes may be missing";
 
 // At most this many keys are bound to one note-bodies statement.
 inline constexpr size_t kNoteBodiesChunkSize = 500;
@@ -75,9 +83,10 @@ class NotesDatabaseAccess {
   std::string resolveDatabasePath() const;
 
   // Opens the database read-only, runs `body(connection)`, closes it, and returns
-  // the body's result (bodies return a value); nullopt when no file exists at the resolved path. Throws
-  // NotesDatabaseError when SQLite cannot open the file, and whatever the body
-  // throws (after closing).
+  // the body's result (bodies return a value); nullopt when no file exists at the
+  // resolved path. Throws NotesDatabaseError when SQLite cannot open the file or
+  // a folder on the way to it may not be searched, and whatever the body throws
+  // (after closing).
   template <typename Body>
   auto withDatabase(Body&& body) -> std::optional<std::invoke_result_t<Body, NotesDatabaseConnection&>> {
     auto open = openDatabase();
@@ -89,6 +98,15 @@ class NotesDatabaseAccess {
   // True when the file exists and SQLite opens it read-only; the handle is closed at once.
   bool canOpenDatabase(const std::string& path) const;
 
+  // Called (from the opening thread) with kUnreadWalWarning the first time a
+  // database is read without its -wal file. Set before the first operation.
+  void setWarningHandler(std::function<void(std::string_view)> handler) { warn_ = std::move(handler); }
+
+  // The SQLite VFS that opens files, by registered name; empty for SQLite's
+  // default. For tests that make SQLite meet read-only media where chmod cannot
+  // (as root). Set before the first operation.
+  void setSqliteVfs(std::string name) { sqliteVfs_ = std::move(name); }
+
   // Lower-case column names of `table`; empty for an unknown table. Only the
   // constant names "ZICCLOUDSYNCINGOBJECT", "ZICNOTEDATA" and "Z_METADATA" are passed.
   static std::set<std::string> tableColumns(NotesDatabaseConnection& connection, std::string_view table);
@@ -97,12 +115,13 @@ class NotesDatabaseAccess {
   static void executeStatement(NotesDatabaseConnection& connection, const std::string& sql);
 
   // Bodies by note-data key, 500 keys a statement, in the given order; keys without
-  // a row (or with an empty blob) are absent. An empty list runs no statement; a
+  // a row (or with an empty blob) are absent, a blob stored past the size limit is
+  // present as overLimit without its bytes. An empty list runs no statement; a
   // store without ZICNOTEDATA gives an empty map. Throws core::CancellationError
   // when `stop` is requested before a chunk, NotesDatabaseError on SQLite failures.
-  static std::unordered_map<int64_t, std::string> fetchNoteBodies(NotesDatabaseConnection& connection,
-                                                                  const std::vector<int64_t>& keys,
-                                                                  std::stop_token stop = {});
+  static std::unordered_map<int64_t, NotesBodyBlob> fetchNoteBodies(NotesDatabaseConnection& connection,
+                                                                    const std::vector<int64_t>& keys,
+                                                                    std::stop_token stop = {});
 
   static std::optional<std::string> fetchStoreUUID(NotesDatabaseConnection& connection);
   static bool hasNoteDataTable(NotesDatabaseConnection& connection);
@@ -140,7 +159,10 @@ class NotesDatabaseAccess {
 
   static std::vector<NotesLinkAttachmentRow> fetchLinkAttachments(NotesDatabaseConnection& connection);
   static std::vector<NotesLinkTargetRow> fetchLinkTargets(NotesDatabaseConnection& connection);
-  static std::vector<NotesCandidateBodyRow> fetchCandidateBodies(NotesDatabaseConnection& connection);
+  // Calls `visit` with each live note's body, one row at a time, so that at most
+  // one body is in memory; what `visit` throws ends the statement and propagates.
+  static void forEachCandidateBody(NotesDatabaseConnection& connection,
+                                   const std::function<void(NotesCandidateBodyRow)>& visit);
 
  private:
   using OpenDatabase = internal::OpenNotesDatabase;
@@ -151,6 +173,7 @@ class NotesDatabaseAccess {
 
   ResolvedLocation resolveLocation() const;
   std::optional<OpenDatabase> openDatabase();
+  const char* vfs() const { return sqliteVfs_.empty() ? nullptr : sqliteVfs_.c_str(); }
 
   NotesDatabaseGrant& grant_;
   core::FileSystem& fileSystem_;
@@ -158,6 +181,9 @@ class NotesDatabaseAccess {
   mutable std::once_flag pathsOnce_;
   mutable std::string groupContainerPath_;  // written once under pathsOnce_
   mutable std::string defaultDatabasePath_;
+  std::function<void(std::string_view)> warn_;
+  std::string sqliteVfs_;
+  std::once_flag walWarningOnce_;
 };
 
 }  // namespace zephyl::notes_store

@@ -6,13 +6,17 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <set>
 #include <sstream>
 
 #include "core/error.h"
+#include "notes_store/note_body_decoder.h"
 #include "notes_store/notes_database_error.h"
 #include "notes_store/notes_library_builder.h"
 #include "platform/linux/posix_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
+#include "platform/testing/in_memory_file_system.h"
 #include "platform/testing/test_folder.h"
 
 namespace zephyl::notes_store {
@@ -178,18 +182,28 @@ TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
       {"'2024-01-01'", std::nullopt},
       {"x'00'", std::nullopt},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.stored);
-    sqlite3* db = nullptr;
-    ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-    const std::string update = std::string("UPDATE ziccloudsyncingobject SET zcreationdate3 = ") + c.stored +
-                               " WHERE z_pk = " + std::to_string(note);
-    EXPECT_EQ(sqlite3_exec(db, update.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-    sqlite3_close(db);
-    const auto notes =
-        read(path, [](auto& connection) { return NotesDatabaseAccess::fetchNoteList(connection); });
-    ASSERT_TRUE(notes && notes->size() == 1u);
-    EXPECT_EQ(core::formatIso8601(notes->front().createdAt), c.read);
+  // The same reading for both dates of a note; the note stays listed without a valid modification date.
+  const struct {
+    const char* column;
+    std::optional<core::TimePoint> NotesNoteRow::*field;
+  } dates[] = {{"zcreationdate3", &NotesNoteRow::createdAt},
+               {"zmodificationdate1", &NotesNoteRow::modifiedAt}};
+  for (const auto& date : dates) {
+    for (const auto& c : cases) {
+      SCOPED_TRACE(std::string(date.column) + " = " + c.stored);
+      sqlite3* db = nullptr;
+      ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+      const std::string update = std::string(
+                                     "UPDATE ziccloudsyncingobject SET zcreationdate3 = 0, "
+                                     "zmodificationdate1 = 0; UPDATE ziccloudsyncingobject SET ") +
+                                 date.column + " = " + c.stored + " WHERE z_pk = " + std::to_string(note);
+      EXPECT_EQ(sqlite3_exec(db, update.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+      sqlite3_close(db);
+      const auto notes =
+          read(path, [](auto& connection) { return NotesDatabaseAccess::fetchNoteList(connection); });
+      ASSERT_TRUE(notes && notes->size() == 1u);
+      EXPECT_EQ(core::formatIso8601(notes->front().*date.field), c.read);
+    }
   }
 }
 
@@ -240,7 +254,8 @@ TEST_F(NotesDatabaseAccessTest, FolderTreeIsCappedAt2000) {
 }
 
 int countBodyStatements(unsigned, void* context, void*, void* sql) {
-  if (std::string_view(static_cast<const char*>(sql)).starts_with("SELECT z_pk, zdata FROM zicnotedata")) {
+  if (std::string_view(static_cast<const char*>(sql)).find("FROM zicnotedata WHERE z_pk IN") !=
+      std::string_view::npos) {
     ++*static_cast<int*>(context);
   }
   return 0;
@@ -277,7 +292,7 @@ TEST_F(NotesDatabaseAccessTest, NoteBodiesAreFetchedInChunksOf500) {
         EXPECT_EQ(bodies.count(*n.noteDataPK), 0u);
       }
       if (n.title == "N1000") {
-        EXPECT_EQ(bodies.at(*n.noteDataPK), "body1000");
+        EXPECT_EQ(bodies.at(*n.noteDataPK), (NotesBodyBlob{"body1000", false}));
       }
     }
 
@@ -285,6 +300,54 @@ TEST_F(NotesDatabaseAccessTest, NoteBodiesAreFetchedInChunksOf500) {
     stop.request_stop();
     EXPECT_THROW(NotesDatabaseAccess::fetchNoteBodies(c, keys, stop.get_token()), core::CancellationError);
     sqlite3_trace_v2(c.handle(), 0, nullptr, nullptr);
+    return 0;
+  });
+}
+
+TEST_F(NotesDatabaseAccessTest, BodiesStoredPastTheInflatedLimitAreNotFetched) {
+  // Inflating never makes a blob shorter, so one stored longer than the limit is
+  // over it; every body query leaves its bytes in the file.
+  NotesLibraryBuilder builder;
+  const int64_t account = builder.addAccount({.name = "iCloud"});
+  const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
+  const struct {
+    size_t stored;
+    bool overLimit;
+  } cases[] = {{kMaxInflatedNoteBodyBytes, false}, {kMaxInflatedNoteBodyBytes + 1, true}};
+  std::vector<int64_t> notes;
+  for (const auto& c : cases) {
+    notes.push_back(builder.addNote({.title = "N" + std::to_string(c.stored),
+                                     .folder = folder,
+                                     .account7 = account,
+                                     .modifiedAt = 1,
+                                     .bodyData = std::string(c.stored, 'x')}));
+  }
+  const auto path = write(builder);
+  read(path, [&](NotesDatabaseConnection& c) {
+    std::map<std::string, int64_t> dataKeyOf;  // by title
+    std::vector<int64_t> dataKeys;
+    for (const auto& note : NotesDatabaseAccess::fetchNoteList(c)) {
+      dataKeyOf[note.title] = *note.noteDataPK;
+      dataKeys.push_back(*note.noteDataPK);
+    }
+    const auto bodies = NotesDatabaseAccess::fetchNoteBodies(c, dataKeys);
+    std::map<int64_t, NotesCandidateBodyRow> candidates;
+    NotesDatabaseAccess::forEachCandidateBody(
+        c, [&](NotesCandidateBodyRow row) { candidates.emplace(row.key, std::move(row)); });
+    for (size_t i = 0; i < std::size(cases); ++i) {
+      SCOPED_TRACE(cases[i].stored);
+      const size_t fetched = cases[i].overLimit ? 0 : cases[i].stored;
+      const auto byKey = NotesDatabaseAccess::fetchNote(c, notes[i]);
+      EXPECT_EQ(byKey->bodyOverLimit, cases[i].overLimit);
+      EXPECT_EQ(byKey->bodyData.value_or("").size(), fetched);
+      EXPECT_EQ(candidates.at(notes[i]).bodyOverLimit, cases[i].overLimit);
+      EXPECT_EQ(candidates.at(notes[i]).bodyData.value_or("").size(), fetched);
+      const int64_t dataKey = dataKeyOf.at("N" + std::to_string(cases[i].stored));
+      EXPECT_EQ(bodies.count(dataKey), 1u);
+      if (bodies.count(dataKey) == 0) continue;
+      EXPECT_EQ(bodies.at(dataKey).overLimit, cases[i].overLimit);
+      EXPECT_EQ(bodies.at(dataKey).bytes.size(), fetched);
+    }
     return 0;
   });
 }
@@ -373,7 +436,9 @@ TEST_F(NotesDatabaseAccessTest, NoteByKeyTablesAndLinks) {
         EXPECT_EQ(t.identifier, "AAAAAAAA-0000-0000-0000-000000000001");
       }
     }
-    EXPECT_EQ(NotesDatabaseAccess::fetchCandidateBodies(c).size(), 2u);
+    size_t candidates = 0;
+    NotesDatabaseAccess::forEachCandidateBody(c, [&](NotesCandidateBodyRow) { ++candidates; });
+    EXPECT_EQ(candidates, 2u);
 
     // The snapshot the backlinks index takes.
     NotesDatabaseAccess::executeStatement(c, "BEGIN DEFERRED");
@@ -451,6 +516,220 @@ TEST_F(NotesDatabaseAccessTest, CorruptAndReadOnlyFailuresCarrySQLiteMessages) {
   });
 }
 
+// A SQLite VFS over the default one that behaves as a folder this process
+// cannot write, the way the unix VFS meets one: a file that does not exist
+// cannot be created (read-only media: SQLITE_CANTOPEN; a folder without write
+// permission: SQLITE_READONLY_DIRECTORY for a new -wal), an existing one opens
+// read-only, and the -shm, which the unix VFS creates inside xShmMap, cannot
+// be created. Root ignores chmod, so the tests meet such folders this way.
+class ReadOnlyFolderVfs {
+ public:
+  static constexpr const char* kName = "zephyl-test-read-only-folder";
+  enum class Kind { kReadOnlyMedia, kNoWritePermission };
+
+  static void install(Kind kind) {
+    kind_ = kind;
+    static const bool registered = [] {
+      base_ = sqlite3_vfs_find(nullptr);
+      vfs_ = *base_;
+      vfs_.zName = kName;
+      vfs_.szOsFile = static_cast<int>(sizeof(File)) + base_->szOsFile;
+      vfs_.pNext = nullptr;
+      vfs_.xOpen = open;
+      methods_ = {};
+      methods_.iVersion = 2;  // no memory mapping
+      methods_.xClose = [](sqlite3_file* f) {
+        const int rc = real(f)->pMethods->xClose(real(f));
+        f->pMethods = nullptr;
+        return rc;
+      };
+      methods_.xRead = [](sqlite3_file* f, void* b, int n, sqlite3_int64 o) {
+        return real(f)->pMethods->xRead(real(f), b, n, o);
+      };
+      methods_.xWrite = [](sqlite3_file* f, const void* b, int n, sqlite3_int64 o) {
+        return real(f)->pMethods->xWrite(real(f), b, n, o);
+      };
+      methods_.xTruncate = [](sqlite3_file* f, sqlite3_int64 n) {
+        return real(f)->pMethods->xTruncate(real(f), n);
+      };
+      methods_.xSync = [](sqlite3_file* f, int flags) { return real(f)->pMethods->xSync(real(f), flags); };
+      methods_.xFileSize = [](sqlite3_file* f, sqlite3_int64* n) {
+        return real(f)->pMethods->xFileSize(real(f), n);
+      };
+      methods_.xLock = [](sqlite3_file* f, int l) { return real(f)->pMethods->xLock(real(f), l); };
+      methods_.xUnlock = [](sqlite3_file* f, int l) { return real(f)->pMethods->xUnlock(real(f), l); };
+      methods_.xCheckReservedLock = [](sqlite3_file* f, int* r) {
+        return real(f)->pMethods->xCheckReservedLock(real(f), r);
+      };
+      methods_.xFileControl = [](sqlite3_file* f, int op, void* a) {
+        return real(f)->pMethods->xFileControl(real(f), op, a);
+      };
+      methods_.xSectorSize = [](sqlite3_file* f) { return real(f)->pMethods->xSectorSize(real(f)); };
+      methods_.xDeviceCharacteristics = [](sqlite3_file* f) {
+        return real(f)->pMethods->xDeviceCharacteristics(real(f));
+      };
+      methods_.xShmMap = [](sqlite3_file* f, int page, int size, int extend, void volatile** p) {
+        const std::string shm = std::string(static_cast<File*>(static_cast<void*>(f))->name) + "-shm";
+        if (!fs::exists(shm)) return SQLITE_CANTOPEN;
+        return real(f)->pMethods->xShmMap(real(f), page, size, extend, p);
+      };
+      methods_.xShmLock = [](sqlite3_file* f, int o, int n, int flags) {
+        return real(f)->pMethods->xShmLock(real(f), o, n, flags);
+      };
+      methods_.xShmBarrier = [](sqlite3_file* f) { real(f)->pMethods->xShmBarrier(real(f)); };
+      methods_.xShmUnmap = [](sqlite3_file* f, int d) { return real(f)->pMethods->xShmUnmap(real(f), d); };
+      return sqlite3_vfs_register(&vfs_, 0) == SQLITE_OK;
+    }();
+    ASSERT_TRUE(registered);
+  }
+
+ private:
+  struct File {
+    sqlite3_file base;
+    const char* name;  // valid until xClose, as SQLite promises
+  };                   // the default VFS's file follows, at an 8-byte boundary
+  static sqlite3_file* real(sqlite3_file* f) {
+    return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(f) + 1);
+  }
+
+  static int open(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* f, int flags, int* outFlags) {
+    f->pMethods = nullptr;
+    reinterpret_cast<File*>(f)->name = name;
+    if (name != nullptr && !fs::exists(name)) {
+      if ((flags & SQLITE_OPEN_WAL) != 0 && kind_ == Kind::kNoWritePermission)
+        return SQLITE_READONLY_DIRECTORY;
+      return SQLITE_CANTOPEN;
+    }
+    if ((flags & SQLITE_OPEN_READWRITE) != 0) {
+      flags = (flags & ~(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) | SQLITE_OPEN_READONLY;
+    }
+    const int rc = base_->xOpen(base_, name, real(f), flags, outFlags);
+    if (rc == SQLITE_OK) f->pMethods = &methods_;
+    return rc;
+  }
+
+  static inline Kind kind_ = Kind::kReadOnlyMedia;
+  static inline sqlite3_vfs* base_ = nullptr;
+  static inline sqlite3_vfs vfs_{};
+  static inline sqlite3_io_methods methods_{};
+};
+
+// A library in WAL mode whose newest change (the title "Plan" → "Changed") is
+// still only in its -wal, copied without its -shm, as a copy to a stick is.
+std::string writeLibraryWithPendingWal(const fs::path& directory) {
+  SmallLibrary library;
+  const std::string path = (directory / "NoteStore.sqlite").string();
+  library.builder.write(path);
+  sqlite3* db = nullptr;
+  EXPECT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+  EXPECT_EQ(sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr), SQLITE_OK);
+  EXPECT_EQ(sqlite3_exec(db,
+                         "PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;"
+                         "UPDATE ziccloudsyncingobject SET ztitle1 = 'Changed' WHERE ztitle1 = 'Plan'",
+                         nullptr, nullptr, nullptr),
+            SQLITE_OK)
+      << sqlite3_errmsg(db);
+  sqlite3_close(db);
+  fs::remove(path + "-shm");
+  EXPECT_TRUE(fs::exists(path + "-wal"));
+  return path;
+}
+
+TEST_F(NotesDatabaseAccessTest, ReadOnlyFolderIsReadAsImmutableAndSaysThatTheWalWasNotRead) {
+  const std::string path = writeLibraryWithPendingWal(directory_);
+  auto titles = [](NotesDatabaseConnection& c) {
+    std::set<std::string> found;
+    for (const auto& note : NotesDatabaseAccess::fetchNoteList(c)) found.insert(note.title);
+    return found;
+  };
+  const struct {
+    const char* name;
+    bool keepWal;
+    std::optional<ReadOnlyFolderVfs::Kind> vfs;  // nullopt: a real folder of mode 0555
+    const char* title;                           // of the note, as read
+  } cases[] = {
+      {"read-only media", true, ReadOnlyFolderVfs::Kind::kReadOnlyMedia, "Plan"},
+      {"chmod 0555", true, std::nullopt, "Plan"},
+      {"no write permission", true, ReadOnlyFolderVfs::Kind::kNoWritePermission, "Plan"},
+      // Checkpointed, then its -wal lost on the way: nothing is missing, nothing said.
+      {"no write permission, no -wal", false, ReadOnlyFolderVfs::Kind::kNoWritePermission, "Changed"},
+      {"read-only media, no -wal", false, ReadOnlyFolderVfs::Kind::kReadOnlyMedia, "Changed"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    if (!c.keepWal && fs::exists(path + "-wal")) {
+      sqlite3* db = nullptr;
+      ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+      sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
+      sqlite3_close(db);
+      fs::remove(path + "-wal");
+      fs::remove(path + "-shm");
+    }
+    const std::string bytes = readBytes(path);
+    FakeNotesDatabaseGrant grant(path);
+    NotesDatabaseAccess access(grant, files_, "/home/nobody");
+    std::vector<std::string> warnings;
+    access.setWarningHandler([&](std::string_view text) { warnings.emplace_back(text); });
+    if (c.vfs) {
+      ReadOnlyFolderVfs::install(*c.vfs);
+      access.setSqliteVfs(ReadOnlyFolderVfs::kName);
+    } else if (::geteuid() == 0) {
+      // Root may write a folder of any mode; the cases above cover it.
+      continue;
+    } else {
+      fs::permissions(directory_, fs::perms::owner_write, fs::perm_options::remove);
+    }
+    const auto first = access.withDatabase(titles);
+    const auto second = access.withDatabase(titles);
+    fs::permissions(directory_, fs::perms::owner_all, fs::perm_options::add);
+    ASSERT_TRUE(first.has_value());
+    EXPECT_TRUE(first->count(c.title)) << "the file as it is, without the -wal";
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(warnings, c.keepWal ? std::vector<std::string>{std::string(kUnreadWalWarning)}
+                                  : std::vector<std::string>{})
+        << "once, and only when a -wal was left unread";
+    EXPECT_EQ(readBytes(path), bytes);
+    EXPECT_FALSE(fs::exists(path + "-shm"));
+  }
+}
+
+TEST_F(NotesDatabaseAccessTest, FolderWithoutSearchPermissionIsUnreadableNotMissing) {
+  // Through the file-system interface, as any user: the in-memory folder of mode 0.
+  platform::testing::InMemoryFileSystem memory;
+  memory.denySearch("/media/locked");
+  for (const std::string granted :
+       {"/media/locked", "/media/locked/copy.sqlite", "/media/locked/NoteStore.sqlite"}) {
+    SCOPED_TRACE(granted);
+    FakeNotesDatabaseGrant grant(granted);
+    NotesDatabaseAccess access(grant, memory, "/home/nobody");
+    try {
+      access.withDatabase([](auto&) { return 0; });
+      ADD_FAILURE() << "taken for no database";
+    } catch (const NotesDatabaseError& error) {
+      EXPECT_EQ(error.message(), "the folder /media/locked cannot be read (permission denied)");
+    }
+    EXPECT_EQ(grant.openScopes(), 0);
+  }
+
+  // And on disk, where chmod binds (not for root, who may search any folder).
+  if (::geteuid() == 0) GTEST_SKIP() << "running as root, which ignores a folder's mode 0";
+  SmallLibrary library;
+  const fs::path locked = directory_ / "locked";
+  fs::create_directories(locked);
+  library.builder.write((locked / "NoteStore.sqlite").string());
+  fs::permissions(locked, fs::perms::none);
+  FakeNotesDatabaseGrant grant(locked.string());
+  NotesDatabaseAccess access(grant, files_, "/home/nobody");
+  std::string message;
+  try {
+    access.withDatabase([](auto&) { return 0; });
+  } catch (const NotesDatabaseError& error) {
+    message = error.message();
+  }
+  fs::permissions(locked, fs::perms::owner_all);
+  EXPECT_EQ(message, "the folder " + locked.string() + " cannot be read (permission denied)");
+}
+
 TEST_F(NotesDatabaseAccessTest, EveryOperationLeavesTheFileUnchanged) {
   SmallLibrary library;
   const auto path = write(library.builder);
@@ -463,7 +742,7 @@ TEST_F(NotesDatabaseAccessTest, EveryOperationLeavesTheFileUnchanged) {
     NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kSkills);
     NotesDatabaseAccess::fetchLinkAttachments(c);
     NotesDatabaseAccess::fetchLinkTargets(c);
-    NotesDatabaseAccess::fetchCandidateBodies(c);
+    NotesDatabaseAccess::forEachCandidateBody(c, [](NotesCandidateBodyRow) {});
     NotesDatabaseAccess::executeStatement(c, "BEGIN DEFERRED");
     NotesDatabaseAccess::executeStatement(c, "ROLLBACK");
     return notes.size();

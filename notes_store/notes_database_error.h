@@ -1,5 +1,5 @@
-// The error of every Notes database operation: SQLite's own message, or one of
-// the two fallback texts when SQLite gives none.
+// The error of every Notes database operation: SQLite's own message, one of
+// the two fallback texts when SQLite gives none, or a folder that cannot be read.
 #pragma once
 
 #include <string>
@@ -14,6 +14,12 @@ class NotesDatabaseError : public core::Error {
   static constexpr const char* kAuthorizationDenied = "authorization denied";
   // Used when a connection exists but SQLite has no text for the failure.
   static constexpr const char* kUnknownSQLiteError = "unknown SQLite error";
+
+  // Used when a folder on the way to the file may not be searched: stat fails with
+  // EACCES, so whether the file is there cannot be told.
+  static std::string folderUnreadable(const std::string& folder) {
+    return "the folder " + folder + " cannot be read (permission denied)";
+  }
 
   explicit NotesDatabaseError(std::string message)
       : core::Error("Zephyl could not read the Apple Notes database: " + message),

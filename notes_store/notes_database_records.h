@@ -32,7 +32,15 @@ struct NotesNoteRow {
   std::optional<int64_t> noteDataPK;
   int64_t isPasswordProtected = 0;
   std::optional<core::TimePoint> createdAt;
-  core::TimePoint modifiedAt;
+  std::optional<core::TimePoint> modifiedAt;  // nullopt when the stored date is no valid time
+};
+
+// A note body blob from a body query. A blob stored longer than
+// kMaxInflatedNoteBodyBytes is not fetched at all: `overLimit` is set, `bytes` empty.
+struct NotesBodyBlob {
+  std::string bytes;
+  bool overLimit = false;
+  bool operator==(const NotesBodyBlob&) const = default;
 };
 
 // One note looked up by key, with its body blob.
@@ -40,7 +48,8 @@ struct NotesNoteBodyRow {
   int64_t notePK = 0;
   std::string title;
   std::string preview;
-  std::optional<std::string> bodyData;
+  std::optional<std::string> bodyData;  // nullopt too when bodyOverLimit
+  bool bodyOverLimit = false;           // stored past kMaxInflatedNoteBodyBytes, not fetched
 };
 
 // A table attachment of a note, with its two candidate mergeable-data blobs.
@@ -98,7 +107,8 @@ struct NotesLinkTargetRow {
 // A live note's body, read to find links written as text (backlinks).
 struct NotesCandidateBodyRow {
   int64_t key = 0;
-  std::optional<std::string> bodyData;
+  std::optional<std::string> bodyData;  // nullopt too when bodyOverLimit
+  bool bodyOverLimit = false;           // stored past kMaxInflatedNoteBodyBytes, not fetched
 };
 
 }  // namespace zephyl::notes_store

@@ -2,8 +2,20 @@
 
 #include <utility>
 
+#include "notes_store/note_body_decoder.h"
+
 namespace zephyl::notes_store {
 namespace {
+
+// The blob column `column`, NULL when its stored length is already past
+// kMaxInflatedNoteBodyBytes (inflation never shrinks it below that), then whether
+// it was left out. length() of a blob reads only its header, so such a body is
+// never loaded into memory.
+std::string boundedBody(std::string_view column) {
+  const std::string limit = std::to_string(kMaxInflatedNoteBodyBytes);
+  const std::string over = "length(" + std::string(column) + ") > " + limit;
+  return "CASE WHEN " + over + " THEN NULL ELSE " + std::string(column) + " END, COALESCE(" + over + ", 0)";
+}
 
 // One "alias.column = account.z_pk" term per candidate column that exists,
 // joined with OR. Columns other than the account links always exist.
@@ -142,7 +154,7 @@ const std::string& quotedNameList(NamedFolderSet set) {
 namespace statements {
 
 std::string noteBodiesByKey(size_t count) {
-  std::string sql = "SELECT z_pk, zdata FROM zicnotedata WHERE z_pk IN (";
+  std::string sql = "SELECT z_pk, " + boundedBody("zdata") + " FROM zicnotedata WHERE z_pk IN (";
   for (size_t i = 0; i < count; ++i) sql += i == 0 ? "?" : ", ?";
   sql += ")";
   return sql;
@@ -221,7 +233,8 @@ std::string noteList(const NotesSchema& schema) {
 
 std::string noteByKey() {
   return "SELECT note.z_pk AS notePK, COALESCE(note.ztitle1, '') AS title,"
-         " COALESCE(note.zsnippet, '') AS preview, notedata.zdata AS bodyData"
+         " COALESCE(note.zsnippet, '') AS preview, " +
+         boundedBody("notedata.zdata") +
          " FROM ziccloudsyncingobject AS note"
          " LEFT JOIN zicnotedata AS notedata ON note.znotedata = notedata.z_pk"
          " WHERE note.z_pk = ? AND COALESCE(note.zmarkedfordeletion, 0) != 1"
@@ -306,7 +319,8 @@ std::string linkTargets(const NotesSchema& schema) {
 }
 
 std::string candidateBodies() {
-  return "SELECT source.z_pk, body.zdata\n"
+  return "SELECT source.z_pk, " + boundedBody("body.zdata") +
+         "\n"
          "FROM ziccloudsyncingobject source\n"
          "LEFT JOIN zicnotedata body ON source.znotedata = body.z_pk\n"
          "WHERE source.zidentifier IS NOT NULL\n"

@@ -45,7 +45,8 @@ inline constexpr std::string_view kStoreUUID = "SELECT z_uuid FROM z_metadata LI
 inline constexpr std::string_view kNoteDataTableCheck =
     "SELECT 1 FROM sqlite_master WHERE type = 'table' AND lower(name) = 'zicnotedata' LIMIT 1";
 
-// "SELECT z_pk, zdata FROM zicnotedata WHERE z_pk IN (?, ?, …)" for `count` keys.
+// Key, body (NULL past the size limit) and whether it was past it, of the
+// zicnotedata rows whose key is one of `count` bound keys.
 std::string noteBodiesByKey(size_t count);
 
 std::string folderTree(const NotesSchema& schema);

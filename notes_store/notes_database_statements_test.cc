@@ -23,8 +23,8 @@ TEST(NotesDatabaseStatements, NameListsDoubleQuotesAndAreBuiltPerSet) {
 }
 
 TEST(NotesDatabaseStatements, NoteBodiesStatementHasOnePlaceholderPerKey) {
-  EXPECT_EQ(statements::noteBodiesByKey(1), "SELECT z_pk, zdata FROM zicnotedata WHERE z_pk IN (?)");
-  EXPECT_EQ(statements::noteBodiesByKey(3), "SELECT z_pk, zdata FROM zicnotedata WHERE z_pk IN (?, ?, ?)");
+  EXPECT_TRUE(statements::noteBodiesByKey(1).ends_with("FROM zicnotedata WHERE z_pk IN (?)"));
+  EXPECT_TRUE(statements::noteBodiesByKey(3).ends_with("FROM zicnotedata WHERE z_pk IN (?, ?, ?)"));
 }
 
 TEST(NotesDatabaseStatements, AccountJoinsUseOnlyColumnsThatExist) {

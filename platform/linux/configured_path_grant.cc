@@ -41,7 +41,7 @@ ConfiguredNotesDatabasePath configuredNotesDatabasePath(const std::optional<std:
     return {expandHome(*path, environment), NotesDatabasePathSource::kEnvironment};
   }
   if (settings != nullptr) {
-    if (auto path = nonEmpty(settings->stringValue(kNotesDatabasePathSettingKey))) {
+    if (auto path = nonEmpty(settings->checkedStringValue(kNotesDatabasePathSettingKey))) {
       return {expandHome(*path, environment), NotesDatabasePathSource::kSetting};
     }
   }

@@ -28,7 +28,7 @@ struct ConfiguredNotesDatabasePath {
 
 // Picks the configured path by precedence; empty values count as unset and a
 // leading "~/" is expanded with HOME. `settings` may be null; reading it may
-// throw core::SettingsError.
+// throw core::SettingsError, also when the setting holds something other than a string.
 ConfiguredNotesDatabasePath configuredNotesDatabasePath(const std::optional<std::string>& option,
                                                         const core::EnvironmentLookup& environment,
                                                         core::SettingsStore* settings);

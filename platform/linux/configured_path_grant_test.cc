@@ -43,6 +43,24 @@ TEST(ConfiguredNotesDatabasePath, OptionThenEnvironmentThenSettingThenDefault) {
   files.addFile("/c/settings.json", "{");
   EXPECT_THROW(configuredNotesDatabasePath(std::nullopt, environment, &settings), core::SettingsError);
   EXPECT_EQ(configuredNotesDatabasePath(std::string("/x"), environment, &settings).path, "/x");
+
+  // A value of another type is reported by key and expected type, not taken for "no setting";
+  // null counts as unset.
+  for (const char* value : {"123", "[\"/a\"]", "true", "{}"}) {
+    SCOPED_TRACE(value);
+    files.addFile("/c/settings.json", std::string(R"({"notesDatabasePath": )") + value + "}");
+    try {
+      configuredNotesDatabasePath(std::nullopt, environment, &settings);
+      ADD_FAILURE() << "no error";
+    } catch (const core::SettingsError& error) {
+      EXPECT_EQ(error.code(), core::SettingsError::Code::kWrongType);
+      EXPECT_NE(std::string(error.what()).find("notesDatabasePath"), std::string::npos) << error.what();
+      EXPECT_NE(std::string(error.what()).find("must be a string"), std::string::npos) << error.what();
+    }
+  }
+  files.addFile("/c/settings.json", R"({"notesDatabasePath": null})");
+  EXPECT_EQ(configuredNotesDatabasePath(std::nullopt, environment, &settings).source,
+            NotesDatabasePathSource::kDefault);
 }
 
 }  // namespace

@@ -86,6 +86,22 @@ bool PosixFileSystem::isDirectory(const std::string& path) {
   return ::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+std::optional<std::string> PosixFileSystem::unsearchableFolderOnPath(const std::string& path) {
+  struct stat status;
+  if (::stat(path.c_str(), &status) == 0 || errno != EACCES) return std::nullopt;
+  // The first folder from the top that we lack search permission on (effective ids, as stat uses).
+  const std::filesystem::path target(path);
+  std::filesystem::path folder;
+  for (auto component = target.begin(); component != target.end(); ++component) {
+    if (std::next(component) == target.end()) break;
+    folder /= *component;
+    if (::faccessat(AT_FDCWD, folder.c_str(), X_OK, AT_EACCESS) != 0 && errno == EACCES) {
+      return folder.string();
+    }
+  }
+  return target.parent_path().string();
+}
+
 bool PosixFileSystem::isSymbolicLink(const std::string& path) {
   struct stat status;
   return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);

@@ -9,6 +9,7 @@ class PosixFileSystem : public core::FileSystem {
  public:
   bool fileExists(const std::string& path) override;
   bool isDirectory(const std::string& path) override;
+  std::optional<std::string> unsearchableFolderOnPath(const std::string& path) override;
   bool isSymbolicLink(const std::string& path) override;
   std::optional<std::string> readFile(const std::string& path) override;
   void writeFileAtomically(const std::string& path, const std::string& contents) override;

@@ -23,6 +23,9 @@ class FaultInjectingFileSystem : public core::FileSystem {
 
   bool fileExists(const std::string& path) override { return target_.fileExists(path); }
   bool isDirectory(const std::string& path) override { return target_.isDirectory(path); }
+  std::optional<std::string> unsearchableFolderOnPath(const std::string& path) override {
+    return target_.unsearchableFolderOnPath(path);
+  }
   bool isSymbolicLink(const std::string& path) override { return target_.isSymbolicLink(path); }
   std::optional<std::string> readFile(const std::string& path) override { return target_.readFile(path); }
   void writeFileAtomically(const std::string& path, const std::string& contents) override {

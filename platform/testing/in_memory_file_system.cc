@@ -5,16 +5,37 @@
 namespace zephyl::platform::testing {
 
 bool InMemoryFileSystem::fileExists(const std::string& path) {
-  return isDirectory(path) || contents(path).has_value();
+  if (isDirectory(path)) return true;
+  std::lock_guard lock(mutex_);
+  return !unsearchableAncestorLocked(path) && files_.count(path) != 0;
 }
 
 bool InMemoryFileSystem::isDirectory(const std::string& path) {
   std::lock_guard lock(mutex_);
+  if (unsearchableAncestorLocked(path)) return false;
   if (directories_.count(path) != 0) return true;
   // Folders that hold files exist too, as they would on disk.
   const std::string prefix = path + "/";
   const auto it = files_.lower_bound(prefix);
   return it != files_.end() && it->first.starts_with(prefix);
+}
+
+std::optional<std::string> InMemoryFileSystem::unsearchableFolderOnPath(const std::string& path) {
+  std::lock_guard lock(mutex_);
+  return unsearchableAncestorLocked(path);
+}
+
+std::optional<std::string> InMemoryFileSystem::unsearchableAncestorLocked(const std::string& path) const {
+  for (const auto& folder : unsearchable_) {
+    if (path.starts_with(folder + "/")) return folder;
+  }
+  return std::nullopt;
+}
+
+void InMemoryFileSystem::denySearch(const std::string& folder) {
+  std::lock_guard lock(mutex_);
+  directories_.insert(folder);
+  unsearchable_.insert(folder);
 }
 
 bool InMemoryFileSystem::isSymbolicLink(const std::string& path) {
@@ -25,6 +46,9 @@ bool InMemoryFileSystem::isSymbolicLink(const std::string& path) {
 std::optional<std::string> InMemoryFileSystem::readFile(const std::string& path) {
   std::lock_guard lock(mutex_);
   if (failReads_) {
+    throw core::FileSystemError(core::FileSystemError::Code::kReadFailed, path, "Permission denied");
+  }
+  if (unsearchableAncestorLocked(path)) {
     throw core::FileSystemError(core::FileSystemError::Code::kReadFailed, path, "Permission denied");
   }
   auto it = files_.find(path);
