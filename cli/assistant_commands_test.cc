@@ -243,9 +243,11 @@ TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
   EXPECT_TRUE(input.ends_with("## Current Request\nSummarise this note"));
 
   const json usage = json::parse(run({"usage", "--json", "--days", "1"}).out);
-  ASSERT_EQ(usage["buckets"].size(), 1u);
+  // The answer's bucket, and the title's of its own kind.
+  ASSERT_EQ(usage["buckets"].size(), 2u);
   EXPECT_EQ(usage["buckets"][0]["kind"], "chat");
   EXPECT_EQ(usage["buckets"][0]["reportedTokens"], 46);
+  EXPECT_EQ(usage["buckets"][1]["kind"], "title");
   const json sessions = json::parse(std::ifstream(data() + "/chat-sessions.json"));
   ASSERT_EQ(sessions.size(), 1u);
   ASSERT_EQ(sessions[0]["messages"].size(), 2u);
@@ -366,10 +368,10 @@ TEST_F(AssistantCommandsTest, AskContinuesAChatWithItsHistoryAndNamesItOnce) {
   EXPECT_EQ(chats[0]["generatedTitle"], "Beta plans");
   EXPECT_EQ(chats[0]["messageCount"], 4);
 
-  // The image lies in the chat's own folder, and goes with the chat.
+  // The images (one per answer) lie in the chat's own folder, and go with the chat.
   const fs::path images = fs::path(data()) / "chat-session-images" / chatID;
   ASSERT_TRUE(fs::exists(images));
-  EXPECT_EQ(std::distance(fs::directory_iterator(images), fs::directory_iterator()), 1);
+  EXPECT_EQ(std::distance(fs::directory_iterator(images), fs::directory_iterator()), 2);
   ASSERT_EQ(run({"chat", "rm", chatID}).code, 0);
   EXPECT_FALSE(fs::exists(images));
 }
@@ -389,7 +391,9 @@ TEST_F(AssistantCommandsTest, ChatReadsTurnsAndCommandsFromAPipe) {
   // The second question carries the first exchange; /new starts afresh with the new model.
   const std::vector<std::string> second = ReplayServer::texts(replay.chats[1], "user");
   ASSERT_EQ(second.size(), 2u);
-  EXPECT_EQ(second[0], "Current Request:\nWhat ships?");
+  EXPECT_TRUE(
+      second[0].starts_with("User Preferences (lowest user-level priority):\nDefault Preferences:\n"));
+  EXPECT_TRUE(second[0].ends_with("\n\nCurrent Request:\nWhat ships?"));
   EXPECT_EQ(ReplayServer::texts(replay.chats[1], "assistant"), std::vector<std::string>{"Noted."});
   EXPECT_EQ(ReplayServer::texts(replay.chats[2], "user").size(), 1u);
   EXPECT_EQ(replay.chats[2]["model"], "gpt-6-luna");
