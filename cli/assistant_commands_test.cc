@@ -271,11 +271,17 @@ TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
 // request with a quoted title; keeps the bodies of both.
 class ReplayServer {
  public:
-  explicit ReplayServer(std::string answer, bool image = false)
+  // `refuseTitles`: title requests get a 400 answer.
+  explicit ReplayServer(std::string answer, bool image = false, bool refuseTitles = false)
       : answer_(std::move(answer)),
-        server_([this, image](const LoopbackRequest& request, LoopbackConnection& connection, int index) {
+        server_([this, image, refuseTitles](const LoopbackRequest& request, LoopbackConnection& connection,
+                                            int index) {
           const bool title = request.body.find("Generate the chat title.") != std::string::npos;
           (title ? titles : chats).push_back(json::parse(request.body));
+          if (title && refuseTitles) {
+            connection.write("HTTP/1.1 400 Bad Request\r\nContent-Length: 2\r\n\r\n{}");
+            return;
+          }
           const std::string n = std::to_string(index);
           std::string items;
           if (!title) {
@@ -413,12 +419,27 @@ TEST_F(AssistantCommandsTest, ChatReadsTurnsAndCommandsFromAPipe) {
   EXPECT_EQ(replay.chats[3]["model"], "gpt-6-sol");
 }
 
-TEST_F(AssistantCommandsTest, AskRefusesTooManyMentionsAndKeepsAStoppedAnswer) {
+TEST_F(AssistantCommandsTest, AskRefusesTooManyMentionsAndSurvivesTitleFailuresAndCtrlC) {
   std::vector<std::string> mentions = {"ask", "Compare"};
   for (int i = 0; i < 9; ++i) mentions.insert(mentions.end(), {"--mention", "N" + std::to_string(i)});
   const CommandResult tooMany = run(mentions);
   EXPECT_EQ(tooMany.code, kExitUsage);
   EXPECT_NE(tooMany.err.find("Up to 8 notes per message"), std::string::npos);
+
+  // A title that cannot be made leaves the chat untitled and the turn whole.
+  {
+    ReplayServer refusing("Fine.", false, true);
+    environment_["OPENAI_API_KEY"] = "sk-test";
+    const CommandResult untitled =
+        run({"ask", "Hi", "--model", "openai:gpt-6-sol", "--base-url", refusing.url()});
+    EXPECT_EQ(untitled.code, 0) << untitled.err;
+    EXPECT_EQ(untitled.out, "Fine.\n");
+    EXPECT_EQ(refusing.titles.size(), 1u);
+    const json chats = json::parse(run({"chat", "list", "--json"}).out);
+    ASSERT_EQ(chats.size(), 1u);
+    EXPECT_EQ(chats[0]["generatedTitle"], nullptr);
+    fs::remove(data() + "/chat-sessions.json");
+  }
 
   // Ctrl-C while the answer streams: what came is shown and stored, exit 130.
   LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int) {
