@@ -1,10 +1,13 @@
 // `zephyl ask`: one assistant turn about notes. The question, the current note
 // and mentioned notes are composed into the assistant's prompt, sent through
 // the provider stack, streamed to the terminal, and stored in the chat history.
+#include "cli/ask_command.h"
+
 #include <fstream>
 #include <iterator>
 #include <memory>
 
+#include "agents/antigravity_acp_error.h"
 #include "ai/ai_provider_availability.h"
 #include "ai/ai_usage_store.h"
 #include "ai/budgeted_ai_stream_provider.h"
@@ -12,6 +15,7 @@
 #include "assistant/assistant_turn.h"
 #include "assistant/assistant_turn_error.h"
 #include "assistant/chat_session_store.h"
+#include "cli/agent_service_support.h"
 #include "cli/ai_command_support.h"
 #include "cli/ai_stream_event_json.h"
 #include "cli/commands.h"
@@ -27,35 +31,22 @@ namespace {
 using assistant::AssistantTurnError;
 using TurnError = AssistantTurnError::Code;
 
-struct AskOptions {
-  std::string question;
-  std::string note;
-  std::vector<std::string> mentions;
-  std::string model;
-  std::string effort;
-  std::string web = "off";
-  std::vector<std::string> attachments;
-  std::string chat;
-  bool newChat = false;
-  bool json = false;
-  bool dryRun = false;
-  std::string baseURL;
-};
-
 constexpr std::string_view kCustomInstructionsKey = "customAIInstructions";
 
-// On Linux there is no Antigravity tool to find; ACP agents are asked with `zephyl agent ask`.
-class NoAgentCLI : public ai::AgentCLIAvailability {
- public:
-  bool isInstalled() override { return false; }
-  bool isSignedIn() override { return false; }
-};
-
-void requireEnabledProvider(CliContext& context, ai::AIProvider provider) {
-  NoAgentCLI agent;
+void requireEnabledProvider(CliContext& context, const std::string& model, ai::AIProvider provider) {
+  // A custom agent needs no install or sign-in; an unknown one is refused when its server is made.
+  if (model.starts_with(ai::kACPAgentModelPrefix)) return;
+  CliAgentAvailability agent(context);
   const auto availability =
       ai::AIProviderAvailability::compute(context.settings(), agent, context.credentials());
   if (availability.isInstalled(provider)) return;
+  if (provider == ai::AIProvider::kGemini) {
+    // The agent's own texts say which step is missing: `zephyl agent install`, then `zephyl agent login`.
+    using AgentError = agents::AntigravityACPError;
+    throw CliFailure(
+        AgentError(agent.isInstalled() ? AgentError::Code::kNeedsSignIn : AgentError::Code::kNotInstalled)
+            .description());
+  }
   throw CliFailure(std::string(AssistantTurnError::text(TurnError::kNoProviderEnabled)) +
                    "\nSet a key for the model's provider (" + std::string(ai::rawValue(provider)) +
                    ") with `zephyl auth set-key " + std::string(ai::rawValue(provider)) +
@@ -196,6 +187,8 @@ class AnswerDisplay {
   bool endsWithNewline_ = false;
 };
 
+}  // namespace
+
 void runAsk(CliContext& context, const AskOptions& options) {
   const std::string question = questionText(context, options.question);
   if (core::trimWhiteSpace(question).empty())
@@ -207,7 +200,7 @@ void runAsk(CliContext& context, const AskOptions& options) {
   ai::AIServiceFactory& factory = services.factory();
   const std::string model = chosenModel(context, options.model);
   const ai::AIProvider provider = factory.catalog().provider(model);
-  if (!options.dryRun) requireEnabledProvider(context, provider);
+  if (!options.dryRun) requireEnabledProvider(context, model, provider);
 
   assistant::AssistantTurnParts parts;
   parts.request = question;
@@ -335,8 +328,6 @@ void runAsk(CliContext& context, const AskOptions& options) {
   }
   if (!completed) throw core::CancellationError();
 }
-
-}  // namespace
 
 void addAskCommand(CLI::App& app, CliContext& context) {
   auto* command =
