@@ -163,6 +163,30 @@ TEST_F(AgentCommandsTest, AsksACustomAgentThroughTheAssistantPath) {
             "zephyl: Antigravity is not installed. Install it in Settings → Providers.\n");
 }
 
+TEST_F(AgentCommandsTest, AskSendsGeminiModelsToTheInstalledAgentOnceSignedIn) {
+  publish("1.0.0",
+          {{"bin/agent", Kind::kFile,
+            "#!/bin/sh\nexec '" ZEPHYL_FAKE_ANTIGRAVITY_AGENT "' --log '" + folder_.file("agent.log") + "'\n",
+            0755}});
+  ASSERT_EQ(run({"agent", "install", "--registry", registry_.url("/")}).code, 0);
+  const std::vector<std::string> ask{"ask", "--model", "Gemini 3.7 Flash", "--effort", "high", "echo hi"};
+  EXPECT_EQ(run(ask).err,
+            "zephyl: Antigravity needs sign-in. Sign in with Google in Settings → Providers.\n");
+
+  fs::create_directories(folder_.file("home/.gemini/antigravity-acp"));
+  std::ofstream(folder_.file("home/.gemini/antigravity-acp/settings.json"))
+      << R"({"auth":{"type":"oauth-personal"}})";
+  const CommandResult answered = run(ask);
+  ASSERT_EQ(answered.code, 0) << answered.err;
+  EXPECT_EQ(answered.out, "You chose no.\n");
+  std::ifstream logFile(folder_.file("agent.log"));
+  const std::string sent((std::istreambuf_iterator<char>(logFile)), std::istreambuf_iterator<char>());
+  EXPECT_NE(sent.find(R"("configId":"model","value":"gemini-3.7-flash-high")"), std::string::npos) << sent;
+  const auto chats = nlohmann::json::parse(run({"chat", "list", "--json"}).out);
+  ASSERT_EQ(chats.size(), 1u);
+  EXPECT_EQ(chats[0]["model"], "Gemini 3.7 Flash");
+}
+
 TEST_F(AgentCommandsTest, StopEndsAnAgentThatAnotherRunningCommandStarted) {
   fs::create_directories(folder_.file("config"));
   std::ofstream(folder_.file("config/settings.json"))
