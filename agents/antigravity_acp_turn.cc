@@ -75,6 +75,7 @@ std::optional<ai::AIToolCallStatus> toolStatus(std::string_view status) {
 
 std::string_view antigravityACPWebSearchInstruction(ai::AIWebToolMode mode) {
   switch (mode) {
+    case ai::AIWebToolMode::kAlways:  // the agent's search is its own, native one
     case ai::AIWebToolMode::kProviderNative:
       return "Use the native search_web tool before answering this request. Cite source URLs; if search "
              "fails, say "

@@ -20,7 +20,9 @@
 #include "ai/ai_model_catalog.h"
 #include "cli/agent_process_records.h"
 #include "cli/agent_service_support.h"
-#include "cli/ask_command.h"
+#include "cli/ai_command_support.h"
+#include "cli/assistant_turn_runner.h"
+#include "cli/chat_history.h"
 #include "cli/commands.h"
 #include "cli/json_writer.h"
 #include "cli/terminal.h"
@@ -176,6 +178,13 @@ void runInterruptibly(Work&& work) {
   work(stop.get_token());
 }
 
+ai::AIWebToolMode webMode(const std::string& text) {
+  if (text == "off") return ai::AIWebToolMode::kOff;
+  if (text == "auto") return ai::AIWebToolMode::kAutomatic;
+  if (text == "always") return ai::AIWebToolMode::kProviderNative;
+  throw CliUsageError("--web takes off, auto or always");
+}
+
 void addAgentAskCommand(CLI::App& agent, CliContext& context) {
   auto* command =
       agent.add_subcommand("ask", "Ask the Antigravity agent (or a custom ACP agent) one question");
@@ -194,25 +203,37 @@ void addAgentAskCommand(CLI::App& agent, CliContext& context) {
   command->add_option("--attach", options->attachments, "A file to send with the question (repeatable)");
   command->add_option("--agent", options->agent, "A custom ACP agent from the setting customACPAgents");
   command->callback([&context, options] {
-    if (options->web != "off" && options->web != "auto" && options->web != "always")
-      throw CliUsageError("--web takes off, auto or always");
-    // The agent answers an assistant turn like any provider: composed, stored
-    // in the chat history, counted in the usage store.
-    AskOptions ask;
-    ask.question = options->question;
-    ask.web = options->web;
-    ask.attachments = options->attachments;
+    auto& streams = context.streams();
+    std::string question = options->question;
+    if ((question.empty() || question == "-") && streams.in != nullptr)
+      question.assign(std::istreambuf_iterator<char>(*streams.in), std::istreambuf_iterator<char>());
+    std::string model;
     if (!options->agent.empty()) {
       if (!options->model.empty())
         throw CliUsageError("--model chooses an Antigravity model; a custom agent uses its own");
-      ask.model = std::string(ai::kACPAgentModelPrefix) + options->agent;
+      model = std::string(ai::kACPAgentModelPrefix) + options->agent;
     } else {
-      ask.model =
+      model =
           options->model.empty() ? std::string(*ai::defaultModel(ai::AIProvider::kGemini)) : options->model;
-      if (ai::AIModelCatalog().provider(ask.model) != ai::AIProvider::kGemini)
-        throw CliUsageError("\"" + ask.model + "\" is not an Antigravity model; zephyl models lists them");
     }
-    runAsk(context, ask);
+    assistant::AssistantTurnParts parts;
+    parts.request = question;
+    for (const std::string& path : options->attachments) parts.uploads.push_back(readAttachment(path));
+
+    // The agent answers an assistant turn like any provider: composed, stored
+    // in the chat history, counted in the usage store.
+    CliAIServices services(context, "");
+    ai::AIServiceFactory& factory = services.factory();
+    AssistantTurnChoice choice = assistantTurnChoice(context, factory, model);
+    if (choice.provider != ai::AIProvider::kGemini)
+      throw CliUsageError("\"" + model + "\" is not an Antigravity model; zephyl models lists them");
+    choice.webSearchMode = webMode(options->web);
+    ChatHistory chats(context);
+    assistant::ChatSession session;
+    AssistantTurnRunner runner(context, chats, &factory, false);
+    const PreparedAssistantTurn turn = runner.prepare(session, std::move(parts), choice);
+    const std::unique_ptr<ai::AIStreamProvider> provider = factory.makeProvider(choice.model);
+    if (!runner.run(session, question, turn, choice, *provider).completed) throw core::CancellationError();
   });
 }
 
