@@ -19,8 +19,11 @@ inline std::filesystem::path exampleACPAgent() {
   const auto agent = folder / "node_modules/@agentclientprotocol/sdk/dist/examples/agent.js";
   if (std::filesystem::exists(agent)) return agent;
   std::filesystem::create_directories(folder);
-  const std::string install = "npm install --silent --save-exact --no-audit --no-fund --prefix '" +
-                              folder.string() + "' @agentclientprotocol/sdk@1.9.0 zod@4 >/dev/null 2>&1";
+  // One install at a time: tests of two binaries may ask at once (ctest -j).
+  const std::string install = "flock '" + folder.string() + "/.install-lock' sh -c \"[ -f '" +
+                              agent.string() +
+                              "' ] || npm install --silent --save-exact --no-audit --no-fund --prefix '" +
+                              folder.string() + "' @agentclientprotocol/sdk@1.9.0 zod@4\" >/dev/null 2>&1";
   if (std::system(install.c_str()) != 0 || !std::filesystem::exists(agent)) return {};
   return agent;
 }
