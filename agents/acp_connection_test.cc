@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <future>
 #include <mutex>
@@ -19,6 +21,7 @@
 #include "agents/acp_line_buffer.h"
 #include "core/logger.h"
 #include "platform/linux/posix_spawn_child_process.h"
+#include "platform/testing/test_folder.h"
 
 namespace zephyl::agents {
 namespace {
@@ -81,9 +84,9 @@ class ACPConnectionTest : public ::testing::Test {
   }
 
   std::unique_ptr<ACPConnection> connect(ACPConnectionHandlers handlers = {},
-                                         std::chrono::milliseconds killDelay = kACPKillDelay) {
-    auto connection = std::make_unique<ACPConnection>(
-        launcher_, ChildProcessLaunch{.executable = ZEPHYL_FAKE_ACP_AGENT}, std::move(handlers), killDelay);
+                                         std::chrono::milliseconds killDelay = kACPKillDelay,
+                                         ChildProcessLaunch launch = {.executable = ZEPHYL_FAKE_ACP_AGENT}) {
+    auto connection = std::make_unique<ACPConnection>(launcher_, launch, std::move(handlers), killDelay);
     connection->start();
     return connection;
   }
@@ -345,13 +348,22 @@ TEST_F(ACPConnectionTest, WritingToAChildThatClosedItsInputFailsWithoutSigpipe) 
   EXPECT_EQ(connection->pendingRequestCount(), 0u);
 }
 
-TEST_F(ACPConnectionTest, ChildGetsOnlyItsPipesAndTheNullDeviceForDiagnostics) {
+TEST_F(ACPConnectionTest, ChildGetsItsPipesTheNullDeviceItsFolderAndExactlyItsEnvironment) {
+  const platform::testing::TestFolder folder;
   const int inheritable = open("/dev/null", O_RDONLY);  // deliberately without O_CLOEXEC
-  auto connection = connect();
-  const JSONValue result = connection->request("inspect", nullptr);
+  auto connection = connect({}, kACPKillDelay,
+                            {.executable = ZEPHYL_FAKE_ACP_AGENT,
+                             .environment = {{"ZEPHYL_AGENT_PROBE", "given value"}},
+                             .workingDirectory = folder.path()});
+  const JSONValue result =
+      connection->request("inspect", JSONValue::Object{{"variable", "ZEPHYL_AGENT_PROBE"}});
   close(inheritable);
   EXPECT_EQ(*result.find("descriptors"), JSONValue(JSONValue::Array{0, 1, 2}));
   EXPECT_EQ(*result.find("stderr"), JSONValue("/dev/null"));
+  EXPECT_EQ(*result.find("cwd"), JSONValue(std::filesystem::canonical(folder.path()).string()));
+  EXPECT_EQ(*result.find("variable"), JSONValue("given value"));
+  ASSERT_NE(std::getenv("PATH"), nullptr);
+  EXPECT_EQ(*result.find("path"), JSONValue(false)) << "this process's PATH leaked into the child";
 }
 
 TEST_F(ACPConnectionTest, ConnectionDroppedFromItsOwnCloseHandlerLeavesNothingBehind) {

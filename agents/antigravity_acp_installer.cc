@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -19,6 +20,7 @@
 #include "agents/internal/sha256.h"
 #include "core/json_value.h"
 #include "core/logger.h"
+#include "core/utf8.h"
 
 namespace zephyl::agents {
 namespace {
@@ -215,10 +217,16 @@ std::string acpRegistryDocumentURL(std::string_view registry) {
   return base + std::string(kACPRegistryPath);
 }
 
-std::vector<std::string> antigravityACPAllowedArchiveHosts(std::string_view registryURL) {
-  std::vector<std::string> hosts{std::string(kAntigravityDownloadHost)};
-  const std::optional<std::string> host = internal::httpsURLHost(registryURL);
-  if (host && internal::isLoopbackHost(*host)) hosts.push_back(*host);
+std::vector<std::string> loopbackArchiveHosts(std::string_view list) {
+  std::vector<std::string> hosts;
+  while (!list.empty()) {
+    const size_t comma = std::min(list.find(','), list.size());
+    std::string host(core::trimWhiteSpace(list.substr(0, comma)));
+    std::transform(host.begin(), host.end(), host.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (internal::isLoopbackHost(host)) hosts.push_back(std::move(host));
+    list.remove_prefix(std::min(comma + 1, list.size()));
+  }
   return hosts;
 }
 

@@ -36,15 +36,16 @@ std::string antigravityACPInstallDirectory(const std::string& dataDirectory);
 // else `registry` (a service root) with the registry path appended.
 std::string acpRegistryDocumentURL(std::string_view registry);
 
-// The hosts archives may come from for a registry at `registryURL`: Google's
-// download host, and the registry's own host when that is a loopback address
-// (a registry served from this machine, as in development and tests, may name
-// archives on this machine; a remote registry never can).
-std::vector<std::string> antigravityACPAllowedArchiveHosts(std::string_view registryURL);
+// The loopback hosts among `list` (comma-separated names, white space
+// ignored); every other name is dropped. Tests that serve archives from this
+// machine add these to `allowedArchiveHosts`; nothing a registry serves can.
+std::vector<std::string> loopbackArchiveHosts(std::string_view list);
 
 struct AntigravityACPInstallerConfiguration {
   std::string registryURL;       // the registry document, https only
   std::string installDirectory;  // replaced as a whole; its parent holds staging folders, lock and pins
+  // Where archives may come from. Only Google's host in use; tests add their
+  // own loopback server here, never the registry itself.
   std::vector<std::string> allowedArchiveHosts{std::string(kAntigravityDownloadHost)};
   std::string platformKey{currentACPPlatformKey()};
   AgentArchiveLimits archiveLimits;

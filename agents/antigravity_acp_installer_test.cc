@@ -46,7 +46,7 @@ class AntigravityACPInstallerTest : public ::testing::Test {
     AntigravityACPInstallerConfiguration configuration;
     configuration.registryURL = registry_.url(kACPRegistryPath);
     configuration.installDirectory = installDirectory_;
-    configuration.allowedArchiveHosts = antigravityACPAllowedArchiveHosts(configuration.registryURL);
+    configuration.allowedArchiveHosts = {std::string(kAntigravityDownloadHost), "127.0.0.1"};
     configuration.platformKey = "linux-x86_64";
     configuration.postNotification = [this](std::string_view name) { notifications_.emplace_back(name); };
     return AntigravityACPInstaller(transport_, files_, configuration);
@@ -253,10 +253,8 @@ TEST(AntigravityACPDownloadHosts, OnlyExactHttpsHostsPassAndLoopbackOnlyForALoop
   };
   for (const auto& [url, host] : hosts) EXPECT_EQ(internal::httpsURLHost(url), host) << url;
 
-  EXPECT_EQ(antigravityACPAllowedArchiveHosts("https://cdn.example/registry.json"),
-            std::vector<std::string>{"dl.google.com"});
-  EXPECT_EQ(antigravityACPAllowedArchiveHosts("https://127.0.0.1:9000/registry.json"),
-            (std::vector<std::string>{"dl.google.com", "127.0.0.1"}));
+  EXPECT_EQ(loopbackArchiveHosts(" 127.0.0.1,evil.example, LOCALHOST,127.0.0.1.evil.example,[::1],,"),
+            (std::vector<std::string>{"127.0.0.1", "localhost", "[::1]"}));
   EXPECT_EQ(acpRegistryDocumentURL("https://127.0.0.1:9000/"),
             "https://127.0.0.1:9000/registry/v1/latest/registry.json");
   EXPECT_EQ(acpRegistryDocumentURL("https://mirror.example/r.json"), "https://mirror.example/r.json");

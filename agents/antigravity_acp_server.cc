@@ -334,8 +334,9 @@ void AntigravityACPServer::produce(const ai::AIStreamRequest& request, std::stop
 
 void AntigravityACPServer::runTurn(const ai::AIStreamRequest& request, std::stop_token stop,
                                    const Emit& emit) {
-  const JSONValue prompt =
-      antigravityACPPromptBlocks(request.input, request.webSearchMode, request.attachments);
+  const JSONValue prompt = antigravityACPPromptBlocks(antigravityACPPromptText(request),
+                                                      request.webSearchMode, request.attachments);
+  const std::string model = antigravityACPModelID(request.model, request.reasoningEffort);
   // Not installed says more than not signed in: an agent never installed never signed in.
   if (!configuration_.installation || !configuration_.installation())
     throw AntigravityACPError(Code::kNotInstalled);
@@ -350,16 +351,15 @@ void AntigravityACPServer::runTurn(const ai::AIStreamRequest& request, std::stop
   const std::string* sessionID = stringAt(session, "sessionId");
   if (sessionID == nullptr) throw ACPConnectionError(ACPConnectionError::Code::kInvalidMessage);
   const AntigravityACPSessionModels models = antigravityACPSessionModels(session);
-  if (!request.model.empty() && request.model != models.current) {
+  if (!model.empty() && model != models.current) {
     using Selector = AntigravityACPSessionModels::Selector;
     if (models.selector == Selector::kConfigOption) {
-      requestWithin(
-          agent, "session/set_config_option",
-          JSONValue::Object{{"sessionId", *sessionID}, {"configId", "model"}, {"value", request.model}},
-          configuration_.setupTimeout, stop);
+      requestWithin(agent, "session/set_config_option",
+                    JSONValue::Object{{"sessionId", *sessionID}, {"configId", "model"}, {"value", model}},
+                    configuration_.setupTimeout, stop);
     } else if (models.selector == Selector::kSetModel) {
       requestWithin(agent, "session/set_model",
-                    JSONValue::Object{{"sessionId", *sessionID}, {"modelId", request.model}},
+                    JSONValue::Object{{"sessionId", *sessionID}, {"modelId", model}},
                     configuration_.setupTimeout, stop);
     } else {
       kLog.info() << configuration_.displayName << " offers no model choice; using its own";

@@ -184,6 +184,44 @@ TEST_F(AntigravityACPServerTest, SilenceTimesOutOnTheClockThenTheAgentIsReplaced
   EXPECT_EQ(server.launchCount(), 3) << "the idle agent was stopped";
 }
 
+TEST_F(AntigravityACPServerTest, ASilentTurnTimesOutWhileAnotherTurnContinuesAndCompletes) {
+  platform::testing::FakeMonotonicClock clock;
+  AntigravityACPServer server(launcher_, clock, configuration());
+  std::atomic<bool> silentEnded = false, heldEnded = false;
+  std::jthread silent([&] {
+    try {
+      run(server, "silent");
+      ADD_FAILURE() << "the silent turn answered";
+    } catch (const AntigravityACPError& error) {
+      EXPECT_EQ(error.code(), AntigravityACPError::Code::kTimedOut);
+    }
+    silentEnded = true;
+  });
+  awaitLog("\"text\":\"silent");
+  clock.advance(100s);
+  std::vector<AIStreamEvent> held;
+  std::jthread holding([&] {
+    held = run(server, "hold");
+    heldEnded = true;
+  });
+  awaitLog("\"text\":\"hold");
+  // 180 s since the silent turn began, 80 s since the held one did.
+  clock.advance(80s);
+  silent.join();
+  EXPECT_TRUE(silentEnded);
+  std::this_thread::sleep_for(50ms);  // many looks at the clock
+  EXPECT_FALSE(heldEnded) << "the held turn timed out with the silent one";
+
+  const auto released = run(server, "release");
+  holding.join();
+  EXPECT_EQ(held, (std::vector<AIStreamEvent>{AIStreamEvent::AssistantMessageDelta{"Held answer."},
+                                              AIStreamEvent::Completed{}}));
+  EXPECT_EQ(released.back(), AIStreamEvent(AIStreamEvent::Completed{}));
+  EXPECT_EQ(server.launchCount(), 1) << "the process was replaced while a turn was still active";
+  run(server, "echo");
+  EXPECT_EQ(server.launchCount(), 2) << "the process is replaced once no turn is active";
+}
+
 TEST_F(AntigravityACPServerTest, AnAgentThatNeverInitialisesTimesOut) {
   platform::testing::FakeMonotonicClock clock;
   AntigravityACPServer server(launcher_, clock, configuration({"--mute-initialize"}));

@@ -6,6 +6,8 @@
 #include <cctype>
 
 #include "agents/antigravity_acp_error.h"
+#include "ai/ai_model_catalog.h"
+#include "ai/ai_model_profile.h"
 #include "core/utf8.h"
 
 namespace zephyl::agents {
@@ -73,6 +75,7 @@ std::optional<ai::AIToolCallStatus> toolStatus(std::string_view status) {
 
 std::string_view antigravityACPWebSearchInstruction(ai::AIWebToolMode mode) {
   switch (mode) {
+    case ai::AIWebToolMode::kAlways:  // the agent's search is its own, native one
     case ai::AIWebToolMode::kProviderNative:
       return "Use the native search_web tool before answering this request. Cite source URLs; if search "
              "fails, say "
@@ -85,6 +88,23 @@ std::string_view antigravityACPWebSearchInstruction(ai::AIWebToolMode mode) {
       return "Web search is disabled for this turn. Do not call search_web or any other web tools.";
   }
   return {};
+}
+
+std::string antigravityACPModelID(std::string_view modelID, std::optional<ai::ReasoningEffort> effort) {
+  if (modelID.starts_with(ai::kACPAgentModelPrefix)) return {};
+  const ai::AIModelProfile* profile = ai::antigravityProfile(modelID);
+  if (profile == nullptr) return std::string(modelID);
+  if (effort) {
+    if (const auto it = profile->acpModelIDs.find(*effort); it != profile->acpModelIDs.end())
+      return it->second;
+  }
+  const auto fallback = profile->acpModelIDs.find(profile->defaultReasoningEffort);
+  return fallback != profile->acpModelIDs.end() ? fallback->second : std::string(modelID);
+}
+
+std::string antigravityACPPromptText(const ai::AIStreamRequest& request) {
+  if (request.instructions.empty() || core::trimWhiteSpace(request.input).empty()) return request.input;
+  return request.instructions + "\n\n" + request.input;
 }
 
 JSONValue antigravityACPPromptBlocks(std::string_view prompt, ai::AIWebToolMode mode,

@@ -23,6 +23,17 @@ inline constexpr size_t kAntigravityACPMaximumTotalAttachmentBytes = 40 * 1'048'
 // native: always search; automatic; off).
 std::string_view antigravityACPWebSearchInstruction(ai::AIWebToolMode mode);
 
+// The model to select on the agent for a request's model id: an Antigravity
+// profile's agent-side id for `effort` (the profile's default effort when none
+// is given or the profile has no id for it); nothing for a custom agent's
+// "acp:" id, which leaves the agent on its own model; any other id as given.
+std::string antigravityACPModelID(std::string_view modelID, std::optional<ai::ReasoningEffort> effort);
+
+// The text sent for a request: the assistant's instructions (system text)
+// first, as an ACP prompt has no place of its own for them, then the input.
+// Blank input stays blank, so that it is refused as an empty prompt.
+std::string antigravityACPPromptText(const ai::AIStreamRequest& request);
+
 // The "prompt" of "session/prompt": the text with the web search instruction,
 // then one block per attachment (images by extension png, jpg/jpeg, gif, webp;
 // other files as resources, text when they are UTF-8 text). Throws

@@ -48,6 +48,27 @@ TEST(AntigravityACPTurn, PromptBlocksCarryTheInstructionImagesAndResources) {
                                      .serialized());
 }
 
+TEST(AntigravityACPTurn, ModelIdsBecomeTheAgentsOwnForTheEffortAndInstructionsLeadThePrompt) {
+  using ai::ReasoningEffort;
+  const std::vector<std::tuple<std::string, std::optional<ReasoningEffort>, std::string>> cases{
+      {"Gemini 3.8 Flash", std::nullopt, "gemini-3.8-flash-medium"},
+      {"Gemini 3.8 Flash", ReasoningEffort::kHigh, "gemini-3.8-flash-high"},
+      {"Gemini 3.1 Pro", ReasoningEffort::kMedium, "gemini-pro-agent"},  // no medium: the default
+      {"gemini-3.1-pro-preview", ReasoningEffort::kLow, "gemini-3.1-pro-low"},
+      {"acp:example", ReasoningEffort::kHigh, ""},
+      {"deep", std::nullopt, "deep"},
+  };
+  for (const auto& [model, effort, expected] : cases)
+    EXPECT_EQ(antigravityACPModelID(model, effort), expected) << model;
+
+  ai::AIStreamRequest request;
+  request.instructions = "Be brief.";
+  request.input = "hi";
+  EXPECT_EQ(antigravityACPPromptText(request), "Be brief.\n\nhi");
+  request.input = " \n";
+  EXPECT_EQ(antigravityACPPromptText(request), " \n") << "a blank question stays refusable";
+}
+
 TEST(AntigravityACPTurn, PermissionAnswersFollowTheTurnsWebMode) {
   const JSONValue all = JSONValue::parse(R"({"toolCall":{"toolCallId":"t1"},"options":[
       {"optionId":"never","kind":"reject_always"},{"optionId":"no","kind":"reject_once"},

@@ -17,7 +17,7 @@ namespace {
 const core::Logger kLog("AIModelCatalog");
 
 // Tested in exactly this order.
-constexpr std::array<std::pair<std::string_view, AIProvider>, 8> kPrefixes = {{
+constexpr std::array<std::pair<std::string_view, AIProvider>, 9> kPrefixes = {{
     {"openai:", AIProvider::kOpenAIAPI},
     {"custom-openai:", AIProvider::kCustomOpenAI},
     {"google:", AIProvider::kGoogleAPI},
@@ -26,6 +26,8 @@ constexpr std::array<std::pair<std::string_view, AIProvider>, 8> kPrefixes = {{
     {"zai:", AIProvider::kZAICodingPlan},
     {"deepseek:", AIProvider::kDeepSeek},
     {"opencode:", AIProvider::kOpenCode},
+    // Custom ACP agents run through the same agent service as Antigravity.
+    {kACPAgentModelPrefix, AIProvider::kGemini},
 }};
 
 const std::vector<std::string> kCodexModels = {"gpt-6.1-sol", "gpt-6-astra",   "gpt-6-sol",    "gpt-6-luna",
@@ -302,6 +304,7 @@ std::string AIModelCatalog::displayName(std::string_view modelID) const {
       return name;
     }
     case AIProvider::kGemini:
+      if (modelID.starts_with(kACPAgentModelPrefix)) return withoutPrefix(modelID);
       return std::string(canonicalAntigravityModelName(modelID));
     case AIProvider::kCloudflareWorkersAI:
     case AIProvider::kCustomOpenAI:

@@ -19,6 +19,11 @@
 
 namespace zephyl::ai {
 
+// A custom ACP agent's model id: this prefix and the agent's name from the
+// setting "customACPAgents" ("acp:example"). It belongs to the gemini
+// provider, whose service runs external agents; the agent uses its own model.
+inline constexpr std::string_view kACPAgentModelPrefix = "acp:";
+
 // One user-defined OpenAI-compatible endpoint.
 struct AICustomOpenAIProvider {
   std::string id;  // also names its API key: "customOpenAIAPIKey." + id

@@ -77,8 +77,9 @@ std::string AIServiceFactory::baseURL(AIProvider provider) const {
   return replacedBaseURL(provider).value_or(std::string(defaultBaseURL(provider)));
 }
 
-std::unique_ptr<AIStreamProvider> AIServiceFactory::makeAdapter(AIProvider provider,
+std::unique_ptr<AIStreamProvider> AIServiceFactory::makeAdapter(std::string_view modelID,
                                                                 AIHTTPClient& http) const {
+  const AIProvider provider = catalog_.provider(modelID);
   switch (provider) {
     case AIProvider::kCodex:
       return std::make_unique<ChatGPTResponsesAIService>(http, dependencies_.chatGPTAccount,
@@ -110,7 +111,7 @@ std::unique_ptr<AIStreamProvider> AIServiceFactory::makeAdapter(AIProvider provi
       return std::make_unique<OpenCodeAIService>(http, dependencies_.credentials, dependencies_.settings,
                                                  replacedBaseURL(provider));
     case AIProvider::kGemini:
-      return nullptr;
+      return dependencies_.agentAdapter ? dependencies_.agentAdapter(modelID) : nullptr;
   }
   return nullptr;
 }
@@ -119,7 +120,7 @@ std::unique_ptr<AIStreamProvider> AIServiceFactory::makeProvider(std::string_vie
   const AIProvider provider = catalog_.provider(modelID);
   auto http = std::make_unique<AIHTTPClient>(dependencies_.transport, dependencies_.clock,
                                              dependencies_.random, dependencies_.wallClock);
-  std::unique_ptr<AIStreamProvider> adapter = makeAdapter(provider, *http);
+  std::unique_ptr<AIStreamProvider> adapter = makeAdapter(modelID, *http);
   if (!adapter) throw AIServiceFactoryError(AIServiceFactoryError::Code::kProviderNotAvailable, provider);
   return std::make_unique<AIServiceStack>(std::move(http), std::move(adapter), dependencies_, catalog_);
 }
@@ -127,7 +128,9 @@ std::unique_ptr<AIStreamProvider> AIServiceFactory::makeProvider(std::string_vie
 std::optional<std::string> AIServiceFactory::requestBody(const AIStreamRequest& request) const {
   AIHTTPClient http(dependencies_.transport, dependencies_.clock, dependencies_.random,
                     dependencies_.wallClock);
-  std::unique_ptr<AIStreamProvider> adapter = makeAdapter(catalog_.provider(request.model), http);
+  // An agent takes no HTTP body, and is not launched for a dry run.
+  if (catalog_.provider(request.model) == AIProvider::kGemini) return std::nullopt;
+  std::unique_ptr<AIStreamProvider> adapter = makeAdapter(request.model, http);
   if (auto* responses = dynamic_cast<ResponsesAIService*>(adapter.get()))
     return responses->requestBody(request);
   if (auto* chat = dynamic_cast<ChatCompletionsAIService*>(adapter.get())) return chat->requestBody(request);

@@ -11,6 +11,7 @@
 // provider family are added in makeAdapter() in the .cc, nowhere else.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -64,6 +65,10 @@ struct AIServiceDependencies {
   AIAccountAccessSource* chatGPTAccount = nullptr;  // null: nobody signed in with ChatGPT
   AIAccountAccessSource* xaiAccount = nullptr;      // null: no xAI account (an xAI API key may serve)
   AIImageGenerator* imageGenerator = nullptr;       // null: xAI images come from xAI's image endpoint
+  // The gemini provider's adapter: an external agent spoken to over ACP, built
+  // outside this library (agents/ sits above it). Called with the model id;
+  // empty, or returning null: the provider is not available.
+  std::function<std::unique_ptr<AIStreamProvider>(std::string_view modelID)> agentAdapter;
 };
 
 class AIServiceFactory {
@@ -91,8 +96,8 @@ class AIServiceFactory {
  private:
   // The override, else the `aiProviderBaseURLs` setting; none: the service's own.
   std::optional<std::string> replacedBaseURL(AIProvider provider) const;
-  // The adapter of `provider` sending through `http`, or null when none exists.
-  std::unique_ptr<AIStreamProvider> makeAdapter(AIProvider provider, AIHTTPClient& http) const;
+  // The adapter of `modelID`'s provider sending through `http`, or null when none exists.
+  std::unique_ptr<AIStreamProvider> makeAdapter(std::string_view modelID, AIHTTPClient& http) const;
 
   AIServiceDependencies dependencies_;
   AIModelCatalog catalog_;

@@ -85,5 +85,45 @@ TEST_F(AIServiceFactoryTest, TheStackRecordsUsageAndRunsTheBudgetFirst) {
   EXPECT_EQ(transport_.requests().size(), 1u);
 }
 
+// Stands in for the external agent that the command line wires in.
+class AnsweringAgent : public AIStreamProvider {
+ public:
+  void produce(const AIStreamRequest& request, std::stop_token, const Emit& emit) override {
+    emit(AIStreamEvent::AssistantMessageDelta{"from " + request.model});
+    emit(AIStreamEvent::Completed{});
+  }
+};
+
+TEST_F(AIServiceFactoryTest, AgentModelsGoThroughTheWiredAgentWithUsageRecorded) {
+  std::vector<std::string> built;
+  AIServiceDependencies dependencies{transport_,   clock_,    random_,   wallClock_,
+                                     credentials_, recorder_, &settings_};
+  dependencies.agentAdapter = [&built](std::string_view modelID) -> std::unique_ptr<AIStreamProvider> {
+    built.emplace_back(modelID);
+    if (modelID == "acp:missing") return nullptr;
+    return std::make_unique<AnsweringAgent>();
+  };
+  const AIServiceFactory withAgent(dependencies, AIModelCatalog());
+  for (const std::string model : {"Gemini 3.8 Flash", "acp:example"}) {
+    SCOPED_TRACE(model);
+    AIStreamRequest request;
+    request.input = "hi";
+    request.model = model;
+    std::vector<AIStreamEvent> events;
+    withAgent.makeProvider(model)->produce(request, {},
+                                           [&](AIStreamEvent event) { events.push_back(std::move(event)); });
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.front(), AIStreamEvent(AIStreamEvent::AssistantMessageDelta{"from " + model}));
+    ASSERT_FALSE(recorder_.records.empty());
+    EXPECT_EQ(recorder_.records.back().provider, AIProvider::kGemini);
+    EXPECT_EQ(recorder_.records.back().model, model);
+    EXPECT_FALSE(withAgent.requestBody(request).has_value()) << "an agent has no HTTP body";
+  }
+  EXPECT_EQ(built, (std::vector<std::string>{"Gemini 3.8 Flash", "acp:example"}));
+  EXPECT_THROW(withAgent.makeProvider("acp:missing"), AIServiceFactoryError);
+  EXPECT_THROW(factory().makeProvider("Gemini 3.8 Flash"), AIServiceFactoryError) << "no agent wired in";
+  EXPECT_TRUE(transport_.requests().empty());
+}
+
 }  // namespace
 }  // namespace zephyl::ai

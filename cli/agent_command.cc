@@ -17,13 +17,16 @@
 #include "agents/antigravity_acp_server.h"
 #include "agents/antigravity_acp_sign_in.h"
 #include "agents/custom_acp_agent.h"
+#include "ai/ai_model_catalog.h"
+#include "cli/agent_process_records.h"
+#include "cli/agent_service_support.h"
+#include "cli/ai_command_support.h"
+#include "cli/assistant_turn_runner.h"
+#include "cli/chat_history.h"
 #include "cli/commands.h"
 #include "cli/json_writer.h"
 #include "cli/terminal.h"
 #include "platform/linux/curl_http_transport.h"
-#include "platform/linux/posix_spawn_child_process.h"
-
-extern char** environ;
 
 namespace zephyl::cli {
 namespace {
@@ -37,6 +40,22 @@ std::string certificateAuthorityFile(const core::EnvironmentLookup& environment)
     if (auto value = environment(name); value && !value->empty()) return *value;
   }
   return {};
+}
+
+// Tests serve the registry and its archives from this machine, which the
+// installer refuses: archives come from Google's host only. This variable, named
+// for tests and read only here, adds loopback hosts to that list. The widening is
+// never derived from the registry URL or the registry document: a registry on
+// loopback can be run by any local program, and a pasted `--registry` must not
+// be able to choose where archives come from. Non-loopback names in it are dropped.
+constexpr const char* kTestArchiveHostsVariable = "ZEPHYL_TEST_LOOPBACK_ARCHIVE_HOSTS";
+
+std::vector<std::string> allowedArchiveHosts(const core::EnvironmentLookup& environment) {
+  std::vector<std::string> hosts{std::string(agents::kAntigravityDownloadHost)};
+  if (auto extra = environment(kTestArchiveHostsVariable)) {
+    for (std::string& host : agents::loopbackArchiveHosts(*extra)) hosts.push_back(std::move(host));
+  }
+  return hosts;
 }
 
 std::string installDirectory(CliContext& context) {
@@ -72,7 +91,7 @@ void addInstallCommand(CLI::App& agent, CliContext& context) {
     agents::AntigravityACPInstallerConfiguration configuration;
     configuration.registryURL = registryURL;
     configuration.installDirectory = installDirectory(context);
-    configuration.allowedArchiveHosts = agents::antigravityACPAllowedArchiveHosts(registryURL);
+    configuration.allowedArchiveHosts = allowedArchiveHosts(context.environment());
     agents::AntigravityACPInstaller installer(transport, context.fileSystem(), configuration);
 
     if (installer.installation() && streams.errIsTerminal)
@@ -145,62 +164,6 @@ void addStatusCommand(CLI::App& agent, CliContext& context) {
   });
 }
 
-std::map<std::string, std::string> processEnvironment() {
-  std::map<std::string, std::string> environment;
-  for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
-    const std::string text = *entry;
-    const size_t equals = text.find('=');
-    if (equals != std::string::npos) environment.emplace(text.substr(0, equals), text.substr(equals + 1));
-  }
-  return environment;
-}
-
-// The server for Antigravity, or for the custom agent `name` when one is given.
-agents::AntigravityACPServerConfiguration serverConfiguration(CliContext& context, const std::string& name) {
-  agents::AntigravityACPServerConfiguration configuration;
-  const std::string data = context.directories().dataDirectory;
-  configuration.workspaceDirectory = data + "/ZephylAntigravityWorkspace";
-  configuration.systemEnvironment = processEnvironment();
-  if (name.empty()) {
-    configuration.authSettingsPath =
-        agents::antigravityACPAuthSettingsPath(context.directories().homeDirectory);
-    configuration.installation = [&files = context.fileSystem(),
-                                  directory =
-                                      installDirectory(context)]() -> std::optional<agents::ACPAgentCommand> {
-      const auto installation = agents::readAntigravityACPInstallation(files, directory);
-      if (!installation) return std::nullopt;
-      return agents::ACPAgentCommand{installation->executablePath(), installation->arguments, {}};
-    };
-    return configuration;
-  }
-  for (agents::CustomACPAgent& agent : agents::customACPAgents(context.settings())) {
-    if (agent.name != name) continue;
-    configuration.displayName = agent.name;
-    configuration.installation =
-        [command = agents::ACPAgentCommand{agent.command, agent.arguments, agent.environment}] {
-          return std::optional(command);
-        };
-    return configuration;
-  }
-  throw CliUsageError("unknown agent \"" + name + "\"; add it to the setting customACPAgents");
-}
-
-ai::AIWebToolMode webMode(const std::string& text) {
-  if (text == "off") return ai::AIWebToolMode::kOff;
-  if (text == "auto") return ai::AIWebToolMode::kAutomatic;
-  if (text == "always") return ai::AIWebToolMode::kProviderNative;
-  throw CliUsageError("--web takes off, auto or always");
-}
-
-ai::AIAttachment readAttachment(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
-  if (!file.is_open() || file.bad()) {
-    throw agents::AntigravityACPServiceError(agents::AntigravityACPServiceError::Code::kUnreadableAttachment);
-  }
-  return ai::AIAttachment{std::filesystem::path(path).filename().string(), "", std::move(bytes)};
-}
-
 // Runs `work` with a stop token that Ctrl-C requests.
 template <typename Work>
 void runInterruptibly(Work&& work) {
@@ -215,6 +178,13 @@ void runInterruptibly(Work&& work) {
   work(stop.get_token());
 }
 
+ai::AIWebToolMode webMode(const std::string& text) {
+  if (text == "off") return ai::AIWebToolMode::kOff;
+  if (text == "auto") return ai::AIWebToolMode::kAutomatic;
+  if (text == "always") return ai::AIWebToolMode::kProviderNative;
+  throw CliUsageError("--web takes off, auto or always");
+}
+
 void addAgentAskCommand(CLI::App& agent, CliContext& context) {
   auto* command =
       agent.add_subcommand("ask", "Ask the Antigravity agent (or a custom ACP agent) one question");
@@ -227,42 +197,43 @@ void addAgentAskCommand(CLI::App& agent, CliContext& context) {
   };
   auto options = std::make_shared<Options>();
   command->add_option("QUESTION", options->question, "The question; - reads standard input");
-  command->add_option("--model", options->model, "The agent's model to use (default: the agent's own)");
+  command->add_option("--model", options->model, "The Antigravity model to use (default: Gemini 3.8 Flash)");
   command->add_option("--web", options->web, "Web search for this turn: off, auto or always")
       ->capture_default_str();
   command->add_option("--attach", options->attachments, "A file to send with the question (repeatable)");
   command->add_option("--agent", options->agent, "A custom ACP agent from the setting customACPAgents");
   command->callback([&context, options] {
     auto& streams = context.streams();
-    ai::AIStreamRequest request;
-    request.input = options->question;
-    if (options->question == "-" && streams.in != nullptr) {
-      request.input.assign(std::istreambuf_iterator<char>(*streams.in), std::istreambuf_iterator<char>());
+    std::string question = options->question;
+    if ((question.empty() || question == "-") && streams.in != nullptr)
+      question.assign(std::istreambuf_iterator<char>(*streams.in), std::istreambuf_iterator<char>());
+    std::string model;
+    if (!options->agent.empty()) {
+      if (!options->model.empty())
+        throw CliUsageError("--model chooses an Antigravity model; a custom agent uses its own");
+      model = std::string(ai::kACPAgentModelPrefix) + options->agent;
+    } else {
+      model =
+          options->model.empty() ? std::string(*ai::defaultModel(ai::AIProvider::kGemini)) : options->model;
     }
-    request.model = options->model;
-    request.webSearchMode = webMode(options->web);
-    for (const std::string& path : options->attachments) request.attachments.push_back(readAttachment(path));
+    assistant::AssistantTurnParts parts;
+    parts.request = question;
+    for (const std::string& path : options->attachments) parts.uploads.push_back(readAttachment(path));
 
-    platform::PosixSpawnChildProcessLauncher launcher;
-    ai::SteadyMonotonicClock clock;
-    agents::AntigravityACPServer server(launcher, clock, serverConfiguration(context, options->agent));
-    bool endsWithNewline = true;
-    runInterruptibly([&](std::stop_token stop) {
-      server.produce(request, stop, [&](ai::AIStreamEvent event) {
-        if (const auto* delta = event.as<ai::AIStreamEvent::AssistantMessageDelta>()) {
-          streams.out << delta->text << std::flush;
-          if (!delta->text.empty()) endsWithNewline = delta->text.back() == '\n';
-        } else if (const auto* tool = event.as<ai::AIStreamEvent::ToolCallUpdated>();
-                   tool && streams.errIsTerminal) {
-          streams.err << "[" << ai::rawValue(tool->update.kind) << " " << ai::rawValue(tool->update.status)
-                      << "] " << tool->update.query.value_or("") << '\n';
-        } else if (const auto* thought = event.as<ai::AIStreamEvent::ReasoningSummaryDelta>();
-                   thought && streams.errIsTerminal) {
-          streams.err << thought->text << std::flush;
-        }
-      });
-    });
-    if (!endsWithNewline) streams.out << '\n';
+    // The agent answers an assistant turn like any provider: composed, stored
+    // in the chat history, counted in the usage store.
+    CliAIServices services(context, "");
+    ai::AIServiceFactory& factory = services.factory();
+    AssistantTurnChoice choice = assistantTurnChoice(context, factory, model);
+    if (choice.provider != ai::AIProvider::kGemini)
+      throw CliUsageError("\"" + model + "\" is not an Antigravity model; zephyl models lists them");
+    choice.webSearchMode = webMode(options->web);
+    ChatHistory chats(context);
+    assistant::ChatSession session;
+    AssistantTurnRunner runner(context, chats, &factory, false);
+    const PreparedAssistantTurn turn = runner.prepare(session, std::move(parts), choice);
+    const std::unique_ptr<ai::AIStreamProvider> provider = factory.makeProvider(choice.model);
+    if (!runner.run(session, question, turn, choice, *provider).completed) throw core::CancellationError();
   });
 }
 
@@ -270,9 +241,8 @@ void addLoginCommand(CLI::App& agent, CliContext& context) {
   auto* command =
       agent.add_subcommand("login", "Sign in to the Antigravity agent with Google (opens a browser)");
   command->callback([&context] {
-    platform::PosixSpawnChildProcessLauncher launcher;
-    ai::SteadyMonotonicClock clock;
-    agents::AntigravityACPServer server(launcher, clock, serverConfiguration(context, ""));
+    CliAgentServer agentServer(context, "");
+    agents::AntigravityACPServer& server = agentServer.server();
     runInterruptibly([&](std::stop_token stop) { server.signIn(stop); });
     context.streams().out << (server.isSignedIn() ? "Signed in to Antigravity.\n"
                                                   : "The agent finished sign-in but recorded no account.\n");
@@ -280,13 +250,22 @@ void addLoginCommand(CLI::App& agent, CliContext& context) {
 }
 
 void addStopCommand(CLI::App& agent, CliContext& context) {
-  auto* command = agent.add_subcommand("stop", "Stop a running agent");
+  auto* command = agent.add_subcommand(
+      "stop", "Stop the agent processes that running Zephyl commands (such as zephyl chat) started");
   command->callback([&context] {
-    // The command line keeps no agent running between commands: each ask starts
-    // the agent and stops it when it ends, so there is never one to stop here.
-    context.streams().out
-        << "No agent is running: each zephyl agent ask starts the agent and stops it when it "
-           "ends.\n";
+    // Each command line is its own process and stops its agent when it ends, so
+    // only an agent of another Zephyl still running is left to stop; the
+    // commands that start agents record them for this.
+    AgentProcessRecords records(context.fileSystem(),
+                                agentProcessRecordsDirectory(context.directories().dataDirectory));
+    const int stopped = records.stopAll(agents::kACPKillDelay);
+    auto& out = context.streams().out;
+    if (stopped == 0) {
+      out << "No agent is running: none was started by a Zephyl command that is still running.\n";
+    } else {
+      out << "Stopped " << stopped << (stopped == 1 ? " agent process" : " agent processes")
+          << " started by a running Zephyl command.\n";
+    }
   });
 }
 

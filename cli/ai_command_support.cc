@@ -29,7 +29,29 @@ std::string mediaTypeForFile(const std::string& path) {
   return "application/octet-stream";
 }
 
+// The factory's stack owns its adapter; the agent server outlives it.
+class ForwardingProvider : public ai::AIStreamProvider {
+ public:
+  explicit ForwardingProvider(ai::AIStreamProvider& target) : target_(target) {}
+  void produce(const ai::AIStreamRequest& request, std::stop_token stop, const Emit& emit) override {
+    target_.produce(request, std::move(stop), emit);
+  }
+
+ private:
+  ai::AIStreamProvider& target_;
+};
+
 }  // namespace
+
+CliAIServices::~CliAIServices() = default;
+
+agents::AntigravityACPServer& CliAIServices::agentServer(CliContext& context, std::string_view modelID) {
+  const std::string name = customAgentName(modelID);
+  std::lock_guard lock(agentsMutex_);
+  std::unique_ptr<CliAgentServer>& agent = agents_[name];
+  if (!agent) agent = std::make_unique<CliAgentServer>(context, name);
+  return agent->server();
+}
 
 CliAIServices::CliAIServices(CliContext& context, const std::string& baseURL) {
   chatGPTCoordinator_ = std::make_unique<ai::OAuthCredentialCoordinator>(
@@ -39,15 +61,21 @@ CliAIServices::CliAIServices(CliContext& context, const std::string& baseURL) {
       context.credentials(), tokenClient_, wallClock_, ai::xaiRefreshSettings(context.settings()));
   xaiAccount_ = std::make_unique<ai::OAuthAccountAccessSource>(*xaiCoordinator_);
   factory_ = std::make_unique<ai::AIServiceFactory>(
-      ai::AIServiceDependencies{.transport = transport_,
-                                .clock = clock_,
-                                .random = random_,
-                                .wallClock = wallClock_,
-                                .credentials = context.credentials(),
-                                .usageRecorder = context.usageStore(),
-                                .settings = &context.settings(),
-                                .chatGPTAccount = chatGPTAccount_.get(),
-                                .xaiAccount = xaiAccount_.get()},
+      ai::AIServiceDependencies{
+          .transport = transport_,
+          .clock = clock_,
+          .random = random_,
+          .wallClock = wallClock_,
+          .credentials = context.credentials(),
+          .usageRecorder = context.usageStore(),
+          .settings = &context.settings(),
+          .chatGPTAccount = chatGPTAccount_.get(),
+          .xaiAccount = xaiAccount_.get(),
+          .agentAdapter =
+              [this, &context](std::string_view modelID) {
+                return std::unique_ptr<ai::AIStreamProvider>(
+                    std::make_unique<ForwardingProvider>(agentServer(context, modelID)));
+              }},
       ai::AIModelCatalog(ai::AIUserModels::fromSettings(context.settings())),
       baseURL.empty() ? std::nullopt : std::optional<std::string>(baseURL));
 }

@@ -4,7 +4,9 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -12,6 +14,7 @@
 #include "ai/oauth_account_access_source.h"
 #include "ai/oauth_credential_coordinator.h"
 #include "ai/oauth_token_client.h"
+#include "cli/agent_service_support.h"
 #include "cli/cli_context.h"
 #include "platform/linux/curl_http_transport.h"
 #include "platform/linux/system_clock.h"
@@ -20,13 +23,24 @@
 namespace zephyl::cli {
 
 // The factory and what it sends through; usage goes to the context's store.
+// The gemini provider's models (and custom agents' "acp:" ids) go to an agent
+// server, one per agent for the life of these services, so that the turns of
+// one `zephyl chat` share one agent process.
 class CliAIServices {
  public:
   // `baseURL` (empty: none) replaces every provider's base URL for this run.
   CliAIServices(CliContext& context, const std::string& baseURL);
+  ~CliAIServices();
   ai::AIServiceFactory& factory() { return *factory_; }
 
  private:
+  // The server of the agent `modelID` names, made on first use. Throws
+  // CliUsageError for an unknown custom agent.
+  agents::AntigravityACPServer& agentServer(CliContext& context, std::string_view modelID);
+
+  std::mutex agentsMutex_;                                         // guards agents_
+  std::map<std::string, std::unique_ptr<CliAgentServer>> agents_;  // by custom agent name; "" Antigravity
+
   platform::CurlHTTPTransport transport_;
   ai::SteadyMonotonicClock clock_;
   platform::SystemRandomSource random_;

@@ -89,7 +89,7 @@ void runAsk(CliContext& context, const AskOptions& options) {
   choice.webSearchMode = options.web == "always" ? ai::AIWebToolMode::kAlways
                          : options.web == "auto" ? ai::AIWebToolMode::kAutomatic
                                                  : ai::AIWebToolMode::kOff;
-  if (!options.dryRun) requireEnabledProvider(context, choice.provider);
+  if (!options.dryRun) requireEnabledProvider(context, choice);
 
   assistant::AssistantTurnParts parts;
   parts.request = question;

@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "agents/antigravity_acp_error.h"
 #include "ai/ai_provider_availability.h"
 #include "ai/ai_settings_keys.h"
 #include "ai/ai_usage_store.h"
@@ -9,6 +10,7 @@
 #include "assistant/assistant_prompt_composer.h"
 #include "assistant/assistant_turn_error.h"
 #include "assistant/chat_title_generation_service.h"
+#include "cli/agent_service_support.h"
 #include "cli/ai_command_support.h"
 #include "cli/ai_stream_event_json.h"
 #include "cli/terminal.h"
@@ -25,13 +27,6 @@ using TurnError = AssistantTurnError::Code;
 const core::Logger kLog("AssistantTurnRunner");
 
 constexpr std::string_view kCustomInstructionsKey = "customAIInstructions";
-
-// On Linux there is no Antigravity tool to find; ACP agents are asked with `zephyl agent ask`.
-class NoAgentCLI : public ai::AgentCLIAvailability {
- public:
-  bool isInstalled() override { return false; }
-  bool isSignedIn() override { return false; }
-};
 
 std::chrono::year_month_day localToday(CliContext& context) {
   const auto midnight =
@@ -168,11 +163,21 @@ AssistantTurnChoice assistantTurnChoice(CliContext& context, ai::AIServiceFactor
   return choice;
 }
 
-void requireEnabledProvider(CliContext& context, ai::AIProvider provider) {
-  NoAgentCLI agent;
+void requireEnabledProvider(CliContext& context, const AssistantTurnChoice& choice) {
+  // A custom agent needs no install or sign-in; an unknown one is refused when its server is made.
+  if (choice.model.starts_with(ai::kACPAgentModelPrefix)) return;
+  const ai::AIProvider provider = choice.provider;
+  CliAgentAvailability agent(context);
   const auto availability =
       ai::AIProviderAvailability::compute(context.settings(), agent, context.credentials());
   if (availability.isInstalled(provider)) return;
+  if (provider == ai::AIProvider::kGemini) {
+    // The agent's own texts say which step is missing: `zephyl agent install`, then `zephyl agent login`.
+    using AgentError = agents::AntigravityACPError;
+    throw CliFailure(
+        AgentError(agent.isInstalled() ? AgentError::Code::kNeedsSignIn : AgentError::Code::kNotInstalled)
+            .description());
+  }
   throw CliFailure(std::string(AssistantTurnError::text(TurnError::kNoProviderEnabled)) +
                    "\nSet a key for the model's provider (" + std::string(ai::rawValue(provider)) +
                    ") with `zephyl auth set-key " + std::string(ai::rawValue(provider)) +

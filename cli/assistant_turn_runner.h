@@ -38,8 +38,9 @@ AssistantTurnChoice assistantTurnChoice(CliContext& context, ai::AIServiceFactor
                                         const std::string& model, const std::string& effort = "");
 
 // Throws CliFailure with "Enable an AI provider in Settings first." and how to
-// set a key, unless `provider` can be used.
-void requireEnabledProvider(CliContext& context, ai::AIProvider provider);
+// set a key, or the Antigravity agent's text for a missing install or sign-in,
+// unless the choice's provider can be used.
+void requireEnabledProvider(CliContext& context, const AssistantTurnChoice& choice);
 
 // A turn composed and ready to send.
 struct PreparedAssistantTurn {

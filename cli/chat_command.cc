@@ -136,7 +136,7 @@ bool handleLine(CliContext& context, ai::AIServiceFactory& factory, AssistantTur
     return true;
   }
   try {
-    requireEnabledProvider(context, choice.provider);
+    requireEnabledProvider(context, choice);
     assistant::AssistantTurnParts parts;
     parts.request = text;
     const PreparedAssistantTurn turn = runner.prepare(session, std::move(parts), choice);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/internal/cli_test_support.h"
+#include "cli/internal/example_acp_agent.h"
 #include "core/json_value.h"
 
 namespace zephyl::cli {
@@ -101,25 +102,10 @@ TEST(DebugACPCommand, FailsWhenTheAgentStopsOrATimeOutPasses) {
   EXPECT_EQ(debugACP({}, {"/nonexistent/agent"}, "").code, 1);
 }
 
-// The reference TypeScript SDK's example agent, installed from the npm registry
-// into the build folder once.
-std::filesystem::path exampleAgent() {
-  const std::filesystem::path folder = std::filesystem::path(ZEPHYL_BUILD_DIR) / "acp-example-agent";
-  const auto agent = folder / "node_modules/@agentclientprotocol/sdk/dist/examples/agent.js";
-  if (std::filesystem::exists(agent)) return agent;
-  std::filesystem::create_directories(folder);
-  const std::string install = "npm install --silent --save-exact --no-audit --no-fund --prefix '" +
-                              folder.string() + "' @agentclientprotocol/sdk@1.9.0 zod@4 >/dev/null 2>&1";
-  if (std::system(install.c_str()) != 0) return {};
-  return agent;
-}
-
 TEST(DebugACPCommand, DrivesTheReferenceExampleAgentThroughATurn) {
-  if (std::system("command -v node >/dev/null 2>&1 && command -v npm >/dev/null 2>&1") != 0) {
-    GTEST_SKIP() << "node or npm is not installed";
-  }
-  const auto agent = exampleAgent();
-  if (agent.empty()) GTEST_SKIP() << "npm could not install @agentclientprotocol/sdk (registry unreachable?)";
+  if (!testing::nodeInstalled()) GTEST_SKIP() << "node is not installed";
+  const auto agent = testing::exampleACPAgent();
+  ASSERT_FALSE(agent.empty()) << "npm could not install @agentclientprotocol/sdk";
 
   const std::string opening =
       R"({"method":"initialize","params":{"protocolVersion":1,"clientCapabilities":{"fs":{"readTextFile":false,"writeTextFile":false},"terminal":false},"clientInfo":{"name":"zephyl","title":"Zephyl","version":"0"}}})"

@@ -10,7 +10,9 @@
 //   orphan          starts a grandchild that keeps standard output open for 2 s, exits
 //   ignoreTerm      ignores SIGTERM from now on, answers, and outlives the end of its input
 //   closeInput      closes its standard input, answers, and sleeps until killed
-//   inspect         fills standard error with 1 MiB, answers {"descriptors", "stderr"}
+//   inspect {variable} fills standard error with 1 MiB, answers {"descriptors",
+//                   "stderr", "cwd", "variable": the variable's value or null,
+//                   "path": whether PATH is set}
 //   ask             sends requests of its own with ids 0 and "s1", answers with
 //                   their answers in the order they came
 //   received        answers with the methods of every message received so far
@@ -22,6 +24,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <thread>
@@ -133,7 +136,13 @@ int main() {
       [[maybe_unused]] const auto written = ::write(STDERR_FILENO, noise.data(), noise.size());
       char target[256] = {};
       [[maybe_unused]] const auto length = readlink("/proc/self/fd/2", target, sizeof target - 1);
-      answer(*id, JSONValue::Object{{"descriptors", openDescriptors()}, {"stderr", target}});
+      char cwd[4096] = {};
+      const char* variable = std::getenv(textParam(params, "variable").c_str());
+      answer(*id, JSONValue::Object{{"descriptors", openDescriptors()},
+                                    {"stderr", target},
+                                    {"cwd", getcwd(cwd, sizeof cwd) != nullptr ? cwd : ""},
+                                    {"variable", variable != nullptr ? JSONValue(variable) : JSONValue()},
+                                    {"path", std::getenv("PATH") != nullptr}});
     } else if (name == "ask") {
       askID = *id;
       send(JSONValue::Object{{"jsonrpc", "2.0"}, {"id", 0}, {"method", "first"}, {"params", 1}});

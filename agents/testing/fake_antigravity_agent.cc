@@ -9,6 +9,9 @@
 //   silent     never answers
 //   autherror  answers with -32000 "Authentication required"
 //   crash      exits at once
+//   hold       keeps the turn open until a "release" turn arrives
+//   release    ends the held turn with "Held answer." and itself with "Released."
+// A composed assistant prompt is read from its "## Current Request" on.
 // Arguments: --log FILE appends every line received; --older-models offers
 // models the older way (session/set_model); --mute-initialize never answers
 // "initialize".
@@ -17,6 +20,7 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <string_view>
 
 #include "core/json_value.h"
 
@@ -68,6 +72,8 @@ int main(int argc, char** argv) {
   int sessions = 0;
   JSONValue promptID;  // the prompt waiting for a permission answer
   std::string promptSession;
+  JSONValue heldID;  // the "hold" prompt
+  std::string heldSession;
   std::string line;
   while (std::getline(std::cin, line)) {
     if (log.is_open()) log << line << std::endl;
@@ -111,7 +117,11 @@ int main(int argc, char** argv) {
     } else if (name == "session/prompt") {
       const std::string session = *params.find("sessionId")->string();
       const std::string text = *(*params.find("prompt")->array())[0].find("text")->string();
-      const std::string word = text.substr(0, text.find_first_of(" \n"));
+      constexpr std::string_view kRequestHeading = "## Current Request\n";
+      const size_t heading = text.find(kRequestHeading);
+      const std::string request =
+          heading == std::string::npos ? text : text.substr(heading + kRequestHeading.size());
+      const std::string word = request.substr(0, request.find_first_of(" \n"));
       if (word == "echo" || word == "wait") {
         if (word == "echo") {
           chunk(session, "agent_thought_chunk", "thinking");
@@ -131,6 +141,15 @@ int main(int argc, char** argv) {
       } else if (word == "autherror") {
         send(JSONValue::parse(R"({"jsonrpc":"2.0","id":)" + id->serialized() +
                               R"(,"error":{"code":-32000,"message":"Authentication required"}})"));
+      } else if (word == "hold") {
+        heldID = *id;
+        heldSession = session;
+      } else if (word == "release" && !heldSession.empty()) {
+        chunk(heldSession, "agent_message_chunk", "Held answer.");
+        answer(heldID, JSONValue::Object{{"stopReason", "end_turn"}});
+        heldSession.clear();
+        chunk(session, "agent_message_chunk", "Released.");
+        answer(*id, JSONValue::Object{{"stopReason", "end_turn"}});
       } else if (word == "crash") {
         _exit(3);
       }
