@@ -26,6 +26,13 @@ AIUsageStore::AIUsageStore(std::string fileURL, core::FileSystem& files, core::F
       notifications_(notifications),
       timeZoneID_(std::move(timeZoneID)) {
   archive_.trackingBeganAt = clock_.now();
+  // Writers killed between writing and renaming leave their temporary files.
+  try {
+    const size_t slash = fileURL_.rfind('/');
+    files_.removeStaleTemporaryFiles(slash == std::string::npos ? "." : fileURL_.substr(0, slash));
+  } catch (const core::Error& error) {
+    log().error() << "Stale usage files not removed: " << error.description();
+  }
   std::lock_guard lock(mutex_);
   reloadIfChanged();
 }

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <random>
 #include <thread>
 
@@ -261,6 +262,28 @@ TEST(AIUsageStore, ParallelProcessesKeepEveryRecord) {
   }
   EXPECT_EQ(loadCounts(files, path),
             (std::pair<int64_t, size_t>{kProcesses * kRecords, kProcesses * kRecords}));
+}
+
+TEST(AIUsageStore, LoadingRemovesTheTemporaryFilesOfKilledWriters) {
+  TestFolder folder;
+  platform::PosixFileSystem files;
+  platform::FlockFileLocker locker;
+  FakeClock clock(*core::parseIso8601("2026-11-14T10:00:00Z"));
+  core::NotificationCenter notifications;
+  const std::string path = folder.file("ai-usage.json");
+  // A writer killed between writing its temporary file and renaming it.
+  const pid_t pid = spawnWriter({"record", path, "-1", "killed"});
+  ASSERT_GT(pid, 0);
+  kill(pid, SIGKILL);
+  waitFor(pid);
+  const std::string stale = path + ".tmp-" + std::to_string(pid) + "-0";
+  const std::string live = path + ".tmp-" + std::to_string(getpid()) + "-0";  // may still be renamed
+  std::ofstream(stale) << "{";
+  std::ofstream(live) << "{";
+
+  AIUsageStore store(path, files, locker, clock, notifications, "UTC");
+  EXPECT_FALSE(files.fileExists(stale));
+  EXPECT_TRUE(files.fileExists(live));
 }
 
 }  // namespace

@@ -104,8 +104,9 @@ std::string wrappedReferences(const std::vector<ChatTurnInput::ReferenceBlock>& 
   return joinNonEmpty(wrapped, "\n\n");
 }
 
-// A stored user turn as it reads inside the conversation history.
-std::string replayedTurn(const ChatTurnInput& turn) {
+}  // namespace
+
+std::string composeReplayedTurn(const ChatTurnInput& turn) {
   std::vector<std::string> entries;
   // A stored turn without default preferences was sent with the built-in ones.
   const std::string preferences = preferencesBody(
@@ -121,6 +122,8 @@ std::string replayedTurn(const ChatTurnInput& turn) {
   if (!request.empty()) entries.push_back("Current Request:\n" + std::string(request));
   return joinNonEmpty(entries, "\n\n");
 }
+
+namespace {
 
 std::string fenced(const std::string& text) {
   if (trimWhiteSpace(text).empty()) return "(none)";
@@ -180,7 +183,8 @@ std::string composeUserText(const AIModelInput& input) {
   for (const auto& message : input.earlierMessages) {
     if (message.role != ChatMessageRole::kUser && message.role != ChatMessageRole::kAssistant) continue;
     const bool isUser = message.role == ChatMessageRole::kUser;
-    const std::string text = isUser && message.turnInput ? replayedTurn(*message.turnInput) : message.text;
+    const std::string text =
+        isUser && message.turnInput ? composeReplayedTurn(*message.turnInput) : message.text;
     const std::string_view trimmed = trimWhiteSpace(text);
     if (trimmed.empty()) continue;
     history.push_back(std::string(isUser ? "USER" : "ASSISTANT") + ":\n" + std::string(trimmed));

@@ -37,6 +37,10 @@ std::string composeSystemText(std::chrono::year_month_day date, const std::strin
 // The six sections of `input` in their fixed order, empty ones left out.
 std::string composeUserText(const AIModelInput& input);
 
+// A stored user turn as it is replayed among the earlier messages: its
+// preferences, skills, wrapped references and request.
+std::string composeReplayedTurn(const ChatTurnInput& turn);
+
 // The current note as reference material: app, title, focus, and the fenced
 // selection, current line and note text.
 std::string composeEnvironmentBlock(const AINoteContext& context);

@@ -11,6 +11,12 @@ namespace {
 
 using Kind = ChatTurnInput::ReferenceKind;
 
+// How much of each note a composition keeps.
+struct NoteCut {
+  std::optional<size_t> cap;  // bytes; nullopt: whole
+  bool wholeContext = false;  // the notes give way to the context: only the marker stays
+};
+
 struct Composition {
   std::string userText;
   ChatTurnInput turnInput;
@@ -18,17 +24,20 @@ struct Composition {
 };
 
 // `text` cut to at most `cap` bytes on a character boundary, marked as cut.
-std::string cutNote(const std::string& text, std::optional<size_t> cap, int& truncated) {
-  if (!cap || text.size() <= *cap) return text;
-  size_t end = *cap;
+std::string cutNote(const std::string& text, NoteCut cut, int& truncated) {
+  if (cut.wholeContext) {
+    ++truncated;
+    return std::string(kContextTruncatedMarker);
+  }
+  if (!cut.cap || text.size() <= *cut.cap) return text;
+  size_t end = *cut.cap;
   while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
   ++truncated;
   return std::string(core::trimWhiteSpace(std::string_view(text).substr(0, end))) + "\n\n" +
          std::string(kNoteTruncatedMarker);
 }
 
-Composition compose(const AssistantTurnParts& parts, const std::string& systemText,
-                    std::optional<size_t> cap) {
+Composition compose(const AssistantTurnParts& parts, const std::string& systemText, NoteCut cut) {
   Composition result;
   ChatTurnInput& turn = result.turnInput;
   turn.request = parts.request;
@@ -37,13 +46,20 @@ Composition compose(const AssistantTurnParts& parts, const std::string& systemTe
   turn.customPreferences = parts.customPreferences;
   if (parts.currentNote) {
     AINoteContext context = *parts.currentNote;
-    context.noteText = cutNote(context.noteText, cap, result.truncatedNotes);
+    context.noteText = cutNote(context.noteText, cut, result.truncatedNotes);
     turn.references.push_back(
         {Kind::kNote, context.noteTitle, std::nullopt, composeEnvironmentBlock(context)});
   }
   for (auto block : parts.references) {
-    if (block.kind == Kind::kNote) block.content = cutNote(block.content, cap, result.truncatedNotes);
+    if (block.kind == Kind::kNote) block.content = cutNote(block.content, cut, result.truncatedNotes);
     turn.references.push_back(std::move(block));
+  }
+  // Without a note to carry it, the marker comes as a note of its own: the
+  // model and the stored turn both learn that earlier context was left out.
+  if (cut.wholeContext && result.truncatedNotes == 0) {
+    turn.references.push_back(
+        {Kind::kNote, std::nullopt, std::nullopt, std::string(kContextTruncatedMarker)});
+    result.truncatedNotes = 1;
   }
 
   std::string request(core::trimWhiteSpace(parts.request));
@@ -51,42 +67,107 @@ Composition compose(const AssistantTurnParts& parts, const std::string& systemTe
                                                   static_cast<int>(parts.uploads.size()))) {
     request += "\n" + *paragraph;
   }
-  const AIModelInput input{systemText,    turn.defaultPreferences, turn.customPreferences, turn.skills,
-                           parts.history, turn.references,         std::move(request)};
+  const AIModelInput input{systemText, turn.defaultPreferences, turn.customPreferences, turn.skills,
+                           {},         turn.references,         std::move(request)};
   result.userText = composeUserText(input);
   return result;
 }
 
-bool fits(const Composition& composition, const ai::AIRequestLimits& limits) {
-  return !ai::AIRequestBudget::check({composition.userText}, limits).has_value();
+bool fits(const std::string& systemText, const Composition& composition,
+          const std::vector<ai::AIHistoryMessage>& history, const ai::AIRequestLimits& limits) {
+  ai::AIStreamRequest request;
+  request.input = composition.userText;
+  request.history = history;
+  return !ai::AIRequestBudget::check(ai::AIRequestBudget::textPieces(request, systemText), limits)
+              .has_value();
 }
 
 }  // namespace
+
+std::vector<ai::AIHistoryMessage> replayedHistory(
+    const std::vector<ChatMessage>& messages,
+    const std::function<std::optional<ai::AIAttachment>(const ChatStoredImage&)>& readStoredImage) {
+  std::vector<ai::AIHistoryMessage> history;
+  for (const ChatMessage& message : messages) {
+    if (message.isTransient) continue;
+    ai::AIHistoryMessage entry;
+    std::string text;
+    if (message.role == ChatMessageRole::kUser) {
+      entry.role = ai::AIHistoryMessage::Role::kUser;
+      text = message.turnInput ? composeReplayedTurn(*message.turnInput) : message.text;
+    } else if (message.role == ChatMessageRole::kAssistant) {
+      entry.role = ai::AIHistoryMessage::Role::kAssistant;
+      text = message.text;
+      entry.providerItems = message.providerResponseItems;
+      for (const ChatStoredImage& image : message.imageAttachments) {
+        if (!readStoredImage) break;
+        if (auto attachment = readStoredImage(image)) entry.generatedImages.push_back(std::move(*attachment));
+      }
+    } else {
+      continue;  // context cards and roles this version does not know are never replayed
+    }
+    const std::string_view trimmed = core::trimWhiteSpace(text);
+    if (!trimmed.empty()) entry.textParts.emplace_back(trimmed);
+    if (entry.textParts.empty() && entry.providerItems.empty() && entry.generatedImages.empty()) continue;
+    history.push_back(std::move(entry));
+  }
+  return history;
+}
 
 AssistantTurn composeAssistantTurn(const AssistantTurnParts& parts, std::chrono::year_month_day today,
                                    const std::string& locale, const ai::AIRequestLimits& limits) {
   AssistantTurn turn;
   turn.systemText = composeSystemText(today, locale);
-  Composition composition = compose(parts, turn.systemText, std::nullopt);
-  if (!fits(composition, limits)) {
-    // The largest common length of every note that fits; when even empty notes
-    // do not, the budget refuses the request with its own text.
-    size_t longest = parts.currentNote ? parts.currentNote->noteText.size() : 0;
-    for (const auto& block : parts.references) {
-      if (block.kind == Kind::kNote) longest = std::max(longest, block.content.size());
-    }
-    size_t low = 0;
-    size_t high = longest;
-    while (low < high) {
-      const size_t middle = low + (high - low + 1) / 2;
-      if (fits(compose(parts, turn.systemText, middle), limits)) {
-        low = middle;
-      } else {
-        high = middle - 1;
+  // Images are not counted by the budget; they are read once, for what is sent.
+  std::vector<ai::AIHistoryMessage> history = replayedHistory(parts.history);
+  Composition composition = compose(parts, turn.systemText, {});
+  if (!fits(turn.systemText, composition, history, limits)) {
+    if (fits(turn.systemText, compose(parts, turn.systemText, {0}), history, limits)) {
+      // The largest common length of every note that fits.
+      size_t longest = parts.currentNote ? parts.currentNote->noteText.size() : 0;
+      for (const auto& block : parts.references) {
+        if (block.kind == Kind::kNote) longest = std::max(longest, block.content.size());
       }
+      size_t low = 0;
+      size_t high = longest;
+      while (low < high) {
+        const size_t middle = low + (high - low + 1) / 2;
+        if (fits(turn.systemText, compose(parts, turn.systemText, {middle}), history, limits)) {
+          low = middle;
+        } else {
+          high = middle - 1;
+        }
+      }
+      composition = compose(parts, turn.systemText, {low});
+    } else {
+      // Whole exchanges go, oldest first: a cut starts at a user message. When
+      // nothing is left to leave out, the budget refuses the request itself.
+      composition = compose(parts, turn.systemText, {0, true});
+      std::vector<size_t> cuts;
+      for (size_t i = 1; i < parts.history.size(); ++i) {
+        if (parts.history[i].role == ChatMessageRole::kUser) cuts.push_back(i);
+      }
+      cuts.push_back(parts.history.size());
+      const auto keptFrom = [&](size_t cut) {
+        return std::vector<ChatMessage>(parts.history.begin() + static_cast<std::ptrdiff_t>(cut),
+                                        parts.history.end());
+      };
+      size_t low = 0;
+      size_t high = cuts.size() - 1;
+      while (low < high) {
+        const size_t middle = low + (high - low) / 2;
+        if (fits(turn.systemText, composition, replayedHistory(keptFrom(cuts[middle])), limits)) {
+          high = middle;
+        } else {
+          low = middle + 1;
+        }
+      }
+      turn.droppedHistoryMessages = cuts[low];
     }
-    composition = compose(parts, turn.systemText, low);
   }
+  const std::vector<ChatMessage> kept(
+      parts.history.begin() + static_cast<std::ptrdiff_t>(turn.droppedHistoryMessages), parts.history.end());
+  turn.history = replayedHistory(kept, parts.readStoredImage);
   turn.userText = std::move(composition.userText);
   turn.turnInput = std::move(composition.turnInput);
   turn.truncatedNotes = composition.truncatedNotes;

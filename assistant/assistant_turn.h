@@ -1,10 +1,13 @@
 // AssistantTurn: one message of the user composed into the model input that is
-// sent (system text, user text, attachments) and the turn input that is stored
-// with the message. Notes that do not fit the model's budget are cut, and carry
-// the truncation marker.
+// sent (system text, user text, attachments, the earlier messages) and the turn
+// input that is stored with the message. Notes that do not fit the model's
+// budget are cut, and carry the truncation marker; when even that is not
+// enough, the oldest exchanges are left out and the notes carry the marker of
+// a cut made on the whole context.
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,21 +28,39 @@ struct AssistantTurnParts {
   std::vector<ChatTurnInput::SelectedSkill> skills;
   std::optional<std::string> defaultPreferences;  // nullopt: the built-in text
   std::optional<std::string> customPreferences;   // the setting customAIInstructions
-  std::vector<ChatMessage> history;
+  std::vector<ChatMessage> history;               // the conversation so far
+  // The bytes of an image the assistant generated earlier, shown to the model
+  // again; unset or nullopt: left out.
+  std::function<std::optional<ai::AIAttachment>(const ChatStoredImage&)> readStoredImage;
 };
 
 struct AssistantTurn {
   std::string systemText;
   std::string userText;                       // the request's input
   std::vector<ai::AIAttachment> attachments;  // the note's images, then the uploads
-  ChatTurnInput turnInput;                    // stored with the user message
+  // The earlier messages as the request carries them (the user text does not
+  // repeat them): stored turns replayed, provider items and generated images
+  // kept for the provider that produced them.
+  std::vector<ai::AIHistoryMessage> history;
+  ChatTurnInput turnInput;  // stored with the user message
   int truncatedNotes = 0;
+  size_t droppedHistoryMessages = 0;  // the oldest ones, left out to fit the budget
 };
+
+// `messages` as a request's history: user messages from their stored turn
+// input (else their text), assistant messages with their text, provider items
+// and generated images; context, transient and unknown messages are skipped,
+// and so are messages left with nothing to send.
+std::vector<ai::AIHistoryMessage> replayedHistory(
+    const std::vector<ChatMessage>& messages,
+    const std::function<std::optional<ai::AIAttachment>(const ChatStoredImage&)>& readStoredImage = {});
 
 // Composes the turn for `today` in `locale`. The current note, when there is
 // one, is the first reference (its environment block); the attachment
-// paragraph follows the request. When the text does not fit `limits`, every
-// note (current and mentioned) is cut to the same largest length that fits.
+// paragraph follows the request. When the texts do not fit `limits`, every
+// note (current and mentioned) is cut to the same largest length that fits;
+// when they do not fit with empty notes either, whole exchanges are left out
+// from the oldest on, and the notes say "[Context truncated by Zephyl.]".
 AssistantTurn composeAssistantTurn(const AssistantTurnParts& parts, std::chrono::year_month_day today,
                                    const std::string& locale, const ai::AIRequestLimits& limits);
 

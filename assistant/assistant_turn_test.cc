@@ -66,5 +66,85 @@ TEST(AssistantTurn, NotesAreCutToTheLargestLengthThatFitsTheBudget) {
   EXPECT_GT(mentioned.size(), 9'000u);
 }
 
+ChatMessage message(ChatMessageRole role, std::string text) {
+  ChatMessage result;
+  result.role = role;
+  result.text = std::move(text);
+  return result;
+}
+
+TEST(AssistantTurn, HistoryIsReplayedWithProviderItemsAndGeneratedImages) {
+  ChatMessage asked = message(ChatMessageRole::kUser, "shown text");
+  asked.turnInput = ChatTurnInput{"What ships?", {}, {{Kind::kNote, "Plan", std::nullopt, "Beta"}}, "", {}};
+  ChatMessage answered = message(ChatMessageRole::kAssistant, " The beta. ");
+  answered.providerResponseItems = {
+      {ai::AIProvider::kOpenAIAPI, core::JSONValue::Object{{"type", "reasoning"}, {"id", "rs_1"}}}};
+  answered.imageAttachments = {{ChatImageSubtype::kPNG, "image-1.png", 3},
+                               {ChatImageSubtype::kPNG, "gone", 1}};
+  ChatMessage transient = message(ChatMessageRole::kUser, "typing");
+  transient.isTransient = true;
+  AssistantTurnParts parts;
+  parts.request = "And then?";
+  parts.history = {message(ChatMessageRole::kContext, "card"), asked, answered,
+                   message(ChatMessageRole::kAssistant, "  "), transient};
+  parts.readStoredImage = [](const ChatStoredImage& image) -> std::optional<ai::AIAttachment> {
+    if (image.relativePath == "gone") return std::nullopt;
+    return ai::AIAttachment{image.relativePath, "image/png", "png"};
+  };
+  const AssistantTurn turn = composeAssistantTurn(parts, 2026y / 11 / 14, "en_US", {});
+
+  ASSERT_EQ(turn.history.size(), 2u);
+  EXPECT_EQ(turn.history[0].role, ai::AIHistoryMessage::Role::kUser);
+  EXPECT_EQ(turn.history[0].textParts,
+            std::vector<std::string>{
+                "[UNTRUSTED REFERENCE DATA — Note: Plan]\nBeta\n\nCurrent Request:\nWhat ships?"});
+  EXPECT_EQ(turn.history[1].textParts, std::vector<std::string>{"The beta."});
+  EXPECT_EQ(turn.history[1].providerItems, answered.providerResponseItems);
+  ASSERT_EQ(turn.history[1].generatedImages.size(), 1u);
+  EXPECT_EQ(turn.history[1].generatedImages[0].name, "image-1.png");
+  // The request carries the history; the user text does not repeat it.
+  EXPECT_EQ(turn.userText.find("## Conversation History"), std::string::npos);
+  EXPECT_EQ(turn.droppedHistoryMessages, 0u);
+}
+
+TEST(AssistantTurn, WhenEmptyNotesDoNotFitTheOldestExchangesGoAndTheNotesSaySo) {
+  AssistantTurnParts parts = partsWithNotes(4'000);
+  for (int exchange = 0; exchange < 6; ++exchange) {
+    parts.history.push_back(message(ChatMessageRole::kUser, "question " + std::to_string(exchange)));
+    parts.history.push_back(message(ChatMessageRole::kAssistant, std::string(12'000, 'a' + exchange)));
+  }
+  const ai::AIRequestLimits limits{20'000, 1'000};
+  const AssistantTurn turn = composeAssistantTurn(parts, 2026y / 11 / 14, "en_US", limits);
+
+  // Whole exchanges from the oldest, and no more than needed.
+  EXPECT_GT(turn.droppedHistoryMessages, 0u);
+  EXPECT_EQ(turn.droppedHistoryMessages % 2, 0u);
+  ASSERT_FALSE(turn.history.empty());
+  EXPECT_EQ(turn.history.front().role, ai::AIHistoryMessage::Role::kUser);
+  EXPECT_EQ(turn.history.back().textParts[0], std::string(12'000, 'f'));
+  ai::AIStreamRequest sent;
+  sent.input = turn.userText;
+  sent.history = turn.history;
+  EXPECT_FALSE(ai::AIRequestBudget::check(ai::AIRequestBudget::textPieces(sent, turn.systemText), limits));
+  sent.history.insert(
+      sent.history.begin(),
+      replayedHistory({parts.history.begin() + static_cast<std::ptrdiff_t>(turn.droppedHistoryMessages) - 2,
+                       parts.history.begin() + static_cast<std::ptrdiff_t>(turn.droppedHistoryMessages)}));
+  EXPECT_TRUE(ai::AIRequestBudget::check(ai::AIRequestBudget::textPieces(sent, turn.systemText), limits));
+
+  EXPECT_EQ(turn.truncatedNotes, 2);
+  EXPECT_EQ(countTruncatedNotes(turn.turnInput), 2);
+  EXPECT_EQ(turn.turnInput.references[1].content, "[Context truncated by Zephyl.]");
+  EXPECT_NE(turn.turnInput.references[0].content.find("```\n[Context truncated by Zephyl.]\n```"),
+            std::string::npos);
+
+  // Without a note to carry it, the marker comes as a note of its own.
+  parts.currentNote.reset();
+  parts.references.erase(parts.references.begin());
+  const AssistantTurn bare = composeAssistantTurn(parts, 2026y / 11 / 14, "en_US", limits);
+  EXPECT_EQ(countTruncatedNotes(bare.turnInput), 1);
+  EXPECT_EQ(bare.turnInput.references.back().content, "[Context truncated by Zephyl.]");
+}
+
 }  // namespace
 }  // namespace zephyl::assistant

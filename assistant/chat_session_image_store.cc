@@ -47,6 +47,22 @@ std::optional<ChatImageSubtype> chatImageSubtype(std::string_view mimeType) {
   return std::nullopt;
 }
 
+std::string chatImageMimeType(ChatImageSubtype subtype) {
+  switch (subtype) {
+    case ChatImageSubtype::kPNG:
+      return "image/png";
+    case ChatImageSubtype::kJPEG:
+      return "image/jpeg";
+    case ChatImageSubtype::kGIF:
+      return "image/gif";
+    case ChatImageSubtype::kWebP:
+      return "image/webp";
+    case ChatImageSubtype::kHEIC:
+      return "image/heic";
+  }
+  return "image/png";
+}
+
 ChatSessionImageStore::ChatSessionImageStore(std::string rootDirectory, core::FileSystem& files,
                                              std::function<std::string()> newIdentifier)
     : root_(std::move(rootDirectory)), files_(files), newIdentifier_(std::move(newIdentifier)) {}

@@ -33,6 +33,8 @@ struct ChatImageData {
 // The subtype for a MIME type such as "image/jpeg" or "image/jpg"; nullopt for
 // a type the store does not keep.
 std::optional<ChatImageSubtype> chatImageSubtype(std::string_view mimeType);
+// "image/png" and so on: the MIME type the subtype is sent with.
+std::string chatImageMimeType(ChatImageSubtype subtype);
 
 class ChatSessionImageStore {
  public:

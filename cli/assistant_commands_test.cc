@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <thread>
 
 #include "ai/ai_usage_store.h"
 #include "cli/internal/cli_test_support.h"
@@ -220,7 +223,7 @@ TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
   const CommandResult answered = run(ask);
   ASSERT_EQ(answered.code, 0) << answered.err;
   EXPECT_EQ(answered.out, "The beta ships on Friday.\n");
-  ASSERT_EQ(bodies.size(), 1u);
+  ASSERT_EQ(bodies.size(), 2u);
   const json sent = json::parse(bodies[0]);
   const json shown = json::parse(preview.out);
   EXPECT_EQ(shown["provider"], "openAIAPI");
@@ -249,12 +252,190 @@ TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
   EXPECT_EQ(sessions[0]["messages"][1]["text"], "The beta ships on Friday.");
   EXPECT_EQ(sessions[0]["messages"][0]["turnInput"]["request"], "Summarise this note");
 
+  // The new chat was named by a second request, to the chat's model.
+  EXPECT_NE(bodies[1].find("Generate the chat title."), std::string::npos);
+  EXPECT_EQ(sessions[0]["generatedTitle"], "The beta ships on Friday.");
+
   // Without a key there is nothing to send to.
   environment_.erase("OPENAI_API_KEY");
   const CommandResult refused = run(ask);
   EXPECT_EQ(refused.code, kExitFailure);
   EXPECT_NE(refused.err.find("Enable an AI provider in Settings first.\nSet a key"), std::string::npos);
-  EXPECT_EQ(bodies.size(), 1u);
+  EXPECT_EQ(bodies.size(), 2u);
+}
+
+// A replay of the Responses service: answers each chat request with `answer`
+// and a reasoning item (and, with `image`, a generated image), each title
+// request with a quoted title; keeps the bodies of both.
+class ReplayServer {
+ public:
+  explicit ReplayServer(std::string answer, bool image = false)
+      : answer_(std::move(answer)),
+        server_([this, image](const LoopbackRequest& request, LoopbackConnection& connection, int index) {
+          const bool title = request.body.find("Generate the chat title.") != std::string::npos;
+          (title ? titles : chats).push_back(json::parse(request.body));
+          const std::string n = std::to_string(index);
+          std::string items;
+          if (!title) {
+            items = sse("response.output_item.done", R"("item":{"type":"reasoning","id":"rs_)" + n +
+                                                         R"(","encrypted_content":"SEALED-)" + n +
+                                                         R"(","summary":[]})");
+          }
+          if (!title && image) {
+            items += sse("response.output_item.done", R"("item":{"type":"image_generation_call","id":"ig_)" +
+                                                          n + R"(","result":"UE5H","output_format":"png"})");
+          }
+          const std::string stream =
+              sse("response.created", R"("response":{"id":"resp_)" + n + "\"}") + items +
+              sse("response.output_text.delta",
+                  R"("item_id":"m","delta":)" + json(title ? "“Beta plans”" : answer_).dump()) +
+              sse("response.completed", R"("response":{"id":"resp_)" + n + "\"}");
+          connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: " +
+                           std::to_string(stream.size()) + "\r\n\r\n" + stream);
+        }) {}
+
+  std::string url() const { return server_.url(""); }
+
+  // The texts of a body's input messages of `role`, in order.
+  static std::vector<std::string> texts(const json& body, const std::string& role) {
+    std::vector<std::string> found;
+    for (const json& item : body["input"]) {
+      if (item.value("role", "") != role) continue;
+      for (const json& part : item["content"]) {
+        if (part.contains("text")) found.push_back(part["text"]);
+      }
+    }
+    return found;
+  }
+
+  std::vector<json> chats;
+  std::vector<json> titles;
+
+ private:
+  std::string answer_;
+  LoopbackHTTPServer server_;
+};
+
+TEST_F(AssistantCommandsTest, AskContinuesAChatWithItsHistoryAndNamesItOnce) {
+  const std::string library = writeLibrary();
+  ReplayServer replay("The beta ships on Friday.", true);
+  environment_["OPENAI_API_KEY"] = "sk-test";
+  const std::vector<std::string> common = {"--model", "openai:gpt-6-sol", "--base-url", replay.url()};
+  std::vector<std::string> first = {"--db",   library,     "ask",   "Summarise this note",
+                                    "--note", "PLAN-UUID", "--json"};
+  first.insert(first.end(), common.begin(), common.end());
+  const CommandResult asked = run(first);
+  ASSERT_EQ(asked.code, 0) << asked.err;
+  // The last line names the chat and the stored answer.
+  const json last = json::parse(asked.out.substr(asked.out.rfind('\n', asked.out.size() - 2) + 1));
+  ASSERT_EQ(last.size(), 3u);
+  EXPECT_EQ(last["type"], "chat");
+  const std::string chatID = last["id"];
+  EXPECT_EQ(last["messageID"].get<std::string>().size(), 36u);
+
+  std::vector<std::string> second = {"ask", "And after that?", "--chat", chatID};
+  second.insert(second.end(), common.begin(), common.end());
+  ASSERT_EQ(run(second).code, 0);
+
+  ASSERT_EQ(replay.chats.size(), 2u);
+  ASSERT_EQ(replay.titles.size(), 1u);  // the chat is named once, after its first exchange
+  const json& body = replay.chats[1];
+  const json& input = body["input"];
+  ASSERT_EQ(input.size(), 5u) << input.dump();
+  // The first turn is replayed as it was sent: the note and the request.
+  const std::string replayed = input[0]["content"][0]["text"];
+  EXPECT_EQ(input[0]["role"], "user");
+  EXPECT_NE(replayed.find("Ship the beta on Friday"), std::string::npos);
+  EXPECT_TRUE(replayed.ends_with("Current Request:\nSummarise this note")) << replayed;
+  // The reasoning item of the first answer goes back just before its text,
+  // and the image it made is shown again.
+  EXPECT_EQ(input[1]["type"], "reasoning");
+  EXPECT_EQ(input[1]["encrypted_content"], "SEALED-0");
+  EXPECT_EQ(input[2]["role"], "assistant");
+  EXPECT_EQ(input[2]["content"][0]["text"], "The beta ships on Friday.");
+  EXPECT_EQ(input[3]["content"][0]["text"], "Previous assistant-generated image:");
+  EXPECT_EQ(input[3]["content"][1]["image_url"], "data:image/png;base64,UE5H");
+  const std::string current = input[4]["content"][0]["text"];
+  EXPECT_TRUE(current.ends_with("## Current Request\nAnd after that?"));
+  EXPECT_EQ(current.find("Ship the beta"), std::string::npos);
+  EXPECT_EQ(body["prompt_cache_key"], chatID);
+
+  const json chats = json::parse(run({"chat", "list", "--json"}).out);
+  ASSERT_EQ(chats.size(), 1u);
+  EXPECT_EQ(chats[0]["id"], chatID);
+  EXPECT_EQ(chats[0]["generatedTitle"], "Beta plans");
+  EXPECT_EQ(chats[0]["messageCount"], 4);
+
+  // The image lies in the chat's own folder, and goes with the chat.
+  const fs::path images = fs::path(data()) / "chat-session-images" / chatID;
+  ASSERT_TRUE(fs::exists(images));
+  EXPECT_EQ(std::distance(fs::directory_iterator(images), fs::directory_iterator()), 1);
+  ASSERT_EQ(run({"chat", "rm", chatID}).code, 0);
+  EXPECT_FALSE(fs::exists(images));
+}
+
+TEST_F(AssistantCommandsTest, ChatReadsTurnsAndCommandsFromAPipe) {
+  ReplayServer replay("Noted.");
+  environment_["OPENAI_API_KEY"] = "sk-test";
+  const CommandResult chat = run({"chat", "--model", "openai:gpt-6-sol", "--base-url", replay.url()},
+                                 "What ships?\nAnd when?\n/bogus\n/new\n/model openai:gpt-6-luna\n"
+                                 "Third\n/quit\nNever sent\n");
+  ASSERT_EQ(chat.code, 0) << chat.err;
+  EXPECT_EQ(chat.out, "Noted.\nNoted.\nNoted.\n");
+  EXPECT_NE(chat.err.find("Unknown command /bogus"), std::string::npos);
+
+  ASSERT_EQ(replay.chats.size(), 3u);
+  EXPECT_EQ(replay.titles.size(), 2u);
+  // The second question carries the first exchange; /new starts afresh with the new model.
+  const std::vector<std::string> second = ReplayServer::texts(replay.chats[1], "user");
+  ASSERT_EQ(second.size(), 2u);
+  EXPECT_EQ(second[0], "Current Request:\nWhat ships?");
+  EXPECT_EQ(ReplayServer::texts(replay.chats[1], "assistant"), std::vector<std::string>{"Noted."});
+  EXPECT_EQ(ReplayServer::texts(replay.chats[2], "user").size(), 1u);
+  EXPECT_EQ(replay.chats[2]["model"], "gpt-6-luna");
+  EXPECT_NE(replay.chats[2]["prompt_cache_key"], replay.chats[0]["prompt_cache_key"]);
+
+  const json chats = json::parse(run({"chat", "list", "--json"}).out);
+  ASSERT_EQ(chats.size(), 2u);
+  std::multiset<int> counts;
+  for (const json& row : chats) counts.insert(row["messageCount"].get<int>());
+  EXPECT_EQ(counts, (std::multiset<int>{2, 4}));
+
+  // Resumed by id, the chat goes on where it stopped; end of input leaves.
+  const std::string resumed = replay.chats[0]["prompt_cache_key"];
+  ASSERT_EQ(run({"chat", resumed, "--base-url", replay.url()}, "Fourth").code, 0);
+  ASSERT_EQ(replay.chats.size(), 4u);
+  EXPECT_EQ(ReplayServer::texts(replay.chats[3], "user").size(), 3u);
+  EXPECT_EQ(replay.chats[3]["model"], "gpt-6-sol");
+}
+
+TEST_F(AssistantCommandsTest, AskRefusesTooManyMentionsAndKeepsAStoppedAnswer) {
+  std::vector<std::string> mentions = {"ask", "Compare"};
+  for (int i = 0; i < 9; ++i) mentions.insert(mentions.end(), {"--mention", "N" + std::to_string(i)});
+  const CommandResult tooMany = run(mentions);
+  EXPECT_EQ(tooMany.code, kExitUsage);
+  EXPECT_NE(tooMany.err.find("Up to 8 notes per message"), std::string::npos);
+
+  // Ctrl-C while the answer streams: what came is shown and stored, exit 130.
+  LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int) {
+    connection.write(
+        "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
+    connection.writeChunk(sse("response.created", R"("response":{"id":"resp_1"})") +
+                          sse("response.output_text.delta", R"("item_id":"m","delta":"Half an ")"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    ::kill(::getpid(), SIGINT);
+    connection.stallUntilServerStops();
+  });
+  environment_["OPENAI_API_KEY"] = "sk-test";
+  const CommandResult stopped =
+      run({"ask", "Tell me everything", "--model", "openai:gpt-6-sol", "--base-url", server.url("")});
+  EXPECT_EQ(stopped.code, 130) << stopped.err;
+  EXPECT_EQ(stopped.out, "Half an \n");
+  const json sessions = json::parse(std::ifstream(data() + "/chat-sessions.json"));
+  ASSERT_EQ(sessions.size(), 1u);
+  ASSERT_EQ(sessions[0]["messages"].size(), 2u);
+  EXPECT_EQ(sessions[0]["messages"][1]["text"], "Half an ");
+  EXPECT_FALSE(sessions[0].contains("generatedTitle") && sessions[0]["generatedTitle"].is_string());
 }
 
 }  // namespace

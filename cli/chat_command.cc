@@ -1,4 +1,5 @@
-// `zephyl chat list|show|rm|rename`: the stored conversations of the assistant.
+// `zephyl chat list|show|rm|rename`: the stored conversations of the assistant;
+// `zephyl chat [ID]`: a conversation typed line by line, each line one turn.
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -7,53 +8,18 @@
 #include "assistant/chat_history_summary.h"
 #include "assistant/chat_session_json.h"
 #include "assistant/chat_session_store.h"
+#include "cli/ai_command_support.h"
+#include "cli/assistant_turn_runner.h"
+#include "cli/chat_history.h"
 #include "cli/commands.h"
 #include "cli/json_writer.h"
 #include "cli/terminal.h"
-#include "editor/uuid_generator.h"
-#include "platform/linux/flock_file_locker.h"
-#include "platform/linux/system_clock.h"
+#include "core/utf8.h"
 
 namespace zephyl::cli {
 namespace {
 
 using assistant::ChatSession;
-
-// The store with its collaborators, opened for one command. Retention is
-// applied on opening, as the application does at start.
-class ChatHistory {
- public:
-  explicit ChatHistory(CliContext& context)
-      : images_(
-            context.directories().dataDirectory + "/" + std::string(assistant::kChatSessionImagesFolderName),
-            context.fileSystem(), [this] { return uuids_.makeUuid(); }),
-        store_(context.directories().dataDirectory, context.fileSystem(), locker_, clock_, images_) {
-    store_.load();
-    store_.applyRetention(assistant::chatHistoryRetention(context.settings()), clock_.now());
-  }
-
-  assistant::ChatSessionStore& store() { return store_; }
-
-  // The session named by its id or an unambiguous start of it.
-  const ChatSession& resolve(const std::string& reference) {
-    const ChatSession* found = store_.find(reference);
-    if (found) return *found;
-    for (const ChatSession& session : store_.sessions()) {
-      if (reference.size() < 4 || !session.id.starts_with(reference)) continue;
-      if (found) throw CliUsageError("chat id \"" + reference + "\" is ambiguous; give more of it");
-      found = &session;
-    }
-    if (!found) throw CliUsageError("no chat with id \"" + reference + "\"; run zephyl chat list");
-    return *found;
-  }
-
- private:
-  editor::RandomUuidGenerator uuids_;
-  platform::FlockFileLocker locker_;
-  platform::SystemClock clock_;
-  assistant::ChatSessionImageStore images_;
-  assistant::ChatSessionStore store_;
-};
 
 std::vector<const ChatSession*> newestFirst(const std::vector<ChatSession>& sessions) {
   std::vector<const ChatSession*> sorted;
@@ -137,11 +103,100 @@ void showChat(CliContext& context, const std::string& id, bool asJson) {
   }
 }
 
+struct InteractiveOptions {
+  std::string id;
+  std::string model;
+  std::string baseURL;
+};
+
+constexpr std::string_view kChatHelp =
+    "Type a question and press Enter. /model ID changes the model, /new starts a new chat, /quit or Ctrl-D "
+    "leaves; Ctrl-C stops an answer.";
+
+// One line typed by the user: a command or a turn. Returns false to leave.
+bool handleLine(CliContext& context, ai::AIServiceFactory& factory, AssistantTurnRunner& runner,
+                const std::string& line, ChatSession& session, AssistantTurnChoice& choice) {
+  auto& err = context.streams().err;
+  const std::string text(core::trimWhiteSpace(line));
+  if (text.empty()) return true;
+  if (text == "/quit" || text == "/exit") return false;
+  if (text == "/new") {
+    session = ChatSession();
+    err << "New chat.\n";
+    return true;
+  }
+  if (text == "/model" || text.starts_with("/model ")) {
+    const std::string model(core::trimWhiteSpace(std::string_view(text).substr(6)));
+    if (!model.empty()) choice = assistantTurnChoice(context, factory, model);
+    err << "Model: " << choice.model << '\n';
+    return true;
+  }
+  if (text.starts_with("/")) {
+    err << "Unknown command " << printable(text) << ". " << kChatHelp << '\n';
+    return true;
+  }
+  try {
+    requireEnabledProvider(context, choice.provider);
+    assistant::AssistantTurnParts parts;
+    parts.request = text;
+    const PreparedAssistantTurn turn = runner.prepare(session, std::move(parts), choice);
+    const std::unique_ptr<ai::AIStreamProvider> provider = factory.makeProvider(choice.model);
+    const AssistantTurnResult result = runner.run(session, text, turn, choice, *provider);
+    if (!result.completed) err << "[Stopped]\n";
+  } catch (const CliFailure& failure) {
+    err << "zephyl: " << printableLines(failure.what()) << '\n';
+  }
+  return true;
+}
+
+void runInteractiveChat(CliContext& context, const InteractiveOptions& options) {
+  if (context.streams().in == nullptr) throw CliUsageError("chat reads its questions from standard input");
+  CliAIServices services(context, options.baseURL);
+  ai::AIServiceFactory& factory = services.factory();
+  ChatHistory chats(context);
+  ChatSession session;
+  if (!options.id.empty()) session = chats.resolve(options.id);
+  // A resumed chat goes on with its own model unless another is asked for.
+  const std::string model = !options.model.empty() ? options.model : session.model.value_or("");
+  AssistantTurnChoice choice = assistantTurnChoice(context, factory, model);
+  if (options.model.empty() && session.reasoningEffort) choice.effort = session.reasoningEffort;
+  AssistantTurnRunner runner(context, chats, &factory, false);
+
+  auto& err = context.streams().err;
+  const bool interactive = context.streams().inIsTerminal;
+  if (interactive) {
+    if (!session.id.empty())
+      err << "Chat " << printable(assistant::displayTitle(session)) << " (" << session.messages.size()
+          << " messages)\n";
+    err << "Model: " << choice.model << ". " << kChatHelp << '\n';
+  }
+  std::string line;
+  while (true) {
+    if (interactive) {
+      context.streams().out.flush();
+      err << "\n> " << std::flush;
+    }
+    if (!std::getline(*context.streams().in, line)) {
+      if (interactive) err << '\n';
+      break;  // Ctrl-D
+    }
+    if (!handleLine(context, factory, runner, line, session, choice)) break;
+  }
+}
+
 }  // namespace
 
 void addChatCommand(CLI::App& app, CliContext& context) {
-  auto* chat = app.add_subcommand("chat", "Stored assistant conversations");
-  chat->require_subcommand(1);
+  auto* chat = app.add_subcommand(
+      "chat", "Talk with the assistant (a new chat, or ID resumed), or manage the stored conversations");
+  chat->require_subcommand(0, 1);
+  auto interactive = std::make_shared<InteractiveOptions>();
+  chat->add_option("ID", interactive->id, "The chat to resume (default: a new one)");
+  chat->add_option("--model", interactive->model, "Model id (default: the chat's, else the assistant's)");
+  chat->add_option("--base-url", interactive->baseURL, "Replace the provider's base URL for this run");
+  chat->callback([&context, chat, interactive] {
+    if (chat->get_subcommands().empty()) runInteractiveChat(context, *interactive);
+  });
 
   auto* list = chat->add_subcommand("list", "List stored conversations, newest first");
   auto listJson = std::make_shared<bool>(false);

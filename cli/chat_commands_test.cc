@@ -73,7 +73,7 @@ TEST_F(ChatCommandsTest, RenameAndRemoveChangeTheFile) {
       {{"chat", "show", "nope"}, 2},
       {{"chat", "rm", older_.id}, 2},
       {{"chat", "show", "5E5"}, 2},  // too short to stand for an id
-      {{"chat"}, 2},
+      {{"chat", "nope"}, 2},         // no chat to resume
   };
   for (const Case& c : failures) EXPECT_EQ(run(c.arguments).code, c.code) << c.arguments.back();
 }

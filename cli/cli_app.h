@@ -20,6 +20,7 @@ struct CliStreams {
   bool errIsTerminal = false;  // progress bars only on a terminal
   bool outIsTerminal = false;
   std::istream* in = nullptr;  // standard input; null reads nothing
+  bool inIsTerminal = false;   // prompts only for a person typing
 };
 
 // Runs one command line (`arguments` without the program name) and returns the

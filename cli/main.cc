@@ -13,8 +13,12 @@ int main(int argc, char** argv) {
       logLevel ? logLevel->c_str() : nullptr, zephyl::core::makeStandardErrorLogSink()));
 
   std::vector<std::string> arguments(argv + 1, argv + argc);
-  zephyl::cli::CliStreams streams{std::cout, std::cerr, isatty(STDERR_FILENO) == 1,
-                                  isatty(STDOUT_FILENO) == 1, &std::cin};
+  zephyl::cli::CliStreams streams{std::cout,
+                                  std::cerr,
+                                  isatty(STDERR_FILENO) == 1,
+                                  isatty(STDOUT_FILENO) == 1,
+                                  &std::cin,
+                                  isatty(STDIN_FILENO) == 1};
   const int code = zephyl::cli::runZephyl(arguments, streams, environment);
   std::cout.flush();
   return code;
