@@ -180,8 +180,8 @@ void requireEnabledProvider(CliContext& context, ai::AIProvider provider) {
                    "OPENAI_API_KEY; `zephyl auth status` shows what is configured.");
 }
 
-AssistantTurnRunner::AssistantTurnRunner(CliContext& context, ChatHistory& chats, ai::AIServiceFactory* titles,
-                                         bool json)
+AssistantTurnRunner::AssistantTurnRunner(CliContext& context, ChatHistory& chats,
+                                         ai::AIServiceFactory* titles, bool json)
     : context_(context), chats_(chats), titles_(titles), json_(json) {}
 
 PreparedAssistantTurn AssistantTurnRunner::prepare(assistant::ChatSession& session,
@@ -192,8 +192,8 @@ PreparedAssistantTurn AssistantTurnRunner::prepare(assistant::ChatSession& sessi
   if (!parts.customPreferences)
     parts.customPreferences = context_.settings().stringValue(std::string(kCustomInstructionsKey));
   parts.history = session.messages;
-  parts.readStoredImage = [this, &session](const assistant::ChatStoredImage& image)
-      -> std::optional<ai::AIAttachment> {
+  parts.readStoredImage =
+      [this, &session](const assistant::ChatStoredImage& image) -> std::optional<ai::AIAttachment> {
     auto bytes = chats_.images().read(session.id, image);
     if (!bytes) return std::nullopt;
     return ai::AIAttachment{image.relativePath, assistant::chatImageMimeType(image.mimeSubtype),
@@ -223,7 +223,8 @@ PreparedAssistantTurn AssistantTurnRunner::prepare(assistant::ChatSession& sessi
 
 AssistantTurnResult AssistantTurnRunner::run(assistant::ChatSession& session, const std::string& question,
                                              const PreparedAssistantTurn& turn,
-                                             const AssistantTurnChoice& choice, ai::AIStreamProvider& provider) {
+                                             const AssistantTurnChoice& choice,
+                                             ai::AIStreamProvider& provider) {
   AnswerDisplay display(context_, json_);
   Answer answer;
   bool completed = false;
@@ -266,15 +267,18 @@ AssistantTurnResult AssistantTurnRunner::run(assistant::ChatSession& session, co
   assistantMessage.text = answer.text;
   if (!answer.reasoning.empty()) assistantMessage.reasoningSummary = answer.reasoning;
   assistantMessage.providerResponseItems = answer.items;
-  for (const std::string& id : answer.toolCallOrder) assistantMessage.toolCalls.push_back(answer.toolCalls[id]);
-  for (const std::string& url : answer.sourceURLs) assistantMessage.webSearchSources.push_back({url, std::nullopt});
+  for (const std::string& id : answer.toolCallOrder)
+    assistantMessage.toolCalls.push_back(answer.toolCalls[id]);
+  for (const std::string& url : answer.sourceURLs)
+    assistantMessage.webSearchSources.push_back({url, std::nullopt});
   std::vector<assistant::ChatImageData> images;
   for (const auto& image : answer.images) {
-    if (auto subtype = assistant::chatImageSubtype(image.mediaType)) images.push_back({*subtype, image.bytes});
+    if (auto subtype = assistant::chatImageSubtype(image.mediaType))
+      images.push_back({*subtype, image.bytes});
   }
   if (!images.empty()) {
-    assistantMessage.imageAttachments = chats_.images().save(
-        session.id, images, assistant::ChatSessionImageStore::Purpose::kGeneratedImage);
+    assistantMessage.imageAttachments =
+        chats_.images().save(session.id, images, assistant::ChatSessionImageStore::Purpose::kGeneratedImage);
   }
   assistantMessage.createdAt = now;
   session.messages.push_back(std::move(userMessage));

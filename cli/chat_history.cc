@@ -5,8 +5,9 @@
 namespace zephyl::cli {
 
 ChatHistory::ChatHistory(CliContext& context)
-    : images_(context.directories().dataDirectory + "/" + std::string(assistant::kChatSessionImagesFolderName),
-              context.fileSystem(), [this] { return uuids_.makeUuid(); }),
+    : images_(
+          context.directories().dataDirectory + "/" + std::string(assistant::kChatSessionImagesFolderName),
+          context.fileSystem(), [this] { return uuids_.makeUuid(); }),
       store_(context.directories().dataDirectory, context.fileSystem(), context.fileLocker(), context.clock(),
              images_) {
   store_.load();
