@@ -78,7 +78,7 @@ TEST(AssistantTurn, HistoryIsReplayedWithProviderItemsAndGeneratedImages) {
   asked.turnInput = ChatTurnInput{"What ships?", {}, {{Kind::kNote, "Plan", std::nullopt, "Beta"}}, "", {}};
   ChatMessage answered = message(ChatMessageRole::kAssistant, " The beta. ");
   answered.providerResponseItems = {
-      {ai::AIProvider::kOpenAIAPI, core::JSONValue::Object{{"type", "reasoning"}, {"id", "rs_1"}}}};
+      {ai::AIProvider::kOpenAIAPI, core::JSONValue::Object{{"type", "reasoning"}, {"id", "rs_1"}}, "resp_1"}};
   answered.imageAttachments = {{ChatImageSubtype::kPNG, "image-1.png", 3},
                                {ChatImageSubtype::kPNG, "gone", 1}};
   ChatMessage transient = message(ChatMessageRole::kUser, "typing");
@@ -126,10 +126,10 @@ TEST(AssistantTurn, WhenEmptyNotesDoNotFitTheOldestExchangesGoAndTheNotesSaySo) 
   sent.input = turn.userText;
   sent.history = turn.history;
   EXPECT_FALSE(ai::AIRequestBudget::check(ai::AIRequestBudget::textPieces(sent, turn.systemText), limits));
-  sent.history.insert(
-      sent.history.begin(),
-      replayedHistory({parts.history.begin() + static_cast<std::ptrdiff_t>(turn.droppedHistoryMessages) - 2,
-                       parts.history.begin() + static_cast<std::ptrdiff_t>(turn.droppedHistoryMessages)}));
+  // One more exchange would not have fitted.
+  const auto cut = parts.history.begin() + static_cast<std::ptrdiff_t>(turn.droppedHistoryMessages);
+  const std::vector<ai::AIHistoryMessage> previous = replayedHistory({cut - 2, cut});
+  sent.history.insert(sent.history.begin(), previous.begin(), previous.end());
   EXPECT_TRUE(ai::AIRequestBudget::check(ai::AIRequestBudget::textPieces(sent, turn.systemText), limits));
 
   EXPECT_EQ(turn.truncatedNotes, 2);

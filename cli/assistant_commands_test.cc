@@ -243,9 +243,11 @@ TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
   EXPECT_TRUE(input.ends_with("## Current Request\nSummarise this note"));
 
   const json usage = json::parse(run({"usage", "--json", "--days", "1"}).out);
-  ASSERT_EQ(usage["buckets"].size(), 1u);
+  // The answer's bucket, and the title's of its own kind.
+  ASSERT_EQ(usage["buckets"].size(), 2u);
   EXPECT_EQ(usage["buckets"][0]["kind"], "chat");
   EXPECT_EQ(usage["buckets"][0]["reportedTokens"], 46);
+  EXPECT_EQ(usage["buckets"][1]["kind"], "title");
   const json sessions = json::parse(std::ifstream(data() + "/chat-sessions.json"));
   ASSERT_EQ(sessions.size(), 1u);
   ASSERT_EQ(sessions[0]["messages"].size(), 2u);
@@ -269,11 +271,17 @@ TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
 // request with a quoted title; keeps the bodies of both.
 class ReplayServer {
  public:
-  explicit ReplayServer(std::string answer, bool image = false)
+  // `refuseTitles`: title requests get a 400 answer.
+  explicit ReplayServer(std::string answer, bool image = false, bool refuseTitles = false)
       : answer_(std::move(answer)),
-        server_([this, image](const LoopbackRequest& request, LoopbackConnection& connection, int index) {
+        server_([this, image, refuseTitles](const LoopbackRequest& request, LoopbackConnection& connection,
+                                            int index) {
           const bool title = request.body.find("Generate the chat title.") != std::string::npos;
           (title ? titles : chats).push_back(json::parse(request.body));
+          if (title && refuseTitles) {
+            connection.write("HTTP/1.1 400 Bad Request\r\nContent-Length: 2\r\n\r\n{}");
+            return;
+          }
           const std::string n = std::to_string(index);
           std::string items;
           if (!title) {
@@ -366,10 +374,10 @@ TEST_F(AssistantCommandsTest, AskContinuesAChatWithItsHistoryAndNamesItOnce) {
   EXPECT_EQ(chats[0]["generatedTitle"], "Beta plans");
   EXPECT_EQ(chats[0]["messageCount"], 4);
 
-  // The image lies in the chat's own folder, and goes with the chat.
+  // The images (one per answer) lie in the chat's own folder, and go with the chat.
   const fs::path images = fs::path(data()) / "chat-session-images" / chatID;
   ASSERT_TRUE(fs::exists(images));
-  EXPECT_EQ(std::distance(fs::directory_iterator(images), fs::directory_iterator()), 1);
+  EXPECT_EQ(std::distance(fs::directory_iterator(images), fs::directory_iterator()), 2);
   ASSERT_EQ(run({"chat", "rm", chatID}).code, 0);
   EXPECT_FALSE(fs::exists(images));
 }
@@ -389,7 +397,9 @@ TEST_F(AssistantCommandsTest, ChatReadsTurnsAndCommandsFromAPipe) {
   // The second question carries the first exchange; /new starts afresh with the new model.
   const std::vector<std::string> second = ReplayServer::texts(replay.chats[1], "user");
   ASSERT_EQ(second.size(), 2u);
-  EXPECT_EQ(second[0], "Current Request:\nWhat ships?");
+  EXPECT_TRUE(
+      second[0].starts_with("User Preferences (lowest user-level priority):\nDefault Preferences:\n"));
+  EXPECT_TRUE(second[0].ends_with("\n\nCurrent Request:\nWhat ships?"));
   EXPECT_EQ(ReplayServer::texts(replay.chats[1], "assistant"), std::vector<std::string>{"Noted."});
   EXPECT_EQ(ReplayServer::texts(replay.chats[2], "user").size(), 1u);
   EXPECT_EQ(replay.chats[2]["model"], "gpt-6-luna");
@@ -409,12 +419,27 @@ TEST_F(AssistantCommandsTest, ChatReadsTurnsAndCommandsFromAPipe) {
   EXPECT_EQ(replay.chats[3]["model"], "gpt-6-sol");
 }
 
-TEST_F(AssistantCommandsTest, AskRefusesTooManyMentionsAndKeepsAStoppedAnswer) {
+TEST_F(AssistantCommandsTest, AskRefusesTooManyMentionsAndSurvivesTitleFailuresAndCtrlC) {
   std::vector<std::string> mentions = {"ask", "Compare"};
   for (int i = 0; i < 9; ++i) mentions.insert(mentions.end(), {"--mention", "N" + std::to_string(i)});
   const CommandResult tooMany = run(mentions);
   EXPECT_EQ(tooMany.code, kExitUsage);
   EXPECT_NE(tooMany.err.find("Up to 8 notes per message"), std::string::npos);
+
+  // A title that cannot be made leaves the chat untitled and the turn whole.
+  {
+    ReplayServer refusing("Fine.", false, true);
+    environment_["OPENAI_API_KEY"] = "sk-test";
+    const CommandResult untitled =
+        run({"ask", "Hi", "--model", "openai:gpt-6-sol", "--base-url", refusing.url()});
+    EXPECT_EQ(untitled.code, 0) << untitled.err;
+    EXPECT_EQ(untitled.out, "Fine.\n");
+    EXPECT_EQ(refusing.titles.size(), 1u);
+    const json chats = json::parse(run({"chat", "list", "--json"}).out);
+    ASSERT_EQ(chats.size(), 1u);
+    EXPECT_EQ(chats[0]["generatedTitle"], nullptr);
+    fs::remove(data() + "/chat-sessions.json");
+  }
 
   // Ctrl-C while the answer streams: what came is shown and stored, exit 130.
   LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int) {
