@@ -426,8 +426,8 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
        {{"x-goog-api-key", "gk"}, {"Authorization", std::nullopt}},
        R"({"systemInstruction":{"parts":[{"text":"Be brief."}]},"contents":[{"role":"user","parts":[{"text":"earlier"}]},{"role":"model","parts":[{"text":"answer","thoughtSignature":"c2ln"}]},{"role":"user","parts":[{"text":"hi"}]}],"generationConfig":{"thinkingConfig":{"includeThoughts":true,"thinkingLevel":"high"}}})",
        {"id g1", "reasoning Plan", "text Hi",
-        R"(items {"role":"model","parts":[{"text":"Hi","thoughtSignature":"eHk="}]})",
-        R"(usage {"inputTokens":5,"outputTokens":3,"reasoningTokens":2,"totalTokens":8})", "completed"}},
+        R"(usage {"inputTokens":5,"outputTokens":3,"reasoningTokens":2,"totalTokens":8})",
+        R"(items {"role":"model","parts":[{"text":"Hi","thoughtSignature":"eHk="}]})", "completed"}},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);

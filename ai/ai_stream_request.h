@@ -4,10 +4,12 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "ai/ai_function_tool.h"
 #include "ai/ai_provider.h"
 #include "ai/ai_provider_response_item.h"
 #include "ai/ai_transport_retry_policy.h"
@@ -66,6 +68,9 @@ struct AIStreamRequest {
   std::vector<std::string> nativeWebFetchURLs;
   bool allowsGeneratedImages = false;
   bool allowsLocalNotesQuery = false;
+  // Tools Zephyl runs itself when the model calls them (the notes query tool
+  // among them only counts where allowsLocalNotesQuery is set).
+  std::vector<std::shared_ptr<AIFunctionTool>> functionTools;
   AITransportRetryPolicy transportRetryPolicy;
   std::optional<AIRequestLimits> limits;
 };

@@ -5,15 +5,44 @@
 #include "ai/ai_service_endpoint.h"
 #include "ai/chat_completions_stream_decoder.h"
 #include "ai/environment_credential_store.h"
-#include "ai/responses_request_body.h"
 
 namespace zephyl::ai {
 
-std::vector<core::JSONValue> ChatCompletionsAIService::functionTools(const AIStreamRequest& request) {
-  // A search demanded on every turn leaves no room for a notes query.
-  if (!request.allowsLocalNotesQuery || request.webSearchMode == AIWebToolMode::kAlways) return {};
-  return {notesQueryFunctionTool()};
+namespace {
+
+using core::JSONValue;
+
+const std::string* stringAt(const JSONValue& object, std::string_view key) {
+  const JSONValue* value = object.find(key);
+  return value == nullptr ? nullptr : value->string();
 }
+
+// The calls of an assistant message: "tool_calls" [{"id", "function": {"name", "arguments"}}].
+std::vector<AIFunctionCall> toolCallsOf(const JSONValue& message) {
+  std::vector<AIFunctionCall> calls;
+  const JSONValue* toolCalls = message.find("tool_calls");
+  if (toolCalls == nullptr || toolCalls->array() == nullptr) return calls;
+  for (const JSONValue& call : *toolCalls->array()) {
+    const JSONValue* function = call.find("function");
+    if (function == nullptr) continue;
+    const std::string* id = stringAt(call, "id");
+    const std::string* name = stringAt(*function, "name");
+    const std::string* arguments = stringAt(*function, "arguments");
+    calls.push_back({id ? *id : std::string(), name ? *name : std::string(), arguments ? *arguments : "{}"});
+  }
+  return calls;
+}
+
+void giveToolOutputsBack(const JSONValue& message, const std::vector<AIFunctionCallOutput>& outputs,
+                         JSONValue::Array& continuation) {
+  continuation.push_back(message);
+  for (const AIFunctionCallOutput& output : outputs) {
+    continuation.push_back(
+        JSONValue::Object{{"role", "tool"}, {"tool_call_id", output.callID}, {"content", output.output}});
+  }
+}
+
+}  // namespace
 
 ChatCompletionsTarget ChatCompletionsAIService::keyedTarget(const AIStreamRequest& request,
                                                             AICredentialStore& credentials,
@@ -32,8 +61,8 @@ ChatCompletionsTarget ChatCompletionsAIService::keyedTarget(const AIStreamReques
 
 std::string ChatCompletionsAIService::requestBody(const AIStreamRequest& request) const {
   const ChatCompletionsTarget where = target(request);
-  AIEncodedRequestBody encoded =
-      encodeChatCompletionsRequestBody(request, where.modelName, where.dialect, functionTools(request));
+  AIEncodedRequestBody encoded = encodeChatCompletionsRequestBody(request, where.modelName, where.dialect,
+                                                                  functionToolDefinitions(request, true));
   if (encoded.failure) raise(request, *encoded.failure);
   return std::move(encoded.body);
 }
@@ -51,9 +80,18 @@ void ChatCompletionsAIService::produce(const AIStreamRequest& request, std::stop
   http.headers.emplace_back("Content-Type", "application/json");
   http.headers.emplace_back("Accept", "text/event-stream");
   for (const auto& header : where.extraHeaders) http.headers.push_back(header);
-  http.body = requestBody(request);
-  ChatCompletionsStreamDecoder decoder(provider_);
-  if (auto failure = streamJSONEvents(http_, http, request.transportRetryPolicy, stop, decoder, emit)) {
+  const std::vector<JSONValue> tools = functionToolDefinitions(request, true);
+  AIJSONToolRounds rounds;
+  rounds.body = [&](const JSONValue::Array& continuation) {
+    AIEncodedRequestBody encoded =
+        encodeChatCompletionsRequestBody(request, where.modelName, where.dialect, tools, continuation);
+    if (encoded.failure) raise(request, *encoded.failure);
+    return std::move(encoded.body);
+  };
+  rounds.decoder = [this] { return std::make_unique<ChatCompletionsStreamDecoder>(provider_); };
+  rounds.calls = toolCallsOf;
+  rounds.giveBack = giveToolOutputsBack;
+  if (auto failure = streamJSONEventsWithTools(http_, std::move(http), request, true, stop, rounds, emit)) {
     raise(request, *failure);
   }
 }

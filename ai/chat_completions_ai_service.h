@@ -42,9 +42,6 @@ class ChatCompletionsAIService : public AIStreamProvider {
   // The body that `request` would be sent with, for dry runs; throws as produce() does.
   std::string requestBody(const AIStreamRequest& request) const;
 
-  // The function tools offered with `request` (Responses-shaped).
-  static std::vector<core::JSONValue> functionTools(const AIStreamRequest& request);
-
  protected:
   // Where `request` goes; raises kMissingAPIKey, kMissingAccountID, kUnknownModel.
   virtual ChatCompletionsTarget target(const AIStreamRequest& request) const = 0;

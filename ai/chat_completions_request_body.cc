@@ -68,7 +68,8 @@ std::string historyMessageText(const AIHistoryMessage& message) {
 AIEncodedRequestBody encodeChatCompletionsRequestBody(const AIStreamRequest& request,
                                                       std::string_view modelName,
                                                       const ChatCompletionsDialect& dialect,
-                                                      const std::vector<JSONValue>& functionTools) {
+                                                      const std::vector<JSONValue>& functionTools,
+                                                      const JSONValue::Array& continuation) {
   using Code = AIServiceError::Code;
   if (trimmedStreamData(request.input).empty() && request.attachments.empty()) {
     return {{}, AIStreamFailure{Code::kEmptyPrompt, {}}};
@@ -103,6 +104,7 @@ AIEncodedRequestBody encodeChatCompletionsRequestBody(const AIStreamRequest& req
     }
     messages.push_back(JSONValue::Object{{"role", "user"}, {"content", std::move(parts)}});
   }
+  messages.insert(messages.end(), continuation.begin(), continuation.end());
 
   JSONValue::Object body{{"model", modelName},
                          {"messages", std::move(messages)},

@@ -37,10 +37,13 @@ struct ChatCompletionsDialect {
 // dialect takes tools. A failure is returned instead of a body: kEmptyPrompt
 // without any input, kImagesNotSupported for an image the model cannot read,
 // kUnsupportedAttachment (detail: the file name) for a file that is neither.
+// `continuation` (earlier rounds' tool calls and "tool" messages) follows the
+// current input.
 AIEncodedRequestBody encodeChatCompletionsRequestBody(const AIStreamRequest& request,
                                                       std::string_view modelName,
                                                       const ChatCompletionsDialect& dialect,
-                                                      const std::vector<core::JSONValue>& functionTools);
+                                                      const std::vector<core::JSONValue>& functionTools,
+                                                      const core::JSONValue::Array& continuation = {});
 
 // The text of a history message as services take it: the parts joined by a
 // blank line; empty after trimming means the message is left out.

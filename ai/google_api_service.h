@@ -39,6 +39,8 @@ class GoogleAPIService final : public AIStreamProvider {
   std::string url(const AIStreamRequest& request) const;
 
  private:
+  std::string requestBody(const AIStreamRequest& request, const core::JSONValue::Array& continuation) const;
+
   AIHTTPClient& http_;
   AICredentialStore& credentials_;
   std::string baseURL_;

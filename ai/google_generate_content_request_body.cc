@@ -70,7 +70,8 @@ JSONValue thinkingConfig(std::string_view modelName, ReasoningEffort effort) {
 
 AIEncodedRequestBody encodeGoogleGenerateContentRequestBody(const AIStreamRequest& request,
                                                             std::string_view modelName, bool takesThinking,
-                                                            const std::vector<JSONValue>& functionTools) {
+                                                            const std::vector<JSONValue>& functionTools,
+                                                            const JSONValue::Array& continuation) {
   using Code = AIServiceError::Code;
   if (trimmedStreamData(request.input).empty() && request.attachments.empty()) {
     return {{}, AIStreamFailure{Code::kEmptyPrompt, {}}};
@@ -109,6 +110,7 @@ AIEncodedRequestBody encodeGoogleGenerateContentRequestBody(const AIStreamReques
     }
   }
   contents.push_back(JSONValue::Object{{"role", "user"}, {"parts", std::move(parts)}});
+  contents.insert(contents.end(), continuation.begin(), continuation.end());
 
   JSONValue::Object body;
   if (!systemParts.empty())

@@ -20,8 +20,11 @@ namespace zephyl::ai {
 // ("name", "description", "parameters"). Fails with kEmptyPrompt without any
 // input and kUnsupportedAttachment (detail: the file name) for a file that is
 // neither an image nor text.
-AIEncodedRequestBody encodeGoogleGenerateContentRequestBody(
-    const AIStreamRequest& request, std::string_view modelName, bool takesThinking,
-    const std::vector<core::JSONValue>& functionTools);
+// `continuation` (earlier rounds' model turns with function calls and the
+// user turns with their "functionResponse" parts) follows the current input.
+AIEncodedRequestBody encodeGoogleGenerateContentRequestBody(const AIStreamRequest& request,
+                                                            std::string_view modelName, bool takesThinking,
+                                                            const std::vector<core::JSONValue>& functionTools,
+                                                            const core::JSONValue::Array& continuation = {});
 
 }  // namespace zephyl::ai

@@ -1,5 +1,6 @@
 #include "ai/responses_ai_service.h"
 
+#include "ai/ai_function_tool_loop.h"
 #include "ai/ai_request_budget.h"
 #include "ai/ai_service_endpoint.h"
 #include "ai/responses_request_body.h"
@@ -12,6 +13,26 @@ namespace {
 const core::Logger kLog("ResponsesAIService");
 
 constexpr long kUnauthorized = 401;
+
+const std::string* stringAt(const core::JSONValue& item, std::string_view key) {
+  const core::JSONValue* value = item.find(key);
+  return value == nullptr ? nullptr : value->string();
+}
+
+// The finished function calls of a response, except those to `ownTool`.
+std::vector<AIFunctionCall> functionCallsOf(const ResponsesStreamDecoder& decoder, std::string_view ownTool) {
+  std::vector<AIFunctionCall> calls;
+  for (const core::JSONValue& item : decoder.keptItems()) {
+    const std::string* type = stringAt(item, "type");
+    const std::string* name = stringAt(item, "name");
+    if (type == nullptr || *type != "function_call" || name == nullptr || *name == ownTool) continue;
+    const std::string* callID = stringAt(item, "call_id");
+    const std::string* arguments = stringAt(item, "arguments");
+    calls.push_back({callID != nullptr ? *callID : std::string(), *name,
+                     arguments != nullptr ? *arguments : std::string()});
+  }
+  return calls;
+}
 
 }  // namespace
 
@@ -74,6 +95,8 @@ void ResponsesAIService::produce(const AIStreamRequest& request, std::stop_token
   bool answered = false;
   std::vector<AIProviderResponseItem> kept;
   ResponsesRequestProgress progress;
+  AIFunctionToolLoop tools(request, member_.offersNotesQueryTool, stop, emit);
+  const std::string_view ownTool = member_.runsImageToolItself ? kImageFunctionToolName : std::string_view();
 
   for (int round = 0;; ++round) {
     if (stop.stop_requested()) throw core::CancellationError();
@@ -108,7 +131,13 @@ void ResponsesAIService::produce(const AIStreamRequest& request, std::stop_token
       kept.push_back({member_.provider, item, decoder.responseID()});
     }
     core::JSONValue::Array outputs = runOwnFunctionCalls(decoder, request, progress, stop, emit);
-    if (outputs.empty() || round + 1 >= kMaximumOwnToolRounds) break;
+    const std::vector<AIFunctionCall> calls = functionCallsOf(decoder, ownTool);
+    for (AIFunctionCallOutput& output : tools.answer(calls)) {
+      outputs.push_back(core::JSONValue::Object{{"type", "function_call_output"},
+                                                {"call_id", output.callID},
+                                                {"output", std::move(output.output)}});
+    }
+    if (outputs.empty() || (calls.empty() && round + 1 >= kMaximumOwnToolRounds)) break;
     for (const core::JSONValue& item : decoder.keptItems()) input.push_back(item);
     for (core::JSONValue& output : outputs) {
       kept.push_back({member_.provider, output, decoder.responseID()});

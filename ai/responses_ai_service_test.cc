@@ -61,6 +61,24 @@ AIStreamEvent toolCall(std::string id, AIToolKind kind, AIToolCallStatus status,
   return E::ToolCallUpdated{std::move(update)};
 }
 
+// The notes query tool as the body carries it; never run here.
+class DeclaredNotesTool : public AIFunctionTool {
+ public:
+  std::string name() const override { return "query_notes"; }
+  JSONValue definition() const override {
+    return JSONValue::parse(
+        R"({"type":"function","name":"query_notes","description":"Search the user's Apple Notes (read-only) and )"
+        R"(return matching notes with excerpts.","parameters":{"type":"object","properties":{"query":{"type":)"
+        R"("string","description":"Words to look for in note titles and text."},"mode":{"type":"string",)"
+        R"("description":"search returns matching notes; count returns how many match.","enum":["search",)"
+        R"("count"]},"limit":{"type":"integer","description":"The most notes to return.","minimum":1,)"
+        R"("maximum":20}},"required":["query","mode","limit"],"additionalProperties":false},"strict":true})");
+  }
+  AIToolKind kind() const override { return AIToolKind::kNoteSearch; }
+  AIToolCallUpdate started(const JSONValue&) const override { return {}; }
+  AIFunctionToolOutcome run(const JSONValue&, std::stop_token, AIToolCallUpdate&) override { return {}; }
+};
+
 struct Reply {
   Reply(int code, std::string text, std::string headers = {})
       : status(code), body(std::move(text)), extraHeaders(std::move(headers)) {}
@@ -257,6 +275,7 @@ TEST_F(ResponsesServiceTest, ChatGPTRequestCarriesTheAccountAndTheBodyInProtocol
   turn.reasoningEffort = ReasoningEffort::kHigh;
   turn.webSearchMode = AIWebToolMode::kAutomatic;
   turn.allowsLocalNotesQuery = true;
+  turn.functionTools = {std::make_shared<DeclaredNotesTool>()};
   turn.allowsGeneratedImages = true;
   turn.conversationID = "chat-9";
   turn.attachments = {{"p.png", "image/png", "PNG"}, {"a.txt", "text/plain", "hey"}};
@@ -356,6 +375,7 @@ TEST_F(ResponsesServiceTest, BodyVariesWithToolsEffortAndMember) {
     turn.reasoningEffort = test.effort;
     turn.webSearchMode = test.web;
     turn.allowsLocalNotesQuery = test.notes;
+    turn.functionTools = {std::make_shared<DeclaredNotesTool>()};
     turn.allowsGeneratedImages = test.images;
     const ResponsesServiceMember& member =
         test.model.starts_with("grok") ? XAIResponsesAIService::kMember : OpenAIAPIService::kMember;

@@ -1,6 +1,7 @@
 #include "ai/responses_request_body.h"
 
 #include "ai/ai_attachment_data_url.h"
+#include "ai/ai_function_tool_loop.h"
 #include "ai/ai_model_catalog.h"
 
 namespace zephyl::ai {
@@ -79,31 +80,6 @@ JSONValue imageFunctionTool() {
 
 }  // namespace
 
-JSONValue notesQueryFunctionTool() {
-  JSONValue::Object properties{
-      {"query",
-       JSONValue::Object{{"type", "string"}, {"description", "Words to look for in note titles and text."}}},
-      {"mode",
-       JSONValue::Object{{"type", "string"},
-                         {"description", "search returns matching notes; count returns how many match."},
-                         {"enum", JSONValue::Array{"search", "count"}}}},
-      {"limit", JSONValue::Object{{"type", "integer"},
-                                  {"description", "The most notes to return."},
-                                  {"minimum", 1},
-                                  {"maximum", 20}}},
-  };
-  return JSONValue::Object{
-      {"type", "function"},
-      {"name", kNotesQueryToolName},
-      {"description", "Search the user's Apple Notes (read-only) and return matching notes with excerpts."},
-      {"parameters", JSONValue::Object{{"type", "object"},
-                                       {"properties", std::move(properties)},
-                                       {"required", JSONValue::Array{"query", "mode", "limit"}},
-                                       {"additionalProperties", false}}},
-      {"strict", true},
-  };
-}
-
 JSONValue::Array responsesInputItems(const AIStreamRequest& request, const ResponsesServiceMember& member) {
   if (request.input.find_first_not_of(" \t\r\n") == std::string::npos && request.attachments.empty()) {
     member.fail(ResponsesErrorCode::kEmptyPrompt, {});
@@ -140,9 +116,9 @@ std::string encodeResponsesRequestBody(const AIStreamRequest& request, const Res
     tools.push_back(member.runsImageToolItself ? imageFunctionTool()
                                                : JSONValue::Object{{"type", "image_generation"}});
   }
-  if (request.allowsLocalNotesQuery && member.offersNotesQueryTool && !demandsSearch(request)) {
-    tools.push_back(notesQueryFunctionTool());
-    notesTool = true;
+  for (const auto& tool : offeredFunctionTools(request, member.offersNotesQueryTool)) {
+    tools.push_back(tool->definition());
+    notesTool = notesTool || isNotesQueryKind(tool->kind());
   }
 
   JSONValue::Object body{

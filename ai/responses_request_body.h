@@ -18,13 +18,8 @@ namespace zephyl::ai {
 // The largest attachment sent inline; base64 makes it a third larger on the wire.
 inline constexpr size_t kMaximumResponsesAttachmentBytes = 20 * 1024 * 1024;
 
-// The function tools Zephyl answers itself.
-inline constexpr std::string_view kNotesQueryToolName = "query_notes";
+// The image tool that xAI's adapter answers itself.
 inline constexpr std::string_view kImageFunctionToolName = "generate_image";
-
-// The notes query tool in the Responses form ("type", "name", "description",
-// "parameters", "strict"); the other families rewrap its parts.
-core::JSONValue notesQueryFunctionTool();
 
 // The input items: history messages ("input_text" for the user, "output_text"
 // for the assistant) with the stored items of `member`'s provider replayed

@@ -12,6 +12,7 @@
 #include "cli/chat_history.h"
 #include "cli/commands.h"
 #include "cli/shown_note.h"
+#include "cli/skill_library.h"
 #include "core/utf8.h"
 
 namespace zephyl::cli {
@@ -24,6 +25,7 @@ struct AskOptions {
   std::string question;
   std::string note;
   std::vector<std::string> mentions;
+  std::vector<std::string> skills;
   std::string model;
   std::string effort;
   std::string web = "off";
@@ -94,6 +96,7 @@ void runAsk(CliContext& context, const AskOptions& options) {
   assistant::AssistantTurnParts parts;
   parts.request = question;
   loadNotes(context, options, parts);
+  for (const auto& skill : options.skills) parts.skills.push_back(loadSkill(context, skill));
   for (const auto& path : options.attachments) {
     try {
       parts.uploads.push_back(readAttachment(path));
@@ -144,6 +147,7 @@ void addAskCommand(CLI::App& app, CliContext& context) {
   command->add_option("--note", options->note,
                       "The current note (URI, key or UUID): the context of the turn");
   command->add_option("--mention", options->mentions, "Add a note as a reference (repeatable, at most 8)");
+  command->add_option("--skill", options->skills, "Follow a skill of the \"Skills\" folder (repeatable)");
   command->add_option("--model", options->model, "Model id (default: the assistant's model)");
   command->add_option("--effort", options->effort, "Reasoning effort: none, low, medium, high, xhigh, max");
   command->add_option("--web", options->web, "Web search: off, auto or always")

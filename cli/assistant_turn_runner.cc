@@ -1,5 +1,6 @@
 #include "cli/assistant_turn_runner.h"
 
+#include <algorithm>
 #include <map>
 
 #include "agents/antigravity_acp_error.h"
@@ -13,6 +14,7 @@
 #include "cli/agent_service_support.h"
 #include "cli/ai_command_support.h"
 #include "cli/ai_stream_event_json.h"
+#include "cli/notes_query_function_tool.h"
 #include "cli/terminal.h"
 #include "cli/terminal_markdown.h"
 #include "core/logger.h"
@@ -145,6 +147,25 @@ class AnswerDisplay {
   bool endsWithNewline_ = false;
 };
 
+// The notes an answer drew on: those found by its notes queries that it names
+// by title, else every note they found.
+std::vector<ai::AINoteSource> notesUsed(const Answer& answer) {
+  std::vector<ai::AINoteSource> found;
+  for (const std::string& id : answer.toolCallOrder) {
+    const auto& call = answer.toolCalls.at(id);
+    if (call.kind != ai::AIToolKind::kNoteSearch && call.kind != ai::AIToolKind::kNoteCount) continue;
+    for (const auto& source : call.noteSources) {
+      if (std::ranges::find(found, source) == found.end()) found.push_back(source);
+    }
+  }
+  std::vector<ai::AINoteSource> cited;
+  for (const auto& source : found) {
+    const std::string_view title = core::trimWhiteSpace(source.title);
+    if (!title.empty() && answer.text.find(title) != std::string::npos) cited.push_back(source);
+  }
+  return cited.empty() ? found : cited;
+}
+
 }  // namespace
 
 AssistantTurnChoice assistantTurnChoice(CliContext& context, ai::AIServiceFactory& factory,
@@ -217,6 +238,8 @@ PreparedAssistantTurn AssistantTurnRunner::prepare(assistant::ChatSession& sessi
   request.history = turn.history;
   request.conversationID = session.id;
   request.webSearchMode = choice.webSearchMode;
+  request.allowsLocalNotesQuery = true;
+  request.functionTools.push_back(std::make_shared<NotesQueryFunctionTool>(context_));
   request.transportRetryPolicy = ai::AITransportRetryPolicy::interactive();
   request.performanceContext =
       ai::AIPerformanceContext{"", "chat", choice.provider, choice.model, std::chrono::steady_clock::now()};
@@ -244,6 +267,12 @@ AssistantTurnResult AssistantTurnRunner::run(assistant::ChatSession& session, co
     throw CliFailure(error.what());
   }
   display.finish();
+  if (const auto used = notesUsed(answer); !json_ && !used.empty() && !answer.text.empty()) {
+    auto& out = context_.streams().out;
+    out << "\nNotes used:\n";
+    for (const auto& note : used) out << "- " << note.title << " (" << note.noteID << ")\n";
+    out.flush();
+  }
   if (completed && core::trimWhiteSpace(answer.text).empty() && answer.images.empty()) {
     const TurnError code = answer.searchedNotes   ? TurnError::kNoAnswerAfterNoteSearch
                            : answer.researchedWeb ? TurnError::kNoAnswerAfterWebResearch

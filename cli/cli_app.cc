@@ -66,6 +66,8 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
   addQuickOpenCommand(app, context);
   addUsageCommand(app, context);
   addAskCommand(app, context);
+  addInlineCommand(app, context);
+  addSkillsCommand(app, context);
   addChatCommand(app, context);
   addAgentCommand(app, context);
 

@@ -34,6 +34,8 @@ void addTocCommand(CLI::App& app, CliContext& context);
 void addQuickOpenCommand(CLI::App& app, CliContext& context);
 void addUsageCommand(CLI::App& app, CliContext& context);
 void addAskCommand(CLI::App& app, CliContext& context);
+void addInlineCommand(CLI::App& app, CliContext& context);
+void addSkillsCommand(CLI::App& app, CliContext& context);
 void addChatCommand(CLI::App& app, CliContext& context);
 void addAgentCommand(CLI::App& app, CliContext& context);
 

@@ -9,6 +9,7 @@
 #include "cli/ai_command_support.h"
 #include "cli/ai_stream_event_json.h"
 #include "cli/commands.h"
+#include "cli/notes_query_function_tool.h"
 
 namespace zephyl::cli {
 namespace {
@@ -47,6 +48,7 @@ ai::AIStreamRequest buildRequest(CliContext& context, const DebugStreamOptions& 
                           : options.webSearch == "auto" ? ai::AIWebToolMode::kAutomatic
                                                         : ai::AIWebToolMode::kOff;
   request.allowsLocalNotesQuery = options.notesTool;
+  if (options.notesTool) request.functionTools.push_back(std::make_shared<NotesQueryFunctionTool>(context));
   request.allowsGeneratedImages = options.images;
   if (!options.conversation.empty()) request.conversationID = options.conversation;
   for (const auto& path : options.attachments) request.attachments.push_back(readAttachment(path));
