@@ -21,6 +21,8 @@
 namespace zephyl::agents {
 namespace {
 
+constexpr core::Logger kLog("ACPConnection");
+
 using core::JSONValue;
 using Clock = std::chrono::steady_clock;
 
@@ -61,7 +63,6 @@ struct ACPConnection::State : std::enable_shared_from_this<State> {
   void registerAndWrite(int64_t id, std::string_view method, const JSONValue& params,
                         const std::shared_ptr<Waiter>& waiter);
 
-  const core::Logger log{"ACPConnection"};
   ChildProcessLauncher& launcher;
   const ChildProcessLaunch launch;
   const ACPConnectionHandlers handlers;
@@ -127,7 +128,7 @@ void ACPConnection::State::readLoop() {
         break;
       }
       case ChildProcessEvent::Kind::kExited:
-        log.info() << "ACP agent exited status=" << event.status;
+        kLog.info() << "ACP agent exited status=" << event.status;
         {
           std::lock_guard guard(lock);
           exited = true;
@@ -151,13 +152,13 @@ void ACPConnection::State::receive(std::string_view chunk) {
   for (const auto line : lines) {
     auto message = decodeACPMessage(line);
     if (!message) {
-      log.error() << "Ignoring undecodable ACP frame bytes=" << static_cast<long>(line.size());
+      kLog.error() << "Ignoring undecodable ACP frame bytes=" << static_cast<long>(line.size());
       continue;
     }
     dispatch(std::move(*message));
   }
   if (overflowed) {
-    log.error() << "ACP frame exceeded the line limit";
+    kLog.error() << "ACP frame exceeded the line limit";
     terminate();
   }
 }
@@ -202,7 +203,7 @@ void ACPConnection::State::answer(const ACPRequestID& id, const ACPOutcome& outc
   try {
     frame = encodeACPResponse(id, outcome);
   } catch (const core::JSONValueError&) {
-    log.error() << "Dropping an ACP answer that is not valid UTF-8";
+    kLog.error() << "Dropping an ACP answer that is not valid UTF-8";
     return;
   }
   {
@@ -413,7 +414,7 @@ void ACPConnection::notify(std::string_view method, JSONValue params) {
   try {
     state_->write(encodeACPNotification(method, params));
   } catch (const std::exception&) {
-    state_->log.error() << "Failed to send ACP notification method=" << method;
+    kLog.error() << "Failed to send ACP notification method=" << method;
   }
 }
 

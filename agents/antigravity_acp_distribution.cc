@@ -8,7 +8,7 @@ namespace {
 
 using Code = AntigravityACPInstallerError::Code;
 
-const core::Logger kLog("AntigravityACPInstaller");
+constexpr core::Logger kLog("AntigravityACPInstaller");
 
 const std::string* stringMember(const core::JSONValue& object, std::string_view key) {
   const core::JSONValue* value = object.find(key);

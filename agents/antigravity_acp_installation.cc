@@ -4,6 +4,11 @@
 #include "core/logger.h"
 
 namespace zephyl::agents {
+namespace {
+
+constexpr core::Logger kLog("AntigravityACPInstaller");
+
+}  // namespace
 
 std::string antigravityACPInstallRecordJSON(const AntigravityACPInstallation& installation) {
   core::JSONValue::Array arguments(installation.arguments.begin(), installation.arguments.end());
@@ -36,7 +41,7 @@ std::optional<AntigravityACPInstallation> readAntigravityACPInstallation(core::F
     }
     return installation;
   } catch (const core::Error& error) {
-    core::Logger("AntigravityACPInstaller").warning() << "Unreadable install record: " << error.description();
+    kLog.warning() << "Unreadable install record: " << error.description();
     return std::nullopt;
   }
 }

@@ -29,7 +29,7 @@ namespace fs = std::filesystem;
 using Code = AntigravityACPInstallerError::Code;
 using namespace std::chrono_literals;
 
-const core::Logger kLog("AntigravityACPInstaller");
+constexpr core::Logger kLog("AntigravityACPInstaller");
 
 constexpr size_t kMaximumRegistryBytes = 16 << 20;
 constexpr std::string_view kStagingMarker = ".staging-";

@@ -10,7 +10,7 @@
 namespace zephyl::agents {
 namespace {
 
-const core::Logger kLog("AntigravityACPInstaller");
+constexpr core::Logger kLog("AntigravityACPInstaller");
 
 [[noreturn]] void reject(const std::string& why) {
   kLog.error() << "Rejected Antigravity ACP download with an untrusted signature";

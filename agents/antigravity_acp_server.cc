@@ -20,7 +20,7 @@ namespace {
 using core::JSONValue;
 using Code = AntigravityACPError::Code;
 
-const core::Logger kLog("AntigravityACPServer");
+constexpr core::Logger kLog("AntigravityACPServer");
 
 bool isAuthenticationError(const ACPRemoteError& error) {
   std::string message = error.message();

@@ -7,7 +7,7 @@ namespace {
 
 using core::JSONValue;
 
-const core::Logger kLog("CustomACPAgents");
+constexpr core::Logger kLog("CustomACPAgents");
 
 std::optional<CustomACPAgent> agentFrom(const JSONValue& entry) {
   const JSONValue* name = entry.find("name");

@@ -10,7 +10,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("AIHTTPClient");
+constexpr core::Logger kLog("AIHTTPClient");
 
 // Passes a 2xx body on; keeps the start of any other body for the error.
 class AttemptHandler : public HTTPResponseHandler {

@@ -14,7 +14,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("AIModelCatalog");
+constexpr core::Logger kLog("AIModelCatalog");
 
 // Tested in exactly this order.
 constexpr std::array<std::pair<std::string_view, AIProvider>, 9> kPrefixes = {{

@@ -8,7 +8,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("AIProviderAvailability");
+constexpr core::Logger kLog("AIProviderAvailability");
 
 bool switchOn(core::SettingsStore& settings, std::string_view key) {
   try {

@@ -7,7 +7,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("AIServiceEndpoint");
+constexpr core::Logger kLog("AIServiceEndpoint");
 
 bool startsWithCaseless(std::string_view text, std::string_view prefix) {
   if (text.size() < prefix.size()) return false;

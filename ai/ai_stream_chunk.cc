@@ -7,7 +7,7 @@ namespace {
 
 using core::JSONValue;
 
-const core::Logger kLog("AIStreamChunk");
+constexpr core::Logger kLog("AIStreamChunk");
 
 const std::string* stringMember(const JSONValue& object, std::string_view key) {
   const JSONValue* value = object.find(key);

@@ -9,10 +9,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger& log() {
-  static const core::Logger logger("AIUsageStore");
-  return logger;
-}
+constexpr core::Logger kLog("AIUsageStore");
 
 }  // namespace
 
@@ -31,7 +28,7 @@ AIUsageStore::AIUsageStore(std::string fileURL, core::FileSystem& files, core::F
     const size_t slash = fileURL_.rfind('/');
     files_.removeStaleTemporaryFiles(slash == std::string::npos ? "." : fileURL_.substr(0, slash));
   } catch (const core::Error& error) {
-    log().error() << "Stale usage files not removed: " << error.description();
+    kLog.error() << "Stale usage files not removed: " << error.description();
   }
   std::lock_guard lock(mutex_);
   reloadIfChanged();
@@ -41,7 +38,7 @@ std::optional<AIUsageArchive> AIUsageStore::decode(std::string_view text) {
   try {
     return AIUsageArchive::fromJSON(core::JSONValue::parse(text));
   } catch (const core::JSONValueError& error) {
-    log().error() << "Usage archive not decoded: " << error.what();
+    kLog.error() << "Usage archive not decoded: " << error.what();
     return std::nullopt;
   }
 }
@@ -69,7 +66,7 @@ void AIUsageStore::reloadIfChanged() {
   try {
     text = files_.readFile(fileURL_);
   } catch (const core::Error& error) {
-    log().error() << "Usage file not read: " << error.description();
+    kLog.error() << "Usage file not read: " << error.description();
     return;
   }
   // Our own last write, or nothing to read: what is in memory is current.
@@ -90,7 +87,7 @@ void AIUsageStore::record(const AIUsageRecord& record) {
       hold = locker_.lockExclusive(fileURL_ + ".lock");
     } catch (const core::Error& error) {
       // Better a record that another process might overwrite than none.
-      log().error() << "Usage file not locked: " << error.description();
+      kLog.error() << "Usage file not locked: " << error.description();
     }
     reloadIfChanged();
     addUsageRecord(archive_, record, day);
@@ -101,8 +98,8 @@ void AIUsageStore::record(const AIUsageRecord& record) {
       fileText_ = std::move(text);
       pending_.clear();
     } catch (const core::Error& error) {
-      log().error() << "Usage file not written, keeping " << pending_.size()
-                    << " records in memory: " << error.description();
+      kLog.error() << "Usage file not written, keeping " << pending_.size()
+                   << " records in memory: " << error.description();
     }
   }
   notifications_.post(std::string(kDidChangeNotification));

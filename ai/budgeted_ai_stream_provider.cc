@@ -5,7 +5,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("BudgetedAIStreamProvider");
+constexpr core::Logger kLog("BudgetedAIStreamProvider");
 
 void throwIfStopped(const std::stop_token& stop) {
   if (stop.stop_requested()) throw core::CancellationError();

@@ -6,7 +6,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("OAuthAccountSettings");
+constexpr core::Logger kLog("OAuthAccountSettings");
 
 std::string textSetting(core::SettingsStore& settings, std::string_view key, std::string_view fallback = {}) {
   try {

@@ -8,7 +8,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("OAuthAuthorizationCodeFlow");
+constexpr core::Logger kLog("OAuthAuthorizationCodeFlow");
 
 }  // namespace
 

@@ -7,7 +7,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("OAuthCredentialCoordinator");
+constexpr core::Logger kLog("OAuthCredentialCoordinator");
 
 // The refresh failures after which only a new sign-in helps.
 bool isPermanentRefreshFailure(const std::string& code) {

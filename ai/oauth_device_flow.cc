@@ -6,7 +6,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("OAuthDeviceFlow");
+constexpr core::Logger kLog("OAuthDeviceFlow");
 constexpr std::string_view kFormType = "application/x-www-form-urlencoded";
 
 std::string text(const core::JSONValue& body, std::string_view key) {

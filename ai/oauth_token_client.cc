@@ -7,7 +7,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("OAuthTokenClient");
+constexpr core::Logger kLog("OAuthTokenClient");
 constexpr size_t kMaximumReplyBytes = 256 * 1024;
 
 class ReplyCollector : public HTTPResponseHandler {

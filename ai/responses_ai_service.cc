@@ -10,7 +10,7 @@
 namespace zephyl::ai {
 namespace {
 
-const core::Logger kLog("ResponsesAIService");
+constexpr core::Logger kLog("ResponsesAIService");
 
 constexpr long kUnauthorized = 401;
 

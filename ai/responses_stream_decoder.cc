@@ -10,7 +10,7 @@ namespace {
 using core::JSONValue;
 using Emit = AIStreamProvider::Emit;
 
-const core::Logger kLog("ResponsesStreamDecoder");
+constexpr core::Logger kLog("ResponsesStreamDecoder");
 
 const std::string* stringAt(const JSONValue& value, std::string_view key) {
   const JSONValue* member = value.find(key);

@@ -3,6 +3,11 @@
 #include "core/logger.h"
 
 namespace zephyl::ai {
+namespace {
+
+constexpr core::Logger kLog("UsageRecordingAIStreamProvider");
+
+}  // namespace
 
 UsageRecordingAIStreamProvider::UsageRecordingAIStreamProvider(
     AIStreamProvider& wrapped, AIUsageRecorder& recorder, MonotonicClock& clock,
@@ -28,7 +33,7 @@ void UsageRecordingAIStreamProvider::produce(const AIStreamRequest& request, std
       recorder_.record(record);
     } catch (const std::exception& error) {
       // Losing one usage record must not fail the answer the user is reading.
-      core::Logger("UsageRecordingAIStreamProvider").error() << "Usage not recorded: " << error.what();
+      kLog.error() << "Usage not recorded: " << error.what();
     }
   };
   try {

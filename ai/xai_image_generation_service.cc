@@ -12,7 +12,7 @@ namespace {
 
 using core::JSONValue;
 
-const core::Logger kLog("XAIImageGenerationService");
+constexpr core::Logger kLog("XAIImageGenerationService");
 
 // The service answers JPEG today; the bytes say what they are.
 std::string mediaTypeOf(std::string_view bytes) {

@@ -9,7 +9,7 @@ namespace {
 
 using core::JSONValue;
 
-const core::Logger kLog("XAIResponsesAIService");
+constexpr core::Logger kLog("XAIResponsesAIService");
 
 [[noreturn]] void fail(ResponsesErrorCode code, std::string detail) {
   throw XAIResponsesAIServiceError(code, std::move(detail));

@@ -10,7 +10,7 @@
 namespace zephyl::assistant {
 namespace {
 
-const core::Logger kLog("ChatSessionImageStore");
+constexpr core::Logger kLog("ChatSessionImageStore");
 
 // Names come from the history file, which a user may edit: only plain names
 // may become paths, so nothing is written or deleted outside the root.

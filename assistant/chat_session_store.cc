@@ -11,7 +11,7 @@
 namespace zephyl::assistant {
 namespace {
 
-const core::Logger kLog("ChatSessionStore");
+constexpr core::Logger kLog("ChatSessionStore");
 
 size_t hashOf(const std::string& text) { return std::hash<std::string>{}(text); }
 

@@ -8,7 +8,7 @@
 namespace zephyl::assistant {
 namespace {
 
-const core::Logger kLog("ChatTitleGenerationService");
+constexpr core::Logger kLog("ChatTitleGenerationService");
 
 constexpr std::string_view kTaskInstructions =
     "Create a concise title for the referenced chat transcript.\n"

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
+#include "notes_store/fixtures/sample_library.h"
 #include "notes_store/note_body_decoder.h"
-#include "notes_store/sample_library.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <filesystem>
 #include <iostream>
 
+#include "notes_store/fixtures/sample_library.h"
 #include "notes_store/notes_database_access.h"
-#include "notes_store/sample_library.h"
 #include "platform/linux/configured_path_grant.h"
 #include "platform/linux/posix_file_system.h"
 

@@ -13,7 +13,7 @@
 #include <iostream>
 
 #include "navigation/notes_quick_open_service.h"
-#include "notes_store/sample_library.h"
+#include "notes_store/fixtures/sample_library.h"
 #include "platform/linux/configured_path_grant.h"
 #include "platform/linux/posix_file_system.h"
 

@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-const core::Logger kLog("AgentProcessRecords");
+constexpr core::Logger kLog("AgentProcessRecords");
 
 // The process's start time in clock ticks since boot (field 22 of
 // /proc/PID/stat); nullopt once it is gone or only a zombie is left.

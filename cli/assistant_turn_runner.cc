@@ -26,7 +26,7 @@ namespace {
 using assistant::AssistantTurnError;
 using TurnError = AssistantTurnError::Code;
 
-const core::Logger kLog("AssistantTurnRunner");
+constexpr core::Logger kLog("AssistantTurnRunner");
 
 constexpr std::string_view kCustomInstructionsKey = "customAIInstructions";
 

@@ -26,7 +26,7 @@ extern char** environ;
 namespace zephyl::cli {
 namespace {
 
-const core::Logger kLog("AuthLogin");
+constexpr core::Logger kLog("AuthLogin");
 
 struct LoginOptions {
   std::string provider;

@@ -12,6 +12,8 @@
 namespace zephyl::cli {
 namespace {
 
+constexpr core::Logger kLog("CLI");
+
 // A message with each word longer than a path or number needs cut short, so that
 // an absurd argument is not echoed in full.
 std::string shortened(std::string_view message) {
@@ -108,7 +110,7 @@ int runZephyl(const std::vector<std::string>& arguments, CliStreams streams,
     streams.err << "zephyl: " << printableLines(e.description()) << '\n';
     return kExitFailure;
   } catch (const std::exception& e) {
-    core::Logger("CLI").error() << "Unexpected failure: " << e.what();
+    kLog.error() << "Unexpected failure: " << e.what();
     streams.err << "zephyl: " << printableLines(e.what()) << '\n';
     return kExitFailure;
   }

@@ -11,8 +11,8 @@
 #include <sstream>
 
 #include "cli/internal/cli_test_support.h"
-#include "notes_store/note_document_writer.h"
-#include "notes_store/notes_library_builder.h"
+#include "notes_store/fixtures/note_document_writer.h"
+#include "notes_store/fixtures/notes_library_builder.h"
 #include "platform/testing/test_folder.h"
 
 namespace zephyl::cli {

@@ -3,8 +3,8 @@
 
 #include "cli/commands.h"
 #include "cli/terminal.h"
-#include "notes_store/notes_library_builder.h"
-#include "notes_store/sample_library.h"
+#include "notes_store/fixtures/notes_library_builder.h"
+#include "notes_store/fixtures/sample_library.h"
 
 namespace zephyl::cli {
 

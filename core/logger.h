@@ -4,8 +4,13 @@
 // paths chosen by the user) is wrapped in `Private(...)` and shown as
 // "<private>" unless private output is switched on (ZEPHYL_LOG=debug).
 //
-//   Logger log("NotesDatabaseAccess");
-//   log.debug() << "Listed " << rows.size() << " notes of " << Private(title);
+// Each source file that logs declares its category once, at namespace scope:
+//
+//   constexpr core::Logger kLog("NotesDatabaseAccess");
+//   kLog.debug() << "Listed " << rows.size() << " notes of " << Private(title);
+//
+// A Logger is built at compile time and never destroyed, so it works from any
+// static initializer, any thread and during exit.
 #pragma once
 
 #include <memory>
@@ -13,6 +18,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace zephyl::core {
 
@@ -93,17 +99,20 @@ class LogLine {
 
 class Logger {
  public:
-  explicit Logger(std::string category) : category_(std::move(category)) {}
+  // consteval: the category is a literal, which outlives every log line.
+  consteval explicit Logger(std::string_view category) : category_(category) {}
 
   LogLine debug() const { return LogLine(category_, LogLevel::kDebug); }
   LogLine info() const { return LogLine(category_, LogLevel::kInfo); }
   LogLine warning() const { return LogLine(category_, LogLevel::kWarning); }
   LogLine error() const { return LogLine(category_, LogLevel::kError); }
 
-  const std::string& category() const { return category_; }
+  std::string_view category() const { return category_; }
 
  private:
-  std::string category_;
+  std::string_view category_;
 };
+
+static_assert(std::is_trivially_destructible_v<Logger>);
 
 }  // namespace zephyl::core

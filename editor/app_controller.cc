@@ -3,11 +3,14 @@
 #include <utility>
 
 #include "core/error.h"
+#include "core/logger.h"
 #include "core/utf8.h"
 #include "editor/app_status_messages.h"
 
 namespace zephyl::editor {
 namespace {
+
+constexpr core::Logger kLog("AppController");
 
 bool matches(const std::optional<QuickOpenKeyboardShortcut>& shortcut, const KeyInputEvent& event) {
   return shortcut && shortcut->matches(event);
@@ -55,10 +58,9 @@ std::string applyFormatting(NotesFormattingService& formatting, NotesFormatComma
     formatting.apply(command);
     return std::string(status::appliedFormattingMessage(command));
   } catch (const core::CancellationError&) {
-    core::Logger("AppController").info() << "Formatting cancelled: " << notesFormatCommandIdentifier(command);
+    kLog.info() << "Formatting cancelled: " << notesFormatCommandIdentifier(command);
   } catch (const std::exception& error) {
-    core::Logger("AppController").warning()
-        << "Could not apply " << notesFormatCommandIdentifier(command) << ": " << error.what();
+    kLog.warning() << "Could not apply " << notesFormatCommandIdentifier(command) << ": " << error.what();
   }
   return std::string(status::kCouldNotApplyFormatting);
 }
@@ -300,7 +302,7 @@ void AppController::beginSlashQuery() {
   publishSnapshot();
   refreshSlashRows();
   if (const auto& error = deps_.slashSession.lastError()) {
-    log_.info() << "Slash panel lists built-in commands only: " << *error;
+    kLog.info() << "Slash panel lists built-in commands only: " << *error;
   }
   show(status::kSlashPanelOpened);
 }
@@ -466,7 +468,7 @@ void AppController::openQuickOpenItem(NotesItemKind kind, const std::string& ide
     try {
       scripts.run(notesShowScript(kind, identifier), std::string(label));
     } catch (const std::exception& error) {
-      core::Logger("AppController").warning() << "Could not open item in Apple Notes: " << error.what();
+      kLog.warning() << "Could not open item in Apple Notes: " << error.what();
       return std::string(status::kCouldNotOpenItem);
     }
     return std::string(kind == NotesItemKind::kNote ? status::kOpenedNote : status::kOpenedFolder);

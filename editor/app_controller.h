@@ -17,7 +17,6 @@
 #include <vector>
 
 #include "core/clock.h"
-#include "core/logger.h"
 #include "core/settings_store.h"
 #include "editor/accessibility_client.h"
 #include "editor/action_queue.h"
@@ -152,7 +151,6 @@ class AppController {
   KeyboardConsumeSnapshot snapshot_;  // the controller's copy; published to deps_.consumeStore
   std::optional<SlashQuery> slash_;
   std::optional<bool> accessibilityTrusted_;
-  const core::Logger log_{"AppController"};
 };
 
 }  // namespace zephyl::editor

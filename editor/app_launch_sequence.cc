@@ -4,8 +4,14 @@
 
 #include "core/enum_names.h"
 #include "core/error.h"
+#include "core/logger.h"
 
 namespace zephyl::editor {
+namespace {
+
+constexpr core::Logger kLog("AppLaunch");
+
+}  // namespace
 
 std::optional<AppAppearance> appAppearanceFromName(std::string_view name) {
   static constexpr core::EnumNames<AppAppearance, 3> kNames({{{AppAppearance::kSystem, "system"},
@@ -24,13 +30,13 @@ bool applyLanguageChoice(core::SettingsStore& settings) {
     }
     return true;
   } catch (const core::Error& error) {
-    core::Logger("AppLaunch").warning() << "Could not apply the language choice: " << error.description();
+    kLog.warning() << "Could not apply the language choice: " << error.description();
     return false;
   }
 }
 
 void AppLaunchSequence::launch() {
-  if (!services_.updater.start()) log_.info() << "Software updates are not checked";
+  if (!services_.updater.start()) kLog.info() << "Software updates are not checked";
   applyLanguageChoice(services_.settings);
 
   AppAppearance appearance = AppAppearance::kSystem;
@@ -39,7 +45,7 @@ void AppLaunchSequence::launch() {
       appearance = appAppearanceFromName(*name).value_or(AppAppearance::kSystem);
     }
   } catch (const core::Error& error) {
-    log_.warning() << "Could not read the appearance: " << error.description();
+    kLog.warning() << "Could not read the appearance: " << error.description();
   }
   services_.appearance.apply(appearance);
 
@@ -47,18 +53,18 @@ void AppLaunchSequence::launch() {
   services_.keyboardMonitor.start();
 
   if (services_.warmBacklinksIndex) {
-    warmUp_ = std::jthread([warm = services_.warmBacklinksIndex, log = log_] {
+    warmUp_ = std::jthread([warm = services_.warmBacklinksIndex] {
       const auto started = std::chrono::steady_clock::now();
       try {
         warm();
       } catch (const std::exception& error) {
-        log.warning() << "Backlinks warm-up failed: " << error.what();
+        kLog.warning() << "Backlinks warm-up failed: " << error.what();
         return;
       }
       const long elapsedMs = static_cast<long>(
           std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - started)
               .count());
-      log.info() << "Backlinks warm-up finished elapsedMs=" << elapsedMs;
+      kLog.info() << "Backlinks warm-up finished elapsedMs=" << elapsedMs;
     });
   }
 }

@@ -7,7 +7,6 @@
 #include <functional>
 #include <thread>
 
-#include "core/logger.h"
 #include "core/settings_store.h"
 #include "editor/app_controller.h"
 #include "editor/appearance_applier.h"
@@ -43,7 +42,6 @@ class AppLaunchSequence {
 
  private:
   AppLaunchServices services_;
-  const core::Logger log_{"AppLaunch"};
   std::jthread warmUp_;  // last: joins before the members above go
 };
 

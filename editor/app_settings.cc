@@ -9,6 +9,8 @@
 namespace zephyl::editor {
 namespace {
 
+constexpr core::Logger kLog("AppSettings");
+
 constexpr core::EnumNames<MenuBarIconClickAction, 3> kClickActionNames({{
     {MenuBarIconClickAction::kShowMenu, "showMenu"},
     {MenuBarIconClickAction::kOpenQuickOpen, "openQuickOpen"},
@@ -81,7 +83,7 @@ AppSettings AppSettings::read(core::SettingsStore& settings) {
       if (auto action = menuBarIconClickActionFromName(*name)) result.menuBarIconClickAction = *action;
     }
   } catch (const core::Error& error) {
-    core::Logger("AppController").warning() << "Could not read settings: " << error.description();
+    kLog.warning() << "Could not read settings: " << error.description();
     return AppSettings{};
   }
   result.formats = TemplateFormatSettings::read(settings);

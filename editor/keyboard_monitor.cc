@@ -3,11 +3,14 @@
 #include <chrono>
 #include <limits>
 
+#include "core/logger.h"
 #include "editor/internal/thread_name.h"
 #include "editor/keyboard_consume_rules.h"
 
 namespace zephyl::editor {
 namespace {
+
+constexpr core::Logger kLog("KeyboardMonitor");
 
 using std::chrono::milliseconds;
 
@@ -64,7 +67,7 @@ void KeyboardMonitor::start() {
     {
       core::MutexLock stateLock(tapStateMutex_);
       if (tapState_.executableReplacementReported) {
-        log_.warning()
+        kLog.warning()
             << "Keyboard monitor not started: the program file was replaced; restart to restore it";
         return;
       }
@@ -139,7 +142,7 @@ void KeyboardMonitor::runTapThread(uint64_t generation) {
   if (!tap) {
     core::MutexLock stateLock(tapStateMutex_);
     if (tapState_.generation == generation) tapState_.starting = false;
-    log_.error() << "Keyboard event tap could not be created; typed keys are not observed";
+    kLog.error() << "Keyboard event tap could not be created; typed keys are not observed";
     return;
   }
   {
@@ -148,7 +151,7 @@ void KeyboardMonitor::runTapThread(uint64_t generation) {
       stateLock.unlock();
       tap->stop();
       tap->setEnabled(false);
-      log_.debug() << "Keyboard event tap of generation " << generation << " abandoned";
+      kLog.debug() << "Keyboard event tap of generation " << generation << " abandoned";
       return;
     }
     tapState_.tap = tap;
@@ -173,7 +176,7 @@ TapVerdict KeyboardMonitor::handleTapEvent(const TapEvent& event) {
   switch (event.type) {
     case TapEventType::kDisabledByTimeout:
     case TapEventType::kDisabledByUserInput: {
-      log_.warning() << "CGEvent tap disabled (" << disabledReasonName(event.type) << "); re-enabling";
+      kLog.warning() << "CGEvent tap disabled (" << disabledReasonName(event.type) << "); re-enabling";
       std::shared_ptr<EventTap> tap;
       {
         core::MutexLock stateLock(tapStateMutex_);
@@ -252,11 +255,11 @@ void KeyboardMonitor::revoke(uint64_t generation, EventTapRevocationReason reaso
     if (reason == EventTapRevocationReason::kExecutableReplaced) {
       if (tapState_.executableReplacementReported) return;
       tapState_.executableReplacementReported = true;
-      log_.error() << "CGEvent tap blocked (executableReplaced)";
+      kLog.error() << "CGEvent tap blocked (executableReplaced)";
     }
   }
   std::unique_ptr<RepeatingTimer> timer = stopLocked();
-  log_.warning() << "CGEvent tap stopped (" << eventTapRevocationReasonName(reason) << ")";
+  kLog.warning() << "CGEvent tap stopped (" << eventTapRevocationReasonName(reason) << ")";
   dependencies_.mainQueue.post([handler = onEventTapRevoked_, reason] { handler(reason); });
   // This runs on the timer's own tick: cancel it now, destroy it later.
   if (timer) timer->cancel();

@@ -20,7 +20,6 @@
 #include <thread>
 #include <vector>
 
-#include "core/logger.h"
 #include "core/mutex.h"
 #include "editor/accessibility_client.h"
 #include "editor/event_tap.h"
@@ -109,7 +108,6 @@ class KeyboardMonitor {
   const KeyHandler onKey_;
   const RevocationHandler onEventTapRevoked_;
   const bool wantsEventTap_;
-  const core::Logger log_{"KeyboardMonitor"};
   KeyboardConsumeStore consumeStore_;  // has its own lock
 
   // Lock order: lock_ before tapStateMutex_. The tap thread takes only tapStateMutex_.

@@ -4,6 +4,7 @@
 
 #include <mutex>
 
+#include "core/logger.h"
 #include "platform/testing/fake_accessibility.h"
 #include "platform/testing/fake_event_tap_factory.h"
 #include "platform/testing/fake_local_key_monitor.h"

@@ -5,7 +5,6 @@
 
 #include <string>
 
-#include "core/logger.h"
 #include "editor/pasteboard.h"
 #include "editor/shortcut_poster.h"
 
@@ -26,7 +25,6 @@ class NoteTemplatePaster {
  private:
   Pasteboard& pasteboard_;
   ShortcutPoster& poster_;
-  const core::Logger log_{"NoteTemplateService"};
 };
 
 }  // namespace zephyl::editor

@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "core/logger.h"
 #include "editor/internal/note_document_html.h"
 #include "editor/script_error.h"
 #include "notes_store/note_document.h"
@@ -9,6 +10,8 @@
 
 namespace zephyl::editor {
 namespace {
+
+constexpr core::Logger kLog("NoteTemplateService");
 
 using notes_store::NamedFolderSet;
 using notes_store::NotesDatabaseAccess;
@@ -69,7 +72,7 @@ std::optional<std::vector<NoteTemplate>> NoteTemplateService::readFromDatabase()
           NotesDatabaseAccess::fetchFolderNotesWithoutBodies(connection, NamedFolderSet::kTemplates));
     } catch (const NotesDatabaseError& error) {
       // Without a revision the full read decides; it fails too if the store is broken.
-      log_.error() << "Could not read Notes database revision for templates: " << error.message();
+      kLog.error() << "Could not read Notes database revision for templates: " << error.message();
     }
     if (newRevision && newRevision == revision_) return templates_;
     auto rows = NotesDatabaseAccess::fetchFolderNotesWithBodies(connection, NamedFolderSet::kTemplates);
@@ -85,7 +88,7 @@ std::optional<std::vector<NoteTemplate>> NoteTemplateService::readFromDatabase()
     if (list) revision_ = newRevision;
     return list;
   } catch (const NotesDatabaseError& error) {
-    log_.error() << "Could not read Notes database for templates: " << error.message();
+    kLog.error() << "Could not read Notes database for templates: " << error.message();
     throw;
   }
 }
@@ -127,13 +130,13 @@ const std::vector<NoteTemplate>& NoteTemplateService::synchronize() {
 
 std::string NoteTemplateService::evaluate(const std::string& source, const std::string& taskLabel) {
   if (scripts_ == nullptr) {
-    log_.error() << "Could not read templates via AppleScript: AppleScript unavailable";
+    kLog.error() << "Could not read templates via AppleScript: AppleScript unavailable";
     throw NoteTemplateServiceError(Code::kAppleScriptUnavailable);
   }
   try {
     return scripts_->evaluate(source, taskLabel);
   } catch (const ScriptError& error) {
-    log_.error() << "Could not read templates via AppleScript: " << scriptMessageOf(error);
+    kLog.error() << "Could not read templates via AppleScript: " << scriptMessageOf(error);
     if (error.code() == ScriptError::Code::kUnavailable)
       throw NoteTemplateServiceError(Code::kAppleScriptUnavailable);
     throw NoteTemplateServiceError(Code::kAppleScriptError, scriptMessageOf(error));

@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "core/logger.h"
 #include "editor/built_in_note_template.h"
 #include "editor/note_template.h"
 #include "editor/note_template_scripts.h"
@@ -62,7 +61,6 @@ class NoteTemplateService {
   std::vector<NoteTemplate> templates_;
   std::optional<std::string> revision_;  // of `templates_`, when they came from the database
   int fullReads_ = 0;
-  const core::Logger log_{"NoteTemplateService"};
 };
 
 }  // namespace zephyl::editor

@@ -6,6 +6,7 @@
 #include <string>
 #include <variant>
 
+#include "core/logger.h"
 #include "core/mutex.h"
 #include "editor/accessibility_error.h"
 #include "editor/notes_format_menu_table.h"
@@ -16,6 +17,8 @@
 
 namespace zephyl::editor {
 namespace {
+
+constexpr core::Logger kLog("NotesFormattingService");
 
 using Code = NotesFormattingError::Code;
 
@@ -71,10 +74,10 @@ void NotesFormattingService::apply(NotesFormatCommand command) {
 void NotesFormattingService::postShortcut(NotesFormatCommand command) {
   const auto shortcut = notesShortcutForCommand(command);
   if (!shortcut || !poster_.post(*shortcut)) {
-    log_.error() << "Could not post the shortcut of " << notesFormatCommandIdentifier(command);
+    kLog.error() << "Could not post the shortcut of " << notesFormatCommandIdentifier(command);
     throw NotesFormattingError(Code::kShortcutPostFailed);
   }
-  log_.debug() << "Posted the shortcut of " << notesFormatCommandIdentifier(command);
+  kLog.debug() << "Posted the shortcut of " << notesFormatCommandIdentifier(command);
 }
 
 void NotesFormattingService::clickMenuItem(NotesFormatCommand command) {
@@ -83,9 +86,9 @@ void NotesFormattingService::clickMenuItem(NotesFormatCommand command) {
     scripts_.run(script, std::string(kMenuClickTaskLabel));
   } catch (const ScriptError& error) {
     if (error.code() == ScriptError::Code::kCouldNotCreate) {
-      log_.error() << "Could not create Notes formatting menu click script";
+      kLog.error() << "Could not create Notes formatting menu click script";
     } else {
-      log_.error() << "Notes formatting menu click failed: "
+      kLog.error() << "Notes formatting menu click failed: "
                    << (error.scriptMessage().empty() ? error.description() : error.scriptMessage());
     }
     // The script raises the menu errors with their own texts.
@@ -93,7 +96,7 @@ void NotesFormattingService::clickMenuItem(NotesFormatCommand command) {
       throw NotesFormattingError(*code);
     throw;
   }
-  log_.debug() << "Clicked the menu item of " << notesFormatCommandIdentifier(command);
+  kLog.debug() << "Clicked the menu item of " << notesFormatCommandIdentifier(command);
 }
 
 std::set<NotesFormatCommand> NotesFormattingService::readActiveCommands() {
@@ -128,7 +131,7 @@ std::set<NotesFormatCommand> NotesFormattingService::readActiveCommands() {
   if (auto* commands = std::get_if<std::set<NotesFormatCommand>>(&outcome.value)) return std::move(*commands);
   if (auto* error = std::get_if<NotesFormattingError>(&outcome.value)) throw *error;
   if (auto* error = std::get_if<AccessibilityError>(&outcome.value)) throw *error;
-  log_.error() << "Reading the active formatting commands failed: " << std::get<std::string>(outcome.value);
+  kLog.error() << "Reading the active formatting commands failed: " << std::get<std::string>(outcome.value);
   throw AccessibilityError(AccessibilityError::Code::kReadFailed);
 }
 

@@ -8,7 +8,6 @@
 #include <set>
 #include <string_view>
 
-#include "core/logger.h"
 #include "editor/internal/serial_executor.h"
 #include "editor/notes_format_command.h"
 #include "editor/notes_menu_reader.h"
@@ -48,7 +47,6 @@ class NotesFormattingService {
   ShortcutPoster& poster_;
   ScriptRunner& scripts_;
   NotesMenuReader& reader_;  // used only on activeCommandsReaderExecutor_
-  const core::Logger log_{"NotesFormattingService"};
   internal::SerialExecutor
       activeCommandsReaderExecutor_;  // last: its thread ends before the members above go
 };

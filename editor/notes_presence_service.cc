@@ -1,6 +1,13 @@
 #include "editor/notes_presence_service.h"
 
+#include "core/logger.h"
+
 namespace zephyl::editor {
+namespace {
+
+constexpr core::Logger kLog("NotesPresenceService");
+
+}  // namespace
 
 NotesPresenceService::NotesPresenceService(Workspace& workspace, ChangeHandler onChange)
     : workspace_(workspace), onChange_(std::move(onChange)) {}
@@ -44,7 +51,7 @@ void NotesPresenceService::handleTermination(int32_t processIdentifier) {
 void NotesPresenceService::publish(NotesPresenceState state) {
   if (state == lastState_) return;
   lastState_ = std::move(state);
-  log_.info() << "Frontmost application changed notes=" << (lastState_.isNotesFrontmost() ? "yes" : "no");
+  kLog.info() << "Frontmost application changed notes=" << (lastState_.isNotesFrontmost() ? "yes" : "no");
   onChange_(lastState_);
 }
 

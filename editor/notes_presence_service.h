@@ -5,7 +5,6 @@
 #include <functional>
 #include <optional>
 
-#include "core/logger.h"
 #include "editor/frontmost_app_snapshot.h"
 #include "editor/workspace.h"
 
@@ -55,7 +54,6 @@ class NotesPresenceService {
   std::optional<Workspace::ObserverToken> activationObserver_;
   std::optional<Workspace::ObserverToken> terminationObserver_;
   NotesPresenceState lastState_;
-  const core::Logger log_{"NotesPresenceService"};
 };
 
 }  // namespace zephyl::editor

@@ -6,6 +6,8 @@
 namespace zephyl::editor {
 namespace {
 
+constexpr core::Logger kLog("NoteTemplateService");
+
 template <typename Format, typename Parse>
 void readFormat(core::SettingsStore& settings, const std::string& key, Format& target, Parse parse) {
   if (const auto name = settings.stringValue(key)) {
@@ -26,8 +28,7 @@ TemplateFormatSettings TemplateFormatSettings::read(core::SettingsStore& setting
                templateTimeFormatFromName);
     formats.templateCustomDateFormat = settings.stringValue("templateCustomDateFormat").value_or("");
   } catch (const core::Error& error) {
-    core::Logger("NoteTemplateService").warning()
-        << "Could not read template formats: " << error.description();
+    kLog.warning() << "Could not read template formats: " << error.description();
     return TemplateFormatSettings{};
   }
   return formats;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "notes_store/note_document_writer.h"
+#include "notes_store/fixtures/note_document_writer.h"
 
 namespace {
 

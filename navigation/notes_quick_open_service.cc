@@ -24,10 +24,7 @@ using notes_store::NotesDatabaseConnection;
 constexpr std::string_view kPathSeparator = " › ";
 constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";  // U+FFFC, where attachments stand
 
-const core::Logger& log() {
-  static const core::Logger logger("NotesQuickOpenService");
-  return logger;
-}
+constexpr core::Logger kLog("NotesQuickOpenService");
 
 std::string joinPath(const std::vector<std::string>& components) {
   std::string path;
@@ -102,7 +99,7 @@ auto NotesQuickOpenService::withConnection(Body&& body) {
     });
     if (!done) throw NotesQuickOpenError(NotesQuickOpenError::Code::kNotesDatabaseAccessRequired);
   } catch (const notes_store::NotesDatabaseError& e) {
-    log().error() << "Could not read the Notes database: " << e.message();
+    kLog.error() << "Could not read the Notes database: " << e.message();
     throw NotesQuickOpenError(NotesQuickOpenError::Code::kDatabaseUnavailable, e.message());
   }
 }
@@ -227,8 +224,8 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   searchable_ = std::move(searchable);
   foldedFolderTitles_ = std::move(folderTitles);
   storeUUID_ = storeUUID;
-  log().debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
-                << " folders";
+  kLog.debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
+               << " folders";
 }
 
 std::string NotesQuickOpenService::cacheFilePath(const std::string& storeUUID) const {
@@ -326,7 +323,7 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
     searchable_[i].text = found[i];
     note.searchTextIsComplete = found[i] != nullptr && found[i]->complete;
   }
-  log().debug() << "Search text: " << decodedBodyCount_ << " bodies decoded, " << cache_.size() << " cached";
+  kLog.debug() << "Search text: " << decodedBodyCount_ << " bodies decoded, " << cache_.size() << " cached";
 }
 
 void NotesQuickOpenService::saveSearchTextCache() {
@@ -338,7 +335,7 @@ void NotesQuickOpenService::saveSearchTextCache() {
     files_.removeStaleTemporaryFiles(cacheDirectory_);
     cache_.save(files_, path, folder_.foldingKey());
   } catch (const std::exception& e) {
-    log().warning() << "Could not write the search text cache: " << e.what();
+    kLog.warning() << "Could not write the search text cache: " << e.what();
   }
 }
 

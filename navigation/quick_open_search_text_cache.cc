@@ -17,10 +17,7 @@ constexpr uint8_t kFoldedIsText = 1;
 // Key, time, completeness, folded kind, text length: the least an entry takes.
 constexpr size_t kMinimumEntrySize = 8 + 8 + 1 + 1 + 4;
 
-const core::Logger& log() {
-  static const core::Logger logger("QuickOpenSearchTextCache");
-  return logger;
-}
+constexpr core::Logger kLog("QuickOpenSearchTextCache");
 
 template <typename T>
 void put(std::string& out, T value) {
@@ -173,20 +170,20 @@ bool QuickOpenSearchTextCache::load(core::FileSystem& files, const std::string& 
   try {
     bytes = files.readFile(path);
   } catch (const std::exception& e) {
-    log().warning() << "Could not read the search text cache, rebuilding it: " << e.what();
+    kLog.warning() << "Could not read the search text cache, rebuilding it: " << e.what();
     return false;
   }
   if (!bytes) return false;
   // Moved, not copied: the entries view the bytes where they were read.
   auto loaded = parse(std::make_shared<const std::string>(std::move(*bytes)), foldingKey);
   if (!loaded) {
-    log().warning() << "The search text cache is damaged or outdated; rebuilding it";
+    kLog.warning() << "The search text cache is damaged or outdated; rebuilding it";
     changed_ = true;  // write a good file over the bad one
     return false;
   }
   entries_ = std::move(loaded->entries_);
   image_ = std::move(loaded->image_);
-  log().debug() << "Loaded " << entries_.size() << " cached search texts";
+  kLog.debug() << "Loaded " << entries_.size() << " cached search texts";
   return true;
 }
 

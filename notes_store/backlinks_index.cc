@@ -13,6 +13,8 @@
 namespace zephyl::notes_store {
 namespace {
 
+constexpr core::Logger kLog("BacklinksIndex");
+
 std::string lowerAscii(std::string_view text) {
   std::string out(text);
   for (char& c : out) {
@@ -37,7 +39,7 @@ void inReadTransaction(NotesDatabaseConnection& connection, const std::function<
       NotesDatabaseAccess::executeStatement(connection, "ROLLBACK");
     } catch (const std::exception& e) {
       // The first failure is the one worth reporting.
-      core::Logger("BacklinksIndex").warning() << "Rollback failed: " << e.what();
+      kLog.warning() << "Rollback failed: " << e.what();
     }
     throw;
   }
@@ -104,7 +106,7 @@ BacklinksIndex BacklinksIndex::build(NotesDatabaseConnection& connection) {
       return std::tie(a.sourceTitle, a.sourceKey) < std::tie(b.sourceTitle, b.sourceKey);
     });
   }
-  core::Logger("BacklinksIndex").debug() << "Indexed " << index.linkCount() << " backlinks";
+  kLog.debug() << "Indexed " << index.linkCount() << " backlinks";
   return index;
 }
 

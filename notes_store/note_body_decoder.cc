@@ -269,10 +269,9 @@ std::optional<std::string> decompressNoteData(std::string_view blob, bool* overL
   return std::nullopt;
 }
 
-NotesDatabaseParsedNote decodeNoteBody(std::string_view blob, int64_t noteKey, std::any context) {
+NotesDatabaseParsedNote decodeNoteBody(std::string_view blob, int64_t noteKey) {
   NotesDatabaseParsedNote parsed;
   parsed.noteKey = noteKey;
-  parsed.context = std::move(context);
   std::optional<std::string> decompressed = decompressNoteData(blob, &parsed.overLimit);
   if (blob.size() > kMaxInflatedNoteBodyBytes) parsed.overLimit = true;
   if (parsed.overLimit) return parsed;

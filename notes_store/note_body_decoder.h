@@ -8,7 +8,6 @@
 // throws, and nothing reads outside the given bytes.
 #pragma once
 
-#include <any>
 #include <cstdint>
 #include <optional>
 #include <set>
@@ -63,7 +62,6 @@ struct NotesDatabaseParsedNote {
   // of the raw blob.
   std::vector<NotesDatabaseBodyTextCandidate> candidates;
   int64_t noteKey = 0;
-  std::any context;  // the caller's value, carried through unchanged
   // The body inflates past kMaxInflatedNoteBodyBytes (or is that long as
   // stored); nothing of it was read and `candidates` is empty.
   bool overLimit = false;
@@ -76,7 +74,7 @@ struct NotesDatabaseParsedNote {
 };
 
 // Decodes one body blob (as stored: gzip, zlib-headed or raw). Never throws.
-NotesDatabaseParsedNote decodeNoteBody(std::string_view blob, int64_t noteKey, std::any context = {});
+NotesDatabaseParsedNote decodeNoteBody(std::string_view blob, int64_t noteKey);
 
 // Gunzips (window bits 31) or inflates a zlib-headed blob in 65,536-byte output
 // chunks; nullopt for anything else, for corrupt data, for an empty result and

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "core/utf8.h"
+#include "notes_store/fixtures/note_document_writer.h"
 #include "notes_store/internal/protobuf_writer.h"
 #include "notes_store/internal/real_library_test_support.h"
-#include "notes_store/note_document_writer.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -164,10 +164,9 @@ TEST(DecodeNoteBody, ReadsTextStylesLinksAndAttachmentsOfAGzipBody) {
        .attachmentTypeUTI = "com.apple.notes.table"},
       {.text = "\nquote", .paragraph = NoteParagraphStyleSpec{.blockQuote = 1}, .link = "applenotes:note/x"},
   });
-  const NotesDatabaseParsedNote parsed = decodeNoteBody(gzipCompress(body), 42, std::string("ctx"));
+  const NotesDatabaseParsedNote parsed = decodeNoteBody(gzipCompress(body), 42);
 
   EXPECT_EQ(parsed.noteKey, 42);
-  EXPECT_EQ(std::any_cast<std::string>(parsed.context), "ctx");
   ASSERT_EQ(parsed.candidates.size(), 2u);
   EXPECT_FALSE(parsed.candidates[1].text) << "the raw gzip bytes are no document";
   ASSERT_EQ(parsed.firstWithText(), &parsed.candidates[0]);

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "notes_store/fixtures/note_document_writer.h"
 #include "notes_store/internal/protobuf_writer.h"
 #include "notes_store/note_body_decoder.h"
-#include "notes_store/note_document_writer.h"
 
 namespace zephyl::notes_store {
 namespace {

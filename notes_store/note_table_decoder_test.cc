@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "notes_store/fixtures/note_document_writer.h"
 #include "notes_store/internal/protobuf_writer.h"
 #include "notes_store/internal/real_library_test_support.h"
-#include "notes_store/note_document_writer.h"
 
 namespace zephyl::notes_store {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "notes_store/note_document_writer.h"
+#include "notes_store/fixtures/note_document_writer.h"
 
 namespace zephyl::notes_store {
 namespace {

@@ -10,10 +10,7 @@ namespace {
 
 using internal::SqliteStatement;
 
-const core::Logger& log() {
-  static const core::Logger logger("NotesDatabaseAccess");
-  return logger;
-}
+constexpr core::Logger kLog("NotesDatabaseAccess");
 
 std::string lastPathComponent(const std::string& path) {
   std::string trimmed = path;
@@ -123,10 +120,10 @@ std::optional<NotesDatabaseAccess::OpenDatabase> NotesDatabaseAccess::openDataba
 
   if (!fileSystem_.fileExists(location.path)) {
     if (const auto folder = fileSystem_.unsearchableFolderOnPath(location.path)) {
-      log().error() << "No search permission on " << core::Private(*folder);
+      kLog.error() << "No search permission on " << core::Private(*folder);
       throw NotesDatabaseError(NotesDatabaseError::folderUnreadable(*folder));
     }
-    log().info() << "No Notes database at " << core::Private(location.path);
+    kLog.info() << "No Notes database at " << core::Private(location.path);
     return std::nullopt;
   }
   sqlite3* handle = nullptr;
@@ -145,8 +142,8 @@ std::optional<NotesDatabaseAccess::OpenDatabase> NotesDatabaseAccess::openDataba
     // this folder could be (never on read-only media); at worst a statement then
     // sees pages of two states: a "malformed" error or a stale row, never a
     // write. What is lost are the changes still only in the -wal; the user is told.
-    log().warning() << "Cannot create the -shm of the Notes database (SQLite " << result
-                    << "); reading it as immutable";
+    kLog.warning() << "Cannot create the -shm of the Notes database (SQLite " << result
+                   << "); reading it as immutable";
     sqlite3_close(handle);
     open.adopt(nullptr);
     handle = nullptr;
@@ -161,7 +158,7 @@ std::optional<NotesDatabaseAccess::OpenDatabase> NotesDatabaseAccess::openDataba
   if (result != SQLITE_OK || handle == nullptr) {
     const std::string message = handle == nullptr ? NotesDatabaseError::kAuthorizationDenied
                                                   : internal::connectionErrorMessage(handle);
-    log().error() << "Could not open the Notes database (SQLite " << result << "): " << message;
+    kLog.error() << "Could not open the Notes database (SQLite " << result << "): " << message;
     throw NotesDatabaseError(message);
   }
   return open;

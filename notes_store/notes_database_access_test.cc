@@ -11,9 +11,9 @@
 #include <sstream>
 
 #include "core/error.h"
+#include "notes_store/fixtures/notes_library_builder.h"
 #include "notes_store/note_body_decoder.h"
 #include "notes_store/notes_database_error.h"
-#include "notes_store/notes_library_builder.h"
 #include "platform/linux/posix_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
 #include "platform/testing/in_memory_file_system.h"

@@ -3,11 +3,12 @@
 // only borrow it.
 #pragma once
 
-#include <sqlite3.h>
-
 #include <optional>
 
 #include "notes_store/notes_database_statements.h"
+
+// The SQLite connection handle; only the store's sources include sqlite3.h.
+struct sqlite3;
 
 namespace zephyl::notes_store {
 

@@ -18,7 +18,7 @@ namespace {
 using ai::HTTPTransportError;
 using Clock = std::chrono::steady_clock;
 
-const core::Logger kLog("CurlHTTPTransport");
+constexpr core::Logger kLog("CurlHTTPTransport");
 
 // How long one wait may last when no deadline is closer; stop requests wake it anyway.
 constexpr int kMaximumPollMilliseconds = 1000;

@@ -20,7 +20,7 @@ namespace {
 using ai::CredentialStoreError;
 using Code = CredentialStoreError::Code;
 
-const core::Logger kLog("FileCredentialStore");
+constexpr core::Logger kLog("FileCredentialStore");
 
 class Descriptor {
  public:

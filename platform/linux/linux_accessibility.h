@@ -5,7 +5,6 @@
 
 #include <atomic>
 
-#include "core/logger.h"
 #include "editor/accessibility_client.h"
 #include "editor/notes_accessibility_observer.h"
 #include "editor/notes_menu_reader.h"
@@ -31,7 +30,6 @@ class LinuxAccessibility : public editor::AccessibilityClient,
 
  private:
   std::atomic<bool> reported_{false};
-  const core::Logger log_{"Accessibility"};
 };
 
 }  // namespace zephyl::platform

@@ -6,7 +6,7 @@
 namespace zephyl::platform {
 namespace {
 
-const core::Logger kLog("LinuxCredentialStore");
+constexpr core::Logger kLog("LinuxCredentialStore");
 
 bool isUnavailable(const ai::CredentialStoreError& error) {
   return error.code() == ai::CredentialStoreError::Code::kServiceUnavailable;

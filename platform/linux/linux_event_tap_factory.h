@@ -4,7 +4,6 @@
 
 #include <atomic>
 
-#include "core/logger.h"
 #include "editor/event_tap.h"
 
 namespace zephyl::platform {
@@ -17,7 +16,6 @@ class LinuxEventTapFactory : public editor::EventTapFactory {
 
  private:
   std::atomic<bool> reported_{false};
-  const core::Logger log_{"KeyboardMonitor"};
 };
 
 }  // namespace zephyl::platform

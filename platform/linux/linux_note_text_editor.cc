@@ -1,6 +1,13 @@
 #include "platform/linux/linux_note_text_editor.h"
 
+#include "core/logger.h"
+
 namespace zephyl::platform {
+namespace {
+
+constexpr core::Logger kLog("AppController");
+
+}  // namespace
 
 bool LinuxNoteTextEditor::deleteBackward(int) { return unavailable(); }
 
@@ -8,7 +15,7 @@ bool LinuxNoteTextEditor::typeText(const std::string&) { return unavailable(); }
 
 bool LinuxNoteTextEditor::unavailable() {
   if (!reported_.exchange(true)) {
-    log_.warning()
+    kLog.warning()
         << "Typing into Apple Notes is unavailable on Linux: there are no synthetic keyboard events";
   }
   return false;

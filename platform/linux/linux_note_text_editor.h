@@ -4,7 +4,6 @@
 
 #include <atomic>
 
-#include "core/logger.h"
 #include "editor/note_text_editor.h"
 
 namespace zephyl::platform {
@@ -19,7 +18,6 @@ class LinuxNoteTextEditor : public editor::NoteTextEditor {
   bool unavailable();
 
   std::atomic<bool> reported_{false};
-  const core::Logger log_{"AppController"};
 };
 
 }  // namespace zephyl::platform

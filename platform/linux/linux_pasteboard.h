@@ -2,7 +2,6 @@
 // with PasteboardError (unavailable), and the log says why.
 #pragma once
 
-#include "core/logger.h"
 #include "editor/pasteboard.h"
 
 namespace zephyl::platform {
@@ -12,9 +11,6 @@ class LinuxPasteboard : public editor::Pasteboard {
   // Each throws editor::PasteboardError (unavailable).
   std::vector<editor::PasteboardItem> contents() override;
   void setContents(const std::vector<editor::PasteboardItem>& items) override;
-
- private:
-  const core::Logger log_{"Pasteboard"};
 };
 
 }  // namespace zephyl::platform

@@ -2,7 +2,6 @@
 // ScriptError (unavailable), and the log names the task that wanted to run.
 #pragma once
 
-#include "core/logger.h"
 #include "editor/script_runner.h"
 
 namespace zephyl::platform {
@@ -11,9 +10,6 @@ class LinuxScriptRunner : public editor::ScriptRunner {
  public:
   // Throws editor::ScriptError (unavailable).
   void run(const std::string& source, const std::string& taskLabel) override;
-
- private:
-  const core::Logger log_{"ScriptRunner"};
 };
 
 }  // namespace zephyl::platform

@@ -4,6 +4,7 @@
 
 #include <mutex>
 
+#include "core/logger.h"
 #include "editor/accessibility_error.h"
 #include "editor/notes_formatting_error.h"
 #include "editor/notes_formatting_service.h"

@@ -4,7 +4,6 @@
 
 #include <atomic>
 
-#include "core/logger.h"
 #include "editor/shortcut_poster.h"
 
 namespace zephyl::platform {
@@ -16,7 +15,6 @@ class LinuxShortcutPoster : public editor::ShortcutPoster {
 
  private:
   std::atomic<bool> reported_{false};
-  const core::Logger log_{"NotesFormattingService"};
 };
 
 }  // namespace zephyl::platform

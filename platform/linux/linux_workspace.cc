@@ -2,11 +2,18 @@
 
 #include <string>
 
+#include "core/logger.h"
+
 namespace zephyl::platform {
+namespace {
+
+constexpr core::Logger kLog("NotesPresenceService");
+
+}  // namespace
 
 std::optional<editor::RunningApplication> LinuxWorkspace::frontmostApplication() {
   if (!reported_.exchange(true)) {
-    log_.warning() << "The application workspace is unavailable on Linux; Apple Notes is never in front";
+    kLog.warning() << "The application workspace is unavailable on Linux; Apple Notes is never in front";
   }
   return std::nullopt;
 }
@@ -29,7 +36,7 @@ void LinuxWorkspace::removeObserver(ObserverToken token) {
 }
 
 bool LinuxWorkspace::activateApplication(std::string_view bundleIdentifier) {
-  log_.warning() << "Cannot bring " << std::string(bundleIdentifier) << " to the front: unavailable on Linux";
+  kLog.warning() << "Cannot bring " << std::string(bundleIdentifier) << " to the front: unavailable on Linux";
   return false;
 }
 

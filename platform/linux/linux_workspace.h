@@ -7,7 +7,6 @@
 #include <mutex>
 #include <set>
 
-#include "core/logger.h"
 #include "core/mutex.h"
 #include "editor/workspace.h"
 
@@ -28,7 +27,6 @@ class LinuxWorkspace : public editor::Workspace {
   core::Mutex mutex_;
   std::set<ObserverToken> observers_ ZEPHYL_GUARDED_BY(mutex_);
   ObserverToken nextToken_ ZEPHYL_GUARDED_BY(mutex_) = 1;
-  const core::Logger log_{"NotesPresenceService"};
 };
 
 }  // namespace zephyl::platform

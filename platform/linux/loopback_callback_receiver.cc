@@ -18,7 +18,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-const core::Logger kLog("LoopbackCallbackReceiver");
+constexpr core::Logger kLog("LoopbackCallbackReceiver");
 constexpr size_t kMaximumHeadBytes = 16 * 1024;
 constexpr int kPollSliceMilliseconds = 50;  // how soon a stop request is seen
 

@@ -24,10 +24,7 @@ using agents::ChildProcessError;
 using agents::ChildProcessEvent;
 using Clock = std::chrono::steady_clock;
 
-const core::Logger& logger() {
-  static const core::Logger log("ChildProcess");
-  return log;
-}
+constexpr core::Logger kLog("ChildProcess");
 
 int pidfdOpen(pid_t pid) { return static_cast<int>(syscall(SYS_pidfd_open, pid, 0)); }
 
@@ -171,7 +168,7 @@ class PosixSpawnChildProcess : public agents::ChildProcess {
 
  private:
   [[noreturn]] void throwWriteFailed(int error) {
-    logger().error() << "Write to child process " << pid_ << " failed: " << std::strerror(error);
+    kLog.error() << "Write to child process " << pid_ << " failed: " << std::strerror(error);
     throw ChildProcessError(ChildProcessError::Code::kWriteFailed);
   }
 
@@ -209,7 +206,7 @@ struct SpawnSetup {
 };
 
 [[noreturn]] void launchFailed(const std::string& executable, int error) {
-  logger().error() << "Could not launch " << core::Private(executable) << ": " << std::strerror(error);
+  kLog.error() << "Could not launch " << core::Private(executable) << ": " << std::strerror(error);
   throw ChildProcessError(ChildProcessError::Code::kLaunchFailed);
 }
 

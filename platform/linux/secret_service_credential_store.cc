@@ -16,7 +16,7 @@ namespace {
 
 using ai::CredentialStoreError;
 
-const core::Logger kLog("SecretServiceCredentialStore");
+constexpr core::Logger kLog("SecretServiceCredentialStore");
 
 const SecretSchema* zephylSchema() {
   static const SecretSchema schema = {
