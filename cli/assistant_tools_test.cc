@@ -9,8 +9,8 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/internal/cli_test_support.h"
-#include "notes_store/note_document_writer.h"
-#include "notes_store/notes_library_builder.h"
+#include "notes_store/fixtures/note_document_writer.h"
+#include "notes_store/fixtures/notes_library_builder.h"
 #include "platform/testing/loopback_http_server.h"
 #include "platform/testing/test_folder.h"
 

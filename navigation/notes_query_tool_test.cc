@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
-#include "notes_store/note_document_writer.h"
-#include "notes_store/notes_library_builder.h"
+#include "notes_store/fixtures/note_document_writer.h"
+#include "notes_store/fixtures/notes_library_builder.h"
 #include "platform/linux/posix_file_system.h"
 #include "platform/testing/fake_notes_database_grant.h"
 #include "platform/testing/in_memory_file_system.h"
