@@ -30,4 +30,14 @@ int64_t resolveNoteKey(notes_store::NotesDatabaseConnection& connection, const s
                       "\"; give its x-coredata:// URI, its key or its UUID (see zephyl notes --json).");
 }
 
+notes_store::RenderedNote renderReferencedNote(notes_store::NotesDatabaseConnection& connection,
+                                               const std::string& reference,
+                                               const notes_store::NoteRenderOptions& options) {
+  const int64_t key = resolveNoteKey(connection, reference);
+  auto note = notes_store::renderNote(connection, key, options);
+  // Listed a moment ago, gone now: as if it had never matched.
+  if (!note) throw CliUsageError("No note has the key " + std::to_string(key) + ".");
+  return std::move(*note);
+}
+
 }  // namespace zephyl::cli

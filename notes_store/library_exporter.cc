@@ -10,9 +10,7 @@
 #include "core/logger.h"
 #include "notes_store/component_path.h"
 #include "notes_store/export_paths.h"
-#include "notes_store/note_document.h"
-#include "notes_store/note_markdown.h"
-#include "notes_store/note_table_decoder.h"
+#include "notes_store/note_renderer.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -24,7 +22,6 @@ const core::Logger& log() {
 
 constexpr std::string_view kSeparator = " › ";
 constexpr size_t kBatchSize = 500;
-constexpr std::string_view kInlineAttachmentTypePrefix = "com.apple.notes.inlinetextattachment";
 constexpr std::string_view kSymbolicLinkRefused = "a symbolic link in the export folder was not followed: ";
 
 struct ManifestEntry {
@@ -350,69 +347,34 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
           skip(targets[i], std::string(kSymbolicLinkRefused) + *link);
           continue;
         }
-        std::optional<NoteDocument> document;
-        bool overLimit = false;
+        NoteRenderSource source;
+        source.id = note.id;
+        source.key = keyFromObjectURI(note.id).value_or(0);
+        source.title = note.title;
+        source.preview = note.preview;
         if (note.noteDataPK) {
           if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
-            overLimit = body->second.overLimit;
-            if (!overLimit) document = decodeNoteDocument(body->second.bytes, &overLimit);
-          }
-        }
-        if (overLimit) {
-          log().warning() << "Skipped a note: " << kNoteBodyOverLimitText;
-          summary.overLimitSkipped.push_back(targets[i]);
-          continue;
-        }
-        NoteTables tables;
-        if (document) {
-          std::unordered_set<std::string> tableIdentifiers;
-          for (const auto& run : document->runs) {
-            if (run.attachment && run.attachment->typeUTI == kTableTypeIdentifier) {
-              tableIdentifiers.insert(run.attachment->identifier);
-            }
-          }
-          if (!tableIdentifiers.empty()) {
-            if (const auto key = keyFromObjectURI(note.id)) {
-              for (auto& [identifier, data] :
-                   NotesDatabaseAccess::fetchTableData(connection, *key, tableIdentifiers)) {
-                if (auto table = decodeNoteTable(data)) {
-                  tables.emplace(identifier, std::move(*table));
-                } else {
-                  ++summary.tablesUnreadable;
-                }
-              }
-            }
+            source.body = body->second.bytes;
+            source.bodyOverLimit = body->second.overLimit;
           }
         }
         const std::string fromFolder = folderOf(targets[i]);
-        NoteMarkdownOptions markdownOptions;
-        markdownOptions.noteLinkTarget = [&](std::string_view identifier) -> std::optional<std::string> {
+        NoteRenderOptions renderOptions;
+        renderOptions.noteLinkTarget = [&](std::string_view identifier) -> std::optional<std::string> {
           const auto target = byIdentifier.find(upper(std::string(identifier)));
           if (target == byIdentifier.end() || notes[target->second].isPasswordProtected != 0)
             return std::nullopt;
           return relativeLink(fromFolder, targets[target->second]);
         };
-        std::unordered_map<std::string, std::string> inlineTexts;
-        if (document && std::any_of(document->runs.begin(), document->runs.end(), [](const auto& run) {
-              return run.attachment && run.attachment->typeUTI.starts_with(kInlineAttachmentTypePrefix);
-            })) {
-          if (const auto key = keyFromObjectURI(note.id)) {
-            inlineTexts = NotesDatabaseAccess::fetchInlineAttachmentTexts(connection, *key);
-          }
+        const RenderedNote rendered = renderNoteSource(connection, source, renderOptions);
+        if (rendered.overLimit) {
+          log().warning() << "Skipped a note: " << kNoteBodyOverLimitText;
+          summary.overLimitSkipped.push_back(targets[i]);
+          continue;
         }
-        markdownOptions.attachmentText = [&](std::string_view identifier) -> std::optional<std::string> {
-          const auto it = inlineTexts.find(std::string(identifier));
-          if (it == inlineTexts.end()) return std::nullopt;
-          return it->second;
-        };
-        std::string content = frontMatter(note, displayOf(note));
-        if (document) {
-          content += noteToMarkdown(*document, tables, markdownOptions);
-        } else {
-          ++summary.withoutBody;
-          content += "# " + removeControlCharacters(note.title) + "\n";
-          if (!note.preview.empty()) content += "\n" + removeControlCharacters(note.preview) + "\n";
-        }
+        summary.tablesUnreadable += rendered.tablesUnreadable;
+        if (rendered.fromTitleAndPreview) ++summary.withoutBody;
+        const std::string content = frontMatter(note, displayOf(note)) + rendered.markdown;
         try {
           files.replaceFile(joinPath(directory, targets[i]), content);
         } catch (const core::FileSystemError& error) {
