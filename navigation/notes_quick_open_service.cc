@@ -14,6 +14,7 @@
 #include "notes_store/component_path.h"
 #include "notes_store/note_body_decoder.h"
 #include "notes_store/notes_database_error.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::navigation {
 namespace {
@@ -174,8 +175,7 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   for (auto& row : noteRows) {
     QuickOpenNote note;
     note.noteURLIdentifier = std::move(row.id);
-    const size_t keyAt = note.noteURLIdentifier.rfind("/ICNote/p");
-    if (keyAt != std::string::npos) note.noteKey = std::atoll(note.noteURLIdentifier.c_str() + keyAt + 9);
+    if (const auto key = notes_store::notesObjectKey(note.noteURLIdentifier)) note.noteKey = *key;
     note.uuid = std::move(row.uuid);
     note.title = std::move(row.title);
     note.previewText = std::move(row.preview);

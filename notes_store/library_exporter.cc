@@ -1,7 +1,6 @@
 #include "notes_store/library_exporter.h"
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <unordered_map>
@@ -11,6 +10,7 @@
 #include "notes_store/component_path.h"
 #include "notes_store/export_paths.h"
 #include "notes_store/note_renderer.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -207,17 +207,6 @@ std::string_view LibraryExportError::text(Code code) {
   return {};
 }
 
-std::optional<int64_t> keyFromObjectURI(std::string_view uri) {
-  const size_t marker = uri.rfind("/p");
-  if (marker == std::string_view::npos || marker + 2 >= uri.size()) return std::nullopt;
-  int64_t key = 0;
-  const char* begin = uri.data() + marker + 2;
-  const char* end = uri.data() + uri.size();
-  const auto [last, error] = std::from_chars(begin, end, key);
-  if (error != std::errc() || last != end) return std::nullopt;
-  return key;
-}
-
 LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::FileSystem& files,
                                    const LibraryExportOptions& options) {
   std::string directory = options.directory;
@@ -250,7 +239,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     const auto aTime = a.createdAt ? a.createdAt : a.modifiedAt;
     const auto bTime = b.createdAt ? b.createdAt : b.modifiedAt;
     if (aTime != bTime) return aTime < bTime;
-    return keyFromObjectURI(a.id).value_or(0) < keyFromObjectURI(b.id).value_or(0);
+    return notesObjectKey(a.id).value_or(0) < notesObjectKey(b.id).value_or(0);
   });
 
   ExportPathAllocator allocator;
@@ -349,7 +338,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
         }
         NoteRenderSource source;
         source.id = note.id;
-        source.key = keyFromObjectURI(note.id).value_or(0);
+        source.key = notesObjectKey(note.id).value_or(0);
         source.title = note.title;
         source.preview = note.preview;
         if (note.noteDataPK) {

@@ -78,7 +78,4 @@ struct LibraryExportSummary {
 LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::FileSystem& files,
                                    const LibraryExportOptions& options);
 
-// The integer key at the end of a note or folder URI ("…/ICNote/p42" → 42).
-std::optional<int64_t> keyFromObjectURI(std::string_view uri);
-
 }  // namespace zephyl::notes_store

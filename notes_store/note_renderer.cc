@@ -5,6 +5,7 @@
 #include "notes_store/note_markdown.h"
 #include "notes_store/note_table_decoder.h"
 #include "notes_store/notes_database_access.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -32,8 +33,9 @@ std::optional<RenderedNote> renderNote(NotesDatabaseConnection& connection, int6
   auto row = NotesDatabaseAccess::fetchNote(connection, key);
   if (!row) return std::nullopt;
   NoteRenderSource source;
-  source.id = "x-coredata://" + NotesDatabaseAccess::fetchStoreUUID(connection).value_or("") + "/ICNote/p" +
-              std::to_string(key);
+  source.id = NotesObjectIdentifier{NotesDatabaseAccess::fetchStoreUUID(connection).value_or(""),
+                                    NotesObjectKind::kNote, key}
+                  .format();
   source.key = key;
   source.title = std::move(row->title);
   source.preview = std::move(row->preview);
@@ -69,7 +71,8 @@ RenderedNote renderNoteSource(NotesDatabaseConnection& connection, const NoteRen
   if (note.document) {
     std::unordered_set<std::string> attachments;
     for (const auto& run : note.document->runs) {
-      if (run.attachment && !run.attachment->identifier.empty()) attachments.insert(run.attachment->identifier);
+      if (run.attachment && !run.attachment->identifier.empty())
+        attachments.insert(run.attachment->identifier);
     }
     const NoteTables tables = readTables(connection, source.key, attachments, note.tablesUnreadable);
     // Hashtags and mentions show their text; only a note with attachments has any.
@@ -85,8 +88,8 @@ RenderedNote renderNoteSource(NotesDatabaseConnection& connection, const NoteRen
     note.markdown = noteToMarkdown(*note.document, tables, markdownOptions);
   } else if (note.lineStyleReading.firstWithText() != nullptr) {
     const auto& identifiers = note.lineStyleReading.attachmentIdentifiers;
-    const NoteTables tables = readTables(connection, source.key, {identifiers.begin(), identifiers.end()},
-                                         note.tablesUnreadable);
+    const NoteTables tables =
+        readTables(connection, source.key, {identifiers.begin(), identifiers.end()}, note.tablesUnreadable);
     note.markdown = parsedNoteToMarkdown(note.lineStyleReading, tables);
   } else {
     // No readable body: the title and preview are all there is.
