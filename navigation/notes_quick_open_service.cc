@@ -12,6 +12,7 @@
 #include "navigation/notes_quick_open_error.h"
 #include "navigation/quick_open_result_snippet.h"
 #include "notes_store/component_path.h"
+#include "notes_store/folder_display_path.h"
 #include "notes_store/note_body_decoder.h"
 #include "notes_store/notes_database_error.h"
 #include "notes_store/notes_object_identifier.h"
@@ -22,7 +23,6 @@ namespace {
 using notes_store::NotesDatabaseAccess;
 using notes_store::NotesDatabaseConnection;
 
-constexpr std::string_view kPathSeparator = " › ";
 constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";  // U+FFFC, where attachments stand
 
 const core::Logger& log() {
@@ -33,7 +33,7 @@ const core::Logger& log() {
 std::string joinPath(const std::vector<std::string>& components) {
   std::string path;
   for (const auto& component : components) {
-    if (!path.empty()) path += kPathSeparator;
+    if (!path.empty()) path += notes_store::kFolderPathSeparator;
     path += component.empty() ? kUntitledFolderTitle : std::string_view(component);
   }
   return path;
@@ -185,9 +185,7 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
       note.folderPath = joinPath(next.folders[it->second].pathComponents);
     } else {
       // A folder past the folder tree's cap.
-      note.folderPath = row.accountName.empty()
-                            ? note.folderName
-                            : row.accountName + std::string(kPathSeparator) + note.folderName;
+      note.folderPath = notes_store::folderDisplayPath(row.accountName, note.folderName);
     }
     note.noteDataPK = row.noteDataPK;
     note.isPasswordProtected = row.isPasswordProtected != 0;

@@ -9,6 +9,7 @@
 #include "core/logger.h"
 #include "notes_store/component_path.h"
 #include "notes_store/export_paths.h"
+#include "notes_store/folder_display_path.h"
 #include "notes_store/note_renderer.h"
 #include "notes_store/notes_object_identifier.h"
 
@@ -20,7 +21,6 @@ const core::Logger& log() {
   return logger;
 }
 
-constexpr std::string_view kSeparator = " › ";
 constexpr size_t kBatchSize = 500;
 constexpr std::string_view kSymbolicLinkRefused = "a symbolic link in the export folder was not followed: ";
 
@@ -261,10 +261,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     return components;
   };
   auto displayOf = [&](const NotesNoteRow& note) {
-    auto it = folderDisplay.find(note.folderID);
-    if (it != folderDisplay.end()) return it->second;
-    return note.accountName.empty() ? note.folderName
-                                    : note.accountName + std::string(kSeparator) + note.folderName;
+    return folderDisplayPath(folderDisplay, note.folderID, note.accountName, note.folderName);
   };
 
   // Earlier names are claimed before any new one is handed out.
