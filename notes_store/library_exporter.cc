@@ -7,9 +7,8 @@
 
 #include "core/file_system_error.h"
 #include "core/logger.h"
-#include "notes_store/component_path.h"
 #include "notes_store/export_paths.h"
-#include "notes_store/folder_display_path.h"
+#include "notes_store/library_export_plan.h"
 #include "notes_store/note_renderer.h"
 #include "notes_store/notes_object_identifier.h"
 
@@ -24,12 +23,7 @@ const core::Logger& log() {
 constexpr size_t kBatchSize = 500;
 constexpr std::string_view kSymbolicLinkRefused = "a symbolic link in the export folder was not followed: ";
 
-struct ManifestEntry {
-  std::string path;      // relative to the export folder
-  std::string modified;  // ISO 8601 modification time of the note when written
-};
-
-using Manifest = std::map<std::string, ManifestEntry>;  // note id → entry
+using Manifest = LibraryExportManifest;
 
 std::string joinPath(const std::string& directory, const std::string& relative) {
   return directory + "/" + relative;
@@ -149,48 +143,6 @@ std::string upper(std::string text) {
   return text;
 }
 
-std::string folderOf(const std::string& relativePath) {
-  const size_t slash = relativePath.rfind('/');
-  return slash == std::string::npos ? "" : relativePath.substr(0, slash);
-}
-
-// Folder paths of the export: each Notes folder path as safe components, unique
-// within their parent.
-class FolderLayout {
- public:
-  explicit FolderLayout(ExportPathAllocator& allocator) : allocator_(allocator) {}
-
-  std::string relativePath(const std::vector<std::string>& components) {
-    std::string key;
-    std::string path;
-    for (const std::string& component : components) {
-      key += makeComponentPath({component});
-      auto it = paths_.find(key);
-      if (it == paths_.end()) {
-        const std::string name = safePathComponent(component, "Untitled Folder");
-        it = paths_.emplace(key, allocator_.allocate(path, name, "", "folder:" + key)).first;
-      }
-      path = it->second;
-    }
-    return path;
-  }
-
-  size_t count() const { return paths_.size(); }
-
- private:
-  ExportPathAllocator& allocator_;
-  std::map<std::string, std::string> paths_;  // component path → relative folder path
-};
-
-// True when an earlier file name still fits the note: same folder, a name made
-// from the same title.
-bool stillFits(const std::string& path, const std::string& folder, const std::string& stem) {
-  if (folderOf(path) != folder) return false;
-  const std::string name = path.substr(folder.empty() ? 0 : folder.size() + 1);
-  return fileNameKey(name) == fileNameKey(stem + ".md") ||
-         fileNameKey(name).starts_with(fileNameKey(stem + " ("));
-}
-
 }  // namespace
 
 LibraryExportError::LibraryExportError(Code code, std::string path)
@@ -234,67 +186,15 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   LibraryExportSummary summary;
   summary.notes = notes.size();
 
-  // Older notes choose names first, so a new note never takes an old one's name.
-  std::sort(notes.begin(), notes.end(), [](const NotesNoteRow& a, const NotesNoteRow& b) {
-    const auto aTime = a.createdAt ? a.createdAt : a.modifiedAt;
-    const auto bTime = b.createdAt ? b.createdAt : b.modifiedAt;
-    if (aTime != bTime) return aTime < bTime;
-    return notesObjectKey(a.id).value_or(0) < notesObjectKey(b.id).value_or(0);
-  });
-
-  ExportPathAllocator allocator;
-  allocator.claim(std::string(kExportManifestName), "manifest");
-  std::unordered_map<std::string, std::vector<std::string>> folderComponents;
-  std::unordered_map<std::string, std::string> folderDisplay;
-  for (const NotesFolderRow& folder : folderRows) {
-    folderComponents[folder.id] =
-        parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
-    folderDisplay[folder.id] = folder.path;
-  }
-  auto componentsOf = [&](const NotesNoteRow& note) {
-    auto it = folderComponents.find(note.folderID);
-    if (it != folderComponents.end()) return it->second;
-    // A folder past the folder list's cap.
-    std::vector<std::string> components;
-    if (!note.accountName.empty()) components.push_back(note.accountName);
-    components.push_back(note.folderName);
-    return components;
-  };
-  auto displayOf = [&](const NotesNoteRow& note) {
-    return folderDisplayPath(folderDisplay, note.folderID, note.accountName, note.folderName);
-  };
-
-  // Earlier names are claimed before any new one is handed out.
-  std::vector<std::string> targets(notes.size());
-  std::vector<std::string> folderPaths(notes.size());
-  std::vector<std::optional<std::string>> previous(notes.size());
-  // Every file of the earlier export stays reserved for its note, even one about
-  // to be renamed, so that no other note is written over it.
-  for (const auto& [id, entry] : manifest) allocator.claim(entry.path, id);
-  FolderLayout layout(allocator);
-  for (size_t i = 0; i < notes.size(); ++i) {
-    folderPaths[i] = layout.relativePath(componentsOf(notes[i]));
-    const auto entry = manifest.find(notes[i].id);
-    if (entry == manifest.end()) continue;
-    previous[i] = entry->second.path;
-    const std::string stem = safePathComponent(notes[i].title, "Untitled");
-    if (stillFits(entry->second.path, folderPaths[i], stem)) targets[i] = entry->second.path;
-  }
-  for (size_t i = 0; i < notes.size(); ++i) {
-    if (!targets[i].empty()) continue;
-    targets[i] =
-        allocator.allocate(folderPaths[i], safePathComponent(notes[i].title, "Untitled"), ".md", notes[i].id);
-  }
-  summary.folders = layout.count();
+  LibraryExportPlan plan = planLibraryExport(std::move(notes), folderRows, manifest);
+  notes = std::move(plan.notes);
+  const std::vector<std::string>& targets = plan.targets;
+  const std::vector<std::optional<std::string>>& previous = plan.previous;
+  summary.folders = plan.folders;
+  summary.staleFiles = std::move(plan.staleFiles);
 
   std::unordered_map<std::string, size_t> byIdentifier;  // upper-case UUID → note index
   for (size_t i = 0; i < notes.size(); ++i) byIdentifier.emplace(upper(notes[i].uuid), i);
-
-  std::unordered_map<std::string, bool> present;
-  for (const NotesNoteRow& note : notes) present[note.id] = true;
-  for (const auto& [id, entry] : manifest) {
-    if (!present.count(id)) summary.staleFiles.push_back(entry.path);
-  }
 
   auto skip = [&](const std::string& path, std::string reason) {
     log().warning() << "Skipped a note: " << reason;
@@ -344,7 +244,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
             source.bodyOverLimit = body->second.overLimit;
           }
         }
-        const std::string fromFolder = folderOf(targets[i]);
+        const std::string fromFolder = exportFolderOf(targets[i]);
         NoteRenderOptions renderOptions;
         renderOptions.noteLinkTarget = [&](std::string_view identifier) -> std::optional<std::string> {
           const auto target = byIdentifier.find(upper(std::string(identifier)));
@@ -360,7 +260,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
         }
         summary.tablesUnreadable += rendered.tablesUnreadable;
         if (rendered.fromTitleAndPreview) ++summary.withoutBody;
-        const std::string content = frontMatter(note, displayOf(note)) + rendered.markdown;
+        const std::string content = frontMatter(note, plan.folderDisplayPaths[i]) + rendered.markdown;
         try {
           files.replaceFile(joinPath(directory, targets[i]), content);
         } catch (const core::FileSystemError& error) {

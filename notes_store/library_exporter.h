@@ -17,11 +17,10 @@
 
 #include "core/error.h"
 #include "core/file_system.h"
+#include "notes_store/library_export_plan.h"
 #include "notes_store/notes_database_access.h"
 
 namespace zephyl::notes_store {
-
-inline constexpr std::string_view kExportManifestName = ".zephyl-export.json";
 
 class LibraryExportError : public core::Error {
  public:
