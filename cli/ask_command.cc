@@ -11,7 +11,7 @@
 #include "cli/assistant_turn_runner.h"
 #include "cli/chat_history.h"
 #include "cli/commands.h"
-#include "cli/shown_note.h"
+#include "cli/note_reference.h"
 #include "cli/skill_library.h"
 #include "core/utf8.h"
 
@@ -49,7 +49,7 @@ void loadNotes(CliContext& context, const AskOptions& options, assistant::Assist
   if (options.note.empty() && options.mentions.empty()) return;
   context.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
     if (!options.note.empty()) {
-      const ShownNote note = loadShownNote(connection, options.note);
+      const notes_store::RenderedNote note = renderReferencedNote(connection, options.note);
       if (note.locked) throw CliFailure(std::string(AssistantTurnError::text(TurnError::kNoteUnavailable)));
       assistant::AINoteContext noteContext;
       noteContext.appName = "Notes";
@@ -63,7 +63,7 @@ void loadNotes(CliContext& context, const AskOptions& options, assistant::Assist
     }
     bool failed = false;
     for (const auto& mention : options.mentions) {
-      const ShownNote note = loadShownNote(connection, mention);
+      const notes_store::RenderedNote note = renderReferencedNote(connection, mention);
       if (note.locked || note.markdown.empty()) {
         context.streams().err << AssistantTurnError::text(TurnError::kNoteUnavailable) << ": " << mention
                               << '\n';

@@ -4,6 +4,7 @@
 #include "cli/terminal.h"
 #include "notes_store/backlinks_index.h"
 #include "notes_store/note_body_decoder.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::cli {
 
@@ -44,8 +45,9 @@ void addBacklinksCommand(CLI::App& app, CliContext& context) {
     json.beginArray();
     for (const auto& backlink : found.backlinks) {
       json.beginObject();
-      json.key("id").value("x-coredata://" + found.storeUUID + "/ICNote/p" +
-                           std::to_string(backlink.sourceKey));
+      json.key("id").value(notes_store::NotesObjectIdentifier{
+          found.storeUUID, notes_store::NotesObjectKind::kNote, backlink.sourceKey}
+                               .format());
       json.key("uuid").value(backlink.sourceIdentifier);
       json.key("title").value(backlink.sourceTitle);
       json.key("location").value(backlink.sourceLocation);

@@ -18,10 +18,10 @@ inline void writeLineStyles(JsonWriter& json,
     json.key("style");
     if (!style.style) {
       json.null();
-    } else if (style.style->kind == notes_store::NotesDatabaseMarkdownStyle::Kind::kCode) {
+    } else if (style.style->isCode()) {
       json.value("code");
     } else {
-      json.value(style.style->prefix);
+      json.value(style.style->prefix());
     }
     json.endObject();
   }

@@ -5,8 +5,8 @@
 #include <charconv>
 
 #include "cli/cli_context.h"
-#include "notes_store/library_exporter.h"
 #include "notes_store/notes_database_access.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::cli {
 
@@ -18,7 +18,7 @@ int64_t resolveNoteKey(notes_store::NotesDatabaseConnection& connection, const s
   // Only what `notes` lists: not a folder's key, a note in Recently Deleted or a
   // URI of another store.
   for (const auto& note : notes_store::NotesDatabaseAccess::fetchNoteList(connection)) {
-    const std::optional<int64_t> key = notes_store::keyFromObjectURI(note.id);
+    const std::optional<int64_t> key = notes_store::notesObjectKey(note.id);
     if (!key) continue;
     if ((number && *key == *number) || strcasecmp(note.id.c_str(), reference.c_str()) == 0 ||
         strcasecmp(note.uuid.c_str(), reference.c_str()) == 0) {
@@ -28,6 +28,16 @@ int64_t resolveNoteKey(notes_store::NotesDatabaseConnection& connection, const s
   if (number) throw CliUsageError("No note has the key " + std::to_string(*number) + ".");
   throw CliUsageError("No note matches \"" + reference +
                       "\"; give its x-coredata:// URI, its key or its UUID (see zephyl notes --json).");
+}
+
+notes_store::RenderedNote renderReferencedNote(notes_store::NotesDatabaseConnection& connection,
+                                               const std::string& reference,
+                                               const notes_store::NoteRenderOptions& options) {
+  const int64_t key = resolveNoteKey(connection, reference);
+  auto note = notes_store::renderNote(connection, key, options);
+  // Listed a moment ago, gone now: as if it had never matched.
+  if (!note) throw CliUsageError("No note has the key " + std::to_string(key) + ".");
+  return std::move(*note);
 }
 
 }  // namespace zephyl::cli

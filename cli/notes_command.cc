@@ -4,6 +4,7 @@
 #include "cli/commands.h"
 #include "cli/json_writer.h"
 #include "cli/terminal.h"
+#include "notes_store/folder_display_path.h"
 
 namespace zephyl::cli {
 namespace {
@@ -18,10 +19,8 @@ struct NoteListing {
 };
 
 std::string folderPath(const NoteListing& listing, const NotesNoteRow& note) {
-  auto it = listing.folderPaths.find(note.folderID);
-  if (it != listing.folderPaths.end()) return it->second;
-  // A folder past the folder tree's cap still gets a readable location.
-  return note.accountName.empty() ? note.folderName : note.accountName + " › " + note.folderName;
+  return notes_store::folderDisplayPath(listing.folderPaths, note.folderID, note.accountName,
+                                        note.folderName);
 }
 
 // "2026-11-14 09:30", or as many spaces for a note without a valid date, to keep the columns.

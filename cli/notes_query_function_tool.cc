@@ -1,8 +1,8 @@
 #include "cli/notes_query_function_tool.h"
 
 #include "cli/quick_open_session.h"
-#include "cli/shown_note.h"
 #include "core/logger.h"
+#include "notes_store/note_renderer.h"
 
 namespace zephyl::cli {
 namespace {
@@ -40,8 +40,9 @@ ai::AIFunctionToolOutcome NotesQueryFunctionTool::run(const core::JSONValue& arg
   const navigation::NotesQueryTool tool(*service_, [this](int64_t key) -> std::optional<std::string> {
     try {
       return context_.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
-        const ShownNote note = loadShownNote(connection, std::to_string(key));
-        return note.locked || note.overLimit ? std::optional<std::string>() : std::optional(note.markdown);
+        const auto note = notes_store::renderNote(connection, key);
+        if (!note || note->locked || note->overLimit) return std::optional<std::string>();
+        return std::optional(note->markdown);
       });
     } catch (const std::exception& error) {
       kLog.warning() << "A note could not be read for the notes query tool: " << error.what();

@@ -11,6 +11,7 @@
 
 #include "cli/commands.h"
 #include "cli/quick_open_session.h"
+#include "cli/shown_note.h"
 #include "cli/terminal.h"
 #include "core/error.h"
 #include "core/utf8.h"
@@ -183,12 +184,7 @@ void addQuickOpenCommand(CLI::App& app, CliContext& context) {
       return;
     }
     // The chosen note is shown exactly as `zephyl show` shows it.
-    const auto& directories = context.directories();
-    const int code = runZephyl(
-        {"--db", context.notesDatabase().resolveDatabasePath(), "--config-dir", directories.configDirectory,
-         "--data-dir", directories.dataDirectory, "show", chosen->note()->noteURLIdentifier},
-        context.streams(), context.environment());
-    if (code != kExitSuccess) throw CliFailure("Could not show the chosen note.");
+    printShownNote(context, chosen->note()->noteURLIdentifier, false);
   });
 }
 

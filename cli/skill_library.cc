@@ -2,7 +2,7 @@
 
 #include <strings.h>
 
-#include "cli/shown_note.h"
+#include "cli/note_reference.h"
 #include "core/utf8.h"
 #include "notes_store/notes_database_access.h"
 
@@ -39,9 +39,10 @@ assistant::ChatTurnInput::SelectedSkill loadSkill(CliContext& context, const std
     }
   }
   if (found == nullptr) throw CliUsageError("no skill named \"" + name + "\" (see `zephyl skills list`)");
-  const ShownNote note = context.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
-    return loadShownNote(connection, found->noteID);
-  });
+  const notes_store::RenderedNote note =
+      context.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
+        return renderReferencedNote(connection, found->noteID);
+      });
   if (note.locked)
     throw CliFailure("The skill \"" + found->title + "\" is a locked note and cannot be read.");
   return {found->title, instructionsOf(note.markdown)};

@@ -2,8 +2,6 @@
 #include "cli/json_writer.h"
 #include "cli/note_reference.h"
 #include "cli/terminal.h"
-#include "notes_store/note_body_decoder.h"
-#include "notes_store/note_document.h"
 #include "notes_store/note_table_of_contents.h"
 
 namespace zephyl::cli {
@@ -15,26 +13,10 @@ void addTocCommand(CLI::App& app, CliContext& context) {
   command->add_option("NOTE", *reference, "The note's x-coredata:// URI, key or UUID")->required();
   command->add_flag("--json", *asJson, "Print JSON: [{level, text, line}]");
   command->callback([&context, reference, asJson] {
-    struct Loaded {
-      std::string title;
-      bool locked = false;
-      bool overLimit = false;
-      notes_store::NoteTableOfContents contents;
-    };
-    const Loaded loaded = context.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
-      using notes_store::NotesDatabaseAccess;
-      const int64_t key = resolveNoteKey(connection, *reference);
-      Loaded result;
-      const auto row = NotesDatabaseAccess::fetchNote(connection, key);
-      result.title = row ? row->title : "";
-      result.locked = NotesDatabaseAccess::isPasswordProtected(connection, key);
-      result.overLimit = row && row->bodyOverLimit;
-      if (result.locked || !row || !row->bodyData) return result;
-      if (const auto document = notes_store::decodeNoteDocument(*row->bodyData, &result.overLimit)) {
-        result.contents = notes_store::makeNoteTableOfContents(*document);
-      }
-      return result;
-    });
+    const notes_store::RenderedNote loaded =
+        context.withRequiredDatabase([&](notes_store::NotesDatabaseConnection& connection) {
+          return renderReferencedNote(connection, *reference);
+        });
     if (loaded.locked) {
       throw CliFailure("\"" + loaded.title +
                        "\" is locked with a password; Zephyl does not read locked notes.");
@@ -43,9 +25,12 @@ void addTocCommand(CLI::App& app, CliContext& context) {
       throw CliFailure("\"" + loaded.title +
                        "\" is not read: " + std::string(notes_store::kNoteBodyOverLimitText) + ".");
     }
+    const notes_store::NoteTableOfContents contents =
+        loaded.document ? notes_store::makeNoteTableOfContents(*loaded.document)
+                        : notes_store::NoteTableOfContents{};
     auto& out = context.streams().out;
     if (!*asJson) {
-      for (const auto& entry : loaded.contents.entries) {
+      for (const auto& entry : contents.entries) {
         const size_t indent = entry.level == notes_store::NoteTableOfContentsEntry::Level::kSubheading ? 4
                               : entry.level == notes_store::NoteTableOfContentsEntry::Level::kHeading  ? 2
                                                                                                        : 0;
@@ -57,7 +42,7 @@ void addTocCommand(CLI::App& app, CliContext& context) {
     }
     JsonWriter json(out);
     json.beginArray();
-    for (const auto& entry : loaded.contents.entries) {
+    for (const auto& entry : contents.entries) {
       json.beginObject();
       json.key("level").value(notes_store::tableOfContentsLevelName(entry.level));
       json.key("text").value(entry.text);

@@ -12,8 +12,10 @@
 #include "navigation/notes_quick_open_error.h"
 #include "navigation/quick_open_result_snippet.h"
 #include "notes_store/component_path.h"
+#include "notes_store/folder_display_path.h"
 #include "notes_store/note_body_decoder.h"
 #include "notes_store/notes_database_error.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::navigation {
 namespace {
@@ -21,7 +23,6 @@ namespace {
 using notes_store::NotesDatabaseAccess;
 using notes_store::NotesDatabaseConnection;
 
-constexpr std::string_view kPathSeparator = " › ";
 constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";  // U+FFFC, where attachments stand
 
 constexpr core::Logger kLog("NotesQuickOpenService");
@@ -29,7 +30,7 @@ constexpr core::Logger kLog("NotesQuickOpenService");
 std::string joinPath(const std::vector<std::string>& components) {
   std::string path;
   for (const auto& component : components) {
-    if (!path.empty()) path += kPathSeparator;
+    if (!path.empty()) path += notes_store::kFolderPathSeparator;
     path += component.empty() ? kUntitledFolderTitle : std::string_view(component);
   }
   return path;
@@ -171,8 +172,7 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   for (auto& row : noteRows) {
     QuickOpenNote note;
     note.noteURLIdentifier = std::move(row.id);
-    const size_t keyAt = note.noteURLIdentifier.rfind("/ICNote/p");
-    if (keyAt != std::string::npos) note.noteKey = std::atoll(note.noteURLIdentifier.c_str() + keyAt + 9);
+    if (const auto key = notes_store::notesObjectKey(note.noteURLIdentifier)) note.noteKey = *key;
     note.uuid = std::move(row.uuid);
     note.title = std::move(row.title);
     note.previewText = std::move(row.preview);
@@ -182,9 +182,7 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
       note.folderPath = joinPath(next.folders[it->second].pathComponents);
     } else {
       // A folder past the folder tree's cap.
-      note.folderPath = row.accountName.empty()
-                            ? note.folderName
-                            : row.accountName + std::string(kPathSeparator) + note.folderName;
+      note.folderPath = notes_store::folderDisplayPath(row.accountName, note.folderName);
     }
     note.noteDataPK = row.noteDataPK;
     note.isPasswordProtected = row.isPasswordProtected != 0;

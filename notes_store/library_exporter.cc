@@ -1,18 +1,16 @@
 #include "notes_store/library_exporter.h"
 
 #include <algorithm>
-#include <charconv>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <unordered_map>
 
 #include "core/file_system_error.h"
 #include "core/logger.h"
-#include "notes_store/component_path.h"
 #include "notes_store/export_paths.h"
-#include "notes_store/note_document.h"
-#include "notes_store/note_markdown.h"
-#include "notes_store/note_table_decoder.h"
+#include "notes_store/library_export_plan.h"
+#include "notes_store/note_renderer.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -22,17 +20,10 @@ const core::Logger& log() {
   return logger;
 }
 
-constexpr std::string_view kSeparator = " › ";
 constexpr size_t kBatchSize = 500;
-constexpr std::string_view kInlineAttachmentTypePrefix = "com.apple.notes.inlinetextattachment";
 constexpr std::string_view kSymbolicLinkRefused = "a symbolic link in the export folder was not followed: ";
 
-struct ManifestEntry {
-  std::string path;      // relative to the export folder
-  std::string modified;  // ISO 8601 modification time of the note when written
-};
-
-using Manifest = std::map<std::string, ManifestEntry>;  // note id → entry
+using Manifest = LibraryExportManifest;
 
 std::string joinPath(const std::string& directory, const std::string& relative) {
   return directory + "/" + relative;
@@ -152,48 +143,6 @@ std::string upper(std::string text) {
   return text;
 }
 
-std::string folderOf(const std::string& relativePath) {
-  const size_t slash = relativePath.rfind('/');
-  return slash == std::string::npos ? "" : relativePath.substr(0, slash);
-}
-
-// Folder paths of the export: each Notes folder path as safe components, unique
-// within their parent.
-class FolderLayout {
- public:
-  explicit FolderLayout(ExportPathAllocator& allocator) : allocator_(allocator) {}
-
-  std::string relativePath(const std::vector<std::string>& components) {
-    std::string key;
-    std::string path;
-    for (const std::string& component : components) {
-      key += makeComponentPath({component});
-      auto it = paths_.find(key);
-      if (it == paths_.end()) {
-        const std::string name = safePathComponent(component, "Untitled Folder");
-        it = paths_.emplace(key, allocator_.allocate(path, name, "", "folder:" + key)).first;
-      }
-      path = it->second;
-    }
-    return path;
-  }
-
-  size_t count() const { return paths_.size(); }
-
- private:
-  ExportPathAllocator& allocator_;
-  std::map<std::string, std::string> paths_;  // component path → relative folder path
-};
-
-// True when an earlier file name still fits the note: same folder, a name made
-// from the same title.
-bool stillFits(const std::string& path, const std::string& folder, const std::string& stem) {
-  if (folderOf(path) != folder) return false;
-  const std::string name = path.substr(folder.empty() ? 0 : folder.size() + 1);
-  return fileNameKey(name) == fileNameKey(stem + ".md") ||
-         fileNameKey(name).starts_with(fileNameKey(stem + " ("));
-}
-
 }  // namespace
 
 LibraryExportError::LibraryExportError(Code code, std::string path)
@@ -208,17 +157,6 @@ std::string_view LibraryExportError::text(Code code) {
              "pass --force";
   }
   return {};
-}
-
-std::optional<int64_t> keyFromObjectURI(std::string_view uri) {
-  const size_t marker = uri.rfind("/p");
-  if (marker == std::string_view::npos || marker + 2 >= uri.size()) return std::nullopt;
-  int64_t key = 0;
-  const char* begin = uri.data() + marker + 2;
-  const char* end = uri.data() + uri.size();
-  const auto [last, error] = std::from_chars(begin, end, key);
-  if (error != std::errc() || last != end) return std::nullopt;
-  return key;
 }
 
 LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::FileSystem& files,
@@ -248,70 +186,15 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   LibraryExportSummary summary;
   summary.notes = notes.size();
 
-  // Older notes choose names first, so a new note never takes an old one's name.
-  std::sort(notes.begin(), notes.end(), [](const NotesNoteRow& a, const NotesNoteRow& b) {
-    const auto aTime = a.createdAt ? a.createdAt : a.modifiedAt;
-    const auto bTime = b.createdAt ? b.createdAt : b.modifiedAt;
-    if (aTime != bTime) return aTime < bTime;
-    return keyFromObjectURI(a.id).value_or(0) < keyFromObjectURI(b.id).value_or(0);
-  });
-
-  ExportPathAllocator allocator;
-  allocator.claim(std::string(kExportManifestName), "manifest");
-  std::unordered_map<std::string, std::vector<std::string>> folderComponents;
-  std::unordered_map<std::string, std::string> folderDisplay;
-  for (const NotesFolderRow& folder : folderRows) {
-    folderComponents[folder.id] =
-        parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
-    folderDisplay[folder.id] = folder.path;
-  }
-  auto componentsOf = [&](const NotesNoteRow& note) {
-    auto it = folderComponents.find(note.folderID);
-    if (it != folderComponents.end()) return it->second;
-    // A folder past the folder list's cap.
-    std::vector<std::string> components;
-    if (!note.accountName.empty()) components.push_back(note.accountName);
-    components.push_back(note.folderName);
-    return components;
-  };
-  auto displayOf = [&](const NotesNoteRow& note) {
-    auto it = folderDisplay.find(note.folderID);
-    if (it != folderDisplay.end()) return it->second;
-    return note.accountName.empty() ? note.folderName
-                                    : note.accountName + std::string(kSeparator) + note.folderName;
-  };
-
-  // Earlier names are claimed before any new one is handed out.
-  std::vector<std::string> targets(notes.size());
-  std::vector<std::string> folderPaths(notes.size());
-  std::vector<std::optional<std::string>> previous(notes.size());
-  // Every file of the earlier export stays reserved for its note, even one about
-  // to be renamed, so that no other note is written over it.
-  for (const auto& [id, entry] : manifest) allocator.claim(entry.path, id);
-  FolderLayout layout(allocator);
-  for (size_t i = 0; i < notes.size(); ++i) {
-    folderPaths[i] = layout.relativePath(componentsOf(notes[i]));
-    const auto entry = manifest.find(notes[i].id);
-    if (entry == manifest.end()) continue;
-    previous[i] = entry->second.path;
-    const std::string stem = safePathComponent(notes[i].title, "Untitled");
-    if (stillFits(entry->second.path, folderPaths[i], stem)) targets[i] = entry->second.path;
-  }
-  for (size_t i = 0; i < notes.size(); ++i) {
-    if (!targets[i].empty()) continue;
-    targets[i] =
-        allocator.allocate(folderPaths[i], safePathComponent(notes[i].title, "Untitled"), ".md", notes[i].id);
-  }
-  summary.folders = layout.count();
+  LibraryExportPlan plan = planLibraryExport(std::move(notes), folderRows, manifest);
+  notes = std::move(plan.notes);
+  const std::vector<std::string>& targets = plan.targets;
+  const std::vector<std::optional<std::string>>& previous = plan.previous;
+  summary.folders = plan.folders;
+  summary.staleFiles = std::move(plan.staleFiles);
 
   std::unordered_map<std::string, size_t> byIdentifier;  // upper-case UUID → note index
   for (size_t i = 0; i < notes.size(); ++i) byIdentifier.emplace(upper(notes[i].uuid), i);
-
-  std::unordered_map<std::string, bool> present;
-  for (const NotesNoteRow& note : notes) present[note.id] = true;
-  for (const auto& [id, entry] : manifest) {
-    if (!present.count(id)) summary.staleFiles.push_back(entry.path);
-  }
 
   auto skip = [&](const std::string& path, std::string reason) {
     log().warning() << "Skipped a note: " << reason;
@@ -350,69 +233,34 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
           skip(targets[i], std::string(kSymbolicLinkRefused) + *link);
           continue;
         }
-        std::optional<NoteDocument> document;
-        bool overLimit = false;
+        NoteRenderSource source;
+        source.id = note.id;
+        source.key = notesObjectKey(note.id).value_or(0);
+        source.title = note.title;
+        source.preview = note.preview;
         if (note.noteDataPK) {
           if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
-            overLimit = body->second.overLimit;
-            if (!overLimit) document = decodeNoteDocument(body->second.bytes, &overLimit);
+            source.body = body->second.bytes;
+            source.bodyOverLimit = body->second.overLimit;
           }
         }
-        if (overLimit) {
-          log().warning() << "Skipped a note: " << kNoteBodyOverLimitText;
-          summary.overLimitSkipped.push_back(targets[i]);
-          continue;
-        }
-        NoteTables tables;
-        if (document) {
-          std::unordered_set<std::string> tableIdentifiers;
-          for (const auto& run : document->runs) {
-            if (run.attachment && run.attachment->typeUTI == kTableTypeIdentifier) {
-              tableIdentifiers.insert(run.attachment->identifier);
-            }
-          }
-          if (!tableIdentifiers.empty()) {
-            if (const auto key = keyFromObjectURI(note.id)) {
-              for (auto& [identifier, data] :
-                   NotesDatabaseAccess::fetchTableData(connection, *key, tableIdentifiers)) {
-                if (auto table = decodeNoteTable(data)) {
-                  tables.emplace(identifier, std::move(*table));
-                } else {
-                  ++summary.tablesUnreadable;
-                }
-              }
-            }
-          }
-        }
-        const std::string fromFolder = folderOf(targets[i]);
-        NoteMarkdownOptions markdownOptions;
-        markdownOptions.noteLinkTarget = [&](std::string_view identifier) -> std::optional<std::string> {
+        const std::string fromFolder = exportFolderOf(targets[i]);
+        NoteRenderOptions renderOptions;
+        renderOptions.noteLinkTarget = [&](std::string_view identifier) -> std::optional<std::string> {
           const auto target = byIdentifier.find(upper(std::string(identifier)));
           if (target == byIdentifier.end() || notes[target->second].isPasswordProtected != 0)
             return std::nullopt;
           return relativeLink(fromFolder, targets[target->second]);
         };
-        std::unordered_map<std::string, std::string> inlineTexts;
-        if (document && std::any_of(document->runs.begin(), document->runs.end(), [](const auto& run) {
-              return run.attachment && run.attachment->typeUTI.starts_with(kInlineAttachmentTypePrefix);
-            })) {
-          if (const auto key = keyFromObjectURI(note.id)) {
-            inlineTexts = NotesDatabaseAccess::fetchInlineAttachmentTexts(connection, *key);
-          }
+        const RenderedNote rendered = renderNoteSource(connection, source, renderOptions);
+        if (rendered.overLimit) {
+          log().warning() << "Skipped a note: " << kNoteBodyOverLimitText;
+          summary.overLimitSkipped.push_back(targets[i]);
+          continue;
         }
-        markdownOptions.attachmentText = [&](std::string_view identifier) -> std::optional<std::string> {
-          const auto it = inlineTexts.find(std::string(identifier));
-          if (it == inlineTexts.end()) return std::nullopt;
-          return it->second;
-        };
-        std::string content = frontMatter(note, displayOf(note));
-        if (document) {
-          content += noteToMarkdown(*document, tables, markdownOptions);
-        } else {
-          ++summary.withoutBody;
-          content += "# " + removeControlCharacters(note.title) + "\n";
-          if (!note.preview.empty()) content += "\n" + removeControlCharacters(note.preview) + "\n";
-        }
+        summary.tablesUnreadable += rendered.tablesUnreadable;
+        if (rendered.fromTitleAndPreview) ++summary.withoutBody;
+        const std::string content = frontMatter(note, plan.folderDisplayPaths[i]) + rendered.markdown;
         try {
           files.replaceFile(joinPath(directory, targets[i]), content);
         } catch (const core::FileSystemError& error) {

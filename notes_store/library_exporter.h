@@ -17,11 +17,10 @@
 
 #include "core/error.h"
 #include "core/file_system.h"
+#include "notes_store/library_export_plan.h"
 #include "notes_store/notes_database_access.h"
 
 namespace zephyl::notes_store {
-
-inline constexpr std::string_view kExportManifestName = ".zephyl-export.json";
 
 class LibraryExportError : public core::Error {
  public:
@@ -77,8 +76,5 @@ struct LibraryExportSummary {
 // written so far, so that the next run resumes.
 LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::FileSystem& files,
                                    const LibraryExportOptions& options);
-
-// The integer key at the end of a note or folder URI ("…/ICNote/p42" → 42).
-std::optional<int64_t> keyFromObjectURI(std::string_view uri);
 
 }  // namespace zephyl::notes_store

@@ -288,12 +288,5 @@ TEST_F(LibraryExporterTest, UnwritableOrLinkedEntriesSkipOnlyTheirNotes) {
   EXPECT_FALSE(second.skipped[0].reason.empty());
 }
 
-TEST(LibraryExporter, KeyFromObjectURI) {
-  EXPECT_EQ(keyFromObjectURI("x-coredata://A-B/ICNote/p42"), 42);
-  EXPECT_EQ(keyFromObjectURI("x-coredata://A-B/ICFolder/p7"), 7);
-  EXPECT_EQ(keyFromObjectURI("x-coredata://A-B/ICNote/p"), std::nullopt);
-  EXPECT_EQ(keyFromObjectURI("x-coredata://A-B/ICNote/p4x"), std::nullopt);
-}
-
 }  // namespace
 }  // namespace zephyl::notes_store

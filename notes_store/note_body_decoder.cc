@@ -87,71 +87,33 @@ std::optional<std::string> inflateBlob(std::string_view blob, int windowBits, bo
   return output;
 }
 
-// The line styles that a paragraph can have, made once: every run takes a copy of
-// one of them.
-enum LineStyleIndex {
-  kNone,
-  kTitle,
-  kHeading,
-  kSubheading,
-  kCode,
-  kListItem,
-  kNumbered,
-  kChecked,
-  kUnchecked,
-  kQuote
-};
-const std::array<std::optional<NotesDatabaseMarkdownStyle>, 10> kLineStyles = {
-    std::nullopt,
-    NotesDatabaseMarkdownStyle::literal("# "),
-    NotesDatabaseMarkdownStyle::literal("## "),
-    NotesDatabaseMarkdownStyle::literal("### "),
-    NotesDatabaseMarkdownStyle::code(),
-    NotesDatabaseMarkdownStyle::literal("- "),
-    NotesDatabaseMarkdownStyle::literal("1. "),
-    NotesDatabaseMarkdownStyle::literal("- [x] "),
-    NotesDatabaseMarkdownStyle::literal("- [ ] "),
-    NotesDatabaseMarkdownStyle::literal("> "),
-};
-
-LineStyleIndex lineStyleOf(std::string_view paragraphStyle) {
-  std::optional<uint64_t> styleType;
+// The line style of a paragraph style message; nullopt for a plain body line.
+std::optional<NotesDatabaseMarkdownStyle> lineStyleOf(std::string_view paragraphStyle) {
+  std::optional<int64_t> styleType;
   std::optional<std::string_view> checklist;
   std::optional<uint64_t> blockQuote;
   ProtobufScanner scanner(paragraphStyle);
   ProtobufField field;
   while (scanner.next(field)) {
     if (field.wireType == kWireVarint) {
-      if (field.number == 1 && !styleType) styleType = field.varint;
+      if (field.number == 1 && !styleType) styleType = static_cast<int64_t>(field.varint);
       if (field.number == 8 && !blockQuote) blockQuote = field.varint;
     } else if (field.wireType == kWireLengthDelimited && field.number == 5 && !checklist) {
       checklist = field.bytes;
     }
   }
 
-  if (styleType) {
-    switch (*styleType) {
-      case 0:
-        return kTitle;
-      case 1:
-        return kHeading;
-      case 2:
-        return kSubheading;
-      case 4:
-        return kCode;
-      case 100:
-      case 101:
-        return kListItem;
-      case 102:
-        return kNumbered;
-      case 103:
-        return checklist && readProtobufVarint(2, *checklist) == uint64_t{1} ? kChecked : kUnchecked;
-      default:
-        break;
-    }
+  NotesDatabaseMarkdownStyle style;
+  style.paragraph = noteParagraphStyle(styleType);
+  if (style.paragraph == NoteParagraphStyle::kChecklist) {
+    style.checked = checklist && readProtobufVarint(2, *checklist) == uint64_t{1};
+    return style;
   }
   // Only body lines, of no or an unlisted style type, are read for a block quote.
-  return blockQuote == uint64_t{1} ? kQuote : kNone;
+  if (style.paragraph != NoteParagraphStyle::kBody) return style;
+  if (blockQuote != uint64_t{1}) return std::nullopt;
+  style.quote = true;
+  return style;
 }
 
 // The fields of an attribute run that body decoding reads, taken in one pass. Each
@@ -245,7 +207,7 @@ NotesDatabaseBodyTextCandidate readCandidate(std::string_view bytes) {
     if (!run.length) continue;
     NotesDatabaseLineStyle& line = candidate.lineStyles.emplace_back();
     line.length = static_cast<int64_t>(*run.length);
-    if (run.paragraphStyle) line.style = kLineStyles[lineStyleOf(*run.paragraphStyle)];
+    if (run.paragraphStyle) line.style = lineStyleOf(*run.paragraphStyle);
   }
   return candidate;
 }
@@ -309,7 +271,7 @@ std::optional<uint64_t> readProtobufVarint(uint32_t fieldNumber, std::string_vie
 }
 
 std::optional<NotesDatabaseMarkdownStyle> markdownStyleOfParagraph(std::string_view paragraphStyle) {
-  return kLineStyles[lineStyleOf(paragraphStyle)];
+  return lineStyleOf(paragraphStyle);
 }
 
 }  // namespace zephyl::notes_store

@@ -15,6 +15,8 @@
 #include <string_view>
 #include <vector>
 
+#include "notes_store/note_paragraph_style.h"
+
 namespace zephyl::notes_store {
 
 // The most bytes one body (or table blob) may hold once inflated. The longest
@@ -29,15 +31,16 @@ inline constexpr size_t kMaxInflatedNoteBodyBytes = size_t{8} << 20;
 inline constexpr std::string_view kNoteBodyOverLimitText =
     "the body is larger than the 8 MB that Zephyl reads";
 
-// The line prefix that a paragraph style becomes in Markdown: a literal prefix
-// ("## ", "- [x] ", "> ") or a monospaced line (fenced by the Markdown conversion).
+// The style of a line as the Markdown conversion needs it: the paragraph style,
+// a checklist item's state, and whether a body line is quoted.
 struct NotesDatabaseMarkdownStyle {
-  enum class Kind { kPrefix, kCode };
-  Kind kind = Kind::kPrefix;
-  std::string prefix;  // for kPrefix
+  NoteParagraphStyle paragraph = NoteParagraphStyle::kBody;
+  bool checked = false;  // a checklist item that is done
+  bool quote = false;    // a quoted body line
 
-  static NotesDatabaseMarkdownStyle literal(std::string prefix) { return {Kind::kPrefix, std::move(prefix)}; }
-  static NotesDatabaseMarkdownStyle code() { return {Kind::kCode, {}}; }
+  bool isCode() const { return paragraph == NoteParagraphStyle::kMonospaced; }
+  // The Markdown line prefix ("## ", "- [x] ", "> "); empty for a monospaced line.
+  std::string_view prefix() const { return quote ? "> " : markdownLinePrefix(paragraph, checked); }
   bool operator==(const NotesDatabaseMarkdownStyle&) const = default;
 };
 

@@ -15,6 +15,7 @@ namespace {
 
 using internal::ProtobufWriter;
 using Style = NotesDatabaseMarkdownStyle;
+using P = NoteParagraphStyle;
 
 constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";
 
@@ -122,26 +123,26 @@ TEST(MarkdownStyleOfParagraph, MapsStyleTypesChecklistsAndQuotes) {
     std::optional<Style> style;
   };
   const std::vector<Case> cases = {
-      {"title", paragraph(0), Style::literal("# ")},
-      {"heading", paragraph(1), Style::literal("## ")},
-      {"subheading", paragraph(2), Style::literal("### ")},
+      {"title", paragraph(0), Style{P::kTitle}},
+      {"heading", paragraph(1), Style{P::kHeading}},
+      {"subheading", paragraph(2), Style{P::kSubheading}},
       {"unlisted type 3 is body", paragraph(3), std::nullopt},
-      {"unlisted type 3 quoted", paragraph(3, std::nullopt, 1), Style::literal("> ")},
-      {"monospaced", paragraph(4), Style::code()},
-      {"dashed list", paragraph(100), Style::literal("- ")},
-      {"bulleted list", paragraph(101), Style::literal("- ")},
-      {"numbered list", paragraph(102), Style::literal("1. ")},
-      {"checklist done", paragraph(103, std::optional<int>(1)), Style::literal("- [x] ")},
-      {"checklist not done", paragraph(103, std::optional<int>(0)), Style::literal("- [ ] ")},
-      {"checklist without done field", paragraph(103, std::optional<int>()), Style::literal("- [ ] ")},
-      {"checklist without item", paragraph(103), Style::literal("- [ ] ")},
-      {"checklist done 2 is not done", paragraph(103, std::optional<int>(2)), Style::literal("- [ ] ")},
+      {"unlisted type 3 quoted", paragraph(3, std::nullopt, 1), Style{P::kBody, false, true}},
+      {"monospaced", paragraph(4), Style{P::kMonospaced}},
+      {"dotted list", paragraph(100), Style{P::kDottedList}},
+      {"dashed list", paragraph(101), Style{P::kDashedList}},
+      {"numbered list", paragraph(102), Style{P::kNumberedList}},
+      {"checklist done", paragraph(103, std::optional<int>(1)), Style{P::kChecklist, true}},
+      {"checklist not done", paragraph(103, std::optional<int>(0)), Style{P::kChecklist}},
+      {"checklist without done field", paragraph(103, std::optional<int>()), Style{P::kChecklist}},
+      {"checklist without item", paragraph(103), Style{P::kChecklist}},
+      {"checklist done 2 is not done", paragraph(103, std::optional<int>(2)), Style{P::kChecklist}},
       {"no style type", paragraph(std::nullopt), std::nullopt},
-      {"no style type quoted", paragraph(std::nullopt, std::nullopt, 1), Style::literal("> ")},
+      {"no style type quoted", paragraph(std::nullopt, std::nullopt, 1), Style{P::kBody, false, true}},
       {"quote 0", paragraph(std::nullopt, std::nullopt, 0), std::nullopt},
       {"quote 2", paragraph(std::nullopt, std::nullopt, 2), std::nullopt},
-      {"heading is never quoted", paragraph(1, std::nullopt, 1), Style::literal("## ")},
-      {"checklist is never quoted", paragraph(103, std::optional<int>(1), 1), Style::literal("- [x] ")},
+      {"heading is never quoted", paragraph(1, std::nullopt, 1), Style{P::kHeading}},
+      {"checklist is never quoted", paragraph(103, std::optional<int>(1), 1), Style{P::kChecklist, true}},
       {"negative type (ten bytes) is body", paragraph(-1, std::nullopt, 1), std::nullopt},
       {"empty paragraph", "", std::nullopt},
   };
@@ -176,8 +177,13 @@ TEST(DecodeNoteBody, ReadsTextStylesLinksAndAttachmentsOfAGzipBody) {
   EXPECT_EQ(candidate.attachmentIdentifiers, std::vector<std::string>{"TABLE-1"});
   EXPECT_EQ(parsed.attachmentIdentifiers, std::set<std::string>{"TABLE-1"});
   const std::vector<NotesDatabaseLineStyle> expected = {
-      {5, Style::literal("# ")},     {4, std::nullopt}, {4, std::nullopt},         {1, std::nullopt},
-      {9, Style::literal("- [x] ")}, {1, std::nullopt}, {6, Style::literal("> ")},
+      {5, Style{P::kTitle}},
+      {4, std::nullopt},
+      {4, std::nullopt},
+      {1, std::nullopt},
+      {9, Style{P::kChecklist, true}},
+      {1, std::nullopt},
+      {6, Style{P::kBody, false, true}},
   };
   EXPECT_EQ(candidate.lineStyles, expected);
 }
@@ -455,9 +461,9 @@ TEST_P(RealLibraryBodies, ChecklistShowsItsDoneStatesAndTheTableIsAnAttachment) 
   for (const std::string item : {"Item 1\n", "Item 2\n", "Item 3\n"}) {
     SCOPED_TRACE(item);
     ASSERT_NE(candidate->text->find(item), std::string::npos);
-    EXPECT_EQ(styleAt(*candidate, utf16OffsetOf(*candidate->text, item)), Style::literal("- [ ] "));
+    EXPECT_EQ(styleAt(*candidate, utf16OffsetOf(*candidate->text, item)), Style{P::kChecklist});
   }
-  EXPECT_EQ(styleAt(*candidate, 0), Style::literal("# "));
+  EXPECT_EQ(styleAt(*candidate, 0), Style{P::kTitle});
   EXPECT_EQ(parsed.attachmentIdentifiers, std::set<std::string>{*rows[0][1]});
 }
 

@@ -22,8 +22,7 @@ struct NotesDatabaseAttachmentInfo {
 struct NotesDatabaseAttributeStyle {
   int64_t length = 0;  // UTF-16 code units (field 1)
   // Paragraph style (field 2).
-  std::optional<int64_t> styleType{};   // 0 title, 1 heading, 2 subheading, 4 monospaced, 100/101 lists,
-                                        // 102 numbered, 103 checklist
+  std::optional<int64_t> styleType{};   // see noteParagraphStyle
   int64_t alignment = 0;                // 0 left, 1 centre, 2 right, 3 justified
   int64_t indentLevel = 0;              // nesting of list items
   std::optional<bool> checklistDone{};  // set when the paragraph carries a checklist item; true for done 1

@@ -26,7 +26,7 @@ struct Span {
   std::optional<NotesDatabaseAttachmentInfo> attachment;  // set for a U+FFFC span
 };
 
-enum class Kind { kBody, kTitle, kHeading, kSubheading, kCode, kBullet, kNumbered, kChecklist };
+using Kind = NoteParagraphStyle;
 
 struct Paragraph {
   std::vector<Span> spans;
@@ -36,10 +36,6 @@ struct Paragraph {
   int64_t indent = 0;
   bool styled = false;  // paragraph attributes taken from a run yet
 };
-
-bool isListKind(Kind kind) {
-  return kind == Kind::kBullet || kind == Kind::kNumbered || kind == Kind::kChecklist;
-}
 
 size_t utf8Length(unsigned char lead) {
   if (lead < 0x80) return 1;
@@ -125,62 +121,19 @@ class ParagraphBuilder {
 Paragraph attributesOf(const NotesDatabaseAttributeStyle& run) {
   Paragraph paragraph;
   paragraph.indent = run.indentLevel;
-  switch (run.styleType.value_or(-1)) {
-    case 0:
-      paragraph.kind = Kind::kTitle;
-      break;
-    case 1:
-      paragraph.kind = Kind::kHeading;
-      break;
-    case 2:
-      paragraph.kind = Kind::kSubheading;
-      break;
-    case 4:
-      paragraph.kind = Kind::kCode;
-      break;
-    case 100:
-    case 101:
-      paragraph.kind = Kind::kBullet;
-      break;
-    case 102:
-      paragraph.kind = Kind::kNumbered;
-      break;
-    case 103:
-      paragraph.kind = Kind::kChecklist;
-      paragraph.done = run.checklistDone.value_or(false);
-      break;
-    default:
-      // Only body lines are ever quoted.
-      paragraph.quote = run.blockQuote;
-      break;
-  }
+  paragraph.kind = noteParagraphStyle(run.styleType);
+  paragraph.done = paragraph.kind == Kind::kChecklist && run.checklistDone.value_or(false);
+  // Only body lines are ever quoted.
+  paragraph.quote = paragraph.kind == Kind::kBody && run.blockQuote;
   return paragraph;
 }
 
 Paragraph attributesOf(const std::optional<NotesDatabaseMarkdownStyle>& style) {
   Paragraph paragraph;
   if (!style) return paragraph;
-  if (style->kind == NotesDatabaseMarkdownStyle::Kind::kCode) {
-    paragraph.kind = Kind::kCode;
-    return paragraph;
-  }
-  const std::string& prefix = style->prefix;
-  if (prefix == "# ")
-    paragraph.kind = Kind::kTitle;
-  else if (prefix == "## ")
-    paragraph.kind = Kind::kHeading;
-  else if (prefix == "### ")
-    paragraph.kind = Kind::kSubheading;
-  else if (prefix == "- ")
-    paragraph.kind = Kind::kBullet;
-  else if (prefix == "1. ")
-    paragraph.kind = Kind::kNumbered;
-  else if (prefix == "- [x] " || prefix == "- [ ] ") {
-    paragraph.kind = Kind::kChecklist;
-    paragraph.done = prefix == "- [x] ";
-  } else if (prefix == "> ") {
-    paragraph.quote = true;
-  }
+  paragraph.kind = style->paragraph;
+  paragraph.done = style->checked;
+  paragraph.quote = style->quote;
   return paragraph;
 }
 
@@ -411,9 +364,9 @@ class MarkdownRenderer {
   std::string render(const std::vector<Paragraph>& paragraphs) {
     for (size_t i = 0; i < paragraphs.size(); ++i) {
       const Paragraph& paragraph = paragraphs[i];
-      if (paragraph.kind == Kind::kCode) {
+      if (paragraph.kind == Kind::kMonospaced) {
         size_t end = i;
-        while (end < paragraphs.size() && paragraphs[end].kind == Kind::kCode) ++end;
+        while (end < paragraphs.size() && paragraphs[end].kind == Kind::kMonospaced) ++end;
         renderCode(paragraphs, i, end);
         i = end - 1;
         continue;
@@ -469,43 +422,18 @@ class MarkdownRenderer {
       listWidths_.clear();
       return;
     }
-    std::string prefix;
+    std::string prefix(markdownLinePrefix(paragraph.kind, paragraph.done));
     std::string continuation;
     Block block = Block::kParagraph;
-    switch (paragraph.kind) {
-      case Kind::kTitle:
-        prefix = "# ";
-        block = Block::kHeading;
-        break;
-      case Kind::kHeading:
-        prefix = "## ";
-        block = Block::kHeading;
-        break;
-      case Kind::kSubheading:
-        prefix = "### ";
-        block = Block::kHeading;
-        break;
-      case Kind::kBullet:
-        prefix = "- ";
-        block = Block::kList;
-        break;
-      case Kind::kNumbered:
-        prefix = "1. ";
-        block = Block::kList;
-        break;
-      case Kind::kChecklist:
-        prefix = paragraph.done ? "- [x] " : "- [ ] ";
-        block = Block::kList;
-        break;
-      case Kind::kBody:
-      case Kind::kCode:
-        if (paragraph.quote) {
-          prefix = "> ";
-          block = Block::kQuote;
-        }
-        break;
+    if (isListStyle(paragraph.kind)) {
+      block = Block::kList;
+    } else if (!prefix.empty()) {
+      block = Block::kHeading;
+    } else if (paragraph.quote) {
+      prefix = "> ";
+      block = Block::kQuote;
     }
-    if (isListKind(paragraph.kind)) {
+    if (isListStyle(paragraph.kind)) {
       // Nested items are indented to the content of their parent item.
       const size_t level = static_cast<size_t>(std::clamp<int64_t>(paragraph.indent, 0, 16));
       listWidths_.resize(level + 1, 2);

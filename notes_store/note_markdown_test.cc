@@ -227,9 +227,9 @@ TEST(NoteMarkdown, ParsedNoteUsesLineStylesOnly) {
   NotesDatabaseParsedNote note;
   NotesDatabaseBodyTextCandidate candidate;
   candidate.text = "Title\ncode\nitem\nplain";
-  candidate.lineStyles = {{6, NotesDatabaseMarkdownStyle::literal("# ")},
-                          {5, NotesDatabaseMarkdownStyle::code()},
-                          {5, NotesDatabaseMarkdownStyle::literal("- [x] ")},
+  candidate.lineStyles = {{6, NotesDatabaseMarkdownStyle{NoteParagraphStyle::kTitle}},
+                          {5, NotesDatabaseMarkdownStyle{NoteParagraphStyle::kMonospaced}},
+                          {5, NotesDatabaseMarkdownStyle{NoteParagraphStyle::kChecklist, true}},
                           {5, std::nullopt}};
   note.candidates = {NotesDatabaseBodyTextCandidate{}, candidate};
   EXPECT_EQ(parsedNoteToMarkdown(note), "# Title\n\n```\ncode\n```\n\n- [x] item\n\nplain\n");

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "notes_store/note_body_decoder.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -33,11 +34,13 @@ std::string accountJoin(const NotesSchema& schema,
 }
 
 std::string folderURI(std::string_view alias) {
-  return "'x-coredata://' || metadata.z_uuid || '/ICFolder/p' || " + std::string(alias) + ".z_pk";
+  return NotesObjectIdentifier::sqlExpression(NotesObjectKind::kFolder, "metadata.z_uuid",
+                                              std::string(alias) + ".z_pk");
 }
 
 std::string noteURI(std::string_view alias) {
-  return "'x-coredata://' || metadata.z_uuid || '/ICNote/p' || " + std::string(alias) + ".z_pk";
+  return NotesObjectIdentifier::sqlExpression(NotesObjectKind::kNote, "metadata.z_uuid",
+                                              std::string(alias) + ".z_pk");
 }
 
 // "Account › Folder" when exactly one account matched, else the folder title.

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "core/utf8.h"
+#include "notes_store/note_paragraph_style.h"
 
 namespace zephyl::editor::internal {
 namespace {
@@ -27,26 +28,24 @@ enum class Block {
 
 Block blockOf(const NotesDatabaseAttributeStyle* style) {
   if (style == nullptr) return Block::kDiv;
-  if (style->styleType) {
-    switch (*style->styleType) {
-      case 0:
-        return Block::kTitle;
-      case 1:
-        return Block::kHeading;
-      case 2:
-        return Block::kSubheading;
-      case 4:
-        return Block::kMonospaced;
-      case 100:
-      case 101:
-        return Block::kBulleted;
-      case 102:
-        return Block::kNumbered;
-      case 103:
-        return Block::kChecklist;
-      default:
-        break;
-    }
+  switch (notes_store::noteParagraphStyle(style->styleType)) {
+    case notes_store::NoteParagraphStyle::kTitle:
+      return Block::kTitle;
+    case notes_store::NoteParagraphStyle::kHeading:
+      return Block::kHeading;
+    case notes_store::NoteParagraphStyle::kSubheading:
+      return Block::kSubheading;
+    case notes_store::NoteParagraphStyle::kMonospaced:
+      return Block::kMonospaced;
+    case notes_store::NoteParagraphStyle::kDottedList:
+    case notes_store::NoteParagraphStyle::kDashedList:
+      return Block::kBulleted;
+    case notes_store::NoteParagraphStyle::kNumberedList:
+      return Block::kNumbered;
+    case notes_store::NoteParagraphStyle::kChecklist:
+      return Block::kChecklist;
+    case notes_store::NoteParagraphStyle::kBody:
+      break;
   }
   return style->blockQuote ? Block::kQuote : Block::kDiv;
 }

@@ -1,0 +1,47 @@
+// What an export will write, decided before anything is written: the order in
+// which notes choose names, each note's file and folder, the earlier files
+// that notes keep or leave (renames), and the earlier files whose notes are
+// gone. Pure: the library's rows and the earlier manifest in, names out.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "notes_store/notes_database_records.h"
+
+namespace zephyl::notes_store {
+
+inline constexpr std::string_view kExportManifestName = ".zephyl-export.json";
+
+// What the manifest of an earlier export says of one note.
+struct LibraryExportManifestEntry {
+  std::string path;      // relative to the export folder
+  std::string modified;  // ISO 8601 modification time of the note when written
+};
+
+using LibraryExportManifest = std::map<std::string, LibraryExportManifestEntry>;  // note id → entry
+
+struct LibraryExportPlan {
+  // The notes in naming order: older ones first, so that a new note never
+  // takes an old one's name. The vectors below follow this order.
+  std::vector<NotesNoteRow> notes;
+  std::vector<std::string> targets;  // each note's file, relative to the export folder
+  // The file an earlier export gave the note, when it had one; a note whose
+  // target differs from it is renamed.
+  std::vector<std::optional<std::string>> previous;
+  std::vector<std::string> folderDisplayPaths;  // "Account › Folder" for the front matter
+  size_t folders = 0;                           // folders the export holds
+  std::vector<std::string> staleFiles;          // earlier files whose notes are gone
+};
+
+LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
+                                    const std::vector<NotesFolderRow>& folders,
+                                    const LibraryExportManifest& earlier);
+
+// The folder part of a path relative to the export folder ("" at the top).
+std::string exportFolderOf(const std::string& relativePath);
+
+}  // namespace zephyl::notes_store

@@ -1,0 +1,55 @@
+#include "notes_store/library_export_plan.h"
+
+#include <gtest/gtest.h>
+
+namespace zephyl::notes_store {
+namespace {
+
+NotesNoteRow note(int64_t key, std::string title, double created) {
+  NotesNoteRow row;
+  row.id = "x-coredata://S/ICNote/p" + std::to_string(key);
+  row.title = std::move(title);
+  row.folderID = "x-coredata://S/ICFolder/p1";
+  row.createdAt = core::TimePoint(std::chrono::seconds(static_cast<int64_t>(created)));
+  row.modifiedAt = row.createdAt;
+  return row;
+}
+
+std::vector<NotesFolderRow> workFolder() {
+  NotesFolderRow folder;
+  folder.id = "x-coredata://S/ICFolder/p1";
+  folder.title = "Work";
+  folder.path = "iCloud › Work";
+  folder.componentPath = "6:iCloud4:Work";
+  return {folder};
+}
+
+TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
+  const LibraryExportManifest earlier = {
+      {"x-coredata://S/ICNote/p1", {"iCloud/Work/Plan.md", "t"}},      // same title: kept
+      {"x-coredata://S/ICNote/p2", {"iCloud/Work/Old name.md", "t"}},  // retitled: renamed
+      {"x-coredata://S/ICNote/p9", {"iCloud/Work/Gone.md", "t"}},      // deleted: stale
+      {"x-coredata://S/ICNote/p3", {"iCloud/Work/Plan (2).md", "t"}},  // a twin keeps its number
+  };
+  // Listed newest first: the plan orders them by creation.
+  const LibraryExportPlan plan = planLibraryExport(
+      {note(4, "Gone", 40), note(3, "Plan", 30), note(2, "New name", 20), note(1, "Plan", 10)}, workFolder(),
+      earlier);
+  ASSERT_EQ(plan.notes.size(), 4u);
+  EXPECT_EQ(plan.notes[0].id, "x-coredata://S/ICNote/p1");
+  EXPECT_EQ(plan.notes[3].id, "x-coredata://S/ICNote/p4");
+  const std::vector<std::string> targets = {"iCloud/Work/Plan.md", "iCloud/Work/New name.md",
+                                            "iCloud/Work/Plan (2).md",
+                                            // The deleted note's file stays reserved: a new note
+                                            // of the same title does not write over it.
+                                            "iCloud/Work/Gone (2).md"};
+  EXPECT_EQ(plan.targets, targets);
+  EXPECT_EQ(plan.previous[1], std::optional<std::string>("iCloud/Work/Old name.md"));
+  EXPECT_EQ(plan.previous[3], std::nullopt);
+  EXPECT_EQ(plan.staleFiles, std::vector<std::string>{"iCloud/Work/Gone.md"});
+  EXPECT_EQ(plan.folderDisplayPaths[0], "iCloud › Work");
+  EXPECT_EQ(plan.folders, 2u);  // iCloud and iCloud/Work
+}
+
+}  // namespace
+}  // namespace zephyl::notes_store
