@@ -55,7 +55,7 @@ void runInline(CliContext& context, const InlineOptions& options) {
     effort = context.settings().stringValue(std::string(ai::kInlineAIReasoningEffortKey)).value_or("");
   const AssistantTurnChoice choice =
       assistantTurnChoice(context, factory, inlineModel(context, options.model), effort);
-  requireEnabledProvider(context, choice.provider);
+  requireEnabledProvider(context, choice);
 
   ai::AIStreamRequest request;
   request.model = choice.model;
