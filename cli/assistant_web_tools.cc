@@ -25,7 +25,11 @@ bool searchesNatively(ai::AIProvider provider) {
 }  // namespace
 
 void addAssistantWebTools(CliContext& context, ai::AIProvider provider, ai::AIStreamRequest& request) {
-  if (request.webSearchMode == ai::AIWebToolMode::kOff) return;
+  // An agent (and the mode that leaves the web to it) brings its own tools.
+  if (request.webSearchMode == ai::AIWebToolMode::kOff ||
+      request.webSearchMode == ai::AIWebToolMode::kProviderNative ||
+      ai::transportFamily(provider) == ai::AITransportFamily::kAntigravityAgent)
+    return;
   // One transport for both tools; curl here never follows a redirect by itself.
   const auto transport = std::make_shared<platform::CurlHTTPTransport>();
   request.webFetchMode = ai::AIWebToolMode::kAutomatic;
