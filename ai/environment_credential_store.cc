@@ -1,6 +1,7 @@
 #include "ai/environment_credential_store.h"
 
 #include "ai/ai_settings_keys.h"
+#include "ai/web_search_service_keys.h"
 
 namespace zephyl::ai {
 
@@ -15,6 +16,7 @@ std::vector<std::string> environmentVariablesForSecret(const std::string& secret
   if (secretName == kZAICodingPlanAPIKeyName) return {"ZAI_API_KEY"};
   if (secretName == kOpenCodeAPIKeyName) return {"OPENCODE_API_KEY"};
   if (secretName == kXAIAPIKeyName) return {"XAI_API_KEY"};
+  if (secretName == kWebSearchServiceKeyName) return {"ZEPHYL_WEB_SEARCH_KEY"};
   if (secretName.starts_with(customOpenAIAPIKeyName(""))) return {"ZEPHYL_CUSTOM_OPENAI_API_KEY"};
   return {};
 }

@@ -149,6 +149,67 @@ TEST_F(AssistantToolsTest, AskSearchesTheLibraryReadsANoteAndCitesIt) {
   EXPECT_FALSE(answer["toolCalls"][0]["noteSources"].empty());
 }
 
+TEST_F(AssistantToolsTest, AskWithWebFetchesThePageTheModelNamesAndGivesItBackWrapped) {
+  LoopbackHTTPServer page([](const LoopbackRequest&, LoopbackConnection& connection, int) {
+    const std::string html =
+        "<html><title>Bakery hours</title><script>steal()</script><p>Open 7&ndash;9 daily.</p></html>";
+    connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " +
+                     std::to_string(html.size()) + "\r\n\r\n" + html);
+  });
+  const std::string pageURL = page.url("/hours");
+  auto server = serve([&](int round, const json&) {
+    if (round > 0) return text("It opens at 7.");
+    return sse("response.output_item.done", {{"item",
+                                              {{"type", "function_call"},
+                                               {"id", "fc_1"},
+                                               {"call_id", "call_1"},
+                                               {"name", "fetch_web_page"},
+                                               {"arguments", json{{"url", pageURL}}.dump()}}}});
+  });
+  const CommandResult result = run({"ask", "When does the bakery at " + pageURL + " open?", "--web", "auto",
+                                    "--model", "openai:gpt-6-sol", "--base-url", server->url("")});
+  ASSERT_EQ(result.code, 0) << result.err;
+  ASSERT_EQ(chats.size(), 2u);
+  EXPECT_EQ(lastToolOutput(chats[1]), "[UNTRUSTED REFERENCE DATA \u2014 Web Fetch: Bakery hours \u2014 " +
+                                          pageURL + "]\nOpen 7\u20139 daily.");
+  EXPECT_NE(result.out.find("It opens at 7."), std::string::npos) << result.out;
+}
+
+TEST_F(AssistantToolsTest, WebModeOffersSearchOnlyWhereTheProviderHasNoneAndAServiceIsSet) {
+  struct Case {
+    std::string model;
+    bool configured;
+    bool offersSearch;
+    bool saysUnavailable;
+  };
+  const std::vector<Case> cases{{"deepseek:deepseek-flash", false, false, true},
+                                {"deepseek:deepseek-flash", true, true, false},
+                                {"openai:gpt-6-sol", true, false, false}};
+  environment_["DEEPSEEK_API_KEY"] = "ds-test";
+  fs::create_directories(directory_ / "config");
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.model + (test.configured ? " with a search service" : ""));
+    if (test.configured) {
+      environment_["ZEPHYL_WEB_SEARCH_KEY"] = "search-key";
+      std::ofstream(directory_ / "config" / "settings.json")
+          << R"({"webSearchServiceURL": "https://search.example/api"})";
+    }
+    const CommandResult result =
+        run({"ask", "What is new?", "--web", "auto", "--model", test.model, "--dry-run"});
+    ASSERT_EQ(result.code, 0) << result.err;
+    std::vector<std::string> tools;
+    for (const json& tool : json::parse(result.out)["request"].value("tools", json::array())) {
+      const json& named = tool.contains("function") ? tool["function"] : tool;
+      if (named.contains("name")) tools.push_back(named["name"]);
+    }
+    EXPECT_NE(std::ranges::find(tools, "fetch_web_page"), tools.end());
+    EXPECT_EQ(std::ranges::find(tools, "search_web") != tools.end(), test.offersSearch);
+    EXPECT_EQ(result.err.find("Web search is unavailable with") != std::string::npos, test.saysUnavailable)
+        << result.err;
+    EXPECT_EQ(result.out.find("search-key"), std::string::npos);
+  }
+}
+
 TEST_F(AssistantToolsTest, AModelThatKeepsQueryingIsStoppedWithAClearMessage) {
   const std::string library = (directory_ / "lib" / "NoteStore.sqlite").string();
   ASSERT_EQ(run({"sample-library", library, "--notes", "50"}).code, 0);

@@ -14,6 +14,7 @@
 #include "cli/agent_service_support.h"
 #include "cli/ai_command_support.h"
 #include "cli/ai_stream_event_json.h"
+#include "cli/assistant_web_tools.h"
 #include "cli/notes_query_function_tool.h"
 #include "cli/terminal.h"
 #include "cli/terminal_markdown.h"
@@ -240,6 +241,7 @@ PreparedAssistantTurn AssistantTurnRunner::prepare(assistant::ChatSession& sessi
   request.webSearchMode = choice.webSearchMode;
   request.allowsLocalNotesQuery = true;
   request.functionTools.push_back(std::make_shared<NotesQueryFunctionTool>(context_));
+  addAssistantWebTools(context_, choice.provider, request);
   request.transportRetryPolicy = ai::AITransportRetryPolicy::interactive();
   request.performanceContext =
       ai::AIPerformanceContext{"", "chat", choice.provider, choice.model, std::chrono::steady_clock::now()};
