@@ -15,10 +15,7 @@
 namespace zephyl::notes_store {
 namespace {
 
-const core::Logger& log() {
-  static const core::Logger logger("LibraryExporter");
-  return logger;
-}
+constexpr core::Logger kLog("LibraryExporter");
 
 constexpr size_t kBatchSize = 500;
 constexpr std::string_view kSymbolicLinkRefused = "a symbolic link in the export folder was not followed: ";
@@ -41,7 +38,7 @@ struct ManifestRead {
 
 ManifestRead readManifest(core::FileSystem& files, const std::string& path) {
   if (files.isSymbolicLink(path)) {
-    log().warning() << "The export manifest is a symbolic link; not following it";
+    kLog.warning() << "The export manifest is a symbolic link; not following it";
     return {ManifestState::kForeign, {}};
   }
   const auto contents = files.readFile(path);
@@ -52,13 +49,13 @@ ManifestRead readManifest(core::FileSystem& files, const std::string& path) {
     for (const auto& [id, entry] : json.at("notes").items()) {
       auto notePath = entry.at("path").get<std::string>();
       if (!staysInsideExportFolder(notePath)) {
-        log().warning() << "The export manifest names a path outside the export folder";
+        kLog.warning() << "The export manifest names a path outside the export folder";
         return {ManifestState::kForeign, {}};
       }
       read.manifest[id] = {std::move(notePath), entry.at("modified").get<std::string>()};
     }
   } catch (const nlohmann::json::exception& error) {
-    log().warning() << "The export manifest is unreadable: " << error.what();
+    kLog.warning() << "The export manifest is unreadable: " << error.what();
     return {ManifestState::kForeign, {}};
   }
   return read;
@@ -79,13 +76,13 @@ std::optional<std::string> symbolicLinkOnPath(core::FileSystem& files, const std
 // or one that cannot be removed, is left as a stale file.
 void removeEarlierFile(core::FileSystem& files, const std::string& directory, const std::string& relative) {
   if (const auto link = symbolicLinkOnPath(files, directory, relative)) {
-    log().warning() << "Not removing an earlier file through a symbolic link";
+    kLog.warning() << "Not removing an earlier file through a symbolic link";
     return;
   }
   try {
     files.removeFile(joinPath(directory, relative));
   } catch (const core::FileSystemError& error) {
-    log().warning() << "Could not remove an earlier file: " << error.what();
+    kLog.warning() << "Could not remove an earlier file: " << error.what();
   }
 }
 
@@ -175,7 +172,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   try {
     files.removeStaleTemporaryFiles(directory);
   } catch (const core::FileSystemError& error) {
-    log().warning() << "Could not remove temporary files of an earlier export: " << error.what();
+    kLog.warning() << "Could not remove temporary files of an earlier export: " << error.what();
   }
   // From here on the folder is ours: a run that stops at any point, even by
   // kill -9, leaves a manifest, so the next one resumes instead of refusing.
@@ -197,7 +194,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   for (size_t i = 0; i < notes.size(); ++i) byIdentifier.emplace(upper(notes[i].uuid), i);
 
   auto skip = [&](const std::string& path, std::string reason) {
-    log().warning() << "Skipped a note: " << reason;
+    kLog.warning() << "Skipped a note: " << reason;
     summary.skipped.push_back({path, std::move(reason)});
   };
   try {
@@ -254,7 +251,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
         };
         const RenderedNote rendered = renderNoteSource(connection, source, renderOptions);
         if (rendered.overLimit) {
-          log().warning() << "Skipped a note: " << kNoteBodyOverLimitText;
+          kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
           summary.overLimitSkipped.push_back(targets[i]);
           continue;
         }
@@ -285,12 +282,12 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     try {
       writeManifest(files, manifestPath, manifest);
     } catch (const core::FileSystemError& error) {
-      log().error() << "Could not record the export: " << error.what();
+      kLog.error() << "Could not record the export: " << error.what();
     }
     throw;
   }
-  log().info() << "Exported " << summary.written << " notes, " << summary.unchanged << " unchanged, "
-               << summary.lockedSkipped << " locked";
+  kLog.info() << "Exported " << summary.written << " notes, " << summary.unchanged << " unchanged, "
+              << summary.lockedSkipped << " locked";
   return summary;
 }
 
