@@ -4,34 +4,47 @@
 #include <utility>
 
 namespace zephyl::agents {
+namespace {
 
-std::vector<std::string_view> ACPLineBuffer::append(std::string_view chunk) {
-  buffer.append(chunk);
-  std::vector<std::pair<size_t, size_t>> spans;
-  size_t lineStart = 0;
-  size_t searchFrom = scanned;
-  while (searchFrom < buffer.size()) {
-    const void* found = std::memchr(buffer.data() + searchFrom, '\n', buffer.size() - searchFrom);
-    if (found == nullptr) break;
-    const size_t end = static_cast<const char*>(found) - buffer.data();
-    if (end > lineStart) spans.emplace_back(lineStart, end - lineStart);
-    lineStart = end + 1;
-    searchFrom = lineStart;
+// The offset of the next line feed in `text` from `from`, or npos.
+size_t lineFeedFrom(std::string_view text, size_t from) {
+  const void* found = std::memchr(text.data() + from, '\n', text.size() - from);
+  return found == nullptr ? std::string_view::npos : static_cast<const char*>(found) - text.data();
+}
+
+}  // namespace
+
+const std::vector<std::string_view>& ACPLineBuffer::append(std::string_view chunk) {
+  lines.clear();
+  size_t at = 0;
+  if (!buffer.empty()) {
+    // The remainder holds no line feed, so only the chunk is searched.
+    const size_t end = lineFeedFrom(chunk, 0);
+    if (end == std::string_view::npos) {
+      at = chunk.size();
+      buffer.append(chunk);
+    } else {
+      buffer.append(chunk.data(), end);
+      // The completed line moves out whole; the next remainder reuses the
+      // storage the previous completed line had.
+      std::swap(taken, buffer);
+      buffer.clear();
+      lines.emplace_back(taken);
+      at = end + 1;
+    }
   }
-  std::vector<std::string_view> lines;
-  if (lineStart > 0) {
-    // The complete lines move out whole; only the remainder is copied, into the
-    // storage the previous lines used.
-    std::swap(taken, buffer);
-    buffer.assign(taken, lineStart);
-    lines.reserve(spans.size());
-    for (const auto& [start, length] : spans) lines.emplace_back(taken.data() + start, length);
+  while (at < chunk.size()) {
+    const size_t end = lineFeedFrom(chunk, at);
+    if (end == std::string_view::npos) {
+      buffer.append(chunk.data() + at, chunk.size() - at);
+      break;
+    }
+    if (end > at) lines.emplace_back(chunk.data() + at, end - at);
+    at = end + 1;
   }
-  scanned = buffer.size();
   if (static_cast<int64_t>(buffer.size()) > maxLineBytes) {
     buffer.clear();
     buffer.shrink_to_fit();
-    scanned = 0;
     overflowed = true;
   }
   return lines;

@@ -23,6 +23,7 @@ TEST(ACPLineBuffer, SplitsLinesAndBoundsOnlyTheUnterminatedRemainder) {
   const std::vector<Case> cases = {
       {"two frames in one chunk", {"{\"a\":1}\n{\"b\":2}\n"}, {"{\"a\":1}", "{\"b\":2}"}},
       {"one frame over three chunks", {"ab", "c", "d\n"}, {"abcd"}},
+      {"a finished remainder, then lines in place", {"ab", "c\nd\n\ne"}, {"abc", "d"}, "e"},
       {"empty lines are skipped", {"\n\na\n\n\nb\n"}, {"a", "b"}},
       {"carriage return stays for the decoder", {"a\r\n", "b\r", "\n"}, {"a\r", "b\r"}},
       {"exactly the limit waits", {"1\nab", "cd"}, {"1"}, "abcd"},
