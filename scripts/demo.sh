@@ -2,7 +2,8 @@
 # The demo: installs what is missing, builds `zephyl`, writes a sample library
 # of 2,000 notes, lists its folders and newest notes, searches it, shows the
 # newest note as Markdown with its table of contents and backlinks, and exports
-# the whole library.
+# the whole library, replays typing into Notes through the controller, and
+# prints the assistant request that `zephyl ask` would send for the newest note.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -43,3 +44,12 @@ cat > "$demo/session.jsonl" <<'JSONL'
 {"type":"text","text":"## Plan\n[] milk\n/date\n/meeting\n"}
 JSONL
 "$zephyl" --db "$library" debug replay "$demo/session.jsonl"
+echo
+echo "== zephyl --db $library ask --dry-run \"Summarise this note\" --note $newest (the assistant's request, nothing sent; first 1,500 bytes)"
+"$zephyl" --db "$library" --config-dir "$demo/config" --data-dir "$demo/data" \
+  ask --dry-run "Summarise this note" --note "$newest" --model openai:gpt-6-sol >"$demo/ask-request.json"
+head -c 1500 "$demo/ask-request.json"
+echo " …"
+echo
+echo "== zephyl models --provider deepseek"
+"$zephyl" --config-dir "$demo/config" models --provider deepseek
