@@ -159,7 +159,8 @@ TEST_F(AIFunctionToolLoopTest, EachFamilyRunsTheCallSendsItsOutputBackAndAnswers
     std::vector<AIToolCallUpdate> updates;
     int completions = 0;
     for (const auto& event : events) {
-      if (const auto* tool = event.as<AIStreamEvent::ToolCallUpdated>()) updates.push_back(tool->update);
+      if (const auto* toolCall = event.as<AIStreamEvent::ToolCallUpdated>())
+        updates.push_back(toolCall->update);
       completions += event.as<AIStreamEvent::Completed>() != nullptr;
     }
     ASSERT_EQ(updates.size(), 2u) << family.name;

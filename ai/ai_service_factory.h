@@ -68,7 +68,7 @@ struct AIServiceDependencies {
   // The gemini provider's adapter: an external agent spoken to over ACP, built
   // outside this library (agents/ sits above it). Called with the model id;
   // empty, or returning null: the provider is not available.
-  std::function<std::unique_ptr<AIStreamProvider>(std::string_view modelID)> agentAdapter;
+  std::function<std::unique_ptr<AIStreamProvider>(std::string_view modelID)> agentAdapter = {};
 };
 
 class AIServiceFactory {
