@@ -46,31 +46,40 @@ bool isLoopbackHost(std::string_view host) {
 
 }  // namespace
 
-AIServiceURLCheck checkCredentialURL(std::string_view url) {
-  bool secure;
+std::optional<HTTPURLAuthority> parseHTTPURLAuthority(std::string_view url) {
+  HTTPURLAuthority parsed;
   if (startsWithCaseless(url, "https://")) {
-    secure = true;
-    url.remove_prefix(8);
+    parsed.secure = true;
+    parsed.start = 8;
   } else if (startsWithCaseless(url, "http://")) {
-    secure = false;
-    url.remove_prefix(7);
+    parsed.start = 7;
   } else {
-    return AIServiceURLCheck::kInvalid;
+    return std::nullopt;
   }
-  std::string_view authority = url.substr(0, url.find_first_of("/?#"));
+  std::string_view authority = url.substr(parsed.start);
+  authority = authority.substr(0, authority.find_first_of("/?#"));
+  if (const size_t at = authority.rfind('@'); at != std::string_view::npos) {
+    parsed.hasUserInfo = true;
+    authority.remove_prefix(at + 1);
+  }
+  if (authority.starts_with('[')) {
+    const size_t close = authority.find(']');
+    if (close == std::string_view::npos) return std::nullopt;
+    parsed.host = authority.substr(0, close + 1);
+  } else {
+    parsed.host = authority.substr(0, authority.find(':'));
+  }
+  if (parsed.host.empty()) return std::nullopt;
+  return parsed;
+}
+
+AIServiceURLCheck checkCredentialURL(std::string_view url) {
+  const auto authority = parseHTTPURLAuthority(url);
   // user:password@ would hide the real host from a reader of the address.
-  if (authority.find('@') != std::string_view::npos) return AIServiceURLCheck::kInvalid;
-  std::string_view host = authority;
-  if (host.starts_with('[')) {
-    const size_t close = host.find(']');
-    if (close == std::string_view::npos) return AIServiceURLCheck::kInvalid;
-    host = host.substr(0, close + 1);
-  } else {
-    host = host.substr(0, host.find(':'));
-  }
-  if (host.empty() || host.find_first_of(" \t\r\n") != std::string_view::npos)
+  if (!authority || authority->hasUserInfo ||
+      authority->host.find_first_of(" \t\r\n") != std::string_view::npos)
     return AIServiceURLCheck::kInvalid;
-  if (secure || isLoopbackHost(host)) return AIServiceURLCheck::kAllowed;
+  if (authority->secure || isLoopbackHost(authority->host)) return AIServiceURLCheck::kAllowed;
   return AIServiceURLCheck::kPlainHTTPToRemoteHost;
 }
 

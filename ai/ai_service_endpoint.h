@@ -36,6 +36,18 @@ class AIServiceEndpointError : public core::Error {
 
 enum class AIServiceURLCheck { kAllowed, kInvalid, kPlainHTTPToRemoteHost };
 
+// The authority of an absolute http(s) URL, as written.
+struct HTTPURLAuthority {
+  bool secure = false;       // https
+  size_t start = 0;          // offset just after "//"
+  bool hasUserInfo = false;  // "user:password@" before the host
+  std::string_view host;     // after any user info, without the port; IPv6 literals keep their brackets
+};
+
+// The authority of `url` when it begins with http:// or https:// (any case) and
+// names a host; none otherwise. The views point into `url`.
+std::optional<HTTPURLAuthority> parseHTTPURLAuthority(std::string_view url);
+
 // Whether a request that carries a credential may go to `url`: https anywhere,
 // http only to a loopback host (127.0.0.0/8, "localhost", "[::1]"). Anything that
 // is not an absolute http(s) URL with a host is kInvalid.

@@ -2,42 +2,30 @@
 
 #include <cctype>
 
+#include "ai/ai_service_endpoint.h"
+
 namespace zephyl::assistant {
 namespace {
 
-std::string lowered(std::string_view text) {
-  std::string result(text);
-  for (char& character : result)
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  return result;
-}
-
 // Where the scheme's "//" ends, for http and https only.
 std::optional<size_t> authorityStart(std::string_view url) {
-  const std::string scheme = lowered(url.substr(0, 8));
-  if (scheme.starts_with("https://")) return 8;
-  if (scheme.starts_with("http://")) return 7;
-  return std::nullopt;
+  const auto authority = ai::parseHTTPURLAuthority(url);
+  if (!authority) return std::nullopt;
+  return authority->start;
 }
 
 }  // namespace
 
 std::optional<std::string> webURLHost(std::string_view url) {
-  const auto start = authorityStart(url);
-  if (!start) return std::nullopt;
-  std::string_view authority = url.substr(*start);
-  authority = authority.substr(0, authority.find_first_of("/?#"));
-  if (const size_t at = authority.rfind('@'); at != std::string_view::npos) authority.remove_prefix(at + 1);
-  std::string_view host;
-  if (authority.starts_with('[')) {
-    const size_t close = authority.find(']');
-    if (close == std::string_view::npos) return std::nullopt;
-    host = authority.substr(1, close - 1);
-  } else {
-    host = authority.substr(0, authority.find(':'));
-  }
+  const auto authority = ai::parseHTTPURLAuthority(url);
+  if (!authority) return std::nullopt;
+  std::string_view host = authority->host;
+  if (host.starts_with('[')) host = host.substr(1, host.size() - 2);
   if (host.empty()) return std::nullopt;
-  return lowered(host);
+  std::string result(host);
+  for (char& character : result)
+    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  return result;
 }
 
 std::string resolveWebURL(std::string_view base, std::string_view reference) {
