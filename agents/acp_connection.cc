@@ -51,7 +51,7 @@ struct ACPConnection::State : std::enable_shared_from_this<State> {
         killDelay(killDelayIn) {}
 
   void readLoop();
-  void receive(std::string_view chunk);
+  void receive(const std::vector<std::string_view>& lines);
   void dispatch(ACPMessage message);
   void answer(const ACPRequestID& id, const ACPOutcome& outcome);
   void writeReplies();
@@ -77,7 +77,6 @@ struct ACPConnection::State : std::enable_shared_from_this<State> {
   int64_t nextID = 0;
   std::unordered_map<int64_t, std::shared_ptr<Waiter>> pending;
   std::unordered_set<int64_t> cancelledIDs;
-  ACPLineBuffer lineBuffer;
   bool started = false;
   bool isClosed = false;
   bool exited = false;
@@ -96,7 +95,8 @@ struct ACPConnection::State : std::enable_shared_from_this<State> {
 };
 
 void ACPConnection::State::readLoop() {
-  std::vector<char> buffer(kReadChunkBytes);
+  // Only this thread touches it: the agent's output is read straight into it.
+  ACPLineBuffer lineBuffer;
   for (;;) {
     bool reading;
     std::optional<Clock::time_point> deadline;
@@ -105,11 +105,17 @@ void ACPConnection::State::readLoop() {
       reading = !isClosed;  // a closed connection reads no late bytes
       deadline = killAt;
     }
-    const ChildProcessEvent event = process->wait(buffer, reading, deadline);
+    const ChildProcessEvent event = process->wait(lineBuffer.space(kReadChunkBytes), reading, deadline);
     switch (event.kind) {
-      case ChildProcessEvent::Kind::kOutput:
-        receive(std::string_view(buffer.data(), event.bytes));
+      case ChildProcessEvent::Kind::kOutput: {
+        const bool overflowedBefore = lineBuffer.overflowed();
+        receive(lineBuffer.commit(event.bytes));
+        if (lineBuffer.overflowed() && !overflowedBefore) {
+          kLog.error() << "ACP frame exceeded the line limit";
+          terminate();
+        }
         break;
+      }
       case ChildProcessEvent::Kind::kOutputEnded:
       case ChildProcessEvent::Kind::kWoken:
         // End of file alone is not an exit: a grandchild may hold the pipe. The
@@ -140,15 +146,7 @@ void ACPConnection::State::readLoop() {
   }
 }
 
-void ACPConnection::State::receive(std::string_view chunk) {
-  // The views stay valid outside the lock: only this thread appends.
-  std::vector<std::string_view> lines;
-  bool overflowed;
-  {
-    std::lock_guard guard(lock);
-    lines = lineBuffer.append(chunk);
-    overflowed = lineBuffer.overflowed;
-  }
+void ACPConnection::State::receive(const std::vector<std::string_view>& lines) {
   for (const auto line : lines) {
     auto message = decodeACPMessage(line);
     if (!message) {
@@ -156,10 +154,6 @@ void ACPConnection::State::receive(std::string_view chunk) {
       continue;
     }
     dispatch(std::move(*message));
-  }
-  if (overflowed) {
-    kLog.error() << "ACP frame exceeded the line limit";
-    terminate();
   }
 }
 

@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <string>
+#include <cstdlib>
+#include <memory>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -13,22 +15,44 @@ namespace zephyl::agents {
 // 32 MiB: the most an agent may send without a line feed.
 inline constexpr int64_t kACPMaxLineBytes = 33'554'432;
 
-struct ACPLineBuffer {
-  std::string buffer;  // the unterminated remainder: bytes after the last line feed
-  int64_t maxLineBytes = kACPMaxLineBytes;
-  bool overflowed = false;              // set once the unterminated remainder passed the limit
-  std::string taken;                    // a line completed from the remainder, for the views
-  std::vector<std::string_view> lines;  // what the last append returned
+// The agent's output is read straight into the buffer's free space, so a byte
+// is copied once (by the read) and searched once, whatever the line length.
+class ACPLineBuffer {
+ public:
+  explicit ACPLineBuffer(int64_t maxLineBytes = kACPMaxLineBytes) : maxLineBytes_(maxLineBytes) {}
 
-  // Appends `chunk` and returns the complete non-empty lines it finishes, in
-  // order, without their line feeds (a carriage return stays). The views stay
-  // valid until the next append and while `chunk` does: lines that lie wholly
-  // inside `chunk` are handed out in place, and only the bytes after its last
-  // line feed are copied, so each byte is searched once and small frames cost
-  // no copy. The limit applies only to the unterminated remainder: complete
-  // lines of any size pass, and a remainder over the limit is dropped and sets
-  // `overflowed`.
+  // Free space at the end, at least `bytes` long, to read into; then commit()
+  // what was read. Invalidates the views of the last commit.
+  std::span<char> space(size_t bytes);
+
+  // Takes the first `bytes` of the space just handed out and returns the
+  // complete non-empty lines they finish, in order, without their line feeds
+  // (a carriage return stays). The views stay valid until the next space().
+  // The limit applies only to the unterminated remainder: complete lines of
+  // any size pass, and a remainder over the limit is dropped and sets
+  // overflowed().
+  const std::vector<std::string_view>& commit(size_t bytes);
+
+  // space() + copy + commit(), for bytes that are already in memory.
   const std::vector<std::string_view>& append(std::string_view chunk);
+
+  bool overflowed() const { return overflowed_; }
+  // The bytes after the last line feed.
+  std::string_view remainder() const { return {storage_.get() + begin_, end_ - begin_}; }
+
+ private:
+  struct Free {
+    void operator()(char* storage) const { std::free(storage); }
+  };
+  using Storage = std::unique_ptr<char, Free>;
+
+  int64_t maxLineBytes_;
+  bool overflowed_ = false;
+  Storage storage_;
+  size_t capacity_ = 0;
+  size_t begin_ = 0;  // the remainder's start: it holds no line feed
+  size_t end_ = 0;    // the end of the bytes read
+  std::vector<std::string_view> lines_;
 };
 
 }  // namespace zephyl::agents

@@ -32,15 +32,14 @@ TEST(ACPLineBuffer, SplitsLinesAndBoundsOnlyTheUnterminatedRemainder) {
       {"lines before the overflow still come", {"ok\nabcdefgh"}, {"ok"}, "", true},
   };
   for (const auto& c : cases) {
-    ACPLineBuffer buffer;
-    buffer.maxLineBytes = 4;
+    ACPLineBuffer buffer(4);
     std::vector<std::string> lines;
     for (const auto& chunk : c.chunks) {
       for (auto line : buffer.append(chunk)) lines.emplace_back(line);
     }
     EXPECT_EQ(lines, c.lines) << c.name;
-    EXPECT_EQ(buffer.overflowed, c.overflowed) << c.name;
-    EXPECT_EQ(buffer.buffer, c.remainder) << c.name;
+    EXPECT_EQ(buffer.overflowed(), c.overflowed) << c.name;
+    EXPECT_EQ(buffer.remainder(), c.remainder) << c.name;
   }
 }
 
