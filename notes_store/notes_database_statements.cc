@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "notes_store/folder_display_path.h"
 #include "notes_store/note_body_decoder.h"
 #include "notes_store/notes_object_identifier.h"
 
@@ -43,10 +44,13 @@ std::string noteURI(std::string_view alias) {
                                               std::string(alias) + ".z_pk");
 }
 
+// The folder path separator as an SQL string literal.
+const std::string kSeparator = "'" + std::string(kFolderPathSeparator) + "'";
+
 // "Account › Folder" when exactly one account matched, else the folder title.
-constexpr std::string_view kLocation =
-    "trim(CASE WHEN count(DISTINCT account.z_pk) = 1 THEN coalesce(min(account.zname), '') || ' › ' "
-    "ELSE '' END || coalesce(folder.ztitle2, ''))";
+const std::string kLocation =
+    "trim(CASE WHEN count(DISTINCT account.z_pk) = 1 THEN coalesce(min(account.zname), '') || " + kSeparator +
+    " ELSE '' END || coalesce(folder.ztitle2, ''))";
 
 std::string folderNotes(const NotesSchema& schema, NamedFolderSet set, bool withBodies) {
   std::string sql =
@@ -169,7 +173,9 @@ std::string folderTree(const NotesSchema& schema) {
          folderURI("folder") +
          ", COALESCE(folder.ztitle2, ''), folder.zparent,"
          " CASE WHEN COALESCE(account.zname, '') = '' THEN COALESCE(folder.ztitle2, '')"
-         " ELSE account.zname || ' › ' || COALESCE(folder.ztitle2, '') END,"
+         " ELSE account.zname || " +
+         kSeparator +
+         " || COALESCE(folder.ztitle2, '') END,"
          " CASE WHEN COALESCE(account.zname, '') = ''"
          " THEN printf('%d:%s', length(CAST(COALESCE(folder.ztitle2, '') AS BLOB)), COALESCE(folder.ztitle2, "
          "''))"
@@ -189,7 +195,9 @@ std::string folderTree(const NotesSchema& schema) {
          " SELECT child.z_pk, " +
          folderURI("child") +
          ", COALESCE(child.ztitle2, ''), child.zparent,"
-         " folder_tree.path || ' › ' || COALESCE(child.ztitle2, ''),"
+         " folder_tree.path || " +
+         kSeparator +
+         " || COALESCE(child.ztitle2, ''),"
          " folder_tree.componentPath || printf('%d:%s', length(CAST(COALESCE(child.ztitle2, '') AS BLOB)),"
          " COALESCE(child.ztitle2, '')),"
          " child.zmodificationdate1"
@@ -288,7 +296,7 @@ std::string linkAttachments(const NotesSchema& schema, int* parameterCount) {
   if (parameterCount != nullptr) *parameterCount = count;
   return "SELECT link.znote1, link.zidentifier, link.ztokencontentidentifier, source.z_pk,"
          " source.zidentifier, coalesce(source.ztitle1, ''), " +
-         std::string(kLocation) +
+         kLocation +
          ", coalesce(source.zmarkedfordeletion, 0)"
          " FROM ziccloudsyncingobject link"
          " LEFT JOIN ziccloudsyncingobject source ON link.znote1 = source.z_pk"
@@ -306,7 +314,7 @@ std::string linkAttachments(const NotesSchema& schema, int* parameterCount) {
 }
 
 std::string linkTargets(const NotesSchema& schema) {
-  return "SELECT target.z_pk, target.zidentifier, coalesce(target.ztitle1, ''), " + std::string(kLocation) +
+  return "SELECT target.z_pk, target.zidentifier, coalesce(target.ztitle1, ''), " + kLocation +
          ", CASE WHEN count(DISTINCT account.z_pk) = 1 THEN min(account.zuserrecordname) END"
          " FROM ziccloudsyncingobject target"
          " LEFT JOIN ziccloudsyncingobject folder ON target.zfolder = folder.z_pk"
