@@ -3,22 +3,18 @@
 #include <optional>
 
 #include "core/utf8.h"
+#include "notes_store/note_paragraph_style.h"
 
 namespace zephyl::notes_store {
 namespace {
 
-constexpr int64_t kTitleStyle = 0;
-constexpr int64_t kHeadingStyle = 1;
-constexpr int64_t kSubheadingStyle = 2;
-
 std::optional<NoteTableOfContentsEntry::Level> levelOf(std::optional<int64_t> styleType) {
-  if (!styleType) return std::nullopt;
-  switch (*styleType) {
-    case kTitleStyle:
+  switch (noteParagraphStyle(styleType)) {
+    case NoteParagraphStyle::kTitle:
       return NoteTableOfContentsEntry::Level::kTitle;
-    case kHeadingStyle:
+    case NoteParagraphStyle::kHeading:
       return NoteTableOfContentsEntry::Level::kHeading;
-    case kSubheadingStyle:
+    case NoteParagraphStyle::kSubheading:
       return NoteTableOfContentsEntry::Level::kSubheading;
     default:
       return std::nullopt;
