@@ -1,6 +1,8 @@
 #include "assistant/assistant_turn.h"
 
 #include <algorithm>
+#include <iterator>
+#include <span>
 
 #include "ai/ai_request_budget.h"
 #include "assistant/assistant_prompt_composer.h"
@@ -37,7 +39,10 @@ std::string cutNote(const std::string& text, NoteCut cut, int& truncated) {
          std::string(kNoteTruncatedMarker);
 }
 
-Composition compose(const AssistantTurnParts& parts, const std::string& systemText, NoteCut cut) {
+// `earlier`: the history the user text carries (empty when the request's
+// messages carry it).
+Composition compose(const AssistantTurnParts& parts, const std::string& systemText, NoteCut cut,
+                    std::span<const ChatMessage> earlier) {
   Composition result;
   ChatTurnInput& turn = result.turnInput;
   turn.request = parts.request;
@@ -67,17 +72,27 @@ Composition compose(const AssistantTurnParts& parts, const std::string& systemTe
                                                   static_cast<int>(parts.uploads.size()))) {
     request += "\n" + *paragraph;
   }
-  const AIModelInput input{systemText, turn.defaultPreferences, turn.customPreferences, turn.skills,
-                           {},         turn.references,         std::move(request)};
+  // Transient messages (still being typed or queued) are never replayed.
+  std::vector<ChatMessage> history;
+  std::copy_if(earlier.begin(), earlier.end(), std::back_inserter(history),
+               [](const ChatMessage& message) { return !message.isTransient; });
+  const AIModelInput input{systemText,         turn.defaultPreferences, turn.customPreferences, turn.skills,
+                           std::move(history), turn.references,         std::move(request)};
   result.userText = composeUserText(input);
   return result;
 }
 
-bool fits(const std::string& systemText, const Composition& composition,
-          const std::vector<ai::AIHistoryMessage>& history, const ai::AIRequestLimits& limits) {
+// One candidate of what is sent: the composed user text and the history
+// messages beside it.
+struct Attempt {
+  Composition composition;
+  std::vector<ai::AIHistoryMessage> history;
+};
+
+bool fits(const std::string& systemText, const Attempt& attempt, const ai::AIRequestLimits& limits) {
   ai::AIStreamRequest request;
-  request.input = composition.userText;
-  request.history = history;
+  request.input = attempt.composition.userText;
+  request.history = attempt.history;
   return !ai::AIRequestBudget::check(ai::AIRequestBudget::textPieces(request, systemText), limits)
               .has_value();
 }
@@ -85,7 +100,7 @@ bool fits(const std::string& systemText, const Composition& composition,
 }  // namespace
 
 std::vector<ai::AIHistoryMessage> replayedHistory(
-    const std::vector<ChatMessage>& messages,
+    std::span<const ChatMessage> messages,
     const std::function<std::optional<ai::AIAttachment>(const ChatStoredImage&)>& readStoredImage) {
   std::vector<ai::AIHistoryMessage> history;
   for (const ChatMessage& message : messages) {
@@ -118,11 +133,22 @@ AssistantTurn composeAssistantTurn(const AssistantTurnParts& parts, std::chrono:
                                    const std::string& locale, const ai::AIRequestLimits& limits) {
   AssistantTurn turn;
   turn.systemText = composeSystemText(today, locale);
-  // Images are not counted by the budget; they are read once, for what is sent.
-  std::vector<ai::AIHistoryMessage> history = replayedHistory(parts.history);
-  Composition composition = compose(parts, turn.systemText, {});
-  if (!fits(turn.systemText, composition, history, limits)) {
-    if (fits(turn.systemText, compose(parts, turn.systemText, {0}), history, limits)) {
+  // The history after the `dropped` oldest messages, in the user text or as the
+  // request's messages. Images are not counted by the budget; they are read
+  // once, for what is sent.
+  const auto attempt = [&](NoteCut cut, size_t dropped, bool withImages = false) {
+    const std::span<const ChatMessage> kept = std::span(parts.history).subspan(dropped);
+    Attempt result;
+    result.composition =
+        compose(parts, turn.systemText, cut, parts.historyInUserText ? kept : std::span<const ChatMessage>());
+    if (!parts.historyInUserText) {
+      result.history = replayedHistory(kept, withImages ? parts.readStoredImage : nullptr);
+    }
+    return result;
+  };
+  NoteCut cut;
+  if (!fits(turn.systemText, attempt(cut, 0), limits)) {
+    if (fits(turn.systemText, attempt({0}, 0), limits)) {
       // The largest common length of every note that fits.
       size_t longest = parts.currentNote ? parts.currentNote->noteText.size() : 0;
       for (const auto& block : parts.references) {
@@ -132,31 +158,27 @@ AssistantTurn composeAssistantTurn(const AssistantTurnParts& parts, std::chrono:
       size_t high = longest;
       while (low < high) {
         const size_t middle = low + (high - low + 1) / 2;
-        if (fits(turn.systemText, compose(parts, turn.systemText, {middle}), history, limits)) {
+        if (fits(turn.systemText, attempt({middle}, 0), limits)) {
           low = middle;
         } else {
           high = middle - 1;
         }
       }
-      composition = compose(parts, turn.systemText, {low});
+      cut = {low};
     } else {
       // Whole exchanges go, oldest first: a cut starts at a user message. When
       // nothing is left to leave out, the budget refuses the request itself.
-      composition = compose(parts, turn.systemText, {0, true});
+      cut = {0, true};
       std::vector<size_t> cuts;
       for (size_t i = 1; i < parts.history.size(); ++i) {
         if (parts.history[i].role == ChatMessageRole::kUser) cuts.push_back(i);
       }
       cuts.push_back(parts.history.size());
-      const auto keptFrom = [&](size_t cut) {
-        return std::vector<ChatMessage>(parts.history.begin() + static_cast<std::ptrdiff_t>(cut),
-                                        parts.history.end());
-      };
       size_t low = 0;
       size_t high = cuts.size() - 1;
       while (low < high) {
         const size_t middle = low + (high - low) / 2;
-        if (fits(turn.systemText, composition, replayedHistory(keptFrom(cuts[middle])), limits)) {
+        if (fits(turn.systemText, attempt(cut, cuts[middle]), limits)) {
           high = middle;
         } else {
           low = middle + 1;
@@ -165,12 +187,11 @@ AssistantTurn composeAssistantTurn(const AssistantTurnParts& parts, std::chrono:
       turn.droppedHistoryMessages = cuts[low];
     }
   }
-  const std::vector<ChatMessage> kept(
-      parts.history.begin() + static_cast<std::ptrdiff_t>(turn.droppedHistoryMessages), parts.history.end());
-  turn.history = replayedHistory(kept, parts.readStoredImage);
-  turn.userText = std::move(composition.userText);
-  turn.turnInput = std::move(composition.turnInput);
-  turn.truncatedNotes = composition.truncatedNotes;
+  Attempt sent = attempt(cut, turn.droppedHistoryMessages, true);
+  turn.history = std::move(sent.history);
+  turn.userText = std::move(sent.composition.userText);
+  turn.turnInput = std::move(sent.composition.turnInput);
+  turn.truncatedNotes = sent.composition.truncatedNotes;
   turn.attachments = parts.noteImages;
   turn.attachments.insert(turn.attachments.end(), parts.uploads.begin(), parts.uploads.end());
   return turn;

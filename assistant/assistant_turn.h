@@ -9,6 +9,7 @@
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,10 @@ struct AssistantTurnParts {
   std::optional<std::string> defaultPreferences;  // nullopt: the built-in text
   std::optional<std::string> customPreferences;   // the setting customAIInstructions
   std::vector<ChatMessage> history;               // the conversation so far
+  // For a target that keeps no conversation between turns (an ACP agent opens
+  // a session per turn) the user text carries the history, under
+  // "## Conversation History"; otherwise the request's messages do.
+  bool historyInUserText = false;
   // The bytes of an image the assistant generated earlier, shown to the model
   // again; unset or nullopt: left out.
   std::function<std::optional<ai::AIAttachment>(const ChatStoredImage&)> readStoredImage;
@@ -38,8 +43,8 @@ struct AssistantTurn {
   std::string systemText;
   std::string userText;                       // the request's input
   std::vector<ai::AIAttachment> attachments;  // the note's images, then the uploads
-  // The earlier messages as the request carries them (the user text does not
-  // repeat them): stored turns replayed, provider items and generated images
+  // The earlier messages as the request carries them (empty when the user text
+  // carries them): stored turns replayed, provider items and generated images
   // kept for the provider that produced them.
   std::vector<ai::AIHistoryMessage> history;
   ChatTurnInput turnInput;  // stored with the user message
@@ -52,7 +57,7 @@ struct AssistantTurn {
 // and generated images; context, transient and unknown messages are skipped,
 // and so are messages left with nothing to send.
 std::vector<ai::AIHistoryMessage> replayedHistory(
-    const std::vector<ChatMessage>& messages,
+    std::span<const ChatMessage> messages,
     const std::function<std::optional<ai::AIAttachment>(const ChatStoredImage&)>& readStoredImage = {});
 
 // Composes the turn for `today` in `locale`. The current note, when there is

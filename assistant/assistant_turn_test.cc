@@ -105,6 +105,15 @@ TEST(AssistantTurn, HistoryIsReplayedWithProviderItemsAndGeneratedImages) {
   // The request carries the history; the user text does not repeat it.
   EXPECT_EQ(turn.userText.find("## Conversation History"), std::string::npos);
   EXPECT_EQ(turn.droppedHistoryMessages, 0u);
+
+  // A target without a conversation of its own reads it from the user text.
+  parts.historyInUserText = true;
+  const AssistantTurn agentTurn = composeAssistantTurn(parts, 2026y / 11 / 14, "en_US", {});
+  EXPECT_TRUE(agentTurn.history.empty());
+  EXPECT_NE(agentTurn.userText.find("## Conversation History\nUSER:\n[UNTRUSTED REFERENCE DATA — Note: "
+                                    "Plan]\nBeta\n\nCurrent Request:\nWhat ships?\n\nASSISTANT:\nThe "
+                                    "beta.\n\n## Current Request\nAnd then?"),
+            std::string::npos);
 }
 
 TEST(AssistantTurn, WhenEmptyNotesDoNotFitTheOldestExchangesGoAndTheNotesSaySo) {
@@ -131,6 +140,17 @@ TEST(AssistantTurn, WhenEmptyNotesDoNotFitTheOldestExchangesGoAndTheNotesSaySo) 
   const std::vector<ai::AIHistoryMessage> previous = replayedHistory({cut - 2, cut});
   sent.history.insert(sent.history.begin(), previous.begin(), previous.end());
   EXPECT_TRUE(ai::AIRequestBudget::check(ai::AIRequestBudget::textPieces(sent, turn.systemText), limits));
+
+  // History in the user text gives way the same way.
+  parts.historyInUserText = true;
+  const AssistantTurn agentTurn = composeAssistantTurn(parts, 2026y / 11 / 14, "en_US", limits);
+  EXPECT_GT(agentTurn.droppedHistoryMessages, 0u);
+  EXPECT_EQ(agentTurn.userText.find(std::string(12'000, 'a')), std::string::npos);
+  EXPECT_NE(agentTurn.userText.find(std::string(12'000, 'f')), std::string::npos);
+  sent = {};
+  sent.input = agentTurn.userText;
+  EXPECT_FALSE(ai::AIRequestBudget::check(ai::AIRequestBudget::textPieces(sent, turn.systemText), limits));
+  parts.historyInUserText = false;
 
   EXPECT_EQ(turn.truncatedNotes, 2);
   EXPECT_EQ(countTruncatedNotes(turn.turnInput), 2);

@@ -144,13 +144,22 @@ TEST_F(AgentCommandsTest, AsksACustomAgentThroughTheAssistantPath) {
     EXPECT_EQ(chat["model"], "acp:scripted");
     EXPECT_EQ(chat["messageCount"], 2);
   }
+  // An agent opens a session per turn: a continued chat reaches it in the prompt.
+  const std::string chatID = chats[0]["id"];
+  ASSERT_EQ(run({"ask", "--model", "acp:scripted", "--chat", chatID, "echo again"}).code, 0);
+  std::ifstream again(folder_.file("agent.log"));
+  const std::string resent((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>());
+  const size_t history = resent.find("## Conversation History\\nUSER:\\n");
+  ASSERT_NE(history, std::string::npos) << resent;
+  EXPECT_NE(resent.find("Current Request:\\necho hi\\n\\nASSISTANT:\\nYou chose", history),
+            std::string::npos);
   const CommandResult usage = run({"usage", "--json"});
   ASSERT_EQ(usage.code, 0) << usage.err;
   const auto models = nlohmann::json::parse(usage.out)["models"];
   ASSERT_EQ(models.size(), 1u) << usage.out;
   EXPECT_EQ(models[0]["model"], "acp:scripted");
   EXPECT_EQ(models[0]["provider"], "gemini");
-  EXPECT_EQ(models[0]["requests"], 3);
+  EXPECT_EQ(models[0]["requests"], 4);
 
   const CommandResult refused = run({"agent", "ask", "--agent", "scripted", "refuse"});
   EXPECT_EQ(refused.code, kExitFailure);

@@ -219,6 +219,8 @@ PreparedAssistantTurn AssistantTurnRunner::prepare(assistant::ChatSession& sessi
   if (!parts.customPreferences)
     parts.customPreferences = context_.settings().stringValue(std::string(kCustomInstructionsKey));
   parts.history = session.messages;
+  // Agents answer each turn in a fresh session of their own.
+  parts.historyInUserText = choice.provider == ai::AIProvider::kGemini;
   parts.readStoredImage =
       [this, &session](const assistant::ChatStoredImage& image) -> std::optional<ai::AIAttachment> {
     auto bytes = chats_.images().read(session.id, image);
