@@ -426,6 +426,17 @@ TEST_F(AssistantCommandsTest, AskRefusesTooManyMentionsAndSurvivesTitleFailuresA
   EXPECT_EQ(tooMany.code, kExitUsage);
   EXPECT_NE(tooMany.err.find("Up to 8 notes per message"), std::string::npos);
 
+  // An image for a model that reads none fails in the assistant's words, before any request.
+  environment_["DEEPSEEK_API_KEY"] = "sk-test";
+  const std::string photo = data() + "/photo.png";
+  fs::create_directories(data());
+  std::ofstream(photo) << "\x89PNG\r\n\x1a\n";
+  const CommandResult imageless = run({"ask", "What is this?", "--model", "deepseek:deepseek-flash",
+                                       "--attach", photo, "--base-url", "http://127.0.0.1:9"});
+  EXPECT_EQ(imageless.code, kExitFailure);
+  EXPECT_NE(imageless.err.find("This model cannot identify attachments."), std::string::npos)
+      << imageless.err;
+
   // A title that cannot be made leaves the chat untitled and the turn whole.
   {
     ReplayServer refusing("Fine.", false, true);

@@ -5,6 +5,7 @@
 
 #include "agents/antigravity_acp_error.h"
 #include "ai/ai_provider_availability.h"
+#include "ai/ai_service_error.h"
 #include "ai/ai_settings_keys.h"
 #include "ai/ai_usage_store.h"
 #include "ai/budgeted_ai_stream_provider.h"
@@ -265,6 +266,14 @@ AssistantTurnResult AssistantTurnRunner::run(assistant::ChatSession& session, co
                                        [&](const ai::AIStreamEvent& event) { display.show(event, answer); });
   } catch (const core::CancellationError&) {
     throw;
+  } catch (const ai::AIServiceError& error) {
+    // The assistant names the remedy for attachments in its own words.
+    const std::string text = error.code() == ai::AIServiceError::Code::kImagesNotSupported
+                                 ? std::string(AssistantTurnError::text(TurnError::kAttachmentsNotSupported))
+                                 : error.what();
+    display.finish();
+    display.printError(text);
+    throw CliFailure(text);
   } catch (const std::exception& error) {
     display.finish();
     display.printError(error.what());
