@@ -22,7 +22,8 @@ constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";
 // A body with the runs exactly as given, lengths included: the cases that a
 // well-behaved writer never produces.
 // `tail` follows the runs inside the note's field list.
-std::string noteBytes(std::string_view text, const std::vector<std::string>& runs, std::string_view tail = {}) {
+std::string noteBytes(std::string_view text, const std::vector<std::string>& runs,
+                      std::string_view tail = {}) {
   ProtobufWriter note;
   note.bytesField(2, text);
   for (const std::string& run : runs) note.bytesField(5, run);

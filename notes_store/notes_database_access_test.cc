@@ -446,10 +446,6 @@ TEST_F(NotesDatabaseAccessTest, NoteByKeyTablesAndLinks) {
     size_t candidates = 0;
     NotesDatabaseAccess::forEachCandidateBody(c, [&](NotesCandidateBodyRow) { ++candidates; });
     EXPECT_EQ(candidates, 2u);
-
-    // The snapshot the backlinks index takes.
-    NotesDatabaseAccess::executeStatement(c, "BEGIN DEFERRED");
-    NotesDatabaseAccess::executeStatement(c, "COMMIT");
     return 0;
   });
 }
