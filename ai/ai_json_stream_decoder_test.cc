@@ -463,13 +463,6 @@ TEST_F(JSONStreamServiceTest, FailuresEndWithTheServicesOwnMessage) {
     return std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(value));
   };
   const std::vector<Case> cases = {
-      {"a 429 waits its Retry-After, then streams",
-       "openrouter:openrouter/auto",
-       {{429, "Retry-After: 3\r\n", R"({"error":{"message":"slow down"}})"},
-        {200, "", sse({hello, stop, kDone})}},
-       "",
-       2,
-       {seconds(3)}},
       {"google's RetryInfo delay in the body counts like Retry-After",
        "google:gemini-3.5-flash-lite",
        {{429, "",

@@ -165,30 +165,6 @@ TEST_F(CliAppTest, ShowPrintsMarkdownOrDecodedJsonForAnyWayOfNamingTheNote) {
   }
 }
 
-TEST_F(CliAppTest, EveryCommandLeavesTheDatabaseUnchanged) {
-  const std::string library = writeLibrary();
-  const std::string before = readBytes(library);
-  const std::string exportDir = (directory_ / "export").string();
-  const std::vector<std::vector<std::string>> commands = {{"folders"},
-                                                          {"folders", "--json"},
-                                                          {"notes"},
-                                                          {"notes", "--json", "--limit", "1"},
-                                                          {"show", "UUID-OLDER"},
-                                                          {"show", "UUID-OLDER", "--json"},
-                                                          {"search", "milk"},
-                                                          {"backlinks", "UUID-OLDER"},
-                                                          {"toc", "UUID-OLDER"},
-                                                          {"export", exportDir},
-                                                          {"export", exportDir},
-                                                          {"debug", "sql", "note-list"}};
-  for (std::vector<std::string> command : commands) {
-    command.insert(command.begin(), {"--db", library});
-    EXPECT_EQ(run(command).code, 0) << command[2];
-    EXPECT_EQ(readBytes(library), before) << command[2];
-  }
-  EXPECT_TRUE(fs::exists(directory_ / "export" / "iCloud" / "Work" / "Pro › jects" / "Newer 日本.md"));
-}
-
 TEST_F(CliAppTest, SearchRemovesStaleTemporaryFilesOfItsCache) {
   const std::string library = writeLibrary();
   const fs::path cacheFolder = directory_ / "home" / ".local" / "share" / "zephyl";

@@ -148,30 +148,24 @@ TEST_F(TemplateCommandsTest, ReplayShowsStatusesAndActionsInOrder) {
     std::strftime(text, sizeof text, "%Y-%m-%d", std::localtime(&now));
     return std::string(text);
   }();
-  const auto result =
-      replay(std::string(kNotesActivates) + R"({"type":"text","text":"## Plan\n"})"
-                                            "\n"
-                                            R"({"type":"text","text":"[] milk"})"
-                                            "\n"
-                                            "# a comment, then a blank line\n\n"
-                                            R"({"type":"text","text":"/date"})"
-                                            "\n"
-                                            R"({"type":"key","keyCode":36,"characters":"\r","flags":0})"
-                                            "\n");
+  // The order of triggers, panels and commands is AppControllerTest's; here, that the
+  // replay reads comments and blank lines and starts from default settings.
+  const auto result = replay(std::string(kNotesActivates) +
+                             "# a comment, then a blank line\n\n"
+                             R"({"type":"text","text":"/date"})"
+                             "\n"
+                             R"({"type":"key","keyCode":36,"characters":"\r","flags":0})"
+                             "\n");
   ASSERT_EQ(result.code, 0) << result.err;
   const auto output = lines(result.out);
-  ASSERT_EQ(output.size(), 11u) << result.out;
+  ASSERT_EQ(output.size(), 5u) << result.out;
   EXPECT_EQ(output[0], R"({"status":"Apple Notes is active"})");
-  EXPECT_EQ(output[1], R"({"action":"deleteBackward","count":3})");
-  EXPECT_EQ(output[2], R"({"action":"postShortcut","keyCode":4,"flags":1179648})");
-  EXPECT_EQ(output[3], R"({"status":"Applied heading command"})");
-  EXPECT_EQ(output[6], R"({"status":"Applied checklist command"})");
-  EXPECT_EQ(output[7], R"({"status":"Slash command panel opened"})");
-  EXPECT_EQ(output[8], R"({"action":"deleteBackward","count":5})");
+  EXPECT_EQ(output[1], R"({"status":"Slash command panel opened"})");
+  EXPECT_EQ(output[2], R"({"action":"deleteBackward","count":5})");
   // The replay's settings start at their defaults: the user's file is not read.
-  EXPECT_NE(output[9].find(R"({"action":"typeText","text":")"), std::string::npos);
-  EXPECT_EQ(output[9].find(today), std::string::npos) << output[9];
-  EXPECT_EQ(output[10], R"({"status":"Inserted date and time"})");
+  EXPECT_NE(output[3].find(R"({"action":"typeText","text":")"), std::string::npos);
+  EXPECT_EQ(output[3].find(today), std::string::npos) << output[3];
+  EXPECT_EQ(output[4], R"({"status":"Inserted date and time"})");
 
   const auto iso = replay(std::string(kNotesActivates) +
                           R"({"type":"setting","key":"slashCommandDateFormat","value":"isoDate"})"
@@ -250,24 +244,6 @@ TEST_F(TemplateCommandsTest, ReplayRejectsBadLinesNamingThem) {
   const auto missing = run({"debug", "replay", (directory_ / "absent.jsonl").string()});
   EXPECT_EQ(missing.code, 1);
   EXPECT_NE(missing.err.find("Cannot read"), std::string::npos);
-}
-
-TEST_F(TemplateCommandsTest, RealLibrariesListTheirTemplatesFolders) {
-  const fs::path source = fs::path(ZEPHYL_SHARED_TESTDATA) / "apple-notes";
-  if (!fs::exists(source)) GTEST_SKIP() << "no real libraries at " << source;
-  int libraries = 0;
-  for (const auto& entry : fs::directory_iterator(source)) {
-    if (entry.path().extension() != ".sqlite") continue;
-    ++libraries;
-    const fs::path copy = directory_ / entry.path().filename();
-    fs::copy_file(entry.path(), copy);
-    const auto result = run({"--db", copy.string(), "templates", "list", "--json"});
-    ASSERT_EQ(result.code, 0) << result.err;
-    // Neither library has a root "Templates" folder.
-    EXPECT_EQ(nlohmann::json::parse(result.out), nlohmann::json::array());
-    EXPECT_EQ(run({"--db", copy.string(), "slash", "", "--json"}).code, 0);
-  }
-  EXPECT_GT(libraries, 0);
 }
 
 }  // namespace

@@ -21,12 +21,14 @@ constexpr std::string_view kObjectReplacement = "\xEF\xBF\xBC";
 
 // A body with the runs exactly as given, lengths included: the cases that a
 // well-behaved writer never produces.
-std::string noteBytes(std::string_view text, const std::vector<std::string>& runs) {
+// `tail` follows the runs inside the note's field list.
+std::string noteBytes(std::string_view text, const std::vector<std::string>& runs,
+                      std::string_view tail = {}) {
   ProtobufWriter note;
   note.bytesField(2, text);
   for (const std::string& run : runs) note.bytesField(5, run);
   ProtobufWriter document;
-  document.messageField(3, note);
+  document.bytesField(3, std::move(note).take() + std::string(tail));
   ProtobufWriter root;
   root.messageField(2, document);
   return std::move(root).take();
@@ -304,12 +306,38 @@ TEST(DecodeNoteBody, LinkWalkClampsRunsToTheText) {
   }
 }
 
-TEST(DecodeNoteBody, LineStylesKeepEveryRunWithALengthEvenPastTheText) {
-  const std::string body =
-      noteBytes("ab", {runBytes(100), hex("12 00"), runBytes(1, "L", hex("40") + hex(kTenBytes))});
-  const NotesDatabaseParsedNote parsed = decodeNoteBody(body, 1);
-  const std::vector<NotesDatabaseLineStyle> expected = {{100, std::nullopt}, {1, std::nullopt}};
-  EXPECT_EQ(parsed.candidates.at(0).lineStyles, expected);
+TEST(DecodeNoteBody, RunsKeepWhatTheirOwnFieldListHeldButNoneSurviveABrokenNoteList) {
+  const std::string broken = hex("40") + hex(kTenBytes);
+  const std::string attachment = [] {
+    ProtobufWriter info;
+    info.bytesField(1, "ID");
+    ProtobufWriter run;
+    run.varintField(1, 1);
+    run.messageField(12, info);
+    return std::move(run).take();
+  }();
+  const struct {
+    const char* name;
+    std::vector<std::string> runs;
+    std::string tail;  // after the runs, in the note's own field list
+    std::vector<NotesDatabaseLineStyle> lineStyles;
+    std::vector<std::string> attachments;
+  } cases[] = {
+      {"every run with a length, even past the text, and one broken after its length",
+       {runBytes(100), hex("12 00"), runBytes(1, "L", broken), attachment + broken},
+       "",
+       {{100, std::nullopt}, {1, std::nullopt}, {1, std::nullopt}},
+       {"ID"}},
+      {"the note's list breaks off after its runs", {runBytes(1), attachment}, broken, {}, {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    const NotesDatabaseParsedNote parsed = decodeNoteBody(noteBytes("ab", c.runs, c.tail), 1);
+    ASSERT_EQ(parsed.candidates.size(), 1u);
+    EXPECT_EQ(parsed.candidates[0].text, "ab");
+    EXPECT_EQ(parsed.candidates[0].lineStyles, c.lineStyles);
+    EXPECT_EQ(parsed.candidates[0].attachmentIdentifiers, c.attachments);
+  }
 }
 
 TEST(DecodeNoteBody, InvalidTextMakesACandidateWithNothingElse) {

@@ -265,7 +265,7 @@ TEST_F(NotesDatabaseAccessTest, NoteBodiesAreFetchedInChunksOf500) {
   NotesLibraryBuilder builder;
   const int64_t account = builder.addAccount({.name = "iCloud"});
   const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
-  for (int i = 0; i < 1001; ++i) {
+  for (int i = 0; i < 1000; ++i) {
     builder.addNote({.title = "N" + std::to_string(i),
                      .folder = folder,
                      .account7 = account,
@@ -274,28 +274,35 @@ TEST_F(NotesDatabaseAccessTest, NoteBodiesAreFetchedInChunksOf500) {
   }
   const auto path = write(builder);
   read(path, [](NotesDatabaseConnection& c) {
-    auto notes = NotesDatabaseAccess::fetchNoteList(c);
+    // The 999 notes with bodies, then the NULL body and a key without a row: both simply absent.
     std::vector<int64_t> keys;
-    for (const auto& n : notes) keys.push_back(*n.noteDataPK);
-    keys.push_back(999999);  // no such row: simply absent
-
+    int64_t nullBody = 0, last = 0;
+    for (const auto& n : NotesDatabaseAccess::fetchNoteList(c)) {
+      if (n.title == "N7") {
+        nullBody = *n.noteDataPK;
+      } else {
+        keys.push_back(*n.noteDataPK);
+      }
+      if (n.title == "N999") last = *n.noteDataPK;
+    }
+    keys.insert(keys.end(), {nullBody, 999999});
     int statements = 0;
     sqlite3_trace_v2(c.handle(), SQLITE_TRACE_STMT, countBodyStatements, &statements);
-    EXPECT_TRUE(NotesDatabaseAccess::fetchNoteBodies(c, {}).empty());
-    EXPECT_EQ(statements, 0);
-    keys.resize(1001);
-    const auto bodies = NotesDatabaseAccess::fetchNoteBodies(c, keys);
-    EXPECT_EQ(statements, 3);
-    EXPECT_EQ(bodies.size(), 1000u);  // the NULL body is left out
-    for (const auto& n : notes) {
-      if (n.title == "N7") {
-        EXPECT_EQ(bodies.count(*n.noteDataPK), 0u);
-      }
-      if (n.title == "N1000") {
-        EXPECT_EQ(bodies.at(*n.noteDataPK), (NotesBodyBlob{"body1000", false}));
+    // At exactly a chunk and one past it, so that a chunk of any other size shows.
+    const struct {
+      size_t keys, statements, bodies;
+    } cases[] = {{0, 0, 0}, {500, 1, 500}, {501, 2, 501}, {1001, 3, 999}};
+    for (const auto& test : cases) {
+      SCOPED_TRACE(test.keys);
+      statements = 0;
+      const auto bodies = NotesDatabaseAccess::fetchNoteBodies(
+          c, std::vector<int64_t>(keys.begin(), keys.begin() + static_cast<ptrdiff_t>(test.keys)));
+      EXPECT_EQ(statements, static_cast<int>(test.statements));
+      EXPECT_EQ(bodies.size(), test.bodies);
+      if (test.keys == keys.size()) {
+        EXPECT_EQ(bodies.at(last), (NotesBodyBlob{"body999", false}));
       }
     }
-
     std::stop_source stop;
     stop.request_stop();
     EXPECT_THROW(NotesDatabaseAccess::fetchNoteBodies(c, keys, stop.get_token()), core::CancellationError);
@@ -439,10 +446,6 @@ TEST_F(NotesDatabaseAccessTest, NoteByKeyTablesAndLinks) {
     size_t candidates = 0;
     NotesDatabaseAccess::forEachCandidateBody(c, [&](NotesCandidateBodyRow) { ++candidates; });
     EXPECT_EQ(candidates, 2u);
-
-    // The snapshot the backlinks index takes.
-    NotesDatabaseAccess::executeStatement(c, "BEGIN DEFERRED");
-    NotesDatabaseAccess::executeStatement(c, "COMMIT");
     return 0;
   });
 }

@@ -115,18 +115,6 @@ TEST_F(RetryOverLoopbackTest, RateLimitedWithRetryAfterThenServed) {
   EXPECT_EQ(clock_.sleeps(), std::vector<ai::MonotonicClock::Duration>{4s});
 }
 
-TEST_F(RetryOverLoopbackTest, ServiceUnavailableThenServed) {
-  LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int index) {
-    if (index == 0) {
-      connection.write("HTTP/1.1 503 Service Unavailable\r\nContent-Length: 0\r\n\r\n");
-    } else {
-      connection.write("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nok");
-    }
-  });
-  EXPECT_EQ(send(server.url(), true), "ok");
-  EXPECT_EQ(server.requestCount(), 2);
-}
-
 TEST_F(RetryOverLoopbackTest, ConnectionDroppedMidStreamIsNotRetried) {
   LoopbackHTTPServer server([](const LoopbackRequest&, LoopbackConnection& connection, int) {
     connection.write(kChunkedHead);
