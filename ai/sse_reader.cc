@@ -9,73 +9,63 @@ namespace {
 
 bool isBlank(std::string_view line) { return line.find_first_not_of(" \t") == std::string_view::npos; }
 
-std::string joinLines(const std::vector<std::string>& lines) {
-  size_t size = lines.empty() ? 0 : lines.size() - 1;
-  for (const auto& line : lines) size += line.size();
-  std::string joined;
-  joined.reserve(size);
-  for (size_t i = 0; i < lines.size(); ++i) {
-    if (i > 0) joined += '\n';
-    joined += lines[i];
-  }
-  return joined;
-}
-
 }  // namespace
 
 std::vector<SSEEvent> SSEReader::feed(std::string_view bytes) {
   std::vector<SSEEvent> events;
-  pending_.append(bytes);
-  // Only the new bytes are searched: a long line arriving in many chunks is
-  // never rescanned from its start.
-  while (scanned_ < pending_.size()) {
-    const void* found = std::memchr(pending_.data() + scanned_, '\n', pending_.size() - scanned_);
-    if (found == nullptr) {
-      scanned_ = pending_.size();
-      break;
+  size_t at = 0;
+  // Each byte is searched once: a line begun in an earlier chunk is only
+  // extended here until its line feed arrives.
+  while (at < bytes.size()) {
+    const void* found = std::memchr(bytes.data() + at, '\n', bytes.size() - at);
+    if (found == nullptr) break;
+    const size_t end = static_cast<size_t>(static_cast<const char*>(found) - bytes.data());
+    if (pending_.empty()) {
+      takeLine(bytes.substr(at, end - at), events);
+    } else {
+      pending_.append(bytes.substr(at, end - at));
+      takeLine(pending_, events);
+      pending_.clear();
     }
-    const size_t end = static_cast<size_t>(static_cast<const char*>(found) - pending_.data());
-    takeLine(end, events);
-    lineStart_ = end + 1;
-    scanned_ = end + 1;
+    at = end + 1;
   }
-  // What stays is at most the tail of this chunk, so the copy keeps feed linear.
-  if (lineStart_ > 0) {
-    pending_.erase(0, lineStart_);
-    scanned_ -= lineStart_;
-    lineStart_ = 0;
-  }
+  pending_.append(bytes.substr(at));
   return events;
 }
 
-void SSEReader::takeLine(size_t end, std::vector<SSEEvent>& events) {
-  size_t lineEnd = end;
-  if (lineEnd > lineStart_ && pending_[lineEnd - 1] == '\r') --lineEnd;
-  const std::string line =
-      core::replaceInvalidUtf8(std::string_view(pending_).substr(lineStart_, lineEnd - lineStart_));
-  if (auto event = parse(line)) events.push_back(std::move(*event));
+void SSEReader::takeLine(std::string_view line, std::vector<SSEEvent>& events) {
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  std::optional<SSEEvent> event;
+  if (core::isValidUtf8(line)) {
+    event = parse(line);
+  } else {
+    event = parse(core::replaceInvalidUtf8(line));
+  }
+  if (event) events.push_back(std::move(*event));
 }
 
 std::vector<SSEEvent> SSEReader::finish() {
   std::vector<SSEEvent> events;
-  if (lineStart_ < pending_.size()) {
+  if (!pending_.empty()) {
     // No line feed follows, so a carriage return at the end is part of the line.
-    const std::string line = core::replaceInvalidUtf8(std::string_view(pending_).substr(lineStart_));
-    if (auto event = parse(line)) events.push_back(std::move(*event));
+    auto event = parse(core::replaceInvalidUtf8(pending_));
+    if (event) events.push_back(std::move(*event));
   }
   if (auto event = flushData()) events.push_back(std::move(*event));
   pending_.clear();
-  lineStart_ = 0;
-  scanned_ = 0;
   name_.reset();
-  dataLines_.clear();
+  data_.clear();
+  hasData_ = false;
   return events;
 }
 
 std::optional<SSEEvent> SSEReader::flushData() {
-  if (dataLines_.empty()) return std::nullopt;
-  SSEEvent event{name_, joinLines(dataLines_)};
-  dataLines_.clear();
+  if (!hasData_) return std::nullopt;
+  // Every caller drops or replaces the name next, so it moves with the data.
+  SSEEvent event{std::move(name_), std::move(data_)};
+  name_.reset();
+  data_.clear();
+  hasData_ = false;
   return event;
 }
 
@@ -101,7 +91,11 @@ std::optional<SSEEvent> SSEReader::parse(std::string_view line) {
     name_ = std::string(value);
     return event;
   }
-  if (field == "data") dataLines_.emplace_back(value);
+  if (field == "data") {
+    if (hasData_) data_ += '\n';
+    data_.append(value);
+    hasData_ = true;
+  }
   return std::nullopt;
 }
 

@@ -4,6 +4,8 @@
 // Bytes are split only at line feeds, so a UTF-8 character or a CR LF pair split
 // across two chunks is decoded whole. The reader is linear in its input: each
 // byte is scanned for a line feed once, however long the line it belongs to.
+// Lines that lie wholly inside a chunk are read in place; only an unterminated
+// remainder is kept, and each event's data is copied once, into the event.
 #pragma once
 
 #include <cstddef>
@@ -36,14 +38,14 @@ class SSEReader {
   std::optional<SSEEvent> parse(std::string_view line);
 
  private:
-  void takeLine(size_t end, std::vector<SSEEvent>& events);
+  // `line` still holds its carriage return, if any.
+  void takeLine(std::string_view line, std::vector<SSEEvent>& events);
   std::optional<SSEEvent> flushData();
 
-  std::string pending_;   // bytes after the last complete line
-  size_t lineStart_ = 0;  // start of the unfinished line inside pending_
-  size_t scanned_ = 0;    // pending_ before this holds no unhandled line feed
+  std::string pending_;  // the unterminated line after the last line feed
   std::optional<std::string> name_;
-  std::vector<std::string> dataLines_;
+  std::string data_;     // the data lines so far, joined with "\n"
+  bool hasData_ = false;  // a data line was read (it may have been empty)
 };
 
 }  // namespace zephyl::ai

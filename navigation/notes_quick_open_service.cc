@@ -54,10 +54,16 @@ std::optional<std::string> bodyText(std::string_view blob, int64_t noteKey, bool
   overLimit = parsed.overLimit;
   const auto* candidate = parsed.firstWithText();
   if (candidate == nullptr) return std::nullopt;
-  std::string text = *candidate->text;
-  for (size_t at = text.find(kObjectReplacement); at != std::string::npos;
-       at = text.find(kObjectReplacement, at)) {
-    text.replace(at, kObjectReplacement.size(), " ");
+  const std::string_view source = *candidate->text;
+  if (source.find(kObjectReplacement) == std::string_view::npos) return cleanSnippetText(source);
+  std::string text;
+  text.reserve(source.size());
+  for (size_t at = 0;;) {
+    const size_t marker = source.find(kObjectReplacement, at);
+    text.append(source.substr(at, marker - at));
+    if (marker == std::string_view::npos) break;
+    text += ' ';
+    at = marker + kObjectReplacement.size();
   }
   return cleanSnippetText(text);
 }
