@@ -7,6 +7,7 @@
 #include <future>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "core/logger.h"
 #include "navigation/notes_quick_open_error.h"
@@ -175,6 +176,7 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     foldedFolderPaths.push_back(folder_.fold(joinPath(folder.pathComponents)));
     next.folders.push_back(std::move(folder));
   }
+  next.notes.reserve(noteRows.size());
   for (auto& row : noteRows) {
     QuickOpenNote note;
     note.noteURLIdentifier = std::move(row.id);
@@ -196,26 +198,42 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     note.modifiedAt = row.modifiedAt;
     next.notes.push_back(std::move(note));
   }
+  // The rows' strings were moved out; their array goes before more is allocated.
+  std::vector<notes_store::NotesNoteRow>().swap(noteRows);
   {
     // Sorting positions and moving each note once is cheaper than letting the
-    // sort shuffle 100,000 notes of eight strings each.
+    // sort shuffle 100,000 notes of eight strings each; the moves follow the
+    // permutation's cycles in place, so that no second array of notes is needed.
     std::vector<size_t> order(next.notes.size());
     for (size_t i = 0; i < order.size(); ++i) order[i] = i;
     std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
       return quickOpenNoteComesBefore(next.notes[a], next.notes[b]);
     });
-    std::vector<QuickOpenNote> sorted;
-    sorted.reserve(order.size());
-    for (const size_t i : order) sorted.push_back(std::move(next.notes[i]));
-    next.notes = std::move(sorted);
+    for (size_t start = 0; start < order.size(); ++start) {
+      if (order[start] == start) continue;
+      QuickOpenNote held = std::move(next.notes[start]);
+      size_t at = start;
+      while (order[at] != start) {
+        next.notes[at] = std::move(next.notes[order[at]]);
+        at = std::exchange(order[at], at);
+      }
+      next.notes[at] = std::move(held);
+      order[at] = at;
+    }
   }
 
+  // Notes share their folder's folded path; a note whose folder is past the
+  // folder tree's cap gets one of its own after the tree's.
   std::vector<SearchableNote> searchable(next.notes.size());
   for (size_t i = 0; i < next.notes.size(); ++i) {
     searchable[i].title = folder_.fold(next.notes[i].title);
     const auto it = folderIndex.find(next.notes[i].folderID);
-    searchable[i].folderPath =
-        it != folderIndex.end() ? foldedFolderPaths[it->second] : folder_.fold(next.notes[i].folderPath);
+    if (it != folderIndex.end()) {
+      searchable[i].folderPath = it->second;
+    } else {
+      searchable[i].folderPath = foldedFolderPaths.size();
+      foldedFolderPaths.push_back(folder_.fold(next.notes[i].folderPath));
+    }
   }
   std::vector<std::string> folderTitles;
   folderTitles.reserve(next.folders.size());
@@ -226,6 +244,7 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
 
   snapshot_ = std::move(next);
   searchable_ = std::move(searchable);
+  foldedFolderPaths_ = std::move(foldedFolderPaths);
   foldedFolderTitles_ = std::move(folderTitles);
   storeUUID_ = storeUUID;
   kLog.debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
@@ -367,12 +386,14 @@ std::vector<QuickOpenSearchResult> NotesQuickOpenService::search(std::string_vie
   }
 
   const std::string folded = folder_.fold(trimmed);
+  std::vector<bool> pathMatches(foldedFolderPaths_.size());
+  for (size_t i = 0; i < foldedFolderPaths_.size(); ++i) pathMatches[i] = contains(foldedFolderPaths_[i], folded);
   std::vector<size_t> byKind[3];
   for (size_t i = 0; i < noteCount; ++i) {
     const SearchableNote& note = searchable_[i];
     if (contains(note.title, folded)) {
       byKind[0].push_back(i);
-    } else if (contains(note.folderPath, folded)) {
+    } else if (pathMatches[note.folderPath]) {
       byKind[1].push_back(i);
     } else if (note.text != nullptr && contains(note.text->foldedText, folded)) {
       byKind[2].push_back(i);
