@@ -1,5 +1,6 @@
 #include "ai/sse_reader.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "core/utf8.h"
@@ -13,6 +14,9 @@ bool isBlank(std::string_view line) { return line.find_first_not_of(" \t") == st
 
 std::vector<SSEEvent> SSEReader::feed(std::string_view bytes) {
   std::vector<SSEEvent> events;
+  // Streamed events rarely take fewer than 64 bytes ("data: {...}" and a blank
+  // line): room for as many spares the vector's regrowth for small events.
+  events.reserve(std::min<size_t>(bytes.size() / 64, 1024));
   size_t at = 0;
   // Each byte is searched once: a line begun in an earlier chunk is only
   // extended here until its line feed arrives.
@@ -35,47 +39,42 @@ std::vector<SSEEvent> SSEReader::feed(std::string_view bytes) {
 
 void SSEReader::takeLine(std::string_view line, std::vector<SSEEvent>& events) {
   if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-  std::optional<SSEEvent> event;
-  if (core::isValidUtf8(line)) {
-    event = parse(line);
-  } else {
-    event = parse(core::replaceInvalidUtf8(line));
-  }
-  if (event) events.push_back(std::move(*event));
+  takeField(line, events);
 }
 
 std::vector<SSEEvent> SSEReader::finish() {
   std::vector<SSEEvent> events;
-  if (!pending_.empty()) {
-    // No line feed follows, so a carriage return at the end is part of the line.
-    auto event = parse(core::replaceInvalidUtf8(pending_));
-    if (event) events.push_back(std::move(*event));
-  }
-  if (auto event = flushData()) events.push_back(std::move(*event));
+  // No line feed follows, so a carriage return at the end is part of the line.
+  if (!pending_.empty()) takeField(pending_, events);
+  flushData(events);
   pending_.clear();
   name_.reset();
-  data_.clear();
-  hasData_ = false;
   return events;
 }
 
-std::optional<SSEEvent> SSEReader::flushData() {
-  if (!hasData_) return std::nullopt;
+void SSEReader::flushData(std::vector<SSEEvent>& events) {
+  if (!hasData_) return;
   // Every caller drops or replaces the name next, so it moves with the data.
-  SSEEvent event{std::move(name_), std::move(data_)};
+  events.push_back(SSEEvent{std::move(name_), std::move(data_)});
   name_.reset();
   data_.clear();
   hasData_ = false;
-  return event;
 }
 
 std::optional<SSEEvent> SSEReader::parse(std::string_view line) {
-  if (isBlank(line)) {
-    auto event = flushData();
+  std::vector<SSEEvent> events;
+  takeField(line, events);
+  if (events.empty()) return std::nullopt;
+  return std::move(events.front());
+}
+
+void SSEReader::takeField(std::string_view line, std::vector<SSEEvent>& events) {
+  if ((line.empty() || line.front() == ' ' || line.front() == '\t') && isBlank(line)) {
+    flushData(events);
     name_.reset();
-    return event;
+    return;
   }
-  if (line.front() == ':') return std::nullopt;
+  if (line.front() == ':') return;
 
   const size_t colon = line.find(':');
   const std::string_view field = line.substr(0, colon);
@@ -85,18 +84,24 @@ std::optional<SSEEvent> SSEReader::parse(std::string_view line) {
     if (!value.empty() && value.front() == ' ') value.remove_prefix(1);
   }
 
+  // Only the values kept are checked for ill-formed UTF-8: repairing the rest of
+  // the line could not change what it means, since a repair never touches an
+  // ASCII byte such as the colon.
   if (field == "event") {
     // A new name ends the event being built even without a blank line before it.
-    auto event = flushData();
-    name_ = std::string(value);
-    return event;
+    flushData(events);
+    name_ = core::isValidUtf8(value) ? std::string(value) : core::replaceInvalidUtf8(value);
+    return;
   }
   if (field == "data") {
     if (hasData_) data_ += '\n';
-    data_.append(value);
+    if (core::isValidUtf8(value)) {
+      data_.append(value);
+    } else {
+      data_ += core::replaceInvalidUtf8(value);
+    }
     hasData_ = true;
   }
-  return std::nullopt;
 }
 
 }  // namespace zephyl::ai

@@ -33,14 +33,17 @@ class SSEReader {
   // The reader is empty afterwards and may read a new body.
   std::vector<SSEEvent> finish();
 
-  // The line step on one decoded line without its line feed; also usable on its
-  // own. Returns the event the line completes, if any.
+  // The line step on one line without its line feed; also usable on its own.
+  // Ill-formed UTF-8 in a kept value reads as U+FFFD. Returns the event the
+  // line completes, if any.
   std::optional<SSEEvent> parse(std::string_view line);
 
  private:
   // `line` still holds its carriage return, if any.
   void takeLine(std::string_view line, std::vector<SSEEvent>& events);
-  std::optional<SSEEvent> flushData();
+  // The line step; a completed event goes straight into `events`.
+  void takeField(std::string_view line, std::vector<SSEEvent>& events);
+  void flushData(std::vector<SSEEvent>& events);
 
   std::string pending_;  // the unterminated line after the last line feed
   std::optional<std::string> name_;
