@@ -291,22 +291,49 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
   size_t storedCount = 0;
   if (!bodyKeys.empty()) {
     const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, bodyKeys, stop);
+    std::vector<std::pair<size_t, const notes_store::NotesBodyBlob*>> work;  // note index, body
+    work.reserve(bodies.size());
     for (const auto& [dataKey, blob] : bodies) {
-      const auto it = noteOfBody.find(dataKey);
-      if (it == noteOfBody.end()) continue;
-      const QuickOpenNote& note = snapshot_.notes[it->second];
-      bool tooLarge = blob.overLimit;
-      auto text = tooLarge ? std::nullopt : bodyText(blob.bytes, note.noteKey, tooLarge);
-      if (tooLarge) {
-        // Not cached as its preview either: each update says again that it was skipped.
-        overLimit.insert(it->second);
-        overLimitNoteKeys_.push_back(note.noteKey);
+      if (const auto it = noteOfBody.find(dataKey); it != noteOfBody.end()) work.emplace_back(it->second, &blob);
+    }
+    // Decoding, cleaning and folding a body does not depend on any other, so two
+    // threads share it; batches keep few texts waiting to be stored.
+    struct Prepared {
+      std::optional<std::string> text;
+      std::string folded;
+      bool tooLarge = false;
+    };
+    constexpr size_t kBatch = 4096;
+    std::vector<Prepared> prepared(std::min(kBatch, work.size()));
+    const auto prepare = [&](size_t begin, size_t from, size_t to) {
+      for (size_t i = from; i < to; ++i) {
+        Prepared& item = prepared[i - begin];
+        item.tooLarge = work[i].second->overLimit;
+        item.text = item.tooLarge ? std::nullopt
+                                  : bodyText(work[i].second->bytes, snapshot_.notes[work[i].first].noteKey,
+                                             item.tooLarge);
+        item.folded = item.text ? folder_.fold(*item.text) : std::string();
       }
-      if (!text) continue;
-      ++decodedBodyCount_;
-      std::string folded = folder_.fold(*text);
-      cache_.store(note.noteKey, {*note.modifiedAt, *text, folded, true});
-      ++storedCount;
+    };
+    for (size_t begin = 0; begin < work.size(); begin += kBatch) {
+      const size_t end = std::min(work.size(), begin + kBatch);
+      const size_t middle = begin + (end - begin) / 2;
+      auto helper = std::async(std::launch::async, prepare, begin, middle, end);
+      prepare(begin, begin, middle);
+      helper.get();
+      for (size_t i = begin; i < end; ++i) {
+        const Prepared& item = prepared[i - begin];
+        const QuickOpenNote& note = snapshot_.notes[work[i].first];
+        if (item.tooLarge) {
+          // Not cached as its preview either: each update says again that it was skipped.
+          overLimit.insert(work[i].first);
+          overLimitNoteKeys_.push_back(note.noteKey);
+        }
+        if (!item.text) continue;
+        ++decodedBodyCount_;
+        cache_.store(note.noteKey, {*note.modifiedAt, *item.text, item.folded, true});
+        ++storedCount;
+      }
     }
   }
   // Whatever is still missing (locked, no body, an unreadable body) is searched by
