@@ -225,8 +225,11 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   // Notes share their folder's folded path; a note whose folder is past the
   // folder tree's cap gets one of its own after the tree's.
   std::vector<SearchableNote> searchable(next.notes.size());
+  // Folded titles back to back: one block, not a string of its own for each note.
+  std::string foldedTitles;
   for (size_t i = 0; i < next.notes.size(); ++i) {
-    searchable[i].title = folder_.fold(next.notes[i].title);
+    foldedTitles += folder_.fold(next.notes[i].title);
+    searchable[i].titleEnd = foldedTitles.size();
     const auto it = folderIndex.find(next.notes[i].folderID);
     if (it != folderIndex.end()) {
       searchable[i].folderPath = it->second;
@@ -243,7 +246,9 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   }
 
   snapshot_ = std::move(next);
+  foldedTitles.shrink_to_fit();
   searchable_ = std::move(searchable);
+  foldedTitles_ = std::move(foldedTitles);
   foldedFolderPaths_ = std::move(foldedFolderPaths);
   foldedFolderTitles_ = std::move(folderTitles);
   storeUUID_ = storeUUID;
@@ -418,7 +423,8 @@ std::vector<QuickOpenSearchResult> NotesQuickOpenService::search(std::string_vie
   std::vector<size_t> byKind[3];
   for (size_t i = 0; i < noteCount; ++i) {
     const SearchableNote& note = searchable_[i];
-    if (contains(note.title, folded)) {
+    const size_t titleStart = i == 0 ? 0 : searchable_[i - 1].titleEnd;
+    if (contains(std::string_view(foldedTitles_).substr(titleStart, note.titleEnd - titleStart), folded)) {
       byKind[0].push_back(i);
     } else if (pathMatches[note.folderPath]) {
       byKind[1].push_back(i);
