@@ -47,7 +47,7 @@ class SSEReader {
 
   std::string pending_;  // the unterminated line after the last line feed
   std::optional<std::string> name_;
-  std::string data_;     // the data lines so far, joined with "\n"
+  std::string data_;      // the data lines so far, joined with "\n"
   bool hasData_ = false;  // a data line was read (it may have been empty)
 };
 

@@ -87,7 +87,9 @@ void BM_SSESmallEventsFloor(benchmark::State& state) {
 BENCHMARK(BM_SSESmallEvents)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SSESmallEventsFloor)->Unit(benchmark::kMillisecond);
 
-void BM_SSEOneHugeEvent(benchmark::State& state) { readInChunks<zephyl::ai::SSEReader>(state, hugeEventBody()); }
+void BM_SSEOneHugeEvent(benchmark::State& state) {
+  readInChunks<zephyl::ai::SSEReader>(state, hugeEventBody());
+}
 void BM_SSEOneHugeEventFloor(benchmark::State& state) { readInChunks<LineSplitter>(state, hugeEventBody()); }
 BENCHMARK(BM_SSEOneHugeEvent)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_SSEOneHugeEventFloor)->Unit(benchmark::kMillisecond);

@@ -299,7 +299,8 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
     std::vector<std::pair<size_t, const notes_store::NotesBodyBlob*>> work;  // note index, body
     work.reserve(bodies.size());
     for (const auto& [dataKey, blob] : bodies) {
-      if (const auto it = noteOfBody.find(dataKey); it != noteOfBody.end()) work.emplace_back(it->second, &blob);
+      if (const auto it = noteOfBody.find(dataKey); it != noteOfBody.end())
+        work.emplace_back(it->second, &blob);
     }
     // Decoding, cleaning and folding a body does not depend on any other, so two
     // threads share it; batches keep few texts waiting to be stored.
@@ -419,7 +420,8 @@ std::vector<QuickOpenSearchResult> NotesQuickOpenService::search(std::string_vie
 
   const std::string folded = folder_.fold(trimmed);
   std::vector<bool> pathMatches(foldedFolderPaths_.size());
-  for (size_t i = 0; i < foldedFolderPaths_.size(); ++i) pathMatches[i] = contains(foldedFolderPaths_[i], folded);
+  for (size_t i = 0; i < foldedFolderPaths_.size(); ++i)
+    pathMatches[i] = contains(foldedFolderPaths_[i], folded);
   std::vector<size_t> byKind[3];
   for (size_t i = 0; i < noteCount; ++i) {
     const SearchableNote& note = searchable_[i];
