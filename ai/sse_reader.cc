@@ -1,5 +1,6 @@
 #include "ai/sse_reader.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "core/utf8.h"
@@ -9,83 +10,71 @@ namespace {
 
 bool isBlank(std::string_view line) { return line.find_first_not_of(" \t") == std::string_view::npos; }
 
-std::string joinLines(const std::vector<std::string>& lines) {
-  size_t size = lines.empty() ? 0 : lines.size() - 1;
-  for (const auto& line : lines) size += line.size();
-  std::string joined;
-  joined.reserve(size);
-  for (size_t i = 0; i < lines.size(); ++i) {
-    if (i > 0) joined += '\n';
-    joined += lines[i];
-  }
-  return joined;
-}
-
 }  // namespace
 
 std::vector<SSEEvent> SSEReader::feed(std::string_view bytes) {
   std::vector<SSEEvent> events;
-  pending_.append(bytes);
-  // Only the new bytes are searched: a long line arriving in many chunks is
-  // never rescanned from its start.
-  while (scanned_ < pending_.size()) {
-    const void* found = std::memchr(pending_.data() + scanned_, '\n', pending_.size() - scanned_);
-    if (found == nullptr) {
-      scanned_ = pending_.size();
-      break;
+  // Streamed events rarely take fewer than 64 bytes ("data: {...}" and a blank
+  // line): room for as many spares the vector's regrowth for small events.
+  events.reserve(std::min<size_t>(bytes.size() / 64, 1024));
+  size_t at = 0;
+  // Each byte is searched once: a line begun in an earlier chunk is only
+  // extended here until its line feed arrives.
+  while (at < bytes.size()) {
+    const void* found = std::memchr(bytes.data() + at, '\n', bytes.size() - at);
+    if (found == nullptr) break;
+    const size_t end = static_cast<size_t>(static_cast<const char*>(found) - bytes.data());
+    if (pending_.empty()) {
+      takeLine(bytes.substr(at, end - at), events);
+    } else {
+      pending_.append(bytes.substr(at, end - at));
+      takeLine(pending_, events);
+      pending_.clear();
     }
-    const size_t end = static_cast<size_t>(static_cast<const char*>(found) - pending_.data());
-    takeLine(end, events);
-    lineStart_ = end + 1;
-    scanned_ = end + 1;
+    at = end + 1;
   }
-  // What stays is at most the tail of this chunk, so the copy keeps feed linear.
-  if (lineStart_ > 0) {
-    pending_.erase(0, lineStart_);
-    scanned_ -= lineStart_;
-    lineStart_ = 0;
-  }
+  pending_.append(bytes.substr(at));
   return events;
 }
 
-void SSEReader::takeLine(size_t end, std::vector<SSEEvent>& events) {
-  size_t lineEnd = end;
-  if (lineEnd > lineStart_ && pending_[lineEnd - 1] == '\r') --lineEnd;
-  const std::string line =
-      core::replaceInvalidUtf8(std::string_view(pending_).substr(lineStart_, lineEnd - lineStart_));
-  if (auto event = parse(line)) events.push_back(std::move(*event));
+void SSEReader::takeLine(std::string_view line, std::vector<SSEEvent>& events) {
+  if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
+  takeField(line, events);
 }
 
 std::vector<SSEEvent> SSEReader::finish() {
   std::vector<SSEEvent> events;
-  if (lineStart_ < pending_.size()) {
-    // No line feed follows, so a carriage return at the end is part of the line.
-    const std::string line = core::replaceInvalidUtf8(std::string_view(pending_).substr(lineStart_));
-    if (auto event = parse(line)) events.push_back(std::move(*event));
-  }
-  if (auto event = flushData()) events.push_back(std::move(*event));
+  // No line feed follows, so a carriage return at the end is part of the line.
+  if (!pending_.empty()) takeField(pending_, events);
+  flushData(events);
   pending_.clear();
-  lineStart_ = 0;
-  scanned_ = 0;
   name_.reset();
-  dataLines_.clear();
   return events;
 }
 
-std::optional<SSEEvent> SSEReader::flushData() {
-  if (dataLines_.empty()) return std::nullopt;
-  SSEEvent event{name_, joinLines(dataLines_)};
-  dataLines_.clear();
-  return event;
+void SSEReader::flushData(std::vector<SSEEvent>& events) {
+  if (!hasData_) return;
+  // Every caller drops or replaces the name next, so it moves with the data.
+  events.push_back(SSEEvent{std::move(name_), std::move(data_)});
+  name_.reset();
+  data_.clear();
+  hasData_ = false;
 }
 
 std::optional<SSEEvent> SSEReader::parse(std::string_view line) {
-  if (isBlank(line)) {
-    auto event = flushData();
+  std::vector<SSEEvent> events;
+  takeField(line, events);
+  if (events.empty()) return std::nullopt;
+  return std::move(events.front());
+}
+
+void SSEReader::takeField(std::string_view line, std::vector<SSEEvent>& events) {
+  if ((line.empty() || line.front() == ' ' || line.front() == '\t') && isBlank(line)) {
+    flushData(events);
     name_.reset();
-    return event;
+    return;
   }
-  if (line.front() == ':') return std::nullopt;
+  if (line.front() == ':') return;
 
   const size_t colon = line.find(':');
   const std::string_view field = line.substr(0, colon);
@@ -95,14 +84,24 @@ std::optional<SSEEvent> SSEReader::parse(std::string_view line) {
     if (!value.empty() && value.front() == ' ') value.remove_prefix(1);
   }
 
+  // Only the values kept are checked for ill-formed UTF-8: repairing the rest of
+  // the line could not change what it means, since a repair never touches an
+  // ASCII byte such as the colon.
   if (field == "event") {
     // A new name ends the event being built even without a blank line before it.
-    auto event = flushData();
-    name_ = std::string(value);
-    return event;
+    flushData(events);
+    name_ = core::isValidUtf8(value) ? std::string(value) : core::replaceInvalidUtf8(value);
+    return;
   }
-  if (field == "data") dataLines_.emplace_back(value);
-  return std::nullopt;
+  if (field == "data") {
+    if (hasData_) data_ += '\n';
+    if (core::isValidUtf8(value)) {
+      data_.append(value);
+    } else {
+      data_ += core::replaceInvalidUtf8(value);
+    }
+    hasData_ = true;
+  }
 }
 
 }  // namespace zephyl::ai

@@ -4,6 +4,8 @@
 // Bytes are split only at line feeds, so a UTF-8 character or a CR LF pair split
 // across two chunks is decoded whole. The reader is linear in its input: each
 // byte is scanned for a line feed once, however long the line it belongs to.
+// Lines that lie wholly inside a chunk are read in place; only an unterminated
+// remainder is kept, and each event's data is copied once, into the event.
 #pragma once
 
 #include <cstddef>
@@ -31,19 +33,22 @@ class SSEReader {
   // The reader is empty afterwards and may read a new body.
   std::vector<SSEEvent> finish();
 
-  // The line step on one decoded line without its line feed; also usable on its
-  // own. Returns the event the line completes, if any.
+  // The line step on one line without its line feed; also usable on its own.
+  // Ill-formed UTF-8 in a kept value reads as U+FFFD. Returns the event the
+  // line completes, if any.
   std::optional<SSEEvent> parse(std::string_view line);
 
  private:
-  void takeLine(size_t end, std::vector<SSEEvent>& events);
-  std::optional<SSEEvent> flushData();
+  // `line` still holds its carriage return, if any.
+  void takeLine(std::string_view line, std::vector<SSEEvent>& events);
+  // The line step; a completed event goes straight into `events`.
+  void takeField(std::string_view line, std::vector<SSEEvent>& events);
+  void flushData(std::vector<SSEEvent>& events);
 
-  std::string pending_;   // bytes after the last complete line
-  size_t lineStart_ = 0;  // start of the unfinished line inside pending_
-  size_t scanned_ = 0;    // pending_ before this holds no unhandled line feed
+  std::string pending_;  // the unterminated line after the last line feed
   std::optional<std::string> name_;
-  std::vector<std::string> dataLines_;
+  std::string data_;      // the data lines so far, joined with "\n"
+  bool hasData_ = false;  // a data line was read (it may have been empty)
 };
 
 }  // namespace zephyl::ai

@@ -57,6 +57,9 @@ TEST(SSEReader, BodiesGiveTheirEventsWhateverTheChunking) {
        "b\xE2\x82\n\n",
        {unnamed("a\xEF\xBF\xBD"
                 "b\xEF\xBF\xBD")}},
+      {"invalid bytes in a name are replaced, in a comment ignored",
+       ": \xFF\nevent: \xC3\ndata: x\n\n",
+       {named("\xEF\xBF\xBD", "x")}},
       {"empty body", "", {}},
   };
   for (const auto& c : cases) {

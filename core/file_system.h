@@ -2,9 +2,12 @@
 // tested on an in-memory file system and never touches the disk by accident.
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "core/file_view.h"
 
 namespace zephyl::core {
 
@@ -30,6 +33,16 @@ class FileSystem {
   // The whole file, or nullopt when it does not exist. Throws FileSystemError
   // when it exists but cannot be read.
   virtual std::optional<std::string> readFile(const std::string& path) = 0;
+
+  // The whole file as a read-only view, or null when it does not exist; throws
+  // FileSystemError as readFile does. The view stays as it was read even when
+  // the file is replaced afterwards (files here are replaced by rename, never
+  // rewritten in place). By default the file is read into memory.
+  virtual std::shared_ptr<const FileView> viewFile(const std::string& path) {
+    auto contents = readFile(path);
+    if (!contents) return nullptr;
+    return std::make_shared<const StringFileView>(std::move(*contents));
+  }
 
   // Replaces the file in one step (a temporary file in the same folder, then a
   // rename), creating missing parent folders: a crash never leaves half a file.

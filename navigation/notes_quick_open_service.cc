@@ -7,6 +7,7 @@
 #include <future>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "core/logger.h"
 #include "navigation/notes_quick_open_error.h"
@@ -54,10 +55,16 @@ std::optional<std::string> bodyText(std::string_view blob, int64_t noteKey, bool
   overLimit = parsed.overLimit;
   const auto* candidate = parsed.firstWithText();
   if (candidate == nullptr) return std::nullopt;
-  std::string text = *candidate->text;
-  for (size_t at = text.find(kObjectReplacement); at != std::string::npos;
-       at = text.find(kObjectReplacement, at)) {
-    text.replace(at, kObjectReplacement.size(), " ");
+  const std::string_view source = *candidate->text;
+  if (source.find(kObjectReplacement) == std::string_view::npos) return cleanSnippetText(source);
+  std::string text;
+  text.reserve(source.size());
+  for (size_t at = 0;;) {
+    const size_t marker = source.find(kObjectReplacement, at);
+    text.append(source.substr(at, marker - at));
+    if (marker == std::string_view::npos) break;
+    text += ' ';
+    at = marker + kObjectReplacement.size();
   }
   return cleanSnippetText(text);
 }
@@ -169,6 +176,7 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     foldedFolderPaths.push_back(folder_.fold(joinPath(folder.pathComponents)));
     next.folders.push_back(std::move(folder));
   }
+  next.notes.reserve(noteRows.size());
   for (auto& row : noteRows) {
     QuickOpenNote note;
     note.noteURLIdentifier = std::move(row.id);
@@ -190,26 +198,45 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     note.modifiedAt = row.modifiedAt;
     next.notes.push_back(std::move(note));
   }
+  // The rows' strings were moved out; their array goes before more is allocated.
+  std::vector<notes_store::NotesNoteRow>().swap(noteRows);
   {
     // Sorting positions and moving each note once is cheaper than letting the
-    // sort shuffle 100,000 notes of eight strings each.
+    // sort shuffle 100,000 notes of eight strings each; the moves follow the
+    // permutation's cycles in place, so that no second array of notes is needed.
     std::vector<size_t> order(next.notes.size());
     for (size_t i = 0; i < order.size(); ++i) order[i] = i;
     std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
       return quickOpenNoteComesBefore(next.notes[a], next.notes[b]);
     });
-    std::vector<QuickOpenNote> sorted;
-    sorted.reserve(order.size());
-    for (const size_t i : order) sorted.push_back(std::move(next.notes[i]));
-    next.notes = std::move(sorted);
+    for (size_t start = 0; start < order.size(); ++start) {
+      if (order[start] == start) continue;
+      QuickOpenNote held = std::move(next.notes[start]);
+      size_t at = start;
+      while (order[at] != start) {
+        next.notes[at] = std::move(next.notes[order[at]]);
+        at = std::exchange(order[at], at);
+      }
+      next.notes[at] = std::move(held);
+      order[at] = at;
+    }
   }
 
+  // Notes share their folder's folded path; a note whose folder is past the
+  // folder tree's cap gets one of its own after the tree's.
   std::vector<SearchableNote> searchable(next.notes.size());
+  // Folded titles back to back: one block, not a string of its own for each note.
+  std::string foldedTitles;
   for (size_t i = 0; i < next.notes.size(); ++i) {
-    searchable[i].title = folder_.fold(next.notes[i].title);
+    foldedTitles += folder_.fold(next.notes[i].title);
+    searchable[i].titleEnd = foldedTitles.size();
     const auto it = folderIndex.find(next.notes[i].folderID);
-    searchable[i].folderPath =
-        it != folderIndex.end() ? foldedFolderPaths[it->second] : folder_.fold(next.notes[i].folderPath);
+    if (it != folderIndex.end()) {
+      searchable[i].folderPath = it->second;
+    } else {
+      searchable[i].folderPath = foldedFolderPaths.size();
+      foldedFolderPaths.push_back(folder_.fold(next.notes[i].folderPath));
+    }
   }
   std::vector<std::string> folderTitles;
   folderTitles.reserve(next.folders.size());
@@ -219,7 +246,10 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   }
 
   snapshot_ = std::move(next);
+  foldedTitles.shrink_to_fit();
   searchable_ = std::move(searchable);
+  foldedTitles_ = std::move(foldedTitles);
+  foldedFolderPaths_ = std::move(foldedFolderPaths);
   foldedFolderTitles_ = std::move(folderTitles);
   storeUUID_ = storeUUID;
   kLog.debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
@@ -266,22 +296,50 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
   size_t storedCount = 0;
   if (!bodyKeys.empty()) {
     const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, bodyKeys, stop);
+    std::vector<std::pair<size_t, const notes_store::NotesBodyBlob*>> work;  // note index, body
+    work.reserve(bodies.size());
     for (const auto& [dataKey, blob] : bodies) {
-      const auto it = noteOfBody.find(dataKey);
-      if (it == noteOfBody.end()) continue;
-      const QuickOpenNote& note = snapshot_.notes[it->second];
-      bool tooLarge = blob.overLimit;
-      auto text = tooLarge ? std::nullopt : bodyText(blob.bytes, note.noteKey, tooLarge);
-      if (tooLarge) {
-        // Not cached as its preview either: each update says again that it was skipped.
-        overLimit.insert(it->second);
-        overLimitNoteKeys_.push_back(note.noteKey);
+      if (const auto it = noteOfBody.find(dataKey); it != noteOfBody.end())
+        work.emplace_back(it->second, &blob);
+    }
+    // Decoding, cleaning and folding a body does not depend on any other, so two
+    // threads share it; batches keep few texts waiting to be stored.
+    struct Prepared {
+      std::optional<std::string> text;
+      std::string folded;
+      bool tooLarge = false;
+    };
+    constexpr size_t kBatch = 4096;
+    std::vector<Prepared> prepared(std::min(kBatch, work.size()));
+    const auto prepare = [&](size_t begin, size_t from, size_t to) {
+      for (size_t i = from; i < to; ++i) {
+        Prepared& item = prepared[i - begin];
+        item.tooLarge = work[i].second->overLimit;
+        item.text = item.tooLarge ? std::nullopt
+                                  : bodyText(work[i].second->bytes, snapshot_.notes[work[i].first].noteKey,
+                                             item.tooLarge);
+        item.folded = item.text ? folder_.fold(*item.text) : std::string();
       }
-      if (!text) continue;
-      ++decodedBodyCount_;
-      std::string folded = folder_.fold(*text);
-      cache_.store(note.noteKey, {*note.modifiedAt, *text, folded, true});
-      ++storedCount;
+    };
+    for (size_t begin = 0; begin < work.size(); begin += kBatch) {
+      const size_t end = std::min(work.size(), begin + kBatch);
+      const size_t middle = begin + (end - begin) / 2;
+      auto helper = std::async(std::launch::async, prepare, begin, middle, end);
+      prepare(begin, begin, middle);
+      helper.get();
+      for (size_t i = begin; i < end; ++i) {
+        const Prepared& item = prepared[i - begin];
+        const QuickOpenNote& note = snapshot_.notes[work[i].first];
+        if (item.tooLarge) {
+          // Not cached as its preview either: each update says again that it was skipped.
+          overLimit.insert(work[i].first);
+          overLimitNoteKeys_.push_back(note.noteKey);
+        }
+        if (!item.text) continue;
+        ++decodedBodyCount_;
+        cache_.store(note.noteKey, {*note.modifiedAt, *item.text, item.folded, true});
+        ++storedCount;
+      }
     }
   }
   // Whatever is still missing (locked, no body, an unreadable body) is searched by
@@ -361,12 +419,16 @@ std::vector<QuickOpenSearchResult> NotesQuickOpenService::search(std::string_vie
   }
 
   const std::string folded = folder_.fold(trimmed);
+  std::vector<bool> pathMatches(foldedFolderPaths_.size());
+  for (size_t i = 0; i < foldedFolderPaths_.size(); ++i)
+    pathMatches[i] = contains(foldedFolderPaths_[i], folded);
   std::vector<size_t> byKind[3];
   for (size_t i = 0; i < noteCount; ++i) {
     const SearchableNote& note = searchable_[i];
-    if (contains(note.title, folded)) {
+    const size_t titleStart = i == 0 ? 0 : searchable_[i - 1].titleEnd;
+    if (contains(std::string_view(foldedTitles_).substr(titleStart, note.titleEnd - titleStart), folded)) {
       byKind[0].push_back(i);
-    } else if (contains(note.folderPath, folded)) {
+    } else if (pathMatches[note.folderPath]) {
       byKind[1].push_back(i);
     } else if (note.text != nullptr && contains(note.text->foldedText, folded)) {
       byKind[2].push_back(i);

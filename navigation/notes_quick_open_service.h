@@ -79,8 +79,8 @@ class NotesQuickOpenService {
  private:
   // Folded fields of snapshot_.notes[i] and the cached text, kept beside the snapshot.
   struct SearchableNote {
-    std::string title;
-    std::string folderPath;
+    size_t titleEnd = 0;    // in foldedTitles_, where the previous note's title ends this one starts
+    size_t folderPath = 0;  // index into foldedFolderPaths_
     const QuickOpenSearchTextCacheEntry* text = nullptr;  // owned by cache_
   };
 
@@ -99,6 +99,8 @@ class NotesQuickOpenService {
 
   QuickOpenSnapshot snapshot_;
   std::vector<SearchableNote> searchable_;       // parallel to snapshot_.notes
+  std::string foldedTitles_;                     // the notes' folded titles, back to back
+  std::vector<std::string> foldedFolderPaths_;   // by folder index, then unlisted folders
   std::vector<std::string> foldedFolderTitles_;  // parallel to snapshot_.folders
   std::string storeUUID_;
   std::string loadedCacheStore_;  // the store whose cache file was read ("-" for none named)

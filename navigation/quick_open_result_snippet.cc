@@ -13,6 +13,9 @@ namespace {
 // through carriage return, U+0085, U+2028 and U+2029.
 bool isBlank(char32_t c) { return u_isUWhiteSpace(static_cast<UChar32>(c)) != 0; }
 
+// The ASCII part of White_Space: tab through carriage return, and space.
+bool isAsciiBlank(unsigned char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
 std::u32string_view trimmed(std::u32string_view text) {
   size_t begin = 0;
   size_t end = text.size();
@@ -40,7 +43,41 @@ std::u32string cleaned(std::u32string_view text) {
 }  // namespace
 
 std::string cleanSnippetText(std::string_view text) {
-  return core::encodeUtf8(cleaned(core::decodeUtf8(text)));
+  // Works on the UTF-8 bytes: every body passes through here when the search
+  // text is built, and decoding each to code points and back costs more than
+  // the search itself. Ill-formed input is repaired first, as decoding would.
+  if (!core::isValidUtf8(text)) return cleanSnippetText(core::replaceInvalidUtf8(text));
+  std::string out;
+  out.reserve(text.size());
+  bool pendingBlank = false;
+  size_t i = 0;
+  while (i < text.size()) {
+    const unsigned char byte = static_cast<unsigned char>(text[i]);
+    size_t length = 1;
+    bool blank = false;
+    if (byte < 0x80) {
+      blank = isAsciiBlank(byte);
+      // A run of ASCII that is not blank is copied in one piece.
+      while (!blank && i + length < text.size() && static_cast<unsigned char>(text[i + length]) < 0x80 &&
+             !isAsciiBlank(static_cast<unsigned char>(text[i + length])))
+        ++length;
+    } else {
+      length = core::validSequenceLength(text, i);
+      char32_t codePoint = byte & (0xFF >> (length + 1));
+      for (size_t k = 1; k < length; ++k)
+        codePoint = (codePoint << 6) | (static_cast<unsigned char>(text[i + k]) & 0x3F);
+      blank = isBlank(codePoint);
+    }
+    if (blank) {
+      pendingBlank = !out.empty();
+    } else {
+      if (pendingBlank) out += ' ';
+      pendingBlank = false;
+      out.append(text.data() + i, length);
+    }
+    i += length;
+  }
+  return out;
 }
 
 std::string makeResultSnippet(std::string_view text, std::string_view query, int maxLength,

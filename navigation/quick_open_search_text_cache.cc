@@ -1,6 +1,8 @@
 #include "navigation/quick_open_search_text_cache.h"
 
+#include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "core/logger.h"
 
@@ -8,14 +10,12 @@ namespace zephyl::navigation {
 namespace {
 
 // Bump the version whenever the layout or the text preparation changes.
-constexpr std::string_view kMagic = "ZEPHYL QUICK OPEN SEARCH TEXT 2\n";
+constexpr std::string_view kMagic = "ZEPHYL QUICK OPEN SEARCH TEXT 3\n";
 constexpr std::string_view kTrailer = "END\n";
-// How an entry's folded text is stored: after its shown text, or not at all
-// because it is the shown text (lower-case ASCII, most of all).
-constexpr uint8_t kFoldedStored = 0;
-constexpr uint8_t kFoldedIsText = 1;
-// Key, time, completeness, folded kind, text length: the least an entry takes.
-constexpr size_t kMinimumEntrySize = 8 + 8 + 1 + 1 + 4;
+// An entry record: key, time, completeness, three bytes of padding, then the
+// folded and the shown text as offset and length into the text block (the
+// shown text may be the folded one).
+constexpr size_t kRecordSize = 8 + 8 + 1 + 3 + 8 + 4 + 8 + 4;
 
 constexpr core::Logger kLog("QuickOpenSearchTextCache");
 
@@ -49,6 +49,11 @@ class Reader {
     if (!get(length) || bytes_.size() - position_ < length) return false;
     text = bytes_.substr(position_, length);
     position_ += length;
+    return true;
+  }
+  bool skip(size_t count) {
+    if (bytes_.size() - position_ < count) return false;
+    position_ += count;
     return true;
   }
   bool expect(std::string_view literal) {
@@ -95,24 +100,44 @@ void QuickOpenSearchTextCache::retainOnly(const std::unordered_set<int64_t>& not
 }
 
 std::string QuickOpenSearchTextCache::serialize(std::string_view foldingKey) const {
-  size_t total = kMagic.size() + foldingKey.size() + 16 + kTrailer.size();
-  for (const auto& [key, slot] : entries_) {
-    total += kMinimumEntrySize + 4 + slot.entry.text.size() + slot.entry.foldedText.size();
+  std::vector<std::pair<int64_t, const QuickOpenSearchTextCacheEntry*>> order;
+  order.reserve(entries_.size());
+  for (const auto& [key, slot] : entries_) order.emplace_back(key, &slot.entry);
+  std::sort(order.begin(), order.end(), [](const auto& a, const auto& b) {
+    if (a.second->modifiedAt != b.second->modifiedAt) return a.second->modifiedAt > b.second->modifiedAt;
+    return a.first < b.first;
+  });
+  uint64_t foldedBytes = 0;
+  uint64_t shownBytes = 0;
+  for (const auto& [key, entry] : order) {
+    foldedBytes += entry->foldedText.size();
+    if (entry->text != entry->foldedText) shownBytes += entry->text.size();
   }
   std::string out;
-  out.reserve(total);
+  out.reserve(kMagic.size() + 4 + foldingKey.size() + 8 + order.size() * kRecordSize + 8 + foldedBytes +
+              shownBytes + kTrailer.size());
   out += kMagic;
   putText(out, foldingKey);
-  put<uint64_t>(out, entries_.size());
-  for (const auto& [key, slot] : entries_) {
-    const QuickOpenSearchTextCacheEntry& entry = slot.entry;
-    const bool foldedIsText = entry.foldedText == entry.text;
+  put<uint64_t>(out, order.size());
+  uint64_t foldedAt = 0;
+  uint64_t shownAt = foldedBytes;
+  for (const auto& [key, entry] : order) {
+    const bool shownIsFolded = entry->text == entry->foldedText;
     put<int64_t>(out, key);
-    put<int64_t>(out, entry.modifiedAt.time_since_epoch().count());
-    put<uint8_t>(out, entry.complete ? 1 : 0);
-    put<uint8_t>(out, foldedIsText ? kFoldedIsText : kFoldedStored);
-    putText(out, entry.text);
-    if (!foldedIsText) putText(out, entry.foldedText);
+    put<int64_t>(out, entry->modifiedAt.time_since_epoch().count());
+    put<uint8_t>(out, entry->complete ? 1 : 0);
+    out.append(3, '\0');
+    put<uint64_t>(out, foldedAt);
+    put<uint32_t>(out, static_cast<uint32_t>(entry->foldedText.size()));
+    put<uint64_t>(out, shownIsFolded ? foldedAt : shownAt);
+    put<uint32_t>(out, static_cast<uint32_t>(entry->text.size()));
+    foldedAt += entry->foldedText.size();
+    if (!shownIsFolded) shownAt += entry->text.size();
+  }
+  put<uint64_t>(out, foldedBytes + shownBytes);
+  for (const auto& [key, entry] : order) out += entry->foldedText;
+  for (const auto& [key, entry] : order) {
+    if (entry->text != entry->foldedText) out += entry->text;
   }
   out += kTrailer;
   return out;
@@ -120,12 +145,13 @@ std::string QuickOpenSearchTextCache::serialize(std::string_view foldingKey) con
 
 std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::deserialize(std::string_view bytes,
                                                                               std::string_view foldingKey) {
-  return parse(std::make_shared<const std::string>(bytes), foldingKey);
+  return parse(std::make_shared<const core::StringFileView>(std::string(bytes)), foldingKey);
 }
 
 std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::parse(
-    std::shared_ptr<const std::string> image, std::string_view foldingKey) {
-  Reader reader(*image);
+    std::shared_ptr<const core::FileView> image, std::string_view foldingKey) {
+  const std::string_view bytes = image->bytes();
+  Reader reader(bytes);
   std::string_view storedFoldingKey;
   uint64_t count = 0;
   if (!reader.expect(kMagic) || !reader.getText(storedFoldingKey) || storedFoldingKey != foldingKey ||
@@ -134,29 +160,43 @@ std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::parse(
   }
   // A count beyond what the bytes can hold is damage, not a reason to reserve
   // gigabytes.
-  if (count > reader.remaining() / kMinimumEntrySize) return std::nullopt;
+  if (count > reader.remaining() / kRecordSize) return std::nullopt;
+  // The text block comes after the records: read its bounds first, so that each
+  // record is checked against them as it is read.
+  Reader blockReader(bytes.substr(bytes.size() - reader.remaining() + count * kRecordSize));
+  uint64_t blockSize = 0;
+  if (!blockReader.get(blockSize) || blockSize > blockReader.remaining()) return std::nullopt;
+  const std::string_view block = bytes.substr(bytes.size() - blockReader.remaining(), blockSize);
+  if (!blockReader.skip(blockSize) || !blockReader.expect(kTrailer) || !blockReader.atEnd()) {
+    return std::nullopt;
+  }
+  const auto textAt = [&](uint64_t offset, uint32_t length, std::string_view& text) {
+    if (offset > block.size() || block.size() - offset < length) return false;
+    text = block.substr(offset, length);
+    return true;
+  };
+
   QuickOpenSearchTextCache cache;
   cache.entries_.reserve(count);
   for (uint64_t i = 0; i < count; ++i) {
     int64_t key = 0;
     int64_t micros = 0;
     uint8_t complete = 0;
-    uint8_t foldedKind = 0;
+    uint64_t foldedOffset = 0;
+    uint32_t foldedLength = 0;
+    uint64_t shownOffset = 0;
+    uint32_t shownLength = 0;
     QuickOpenSearchTextCacheEntry entry;
-    if (!reader.get(key) || !reader.get(micros) || !reader.get(complete) || complete > 1 ||
-        !reader.get(foldedKind) || foldedKind > kFoldedIsText || !reader.getText(entry.text)) {
-      return std::nullopt;
-    }
-    if (foldedKind == kFoldedIsText) {
-      entry.foldedText = entry.text;
-    } else if (!reader.getText(entry.foldedText)) {
+    if (!reader.get(key) || !reader.get(micros) || !reader.get(complete) || complete > 1 || !reader.skip(3) ||
+        !reader.get(foldedOffset) || !reader.get(foldedLength) || !reader.get(shownOffset) ||
+        !reader.get(shownLength) || !textAt(foldedOffset, foldedLength, entry.foldedText) ||
+        !textAt(shownOffset, shownLength, entry.text)) {
       return std::nullopt;
     }
     entry.modifiedAt = core::TimePoint(std::chrono::microseconds(micros));
     entry.complete = complete == 1;
     if (!cache.entries_.emplace(key, Slot{entry, nullptr}).second) return std::nullopt;
   }
-  if (!reader.expect(kTrailer) || !reader.atEnd()) return std::nullopt;
   cache.image_ = std::move(image);
   return cache;
 }
@@ -166,16 +206,16 @@ bool QuickOpenSearchTextCache::load(core::FileSystem& files, const std::string& 
   entries_.clear();
   image_.reset();
   changed_ = false;
-  std::optional<std::string> bytes;
+  std::shared_ptr<const core::FileView> image;
   try {
-    bytes = files.readFile(path);
+    image = files.viewFile(path);
   } catch (const std::exception& e) {
     kLog.warning() << "Could not read the search text cache, rebuilding it: " << e.what();
     return false;
   }
-  if (!bytes) return false;
-  // Moved, not copied: the entries view the bytes where they were read.
-  auto loaded = parse(std::make_shared<const std::string>(std::move(*bytes)), foldingKey);
+  if (!image) return false;
+  // The entries view the file where it is mapped.
+  auto loaded = parse(std::move(image), foldingKey);
   if (!loaded) {
     kLog.warning() << "The search text cache is damaged or outdated; rebuilding it";
     changed_ = true;  // write a good file over the bad one

@@ -2,14 +2,16 @@
 // note's modification time is unchanged, kept in memory and in one file in the
 // data folder so that a later run does not decode every body again.
 //
-// Each entry holds the text twice: as shown (for snippets) and folded (for the
-// substring scan), so neither a search nor a restart folds text again; the file
-// keeps the folded text once when it equals the shown text. A loaded file stays
-// in memory as one block that the entries view, so that loading 100,000 notes
-// is a walk over their headers, not 200,000 string copies. The file
-// names the folding it was made with; a file made with another folding, an older
-// format, or damaged in any way is ignored and the cache starts empty — a bad
-// cache costs one rebuild, never a failure. Not thread-safe: one owner.
+// Each entry has its text as shown (for snippets) and folded (for the substring
+// scan), so neither a search nor a restart folds text again. The file holds a
+// table of fixed-size entry records, then every folded text back to back, then
+// the shown texts that differ from their folded form. A loaded file stays
+// mapped and the entries view it: loading is a walk over the records, and a
+// search touches the folded texts only, so the shown texts cost memory only
+// for the few notes whose snippets are shown. The file names the folding it
+// was made with; a file made with another folding, an older format, or damaged
+// in any way is ignored and the cache starts empty — a bad cache costs one
+// rebuild, never a failure. Not thread-safe: one owner.
 #pragma once
 
 #include <cstdint>
@@ -51,15 +53,16 @@ class QuickOpenSearchTextCache {
   // True when entries changed since the last load or save.
   bool changed() const { return changed_; }
 
-  // The file image, tagged with `foldingKey`.
+  // The file image, tagged with `foldingKey`. Entries are laid out newest first,
+  // the order in which Quick Open scans them.
   std::string serialize(std::string_view foldingKey) const;
   // The cache a file image holds; nullopt when it is damaged, of another format,
   // or made with another folding.
   static std::optional<QuickOpenSearchTextCache> deserialize(std::string_view bytes,
                                                              std::string_view foldingKey);
 
-  // Replaces the contents with the file's; a missing, unreadable or damaged file
-  // leaves the cache empty. Returns whether entries were loaded.
+  // Replaces the contents with the file's, mapped; a missing, unreadable or
+  // damaged file leaves the cache empty. Returns whether entries were loaded.
   bool load(core::FileSystem& files, const std::string& path, std::string_view foldingKey);
   // Writes the file in one step when entries changed. Throws FileSystemError.
   void save(core::FileSystem& files, const std::string& path, std::string_view foldingKey);
@@ -72,10 +75,10 @@ class QuickOpenSearchTextCache {
     std::shared_ptr<const std::string> owned;
   };
 
-  static std::optional<QuickOpenSearchTextCache> parse(std::shared_ptr<const std::string> image,
+  static std::optional<QuickOpenSearchTextCache> parse(std::shared_ptr<const core::FileView> image,
                                                        std::string_view foldingKey);
 
-  std::shared_ptr<const std::string> image_;  // the file the loaded entries view
+  std::shared_ptr<const core::FileView> image_;  // the file the loaded entries view
   std::unordered_map<int64_t, Slot> entries_;
   bool changed_ = false;
 };

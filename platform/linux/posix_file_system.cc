@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -72,6 +73,20 @@ std::optional<pid_t> temporaryOwner(std::string_view name) {
   return pid;
 }
 
+// Unmaps on destruction.
+class MappedFileView : public core::FileView {
+ public:
+  MappedFileView(void* address, size_t size) : address_(address), size_(size) {}
+  ~MappedFileView() override { ::munmap(address_, size_); }
+  MappedFileView(const MappedFileView&) = delete;
+  MappedFileView& operator=(const MappedFileView&) = delete;
+  std::string_view bytes() const override { return {static_cast<const char*>(address_), size_}; }
+
+ private:
+  void* address_;
+  size_t size_;
+};
+
 bool processRuns(pid_t pid) { return ::kill(pid, 0) == 0 || errno == EPERM; }
 
 }  // namespace
@@ -125,6 +140,27 @@ std::optional<std::string> PosixFileSystem::readFile(const std::string& path) {
     contents.append(buffer, static_cast<size_t>(n));
   }
   return contents;
+}
+
+std::shared_ptr<const core::FileView> PosixFileSystem::viewFile(const std::string& path) {
+  FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (fd.get() < 0) {
+    if (errno == ENOENT) return nullptr;
+    throw FileSystemError(FileSystemError::Code::kReadFailed, path, errnoText(errno));
+  }
+  struct stat status;
+  if (::fstat(fd.get(), &status) != 0) {
+    throw FileSystemError(FileSystemError::Code::kReadFailed, path, errnoText(errno));
+  }
+  // Not a regular file (a pipe, a device): nothing to map, read it.
+  if (!S_ISREG(status.st_mode)) return core::FileSystem::viewFile(path);
+  if (status.st_size == 0) return std::make_shared<const core::StringFileView>(std::string());
+  const auto size = static_cast<size_t>(status.st_size);
+  void* address = ::mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd.get(), 0);
+  if (address == MAP_FAILED) {
+    throw FileSystemError(FileSystemError::Code::kReadFailed, path, errnoText(errno));
+  }
+  return std::make_shared<const MappedFileView>(address, size);
 }
 
 void PosixFileSystem::writeFileAtomically(const std::string& path, const std::string& contents) {

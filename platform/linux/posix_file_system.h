@@ -12,6 +12,8 @@ class PosixFileSystem : public core::FileSystem {
   std::optional<std::string> unsearchableFolderOnPath(const std::string& path) override;
   bool isSymbolicLink(const std::string& path) override;
   std::optional<std::string> readFile(const std::string& path) override;
+  // A private read-only mapping (an empty file is an empty view).
+  std::shared_ptr<const core::FileView> viewFile(const std::string& path) override;
   void writeFileAtomically(const std::string& path, const std::string& contents) override;
   void replaceFile(const std::string& path, const std::string& contents) override;
   void removeFile(const std::string& path) override;

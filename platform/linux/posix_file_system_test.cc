@@ -22,6 +22,7 @@ TEST(PosixFileSystem, AtomicWriteCreatesFoldersReplacesAndLeavesNoTemporaries) {
   const std::string path = (root / "a" / "b" / "settings.json").string();
 
   EXPECT_EQ(files.readFile(path), std::nullopt);
+  EXPECT_EQ(files.viewFile(path), nullptr);
   EXPECT_FALSE(files.fileExists(path));
   files.writeFileAtomically(path, "first");
   files.replaceFile(path, std::string("second\0with nul", 15));
@@ -32,11 +33,17 @@ TEST(PosixFileSystem, AtomicWriteCreatesFoldersReplacesAndLeavesNoTemporaries) {
   size_t entries = 0;
   for ([[maybe_unused]] const auto& entry : fs::directory_iterator(root / "a" / "b")) ++entries;
   EXPECT_EQ(entries, 1u);
+  // A mapped view keeps the bytes it was made from when the file is replaced.
+  const auto view = files.viewFile(path);
+  files.replaceFile(path, "");
+  EXPECT_EQ(view->bytes(), std::string_view("second\0with nul", 15));
+  EXPECT_EQ(files.viewFile(path)->bytes(), "");
 
   // A folder in the way of the file fails cleanly.
   fs::create_directories(root / "dir.json");
   EXPECT_THROW(files.writeFileAtomically((root / "dir.json").string(), "x"), core::FileSystemError);
   EXPECT_THROW(files.readFile((root / "dir.json").string()), core::FileSystemError);
+  EXPECT_THROW(files.viewFile((root / "dir.json").string()), core::FileSystemError);
   fs::remove_all(root);
 }
 
