@@ -36,7 +36,8 @@ bool ChatSessionStore::load() {
     auto lock = locker_.lockExclusive(path_ + ".lock");
     removeStaleTemporaryFiles();
     bool intact = true;
-    sessions_ = readUnderLock(intact);
+    std::optional<std::string> contents = files_.readFile(path_);
+    if (contents) sessions_ = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
     return intact;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();
@@ -54,23 +55,19 @@ void ChatSessionStore::removeStaleTemporaryFiles() {
   }
 }
 
-std::vector<ChatSession> ChatSessionStore::readUnderLock(bool& intact) {
-  const std::optional<std::string> contents = files_.readFile(path_);
-  if (!contents) {
-    knownFileHash_.reset();
-    return {};
-  }
-  const size_t hash = hashOf(*contents);
+std::vector<ChatSession> ChatSessionStore::readUnderLock(std::shared_ptr<const std::string> contents,
+                                                         bool& intact) {
   try {
-    std::vector<ChatSession> sessions = decodeChatSessions(*contents);
-    knownFileHash_ = hash;
     // Each session's text as it stands in the file serves until it changes,
     // so the first save after a load encodes no more than later ones.
-    encoded_.clear();
-    const std::vector<std::string_view> texts = jsonArrayElements(*contents);
-    if (texts.size() == sessions.size()) {
-      for (size_t i = 0; i < texts.size(); ++i) encoded_.emplace(sessions[i].id, texts[i]);
-    }
+    std::vector<ChatSession> sessions;
+    std::unordered_map<std::string, EncodedSession> encoded;
+    forEachChatSession(*contents, [&](ChatSession session, std::string_view text) {
+      encoded.emplace(session.id, EncodedSession{contents, text});
+      sessions.push_back(std::move(session));
+    });
+    knownFileHash_ = hashOf(*contents);
+    encoded_ = std::move(encoded);
     return sessions;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();
@@ -173,16 +170,20 @@ size_t ChatSessionStore::applyRetention(ChatHistoryRetention retention, core::Ti
 bool ChatSessionStore::save() {
   try {
     auto lock = locker_.lockExclusive(path_ + ".lock");
-    const std::optional<std::string> contents = files_.readFile(path_);
+    std::optional<std::string> contents = files_.readFile(path_);
     // When the file is still what this process last read or wrote, memory
     // already holds it; otherwise merge this process's changes into it.
     if (!contents || knownFileHash_ != hashOf(*contents)) {
       bool intact = true;
-      std::vector<ChatSession> merged = contents ? readUnderLock(intact) : std::vector<ChatSession>{};
-      if (!contents) knownFileHash_.reset();
+      std::vector<ChatSession> merged;
+      if (contents) {
+        merged = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
+      } else {
+        knownFileHash_.reset();
+        encoded_.clear();
+      }
       std::erase_if(merged, [&](const ChatSession& session) { return removed_.contains(session.id); });
       std::map<std::string, size_t> position;
-      if (!contents) encoded_.clear();
       for (size_t i = 0; i < merged.size(); ++i) position[merged[i].id] = i;
       for (ChatSession& session : sessions_) {
         if (!changed_.contains(session.id)) continue;
@@ -198,16 +199,19 @@ bool ChatSessionStore::save() {
     for (const std::string& id : removed_) encoded_.erase(id);
     // Each session's text is kept, so a save encodes only what changed.
     size_t size = 2;
-    for (const auto& [id, json] : encoded_) size += json.size() + 1;
+    for (const auto& [id, json] : encoded_) size += json.text.size() + 1;
     std::string text;
     text.reserve(size);
     text += '[';
     for (const ChatSession& session : sessions_) {
       auto it = encoded_.find(session.id);
-      if (it == encoded_.end())
-        it = encoded_.emplace(session.id, encodeChatSession(session).serialized()).first;
+      if (it == encoded_.end()) {
+        auto owner = std::make_shared<const std::string>(encodeChatSession(session).serialized());
+        const std::string_view json = *owner;
+        it = encoded_.emplace(session.id, EncodedSession{std::move(owner), json}).first;
+      }
       if (text.size() > 1) text += ',';
-      text += it->second;
+      text += it->second.text;
     }
     text += ']';
     files_.writeFileAtomically(path_, text);

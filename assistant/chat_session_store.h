@@ -15,6 +15,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -72,7 +73,7 @@ class ChatSessionStore {
   ChatSession* findMutable(const std::string& sessionID);
   // The sessions on disk. A file that does not decode is set aside, logged and
   // read as empty, with `intact` cleared. Throws when the file cannot be read.
-  std::vector<ChatSession> readUnderLock(bool& intact);
+  std::vector<ChatSession> readUnderLock(std::shared_ptr<const std::string> contents, bool& intact);
   void setAside(const std::string& contents);
   void removeStaleTemporaryFiles();
 
@@ -87,7 +88,13 @@ class ChatSessionStore {
   // The file as this process last read or wrote it: when it is still the same
   // at the next save, nobody else wrote and decoding it again is skipped.
   std::optional<size_t> knownFileHash_;
-  std::unordered_map<std::string, std::string> encoded_;  // session id -> its JSON text, while unchanged
+  // A session's JSON text while it is unchanged: a piece of the file as read
+  // (`owner` keeps it alive) or of its own encoding, written as it is.
+  struct EncodedSession {
+    std::shared_ptr<const std::string> owner;
+    std::string_view text;
+  };
+  std::unordered_map<std::string, EncodedSession> encoded_;  // by session id
 };
 
 }  // namespace zephyl::assistant

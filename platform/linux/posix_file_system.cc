@@ -113,17 +113,24 @@ std::optional<std::string> PosixFileSystem::readFile(const std::string& path) {
     if (errno == ENOENT) return std::nullopt;
     throw FileSystemError(FileSystemError::Code::kReadFailed, path, errnoText(errno));
   }
-  std::string contents;
-  char buffer[65536];
+  // Sized from the file's length up front, so a large file is read straight
+  // into place; a file that grows meanwhile is read to its end all the same.
+  struct stat status;
+  const size_t expected =
+      ::fstat(fd.get(), &status) == 0 && status.st_size > 0 ? static_cast<size_t>(status.st_size) : 0;
+  std::string contents(expected + 1, '\0');
+  size_t length = 0;
   for (;;) {
-    const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
+    if (length == contents.size()) contents.resize(contents.size() * 2 + 65536);
+    const ssize_t n = ::read(fd.get(), contents.data() + length, contents.size() - length);
     if (n < 0) {
       if (errno == EINTR) continue;
       throw FileSystemError(FileSystemError::Code::kReadFailed, path, errnoText(errno));
     }
     if (n == 0) break;
-    contents.append(buffer, static_cast<size_t>(n));
+    length += static_cast<size_t>(n);
   }
+  contents.resize(length);
   return contents;
 }
 
