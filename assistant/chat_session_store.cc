@@ -13,8 +13,6 @@ namespace {
 
 constexpr core::Logger kLog("ChatSessionStore");
 
-size_t hashOf(const std::string& text) { return std::hash<std::string>{}(text); }
-
 }  // namespace
 
 ChatSessionStore::ChatSessionStore(std::string dataDirectory, core::FileSystem& files,
@@ -31,7 +29,7 @@ bool ChatSessionStore::load() {
   encoded_.clear();
   changed_.clear();
   removed_.clear();
-  knownFileHash_.reset();
+  knownVersion_.reset();
   try {
     auto lock = locker_.lockExclusive(path_ + ".lock");
     removeStaleTemporaryFiles();
@@ -66,13 +64,13 @@ std::vector<ChatSession> ChatSessionStore::readUnderLock(std::shared_ptr<const s
       encoded.emplace(session.id, EncodedSession{contents, text});
       sessions.push_back(std::move(session));
     });
-    knownFileHash_ = hashOf(*contents);
+    knownVersion_ = files_.fileVersion(path_);
     encoded_ = std::move(encoded);
     return sessions;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();
     setAside(*contents);
-    knownFileHash_.reset();
+    knownVersion_.reset();
     intact = false;
     return {};
   }
@@ -170,18 +168,16 @@ size_t ChatSessionStore::applyRetention(ChatHistoryRetention retention, core::Ti
 bool ChatSessionStore::save() {
   try {
     auto lock = locker_.lockExclusive(path_ + ".lock");
-    std::optional<std::string> contents = files_.readFile(path_);
     // When the file is still what this process last read or wrote, memory
     // already holds it; otherwise merge this process's changes into it.
-    if (!contents || knownFileHash_ != hashOf(*contents)) {
+    const std::unique_ptr<core::FileVersion> current = files_.fileVersion(path_);
+    if (!current || !knownVersion_ || !knownVersion_->sameAs(*current)) {
       bool intact = true;
       std::vector<ChatSession> merged;
-      if (contents) {
-        merged = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
-      } else {
-        knownFileHash_.reset();
-        encoded_.clear();
-      }
+      std::optional<std::string> contents = files_.readFile(path_);
+      knownVersion_.reset();
+      encoded_.clear();
+      if (contents) merged = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
       std::erase_if(merged, [&](const ChatSession& session) { return removed_.contains(session.id); });
       std::map<std::string, size_t> position;
       for (size_t i = 0; i < merged.size(); ++i) position[merged[i].id] = i;
@@ -197,12 +193,11 @@ bool ChatSessionStore::save() {
     }
     for (const std::string& id : changed_) encoded_.erase(id);
     for (const std::string& id : removed_) encoded_.erase(id);
-    // Each session's text is kept, so a save encodes only what changed.
-    size_t size = 2;
-    for (const auto& [id, json] : encoded_) size += json.text.size() + 1;
-    std::string text;
-    text.reserve(size);
-    text += '[';
+    // Each session's text is kept, so a save encodes only what changed, and
+    // the file is written from those texts where they lie.
+    std::vector<std::string_view> pieces;
+    pieces.reserve(2 * sessions_.size() + 2);
+    pieces.push_back("[");
     for (const ChatSession& session : sessions_) {
       auto it = encoded_.find(session.id);
       if (it == encoded_.end()) {
@@ -210,12 +205,13 @@ bool ChatSessionStore::save() {
         const std::string_view json = *owner;
         it = encoded_.emplace(session.id, EncodedSession{std::move(owner), json}).first;
       }
-      if (text.size() > 1) text += ',';
-      text += it->second.text;
+      if (pieces.size() > 1) pieces.push_back(",");
+      pieces.push_back(it->second.text);
     }
-    text += ']';
-    files_.writeFileAtomically(path_, text);
-    knownFileHash_ = hashOf(text);
+    pieces.push_back("]");
+    knownVersion_.reset();
+    files_.writePiecesAtomically(path_, pieces);
+    knownVersion_ = files_.fileVersion(path_);
     changed_.clear();
     removed_.clear();
     return true;

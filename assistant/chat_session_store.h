@@ -86,8 +86,8 @@ class ChatSessionStore {
   std::set<std::string> changed_;  // ids put or changed here since the last save
   std::set<std::string> removed_;  // ids removed here since the last save
   // The file as this process last read or wrote it: when it is still the same
-  // at the next save, nobody else wrote and decoding it again is skipped.
-  std::optional<size_t> knownFileHash_;
+  // at the next save, nobody else wrote and reading it again is skipped.
+  std::unique_ptr<core::FileVersion> knownVersion_;
   // A session's JSON text while it is unchanged: a piece of the file as read
   // (`owner` keeps it alive) or of its own encoding, written as it is.
   struct EncodedSession {
