@@ -453,8 +453,9 @@ ChatSession decodeSession(const Value& json) {
 }  // namespace
 
 ChatTurnInput decodeChatTurnInput(const JSONValue& json) {
+  const std::string text = json.serialized();  // the tape points into it
   core::JSONTape tape;
-  tape.parse(json.serialized());
+  tape.parse(text);
   return decodeTurnInput(tape.root(), Path{nullptr, "turnInput", std::nullopt});
 }
 
@@ -486,8 +487,9 @@ JSONValue encodeChatSession(const ChatSession& session) {
 }
 
 ChatSession decodeChatSession(const JSONValue& json) {
+  const std::string text = json.serialized();  // the tape points into it
   core::JSONTape tape;
-  tape.parse(json.serialized());
+  tape.parse(text);
   return decodeSession(tape.root());
 }
 

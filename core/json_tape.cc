@@ -142,6 +142,7 @@ size_t JSONTape::parsePrefix(std::string_view text, size_t offset) {
   open_.clear();
   keyBits_.clear();
   const size_t size = text.size();
+  if (size >= UINT32_MAX) fail(0, "text too large");
   size_t at = offset;
   const auto skipSpace = [&] {
     while (at < size && isSpace(text[at])) ++at;
@@ -154,17 +155,14 @@ size_t JSONTape::parsePrefix(std::string_view text, size_t offset) {
   const auto close = [&] {
     Node& container = nodes_[open_.back()];
     container.next = static_cast<uint32_t>(nodes_.size());
-    container.length = at + 1 - container.begin;
+    container.length = static_cast<uint32_t>(at + 1 - container.begin);
     open_.pop_back();
     keyBits_.pop_back();
     ++at;
   };
-  const auto scalar = [&](Kind kind, bool flag, size_t begin, size_t length) {
-    nodes_.push_back({kind, flag, static_cast<uint32_t>(nodes_.size() + 1), begin, length});
-  };
   const auto literal = [&](std::string_view word, Kind kind) {
     if (text.substr(at, word.size()) != word) fail(at, "invalid literal");
-    scalar(kind, false, at, word.size());
+    scalarNode(kind, false, at, word.size());
     at += word.size();
   };
 
@@ -179,7 +177,7 @@ size_t JSONTape::parsePrefix(std::string_view text, size_t offset) {
         const bool object = text[at] == '{';
         open_.push_back(static_cast<uint32_t>(nodes_.size()));
         keyBits_.push_back(0);
-        nodes_.push_back({object ? Kind::kObject : Kind::kArray, false, 0, at, 0});
+        nodes_.push_back({object ? Kind::kObject : Kind::kArray, false, 0, static_cast<uint32_t>(at), 0});
         ++at;
         skipSpace();
         if (at < size && text[at] == (object ? '}' : ']')) {
@@ -248,8 +246,8 @@ void JSONTape::noteKey(uint32_t key) {
     return;
   }
   const std::string_view raw = text_.substr(name.begin, name.length);
-  size_t hash = raw.size();
-  for (char c : raw) hash = hash * 31 + static_cast<unsigned char>(c);
+  const auto byte = [&](size_t i) { return i < raw.size() ? static_cast<unsigned char>(raw[i]) : 0u; };
+  const size_t hash = raw.size() * 11 + byte(0) * 7 + byte(raw.size() / 2) * 3 + byte(raw.size() - 1);
   const uint64_t bit = uint64_t{1} << (hash & 63);
   uint64_t& bits = keyBits_.back();
   if (bits & bit) {
@@ -258,6 +256,11 @@ void JSONTape::noteKey(uint32_t key) {
     }
   }
   bits |= bit;
+}
+
+void JSONTape::scalarNode(Kind kind, bool flag, size_t begin, size_t length) {
+  nodes_.push_back({kind, flag, static_cast<uint32_t>(nodes_.size() + 1), static_cast<uint32_t>(begin),
+                    static_cast<uint32_t>(length)});
 }
 
 size_t JSONTape::parseString(size_t at) {
@@ -297,7 +300,7 @@ size_t JSONTape::parseString(size_t at) {
       fail(i, "control character in string");
     }
   }
-  nodes_.push_back({Kind::kString, escapes, static_cast<uint32_t>(nodes_.size() + 1), begin, i - begin});
+  scalarNode(Kind::kString, escapes, begin, i - begin);
   return i + 1;
 }
 
@@ -327,7 +330,7 @@ size_t JSONTape::parseNumber(size_t at) {
     digits();
     integer = false;
   }
-  nodes_.push_back({Kind::kNumber, integer, static_cast<uint32_t>(nodes_.size() + 1), begin, at - begin});
+  scalarNode(Kind::kNumber, integer, begin, at - begin);
   return at;
 }
 

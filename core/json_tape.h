@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "core/json_value.h"
@@ -23,10 +24,18 @@ class JSONTape {
   // Reads the one JSON value that starts at `offset` (after optional white
   // space) and returns the offset just past it; the text after it is not
   // looked at. The tape then holds that value, and `text` must outlive it.
-  // Throws JSONValueError as JSONValue::parse does.
+  // Throws JSONValueError as JSONValue::parse does, and for a text of 4 GiB
+  // or more (offsets are 32-bit, which halves the tape).
   size_t parsePrefix(std::string_view text, size_t offset);
   // The whole of `text` as one value (surrounding white space allowed).
   void parse(std::string_view text);
+  // The tape points into the text: a temporary would leave it dangling.
+  template <typename Text>
+    requires std::is_same_v<Text, std::string>
+  size_t parsePrefix(Text&&, size_t) = delete;
+  template <typename Text>
+    requires std::is_same_v<Text, std::string>
+  void parse(Text&&) = delete;
 
   Value root() const;
 
@@ -38,11 +47,12 @@ class JSONTape {
     // strings: holds escapes; numbers: is an integer literal; objects: may
     // repeat a key
     bool flag;
-    uint32_t next;  // the index of the node after this value and all it holds
-    size_t begin;   // strings: the first byte inside the quotes
-    size_t length;  // of the text (strings: inside the quotes)
+    uint32_t next;    // the index of the node after this value and all it holds
+    uint32_t begin;   // strings: the first byte inside the quotes
+    uint32_t length;  // of the text (strings: inside the quotes)
   };
 
+  void scalarNode(Kind kind, bool flag, size_t begin, size_t length);
   size_t parseString(size_t at);
   size_t parseNumber(size_t at);
   [[noreturn]] void fail(size_t at, std::string_view problem) const;
