@@ -284,11 +284,10 @@ class Reader {
     const std::optional<Value> value = find(key);
     if (!value) return items;
     if (!value->isArray()) fail(key, "is not a list");
-    const std::vector<Value> elements = value->elements();
+    const Value::Elements elements = value->elements();
     items.reserve(elements.size());
-    for (size_t i = 0; i < elements.size(); ++i) {
-      items.push_back(decode(elements[i], Path{&where_, key, i}));
-    }
+    size_t i = 0;
+    for (const Value element : elements) items.push_back(decode(element, Path{&where_, key, i++}));
     return items;
   }
   std::vector<std::string> strings(std::string_view key) const {

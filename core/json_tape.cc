@@ -400,13 +400,10 @@ std::optional<JSONTape::Value> JSONTape::Value::find(std::string_view key, uint3
   return std::nullopt;
 }
 
-std::vector<JSONTape::Value> JSONTape::Value::elements() const {
-  std::vector<Value> items;
+JSONTape::Value::Elements JSONTape::Value::elements() const {
   const Node& array = node();
-  if (array.kind != Kind::kArray) return items;
-  for (uint32_t element = index_ + 1; element < array.next; element = tape_->nodes_[element].next)
-    items.push_back(Value(*tape_, element));
-  return items;
+  if (array.kind != Kind::kArray) return Elements(tape_, index_, index_);
+  return Elements(tape_, index_ + 1, array.next);
 }
 
 JSONValue JSONTape::Value::toJSONValue() const {
@@ -423,7 +420,7 @@ JSONValue JSONTape::Value::toJSONValue() const {
     }
     case Kind::kArray: {
       JSONValue::Array array;
-      for (const Value& element : elements()) array.push_back(element.toJSONValue());
+      for (const Value element : elements()) array.push_back(element.toJSONValue());
       return array;
     }
     case Kind::kString:

@@ -87,8 +87,9 @@ class JSONTape::Value {
   // so each costs about one comparison instead of a scan.
   std::optional<Value> find(std::string_view key, uint32_t& cursor) const;
 
-  // An array's elements in order; empty for other kinds.
-  std::vector<Value> elements() const;
+  class Elements;
+  // An array's elements in order, read in place; none for other kinds.
+  Elements elements() const;
 
   // The value as a JSONValue, equal to what JSONValue::parse makes of its text.
   JSONValue toJSONValue() const;
@@ -100,6 +101,40 @@ class JSONTape::Value {
 
   const JSONTape* tape_;
   uint32_t index_;
+};
+
+class JSONTape::Value::Elements {
+ public:
+  class Iterator {
+   public:
+    Value operator*() const { return Value(*tape_, index_); }
+    Iterator& operator++() {
+      index_ = tape_->nodes_[index_].next;
+      return *this;
+    }
+    bool operator!=(const Iterator& other) const { return index_ != other.index_; }
+
+   private:
+    friend class Elements;
+    Iterator(const JSONTape* tape, uint32_t index) : tape_(tape), index_(index) {}
+    const JSONTape* tape_;
+    uint32_t index_;
+  };
+
+  Iterator begin() const { return Iterator(tape_, first_); }
+  Iterator end() const { return Iterator(tape_, end_); }
+  size_t size() const {
+    size_t count = 0;
+    for (Iterator it = begin(); it != end(); ++it) ++count;
+    return count;
+  }
+
+ private:
+  friend class Value;
+  Elements(const JSONTape* tape, uint32_t first, uint32_t end) : tape_(tape), first_(first), end_(end) {}
+  const JSONTape* tape_;
+  uint32_t first_;
+  uint32_t end_;
 };
 
 inline JSONTape::Value JSONTape::root() const { return Value(*this, 0); }

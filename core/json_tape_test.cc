@@ -42,7 +42,7 @@ TEST(JSONTape, MembersAreFoundInAnyOrderAndARepeatedKeyReadsItsLastValue) {
   EXPECT_EQ(tape.root().find("b", cursor)->string(), "two");
   const auto numbers = tape.root().find("c", cursor)->elements();
   ASSERT_EQ(numbers.size(), 2u);
-  EXPECT_EQ(numbers[0].integer(), 3);  // an integral double reads as an integer, as in JSONValue
+  EXPECT_EQ((*numbers.begin()).integer(), 3);  // an integral double reads as an integer, as in JSONValue
   EXPECT_EQ(tape.root().find("a", cursor)->boolean(), std::nullopt);
 
   tape.parse(R"({"k":1,"j":0,"k":2})");
