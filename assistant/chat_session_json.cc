@@ -376,21 +376,19 @@ ChatMessage decodeMessage(const Value& json, const Path& where) {
   }
   message.text = reader.stringOrEmpty("text");
   message.reasoningSummary = reader.optionalString("reasoningSummary");
-  message.webSearchSources =
-      reader.list("webSearchSources", [](const Value& item, const Path& at) {
-        Reader source(item, at);
-        return ChatWebSource{source.string("url"), source.optionalString("title")};
-      });
+  message.webSearchSources = reader.list("webSearchSources", [](const Value& item, const Path& at) {
+    Reader source(item, at);
+    return ChatWebSource{source.string("url"), source.optionalString("title")};
+  });
   message.toolCalls = reader.list("toolCalls", decodeToolCall);
-  message.providerResponseItems =
-      reader.list("providerResponseItems", [](const Value& item, const Path& at) {
-        Reader stored(item, at);
-        const auto provider = ai::aiProviderFromRawValue(stored.string("provider"));
-        if (!provider) stored.fail("provider", "has an unknown value");
-        const std::optional<Value> payload = item.find("payload");
-        return ai::AIProviderResponseItem{*provider, payload ? payload->toJSONValue() : JSONValue(),
-                                          stored.optionalString("responseID")};
-      });
+  message.providerResponseItems = reader.list("providerResponseItems", [](const Value& item, const Path& at) {
+    Reader stored(item, at);
+    const auto provider = ai::aiProviderFromRawValue(stored.string("provider"));
+    if (!provider) stored.fail("provider", "has an unknown value");
+    const std::optional<Value> payload = item.find("payload");
+    return ai::AIProviderResponseItem{*provider, payload ? payload->toJSONValue() : JSONValue(),
+                                      stored.optionalString("responseID")};
+  });
   if (const std::optional<Value> input = reader.find("turnInput"))
     message.turnInput = decodeTurnInput(*input, where.member("turnInput"));
   if (const std::optional<Value> card = reader.find("contextCard")) {
@@ -499,9 +497,11 @@ std::string encodeChatSessions(const std::vector<ChatSession>& sessions) {
   return JSONValue(std::move(array)).serialized();
 }
 
-void forEachChatSession(std::string_view text, const std::function<void(ChatSession, std::string_view)>& visit) {
+void forEachChatSession(std::string_view text,
+                        const std::function<void(ChatSession, std::string_view)>& visit) {
   const auto skipSpace = [&](size_t at) {
-    while (at < text.size() && (text[at] == ' ' || text[at] == '\n' || text[at] == '\r' || text[at] == '\t')) ++at;
+    while (at < text.size() && (text[at] == ' ' || text[at] == '\n' || text[at] == '\r' || text[at] == '\t'))
+      ++at;
     return at;
   };
   // One tape serves every session: it is the parse's only allocation.
@@ -539,7 +539,8 @@ void forEachChatSession(std::string_view text, const std::function<void(ChatSess
 
 std::vector<ChatSession> decodeChatSessions(std::string_view text) {
   std::vector<ChatSession> sessions;
-  forEachChatSession(text, [&](ChatSession session, std::string_view) { sessions.push_back(std::move(session)); });
+  forEachChatSession(text,
+                     [&](ChatSession session, std::string_view) { sessions.push_back(std::move(session)); });
   return sessions;
 }
 

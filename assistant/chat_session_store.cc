@@ -1,7 +1,6 @@
 #include "assistant/chat_session_store.h"
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <utility>
 
@@ -35,7 +34,8 @@ bool ChatSessionStore::load() {
     removeStaleTemporaryFiles();
     bool intact = true;
     std::optional<std::string> contents = files_.readFile(path_);
-    if (contents) sessions_ = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
+    if (contents)
+      sessions_ = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
     return intact;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();

@@ -2,8 +2,9 @@
 // "chat-sessions.json" in the data folder, written back after each change.
 //
 // Several Zephyl processes may share the file. A save takes an advisory lock,
-// re-reads the file, applies only this process's own changes (sessions added
-// or changed, sessions deleted) to what is there, and replaces the file
+// re-reads the file when it is no longer the version this process last read
+// or wrote, applies only this process's own changes (sessions added or
+// changed, sessions deleted) to what is there, and replaces the file
 // atomically; so two processes never drop each other's sessions, and a kill at
 // any moment leaves the old file or the new one. A file that cannot be decoded
 // is set aside under a name with the time and the history starts empty: the

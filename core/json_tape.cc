@@ -16,7 +16,8 @@ bool isDigit(char c) { return c >= '0' && c <= '9'; }
 // control character, the start of a multi-byte sequence.
 constexpr std::array<bool, 256> kStringStops = [] {
   std::array<bool, 256> stops{};
-  for (int byte = 0; byte < 256; ++byte) stops[byte] = byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '\\';
+  for (int byte = 0; byte < 256; ++byte)
+    stops[byte] = byte < 0x20 || byte >= 0x80 || byte == '"' || byte == '\\';
   return stops;
 }();
 
@@ -287,7 +288,8 @@ size_t JSONTape::parseString(size_t at) {
         i += 6;
         if (code >= 0xDC00 && code <= 0xDFFF) fail(i, "lone low surrogate");
         if (code >= 0xD800 && code <= 0xDBFF) {
-          const int low = i + 1 < text.size() && text[i] == '\\' && text[i + 1] == 'u' ? hex4(text, i + 2) : -1;
+          const int low =
+              i + 1 < text.size() && text[i] == '\\' && text[i + 1] == 'u' ? hex4(text, i + 2) : -1;
           if (low < 0xDC00 || low > 0xDFFF) fail(i, "unpaired high surrogate");
           i += 6;
         }

@@ -30,11 +30,9 @@ class JSONTape {
   // The whole of `text` as one value (surrounding white space allowed).
   void parse(std::string_view text);
   // The tape points into the text: a temporary would leave it dangling.
-  template <typename Text>
-    requires std::is_same_v<Text, std::string>
+  template <typename Text, typename = std::enable_if_t<std::is_same_v<Text, std::string>>>
   size_t parsePrefix(Text&&, size_t) = delete;
-  template <typename Text>
-    requires std::is_same_v<Text, std::string>
+  template <typename Text, typename = std::enable_if_t<std::is_same_v<Text, std::string>>>
   void parse(Text&&) = delete;
 
   Value root() const;
@@ -52,6 +50,7 @@ class JSONTape {
     uint32_t length;  // of the text (strings: inside the quotes)
   };
 
+  void noteKey(uint32_t key);
   void scalarNode(Kind kind, bool flag, size_t begin, size_t length);
   size_t parseString(size_t at);
   size_t parseNumber(size_t at);
@@ -61,9 +60,7 @@ class JSONTape {
 
   std::string_view text_;
   std::vector<Node> nodes_;
-  void noteKey(uint32_t key);
-
-  std::vector<uint32_t> open_;  // containers being read
+  std::vector<uint32_t> open_;     // containers being read
   std::vector<uint64_t> keyBits_;  // per open container: a bit per hash of its keys so far
 };
 

@@ -8,8 +8,8 @@
 
 #include <atomic>
 #include <cerrno>
-#include <climits>
 #include <charconv>
+#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -176,7 +176,8 @@ void PosixFileSystem::writeFileAtomically(const std::string& path, const std::st
   write(path, {contents}, /*flush=*/true);
 }
 
-void PosixFileSystem::writePiecesAtomically(const std::string& path, const std::vector<std::string_view>& pieces) {
+void PosixFileSystem::writePiecesAtomically(const std::string& path,
+                                            const std::vector<std::string_view>& pieces) {
   write(path, pieces, /*flush=*/true);
 }
 
@@ -195,7 +196,8 @@ void PosixFileSystem::replaceFile(const std::string& path, const std::string& co
   write(path, {contents}, /*flush=*/false);
 }
 
-void PosixFileSystem::write(const std::string& path, const std::vector<std::string_view>& pieces, bool flush) {
+void PosixFileSystem::write(const std::string& path, const std::vector<std::string_view>& pieces,
+                            bool flush) {
   const std::filesystem::path target(path);
   std::error_code error;
   if (target.has_parent_path()) {
