@@ -110,10 +110,44 @@ std::optional<int64_t> integralDouble(double number) {
   return std::nullopt;
 }
 
+// A number literal the parse accepted; one too small for a double reads as
+// zero, as strtod has it (one too large was refused by the parse).
 double parseDouble(std::string_view text) {
   double number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error == std::errc::result_out_of_range) return text.starts_with('-') ? -0.0 : 0.0;
   return number;
+}
+
+// Whether a number literal is beyond the double range at the large end (the
+// library JSONValue::parse uses refuses those), rather than the small one.
+bool overflowsDouble(std::string_view literal) {
+  double number = 0;
+  const auto [end, error] = std::from_chars(literal.data(), literal.data() + literal.size(), number);
+  if (error != std::errc::result_out_of_range) return false;
+  // The decimal exponent of the first significant digit decides.
+  long position = 0;  // of the digit being read, relative to the point
+  long firstSignificant = 0;
+  bool found = false;
+  bool fraction = false;
+  size_t i = literal.starts_with('-') ? 1 : 0;
+  for (; i < literal.size() && literal[i] != 'e' && literal[i] != 'E'; ++i) {
+    if (literal[i] == '.') {
+      fraction = true;
+      continue;
+    }
+    if (fraction) --position;
+    if (!found && literal[i] != '0') {
+      found = true;
+      firstSignificant = position;
+    }
+    if (!fraction) ++position;
+  }
+  long exponent = 0;
+  if (i < literal.size())
+    std::from_chars(literal.data() + i + (literal[i + 1] == '+' ? 2 : 1), literal.data() + literal.size(),
+                    exponent);
+  return found && firstSignificant + exponent > 0;
 }
 
 template <typename Integer>
@@ -332,6 +366,8 @@ size_t JSONTape::parseNumber(size_t at) {
     digits();
     integer = false;
   }
+  const std::string_view literal = text.substr(begin, at - begin);
+  if ((!integer || literal.size() > 19) && overflowsDouble(literal)) fail(begin, "number overflows a double");
   scalarNode(Kind::kNumber, integer, begin, at - begin);
   return at;
 }

@@ -32,6 +32,10 @@ TEST(JSONTape, AgreesWithJSONValueParse) {
       "{\"a\":1",
       "[[[]]",
       "{1:2}",
+      "[1e400]",
+      "[-1.5E+309]",
+      "[1e-400]",
+      "[0.0000e999]",
   };
   for (const char* text : texts) {
     std::optional<JSONValue> expected;
