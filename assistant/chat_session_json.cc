@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "core/enum_names.h"
+#include "core/json_tape.h"
 
 namespace zephyl::assistant {
 namespace {
@@ -200,46 +201,64 @@ JSONValue encodeMessage(const ChatMessage& message) {
 
 // ---- Reading
 
+using Value = core::JSONTape::Value;
+
+// Where a value lies, for error texts: "session.messages[3].turnInput". Put
+// together only when an error needs it, so reading costs no strings.
+struct Path {
+  const Path* parent = nullptr;
+  std::string_view name;  // a member's, or the outermost value's
+  std::optional<size_t> index;
+
+  Path member(std::string_view memberName) const { return {this, memberName, std::nullopt}; }
+  std::string text() const {
+    std::string out = parent ? parent->text() + "." + std::string(name) : std::string(name);
+    if (index) out += "[" + std::to_string(*index) + "]";
+    return out;
+  }
+};
+
 // One object being read; `where` names it in error texts.
 class Reader {
  public:
-  Reader(const JSONValue& value, std::string where) : where_(std::move(where)) {
-    object_ = value.object() ? &value : nullptr;
-    if (!object_) fail("", "is not an object");
+  Reader(const Value& value, Path where) : object_(value), where_(where) {
+    if (!object_.isObject()) fail("", "is not an object");
   }
 
-  const JSONValue* find(std::string_view key) const {
-    const JSONValue* value = object_->find(key);
-    return value && !value->isNull() ? value : nullptr;
+  std::optional<Value> find(std::string_view key) const {
+    std::optional<Value> value = object_.find(key, cursor_);
+    if (value && value->isNull()) return std::nullopt;
+    return value;
   }
 
   [[noreturn]] void fail(std::string_view key, std::string_view problem) const {
-    throw ChatSessionDecodingError(where_ + (key.empty() ? "" : "." + std::string(key)) + " " +
+    throw ChatSessionDecodingError(where_.text() + (key.empty() ? "" : "." + std::string(key)) + " " +
                                    std::string(problem));
   }
 
   std::optional<std::string> optionalString(std::string_view key) const {
-    const JSONValue* value = find(key);
+    const std::optional<Value> value = find(key);
     if (!value) return std::nullopt;
-    if (!value->string()) fail(key, "is not a string");
-    return *value->string();
+    std::optional<std::string> text = value->string();
+    if (!text) fail(key, "is not a string");
+    return text;
   }
   std::string string(std::string_view key) const {
     auto value = optionalString(key);
     if (!value) fail(key, "is missing");
-    return *value;
+    return std::move(*value);
   }
   std::string stringOrEmpty(std::string_view key) const { return optionalString(key).value_or(""); }
 
   std::optional<int64_t> optionalInteger(std::string_view key) const {
-    const JSONValue* value = find(key);
+    const std::optional<Value> value = find(key);
     if (!value) return std::nullopt;
     auto number = value->integer();
     if (!number) fail(key, "is not an integer");
     return number;
   }
   bool boolean(std::string_view key) const {
-    const JSONValue* value = find(key);
+    const std::optional<Value> value = find(key);
     if (!value) return false;
     auto flag = value->boolean();
     if (!flag) fail(key, "is not a boolean");
@@ -260,39 +279,40 @@ class Reader {
   // Each element of the list `key` (absent: none) read with `decode(element, where)`.
   template <typename Decode>
   auto list(std::string_view key, Decode decode) const {
-    using T = decltype(decode(std::declval<const JSONValue&>(), std::string()));
+    using T = decltype(decode(std::declval<const Value&>(), Path()));
     std::vector<T> items;
-    const JSONValue* value = find(key);
+    const std::optional<Value> value = find(key);
     if (!value) return items;
-    if (!value->array()) fail(key, "is not a list");
-    items.reserve(value->array()->size());
-    for (size_t i = 0; i < value->array()->size(); ++i) {
-      items.push_back(
-          decode((*value->array())[i], where_ + "." + std::string(key) + "[" + std::to_string(i) + "]"));
-    }
+    if (!value->isArray()) fail(key, "is not a list");
+    const Value::Elements elements = value->elements();
+    items.reserve(elements.size());
+    size_t i = 0;
+    for (const Value element : elements) items.push_back(decode(element, Path{&where_, key, i++}));
     return items;
   }
   std::vector<std::string> strings(std::string_view key) const {
-    return list(key, [](const JSONValue& item, const std::string& where) {
-      if (!item.string()) throw ChatSessionDecodingError(where + " is not a string");
-      return *item.string();
+    return list(key, [](const Value& item, const Path& where) {
+      std::optional<std::string> text = item.string();
+      if (!text) throw ChatSessionDecodingError(where.text() + " is not a string");
+      return std::move(*text);
     });
   }
 
-  const std::string& where() const { return where_; }
+  const Path& where() const { return where_; }
 
  private:
-  const JSONValue* object_;
-  std::string where_;
+  Value object_;
+  mutable uint32_t cursor_ = 0;  // members are read about in their written order
+  Path where_;
 };
 
-ChatStoredImage decodeImage(const JSONValue& json, const std::string& where) {
+ChatStoredImage decodeImage(const Value& json, const Path& where) {
   Reader reader(json, where);
   return {reader.enumeration("mimeSubtype", kSubtypeNames), reader.string("relativePath"),
           reader.optionalInteger("byteCount").value_or(0)};
 }
 
-AINoteContext decodeNoteContext(const JSONValue& json, const std::string& where) {
+AINoteContext decodeNoteContext(const Value& json, const Path& where) {
   Reader reader(json, where);
   AINoteContext context;
   context.appName = reader.stringOrEmpty("appName");
@@ -307,15 +327,15 @@ AINoteContext decodeNoteContext(const JSONValue& json, const std::string& where)
   return context;
 }
 
-ChatTurnInput decodeTurnInput(const JSONValue& json, const std::string& where) {
+ChatTurnInput decodeTurnInput(const Value& json, const Path& where) {
   Reader reader(json, where);
   ChatTurnInput input;
   input.request = reader.stringOrEmpty("request");
-  input.skills = reader.list("skills", [](const JSONValue& item, const std::string& at) {
+  input.skills = reader.list("skills", [](const Value& item, const Path& at) {
     Reader skill(item, at);
     return ChatTurnInput::SelectedSkill{skill.stringOrEmpty("title"), skill.stringOrEmpty("instructions")};
   });
-  input.references = reader.list("references", [](const JSONValue& item, const std::string& at) {
+  input.references = reader.list("references", [](const Value& item, const Path& at) {
     Reader block(item, at);
     return ChatTurnInput::ReferenceBlock{block.enumeration("kind", kReferenceKindNames),
                                          block.optionalString("title"), block.optionalString("detail"),
@@ -326,7 +346,7 @@ ChatTurnInput decodeTurnInput(const JSONValue& json, const std::string& where) {
   return input;
 }
 
-ChatToolCall decodeToolCall(const JSONValue& json, const std::string& where) {
+ChatToolCall decodeToolCall(const Value& json, const Path& where) {
   Reader reader(json, where);
   ChatToolCall call;
   call.kind = reader.enumeration("kind", kToolKindNames);
@@ -335,7 +355,7 @@ ChatToolCall decodeToolCall(const JSONValue& json, const std::string& where) {
   call.failureReason = reader.optionalString("failureReason");
   call.urls = reader.strings("urls");
   call.sourceURLs = reader.strings("sourceURLs");
-  call.noteSources = reader.list("noteSources", [](const JSONValue& item, const std::string& at) {
+  call.noteSources = reader.list("noteSources", [](const Value& item, const Path& at) {
     Reader source(item, at);
     return ai::AINoteSource{source.stringOrEmpty("noteID"), source.stringOrEmpty("title")};
   });
@@ -343,7 +363,7 @@ ChatToolCall decodeToolCall(const JSONValue& json, const std::string& where) {
   return call;
 }
 
-ChatMessage decodeMessage(const JSONValue& json, const std::string& where) {
+ChatMessage decodeMessage(const Value& json, const Path& where) {
   Reader reader(json, where);
   ChatMessage message;
   message.id = reader.string("id");
@@ -356,30 +376,28 @@ ChatMessage decodeMessage(const JSONValue& json, const std::string& where) {
   }
   message.text = reader.stringOrEmpty("text");
   message.reasoningSummary = reader.optionalString("reasoningSummary");
-  message.webSearchSources =
-      reader.list("webSearchSources", [](const JSONValue& item, const std::string& at) {
-        Reader source(item, at);
-        return ChatWebSource{source.string("url"), source.optionalString("title")};
-      });
+  message.webSearchSources = reader.list("webSearchSources", [](const Value& item, const Path& at) {
+    Reader source(item, at);
+    return ChatWebSource{source.string("url"), source.optionalString("title")};
+  });
   message.toolCalls = reader.list("toolCalls", decodeToolCall);
-  message.providerResponseItems =
-      reader.list("providerResponseItems", [](const JSONValue& item, const std::string& at) {
-        Reader stored(item, at);
-        const auto provider = ai::aiProviderFromRawValue(stored.string("provider"));
-        if (!provider) stored.fail("provider", "has an unknown value");
-        const JSONValue* payload = item.find("payload");
-        return ai::AIProviderResponseItem{*provider, payload ? *payload : JSONValue(),
-                                          stored.optionalString("responseID")};
-      });
-  if (const JSONValue* input = reader.find("turnInput"))
-    message.turnInput = decodeTurnInput(*input, where + ".turnInput");
-  if (const JSONValue* card = reader.find("contextCard")) {
-    Reader cardReader(*card, where + ".contextCard");
+  message.providerResponseItems = reader.list("providerResponseItems", [](const Value& item, const Path& at) {
+    Reader stored(item, at);
+    const auto provider = ai::aiProviderFromRawValue(stored.string("provider"));
+    if (!provider) stored.fail("provider", "has an unknown value");
+    const std::optional<Value> payload = item.find("payload");
+    return ai::AIProviderResponseItem{*provider, payload ? payload->toJSONValue() : JSONValue(),
+                                      stored.optionalString("responseID")};
+  });
+  if (const std::optional<Value> input = reader.find("turnInput"))
+    message.turnInput = decodeTurnInput(*input, where.member("turnInput"));
+  if (const std::optional<Value> card = reader.find("contextCard")) {
+    Reader cardReader(*card, where.member("contextCard"));
     message.contextCard =
         ChatContextCard{cardReader.enumeration("kind", kCardKindNames), cardReader.stringOrEmpty("title"),
                         cardReader.stringOrEmpty("subtitle"), cardReader.optionalString("bundleIdentifier")};
   }
-  message.attachments = reader.list("attachments", [](const JSONValue& item, const std::string& at) {
+  message.attachments = reader.list("attachments", [](const Value& item, const Path& at) {
     Reader attachment(item, at);
     return ChatAttachment{attachment.enumeration("kind", kAttachmentKindNames),
                           attachment.stringOrEmpty("filename"),
@@ -395,9 +413,48 @@ ChatMessage decodeMessage(const JSONValue& json, const std::string& where) {
   return message;
 }
 
+ChatSession decodeSession(const Value& json) {
+  Reader reader(json, Path{nullptr, "session", std::nullopt});
+  ChatSession session;
+  session.id = reader.string("id");
+  const std::string name = "session " + session.id;
+  const Path where{nullptr, name, std::nullopt};
+  session.title = reader.stringOrEmpty("title");
+  session.messages = reader.list("messages", decodeMessage);
+  if (const std::optional<Value> context = reader.find("noteContext")) {
+    session.noteContext = decodeNoteContext(*context, where.member("noteContext"));
+  }
+  if (const std::optional<Value> snapshot = reader.find("noteContextSnapshot")) {
+    Reader snapshotReader(*snapshot, where.member("noteContextSnapshot"));
+    const std::optional<Value> context = snapshotReader.find("context");
+    if (!context) snapshotReader.fail("context", "is missing");
+    session.noteContextSnapshot =
+        AINoteContextSnapshot{decodeNoteContext(*context, snapshotReader.where().member("context")),
+                              snapshotReader.list("images", decodeImage)};
+  }
+  if (auto provider = reader.optionalString("provider")) {
+    session.provider = ai::aiProviderFromRawValue(*provider);
+    if (!session.provider) reader.fail("provider", "has an unknown value");
+  }
+  session.model = reader.optionalString("model");
+  // An effort this version does not know reads as no choice, as the settings do.
+  if (auto effort = reader.optionalString("reasoningEffort"))
+    session.reasoningEffort = ai::reasoningEffortFromRawValue(*effort);
+  session.generatedTitle = reader.optionalString("generatedTitle");
+  session.createdAt = reader.date("createdAt");
+  session.codexThreadID = reader.optionalString("codexThreadID");
+  session.noteImages = reader.list("noteImages", decodeImage);
+  return session;
+}
+
 }  // namespace
 
-ChatTurnInput decodeChatTurnInput(const JSONValue& json) { return decodeTurnInput(json, "turnInput"); }
+ChatTurnInput decodeChatTurnInput(const JSONValue& json) {
+  const std::string text = json.serialized();  // the tape points into it
+  core::JSONTape tape;
+  tape.parse(text);
+  return decodeTurnInput(tape.root(), Path{nullptr, "turnInput", std::nullopt});
+}
 
 std::string_view rawValue(ChatMessageRole role) { return kRoleNames.name(role); }
 std::optional<ChatMessageRole> chatMessageRoleFromRawValue(std::string_view text) {
@@ -427,36 +484,10 @@ JSONValue encodeChatSession(const ChatSession& session) {
 }
 
 ChatSession decodeChatSession(const JSONValue& json) {
-  Reader reader(json, "session");
-  ChatSession session;
-  session.id = reader.string("id");
-  const std::string where = "session " + session.id;
-  session.title = reader.stringOrEmpty("title");
-  session.messages = reader.list("messages", decodeMessage);
-  if (const JSONValue* context = reader.find("noteContext")) {
-    session.noteContext = decodeNoteContext(*context, where + ".noteContext");
-  }
-  if (const JSONValue* snapshot = reader.find("noteContextSnapshot")) {
-    Reader snapshotReader(*snapshot, where + ".noteContextSnapshot");
-    const JSONValue* context = snapshotReader.find("context");
-    if (!context) snapshotReader.fail("context", "is missing");
-    session.noteContextSnapshot =
-        AINoteContextSnapshot{decodeNoteContext(*context, snapshotReader.where() + ".context"),
-                              snapshotReader.list("images", decodeImage)};
-  }
-  if (auto provider = reader.optionalString("provider")) {
-    session.provider = ai::aiProviderFromRawValue(*provider);
-    if (!session.provider) reader.fail("provider", "has an unknown value");
-  }
-  session.model = reader.optionalString("model");
-  // An effort this version does not know reads as no choice, as the settings do.
-  if (auto effort = reader.optionalString("reasoningEffort"))
-    session.reasoningEffort = ai::reasoningEffortFromRawValue(*effort);
-  session.generatedTitle = reader.optionalString("generatedTitle");
-  session.createdAt = reader.date("createdAt");
-  session.codexThreadID = reader.optionalString("codexThreadID");
-  session.noteImages = reader.list("noteImages", decodeImage);
-  return session;
+  const std::string text = json.serialized();  // the tape points into it
+  core::JSONTape tape;
+  tape.parse(text);
+  return decodeSession(tape.root());
 }
 
 std::string encodeChatSessions(const std::vector<ChatSession>& sessions) {
@@ -466,55 +497,50 @@ std::string encodeChatSessions(const std::vector<ChatSession>& sessions) {
   return JSONValue(std::move(array)).serialized();
 }
 
-std::vector<std::string_view> jsonArrayElements(std::string_view arrayText) {
-  std::vector<std::string_view> elements;
-  constexpr size_t kNone = std::string_view::npos;
-  size_t start = kNone;
-  size_t end = 0;  // one past the last character of the element so far
-  int depth = 0;
-  bool inString = false;
-  bool escaped = false;
-  const auto finish = [&] {
-    if (start != kNone) elements.push_back(arrayText.substr(start, end - start));
-    start = kNone;
+void forEachChatSession(std::string_view text,
+                        const std::function<void(ChatSession, std::string_view)>& visit) {
+  const auto skipSpace = [&](size_t at) {
+    while (at < text.size() && (text[at] == ' ' || text[at] == '\n' || text[at] == '\r' || text[at] == '\t'))
+      ++at;
+    return at;
   };
-  for (size_t i = 0; i < arrayText.size(); ++i) {
-    const char c = arrayText[i];
-    if (inString) {
-      if (escaped) {
-        escaped = false;
-      } else if (c == '\\') {
-        escaped = true;
-      } else if (c == '"') {
-        inString = false;
-        end = i + 1;
-      }
-      continue;
-    }
-    if (c == ' ' || c == '\t' || c == '\n' || c == '\r') continue;
-    if (depth == 1 && c == ',') {
-      finish();
-      continue;
-    }
-    if ((c == ']' || c == '}') && --depth == 0) {
-      finish();
-      break;
-    }
-    if (depth == 1 && start == kNone) start = i;
-    if (c == '[' || c == '{') ++depth;
-    if (c == '"') inString = true;
-    end = i + 1;
+  // One tape serves every session: it is the parse's only allocation.
+  core::JSONTape tape;
+  size_t at = skipSpace(0);
+  if (at >= text.size() || text[at] != '[') {
+    tape.parse(text);  // throws when the text is no JSON at all
+    throw ChatSessionDecodingError("the file does not hold a list of sessions");
   }
-  return elements;
+  at = skipSpace(at + 1);
+  if (at < text.size() && text[at] == ']') {
+    ++at;
+  } else {
+    for (;;) {
+      const size_t begin = skipSpace(at);
+      at = tape.parsePrefix(text, begin);
+      visit(decodeSession(tape.root()), text.substr(begin, at - begin));
+      at = skipSpace(at);
+      if (at < text.size() && text[at] == ',') {
+        ++at;
+      } else if (at < text.size() && text[at] == ']') {
+        ++at;
+        break;
+      } else {
+        throw core::JSONValueError(core::JSONValueError::Code::kMalformedJSON,
+                                   "expected ',' or ']' at offset " + std::to_string(at));
+      }
+    }
+  }
+  if (skipSpace(at) != text.size()) {
+    throw core::JSONValueError(core::JSONValueError::Code::kMalformedJSON,
+                               "unexpected text after the list at offset " + std::to_string(at));
+  }
 }
 
 std::vector<ChatSession> decodeChatSessions(std::string_view text) {
-  const JSONValue json = JSONValue::parse(text);
-  const JSONValue::Array* array = json.array();
-  if (!array) throw ChatSessionDecodingError("the file does not hold a list of sessions");
   std::vector<ChatSession> sessions;
-  sessions.reserve(array->size());
-  for (const JSONValue& item : *array) sessions.push_back(decodeChatSession(item));
+  forEachChatSession(text,
+                     [&](ChatSession session, std::string_view) { sessions.push_back(std::move(session)); });
   return sessions;
 }
 

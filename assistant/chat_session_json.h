@@ -3,6 +3,7 @@
 // that are absent are left out; lists are always written.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -30,14 +31,15 @@ ChatSession decodeChatSession(const core::JSONValue& json);
 // The whole file. Throws core::JSONValueError or ChatSessionDecodingError.
 std::string encodeChatSessions(const std::vector<ChatSession>& sessions);
 std::vector<ChatSession> decodeChatSessions(std::string_view text);
+// Decodes the file one session at a time, handing each over with its text as
+// it stands in the file; throws as decodeChatSessions, possibly after some
+// sessions were handed over.
+void forEachChatSession(std::string_view text,
+                        const std::function<void(ChatSession, std::string_view)>& visit);
 
 // One stored turn input ({request, skills, references, defaultPreferences,
 // customPreferences}). Throws ChatSessionDecodingError.
 ChatTurnInput decodeChatTurnInput(const core::JSONValue& json);
-// The text of each element of a JSON array, in order, without surrounding
-// white space. `arrayText` must be valid JSON (decodeChatSessions accepted it).
-std::vector<std::string_view> jsonArrayElements(std::string_view arrayText);
-
 // Raw values shared with the command line.
 std::string_view rawValue(ChatMessageRole role);
 std::optional<ChatMessageRole> chatMessageRoleFromRawValue(std::string_view text);

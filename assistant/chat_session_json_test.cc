@@ -75,19 +75,5 @@ TEST(ChatSessionJson, UnknownRoleIsKeptAndOtherDamageIsRejected) {
   }
 }
 
-TEST(ChatSessionJson, ArrayElementsAreCutAtTopLevelCommasOnly) {
-  struct Case {
-    const char* text;
-    std::vector<std::string_view> elements;
-  };
-  const Case cases[] = {
-      {"[]", {}},
-      {" [ ] ", {}},
-      {R"([{"a":[1,2]},{"b":"x,y]}"}])", {R"({"a":[1,2]})", R"({"b":"x,y]}"})"}},
-      {"[ {\"q\":\"\\\"\\\\\"} ,\n 7 , \"s\" ]", {R"({"q":"\"\\"})", "7", R"("s")"}},
-  };
-  for (const Case& c : cases) EXPECT_EQ(jsonArrayElements(c.text), c.elements) << c.text;
-}
-
 }  // namespace
 }  // namespace zephyl::assistant

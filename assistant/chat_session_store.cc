@@ -1,7 +1,6 @@
 #include "assistant/chat_session_store.h"
 
 #include <algorithm>
-#include <functional>
 #include <map>
 #include <utility>
 
@@ -12,8 +11,6 @@ namespace zephyl::assistant {
 namespace {
 
 constexpr core::Logger kLog("ChatSessionStore");
-
-size_t hashOf(const std::string& text) { return std::hash<std::string>{}(text); }
 
 }  // namespace
 
@@ -31,12 +28,14 @@ bool ChatSessionStore::load() {
   encoded_.clear();
   changed_.clear();
   removed_.clear();
-  knownFileHash_.reset();
+  knownVersion_.reset();
   try {
     auto lock = locker_.lockExclusive(path_ + ".lock");
     removeStaleTemporaryFiles();
     bool intact = true;
-    sessions_ = readUnderLock(intact);
+    std::optional<std::string> contents = files_.readFile(path_);
+    if (contents)
+      sessions_ = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
     return intact;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();
@@ -54,28 +53,24 @@ void ChatSessionStore::removeStaleTemporaryFiles() {
   }
 }
 
-std::vector<ChatSession> ChatSessionStore::readUnderLock(bool& intact) {
-  const std::optional<std::string> contents = files_.readFile(path_);
-  if (!contents) {
-    knownFileHash_.reset();
-    return {};
-  }
-  const size_t hash = hashOf(*contents);
+std::vector<ChatSession> ChatSessionStore::readUnderLock(std::shared_ptr<const std::string> contents,
+                                                         bool& intact) {
   try {
-    std::vector<ChatSession> sessions = decodeChatSessions(*contents);
-    knownFileHash_ = hash;
     // Each session's text as it stands in the file serves until it changes,
     // so the first save after a load encodes no more than later ones.
-    encoded_.clear();
-    const std::vector<std::string_view> texts = jsonArrayElements(*contents);
-    if (texts.size() == sessions.size()) {
-      for (size_t i = 0; i < texts.size(); ++i) encoded_.emplace(sessions[i].id, texts[i]);
-    }
+    std::vector<ChatSession> sessions;
+    std::unordered_map<std::string, EncodedSession> encoded;
+    forEachChatSession(*contents, [&](ChatSession session, std::string_view text) {
+      encoded.emplace(session.id, EncodedSession{contents, text});
+      sessions.push_back(std::move(session));
+    });
+    knownVersion_ = files_.fileVersion(path_);
+    encoded_ = std::move(encoded);
     return sessions;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();
     setAside(*contents);
-    knownFileHash_.reset();
+    knownVersion_.reset();
     intact = false;
     return {};
   }
@@ -173,16 +168,18 @@ size_t ChatSessionStore::applyRetention(ChatHistoryRetention retention, core::Ti
 bool ChatSessionStore::save() {
   try {
     auto lock = locker_.lockExclusive(path_ + ".lock");
-    const std::optional<std::string> contents = files_.readFile(path_);
     // When the file is still what this process last read or wrote, memory
     // already holds it; otherwise merge this process's changes into it.
-    if (!contents || knownFileHash_ != hashOf(*contents)) {
+    const std::unique_ptr<core::FileVersion> current = files_.fileVersion(path_);
+    if (!current || !knownVersion_ || !knownVersion_->sameAs(*current)) {
       bool intact = true;
-      std::vector<ChatSession> merged = contents ? readUnderLock(intact) : std::vector<ChatSession>{};
-      if (!contents) knownFileHash_.reset();
+      std::vector<ChatSession> merged;
+      std::optional<std::string> contents = files_.readFile(path_);
+      knownVersion_.reset();
+      encoded_.clear();
+      if (contents) merged = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
       std::erase_if(merged, [&](const ChatSession& session) { return removed_.contains(session.id); });
       std::map<std::string, size_t> position;
-      if (!contents) encoded_.clear();
       for (size_t i = 0; i < merged.size(); ++i) position[merged[i].id] = i;
       for (ChatSession& session : sessions_) {
         if (!changed_.contains(session.id)) continue;
@@ -196,22 +193,25 @@ bool ChatSessionStore::save() {
     }
     for (const std::string& id : changed_) encoded_.erase(id);
     for (const std::string& id : removed_) encoded_.erase(id);
-    // Each session's text is kept, so a save encodes only what changed.
-    size_t size = 2;
-    for (const auto& [id, json] : encoded_) size += json.size() + 1;
-    std::string text;
-    text.reserve(size);
-    text += '[';
+    // Each session's text is kept, so a save encodes only what changed, and
+    // the file is written from those texts where they lie.
+    std::vector<std::string_view> pieces;
+    pieces.reserve(2 * sessions_.size() + 2);
+    pieces.push_back("[");
     for (const ChatSession& session : sessions_) {
       auto it = encoded_.find(session.id);
-      if (it == encoded_.end())
-        it = encoded_.emplace(session.id, encodeChatSession(session).serialized()).first;
-      if (text.size() > 1) text += ',';
-      text += it->second;
+      if (it == encoded_.end()) {
+        auto owner = std::make_shared<const std::string>(encodeChatSession(session).serialized());
+        const std::string_view json = *owner;
+        it = encoded_.emplace(session.id, EncodedSession{std::move(owner), json}).first;
+      }
+      if (pieces.size() > 1) pieces.push_back(",");
+      pieces.push_back(it->second.text);
     }
-    text += ']';
-    files_.writeFileAtomically(path_, text);
-    knownFileHash_ = hashOf(text);
+    pieces.push_back("]");
+    knownVersion_.reset();
+    files_.writePiecesAtomically(path_, pieces);
+    knownVersion_ = files_.fileVersion(path_);
     changed_.clear();
     removed_.clear();
     return true;

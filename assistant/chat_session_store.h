@@ -2,8 +2,9 @@
 // "chat-sessions.json" in the data folder, written back after each change.
 //
 // Several Zephyl processes may share the file. A save takes an advisory lock,
-// re-reads the file, applies only this process's own changes (sessions added
-// or changed, sessions deleted) to what is there, and replaces the file
+// re-reads the file when it is no longer the version this process last read
+// or wrote, applies only this process's own changes (sessions added or
+// changed, sessions deleted) to what is there, and replaces the file
 // atomically; so two processes never drop each other's sessions, and a kill at
 // any moment leaves the old file or the new one. A file that cannot be decoded
 // is set aside under a name with the time and the history starts empty: the
@@ -15,6 +16,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -72,7 +74,7 @@ class ChatSessionStore {
   ChatSession* findMutable(const std::string& sessionID);
   // The sessions on disk. A file that does not decode is set aside, logged and
   // read as empty, with `intact` cleared. Throws when the file cannot be read.
-  std::vector<ChatSession> readUnderLock(bool& intact);
+  std::vector<ChatSession> readUnderLock(std::shared_ptr<const std::string> contents, bool& intact);
   void setAside(const std::string& contents);
   void removeStaleTemporaryFiles();
 
@@ -85,9 +87,15 @@ class ChatSessionStore {
   std::set<std::string> changed_;  // ids put or changed here since the last save
   std::set<std::string> removed_;  // ids removed here since the last save
   // The file as this process last read or wrote it: when it is still the same
-  // at the next save, nobody else wrote and decoding it again is skipped.
-  std::optional<size_t> knownFileHash_;
-  std::unordered_map<std::string, std::string> encoded_;  // session id -> its JSON text, while unchanged
+  // at the next save, nobody else wrote and reading it again is skipped.
+  std::unique_ptr<core::FileVersion> knownVersion_;
+  // A session's JSON text while it is unchanged: a piece of the file as read
+  // (`owner` keeps it alive) or of its own encoding, written as it is.
+  struct EncodedSession {
+    std::shared_ptr<const std::string> owner;
+    std::string_view text;
+  };
+  std::unordered_map<std::string, EncodedSession> encoded_;  // by session id
 };
 
 }  // namespace zephyl::assistant

@@ -5,11 +5,21 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/file_view.h"
 
 namespace zephyl::core {
+
+// What a file is at one moment, to tell later without reading it whether it
+// changed (see FileSystem::fileVersion).
+class FileVersion {
+ public:
+  virtual ~FileVersion() = default;
+  // True when neither version's file was replaced or written between them.
+  virtual bool sameAs(const FileVersion& other) const = 0;
+};
 
 class FileSystem {
  public:
@@ -48,6 +58,21 @@ class FileSystem {
   // rename), creating missing parent folders: a crash never leaves half a file.
   // Throws FileSystemError.
   virtual void writeFileAtomically(const std::string& path, const std::string& contents) = 0;
+
+  // As writeFileAtomically, with the contents given in pieces: a large file
+  // made mostly of text already held elsewhere is written without first
+  // copying it into one string.
+  virtual void writePiecesAtomically(const std::string& path, const std::vector<std::string_view>& pieces) {
+    std::string contents;
+    for (std::string_view piece : pieces) contents += piece;
+    writeFileAtomically(path, contents);
+  }
+
+  // The file as it is now, or null when it does not exist or this file
+  // system cannot tell versions apart (callers then read the file). While a
+  // version is held, no other file can take its identity, so a file replaced
+  // since never compares the same.
+  virtual std::unique_ptr<FileVersion> fileVersion(const std::string&) { return nullptr; }
 
   // As writeFileAtomically, without waiting for the disk: a crash of the program
   // never leaves half a file, a power cut may lose the newest contents. For bulk

@@ -4,11 +4,13 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <climits>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -38,18 +40,54 @@ class FileDescriptor {
   int fd_;
 };
 
-bool writeAll(int fd, const std::string& contents) {
-  size_t written = 0;
-  while (written < contents.size()) {
-    const ssize_t n = ::write(fd, contents.data() + written, contents.size() - written);
+bool writeAll(int fd, const std::vector<std::string_view>& pieces) {
+  std::vector<iovec> vectors;
+  size_t piece = 0;
+  size_t offset = 0;  // into pieces[piece]
+  for (;;) {
+    vectors.clear();
+    for (size_t i = piece; i < pieces.size() && vectors.size() < IOV_MAX; ++i) {
+      const size_t skip = i == piece ? offset : 0;
+      if (pieces[i].size() > skip)
+        vectors.push_back({const_cast<char*>(pieces[i].data()) + skip, pieces[i].size() - skip});
+    }
+    if (vectors.empty()) return true;
+    const ssize_t n = ::writev(fd, vectors.data(), static_cast<int>(vectors.size()));
     if (n < 0) {
       if (errno == EINTR) continue;
       return false;
     }
-    written += static_cast<size_t>(n);
+    auto left = static_cast<size_t>(n);
+    while (piece < pieces.size() && left >= pieces[piece].size() - offset) {
+      left -= pieces[piece].size() - offset;
+      offset = 0;
+      ++piece;
+    }
+    offset += left;
   }
-  return true;
 }
+
+class PosixFileVersion : public core::FileVersion {
+ public:
+  PosixFileVersion(int fd, const struct stat& status) : fd_(fd), status_(status) {}
+  ~PosixFileVersion() override { ::close(fd_); }
+  PosixFileVersion(const PosixFileVersion&) = delete;
+  PosixFileVersion& operator=(const PosixFileVersion&) = delete;
+
+  bool sameAs(const core::FileVersion& other) const override {
+    const auto* posix = dynamic_cast<const PosixFileVersion*>(&other);
+    if (!posix) return false;
+    const struct stat& a = status_;
+    const struct stat& b = posix->status_;
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
+           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+  }
+
+ private:
+  int fd_;  // held open: the inode cannot be reused by another file meanwhile
+  struct stat status_;
+};
 
 constexpr std::string_view kTemporaryMarker = ".tmp-";
 
@@ -128,17 +166,24 @@ std::optional<std::string> PosixFileSystem::readFile(const std::string& path) {
     if (errno == ENOENT) return std::nullopt;
     throw FileSystemError(FileSystemError::Code::kReadFailed, path, errnoText(errno));
   }
-  std::string contents;
-  char buffer[65536];
+  // Sized from the file's length up front, so a large file is read straight
+  // into place; a file that grows meanwhile is read to its end all the same.
+  struct stat status;
+  const size_t expected =
+      ::fstat(fd.get(), &status) == 0 && status.st_size > 0 ? static_cast<size_t>(status.st_size) : 0;
+  std::string contents(expected + 1, '\0');
+  size_t length = 0;
   for (;;) {
-    const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
+    if (length == contents.size()) contents.resize(contents.size() * 2 + 65536);
+    const ssize_t n = ::read(fd.get(), contents.data() + length, contents.size() - length);
     if (n < 0) {
       if (errno == EINTR) continue;
       throw FileSystemError(FileSystemError::Code::kReadFailed, path, errnoText(errno));
     }
     if (n == 0) break;
-    contents.append(buffer, static_cast<size_t>(n));
+    length += static_cast<size_t>(n);
   }
+  contents.resize(length);
   return contents;
 }
 
@@ -164,14 +209,31 @@ std::shared_ptr<const core::FileView> PosixFileSystem::viewFile(const std::strin
 }
 
 void PosixFileSystem::writeFileAtomically(const std::string& path, const std::string& contents) {
-  write(path, contents, /*flush=*/true);
+  write(path, {contents}, /*flush=*/true);
+}
+
+void PosixFileSystem::writePiecesAtomically(const std::string& path,
+                                            const std::vector<std::string_view>& pieces) {
+  write(path, pieces, /*flush=*/true);
+}
+
+std::unique_ptr<core::FileVersion> PosixFileSystem::fileVersion(const std::string& path) {
+  const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return nullptr;
+  struct stat status;
+  if (::fstat(fd, &status) != 0) {
+    ::close(fd);
+    return nullptr;
+  }
+  return std::make_unique<PosixFileVersion>(fd, status);
 }
 
 void PosixFileSystem::replaceFile(const std::string& path, const std::string& contents) {
-  write(path, contents, /*flush=*/false);
+  write(path, {contents}, /*flush=*/false);
 }
 
-void PosixFileSystem::write(const std::string& path, const std::string& contents, bool flush) {
+void PosixFileSystem::write(const std::string& path, const std::vector<std::string_view>& pieces,
+                            bool flush) {
   const std::filesystem::path target(path);
   std::error_code error;
   if (target.has_parent_path()) {
@@ -183,7 +245,7 @@ void PosixFileSystem::write(const std::string& path, const std::string& contents
   const std::string temporary = temporaryName(path, counter.fetch_add(1));
   FileDescriptor fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
   if (fd.get() < 0) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(errno));
-  if (!writeAll(fd.get(), contents) || (flush && ::fsync(fd.get()) != 0)) {
+  if (!writeAll(fd.get(), pieces) || (flush && ::fsync(fd.get()) != 0)) {
     const int saved = errno;
     ::unlink(temporary.c_str());
     throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(saved));

@@ -15,13 +15,16 @@ class PosixFileSystem : public core::FileSystem {
   // A private read-only mapping (an empty file is an empty view).
   std::shared_ptr<const core::FileView> viewFile(const std::string& path) override;
   void writeFileAtomically(const std::string& path, const std::string& contents) override;
+  void writePiecesAtomically(const std::string& path, const std::vector<std::string_view>& pieces) override;
+  // Keeps the file open, so its inode is not reused while the version lives.
+  std::unique_ptr<core::FileVersion> fileVersion(const std::string& path) override;
   void replaceFile(const std::string& path, const std::string& contents) override;
   void removeFile(const std::string& path) override;
   std::vector<std::string> listDirectory(const std::string& path) override;
   void removeStaleTemporaryFiles(const std::string& directory) override;
 
  private:
-  void write(const std::string& path, const std::string& contents, bool flush);
+  void write(const std::string& path, const std::vector<std::string_view>& pieces, bool flush);
 };
 
 }  // namespace zephyl::platform

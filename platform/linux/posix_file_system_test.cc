@@ -27,6 +27,17 @@ TEST(PosixFileSystem, AtomicWriteCreatesFoldersReplacesAndLeavesNoTemporaries) {
   files.writeFileAtomically(path, "first");
   files.replaceFile(path, std::string("second\0with nul", 15));
   EXPECT_EQ(files.readFile(path), std::string("second\0with nul", 15));
+
+  // More pieces than one writev takes; a version holds until the file is replaced.
+  const std::unique_ptr<core::FileVersion> before = files.fileVersion(path);
+  ASSERT_TRUE(before && before->sameAs(*files.fileVersion(path)));
+  std::vector<std::string> numbers;
+  std::string joined;
+  for (int i = 0; i < 3000; ++i) joined += numbers.emplace_back(std::to_string(i));
+  files.writePiecesAtomically(path, std::vector<std::string_view>(numbers.begin(), numbers.end()));
+  EXPECT_EQ(files.readFile(path), joined);
+  EXPECT_FALSE(before->sameAs(*files.fileVersion(path)));
+  EXPECT_EQ(files.fileVersion((root / "missing").string()), nullptr);
   EXPECT_TRUE(files.fileExists(path));
   EXPECT_FALSE(files.isDirectory(path));
   EXPECT_TRUE(files.isDirectory((root / "a").string()));

@@ -32,6 +32,13 @@ class FaultInjectingFileSystem : public core::FileSystem {
     admitWrite(path, core::FileSystemError::Code::kWriteFailed);
     target_.writeFileAtomically(path, contents);
   }
+  void writePiecesAtomically(const std::string& path, const std::vector<std::string_view>& pieces) override {
+    admitWrite(path, core::FileSystemError::Code::kWriteFailed);
+    target_.writePiecesAtomically(path, pieces);
+  }
+  std::unique_ptr<core::FileVersion> fileVersion(const std::string& path) override {
+    return target_.fileVersion(path);
+  }
   void replaceFile(const std::string& path, const std::string& contents) override {
     admitWrite(path, core::FileSystemError::Code::kWriteFailed);
     target_.replaceFile(path, contents);
