@@ -259,6 +259,9 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
         if (note.noteDataPK) keys.push_back(*note.noteDataPK);
       }
       auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, keys, options.stop);
+      std::vector<int64_t> noteKeys;
+      for (size_t i : toWrite) noteKeys.push_back(notesObjectKey(notes[i].note.id).value_or(0));
+      const auto holders = NotesDatabaseAccess::fetchAttachmentHolders(connection, noteKeys);
       size_t batchDone = end - start - toWrite.size();
       for (size_t i : toWrite) {
         const NotesNoteRow& note = notes[i].note;
@@ -274,6 +277,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
         source.key = notesObjectKey(note.id).value_or(0);
         source.title = note.title;
         source.preview = note.preview;
+        source.mayHaveTables = holders.withTables.count(source.key) != 0;
+        source.mayHaveInlineTexts = holders.withInlineTexts.count(source.key) != 0;
         std::string bodyBytes;
         if (note.noteDataPK) {
           if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
