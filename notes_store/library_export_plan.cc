@@ -1,6 +1,7 @@
 #include "notes_store/library_export_plan.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 
 #include "notes_store/component_path.h"
