@@ -82,6 +82,14 @@ std::string safePathComponent(std::string_view name, std::string_view fallback, 
 }
 
 std::string fileNameKey(std::string_view name) {
+  // NFKC with case folding leaves ASCII as it is but for upper case.
+  if (std::all_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+    std::string key(name);
+    for (char& c : key) {
+      if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return key;
+  }
   UErrorCode status = U_ZERO_ERROR;
   const icu::Normalizer2* folding = icu::Normalizer2::getNFKCCasefoldInstance(status);
   const icu::UnicodeString text = icu::UnicodeString::fromUTF8(icu::StringPiece(name.data(), name.size()));
@@ -93,22 +101,67 @@ std::string fileNameKey(std::string_view name) {
   return key;
 }
 
-bool ExportPathAllocator::claim(const std::string& relativePath, const std::string& owner) {
-  const size_t slash = relativePath.rfind('/');
-  const std::string folder = slash == std::string::npos ? "" : relativePath.substr(0, slash);
-  const std::string name = slash == std::string::npos ? relativePath : relativePath.substr(slash + 1);
-  const std::string key = fileNameKey(folder) + "/" + fileNameKey(name);
-  const auto [it, inserted] = owners_.emplace(key, owner);
+ExportPathAllocator::Folder& ExportPathAllocator::folder(std::string_view path) {
+  auto key = folderKeys_.find(path);
+  if (key == folderKeys_.end()) key = folderKeys_.emplace(path, fileNameKey(path)).first;
+  return folders_[key->second];
+}
+
+ExportPathAllocator::Folder& ExportPathAllocator::opened(std::string_view path) {
+  Folder& names = folder(path);
+  if (!names.opened) {
+    names.opened = true;
+    for (const auto& [name, owner] : names.reserved) claimIn(names, name, owner);
+    std::vector<std::pair<std::string_view, std::string_view>>().swap(names.reserved);
+  }
+  return names;
+}
+
+bool ExportPathAllocator::claimIn(Folder& folder, std::string_view name, std::string_view owner) {
+  const auto [it, inserted] = folder.owners.emplace(fileNameKey(name), owner);
   return inserted || it->second == owner;
 }
 
-std::string ExportPathAllocator::allocate(const std::string& folder, const std::string& stem,
-                                          const std::string& extension, const std::string& owner) {
-  for (int attempt = 1;; ++attempt) {
-    const std::string name =
-        attempt == 1 ? stem + extension : stem + " (" + std::to_string(attempt) + ")" + extension;
-    const std::string path = folder.empty() ? name : folder + "/" + name;
-    if (claim(path, owner)) return path;
+namespace {
+
+// "Folder/Sub" and "Name.md" of "Folder/Sub/Name.md".
+std::pair<std::string_view, std::string_view> splitFolder(std::string_view relativePath) {
+  const size_t slash = relativePath.rfind('/');
+  if (slash == std::string_view::npos) return {"", relativePath};
+  return {relativePath.substr(0, slash), relativePath.substr(slash + 1)};
+}
+
+}  // namespace
+
+bool ExportPathAllocator::claim(std::string_view relativePath, std::string_view owner) {
+  const auto [folderPath, name] = splitFolder(relativePath);
+  return claimIn(opened(folderPath), name, owner);
+}
+
+void ExportPathAllocator::reserve(std::string_view relativePath, std::string_view owner) {
+  const auto [folderPath, name] = splitFolder(relativePath);
+  Folder& names = folder(folderPath);
+  if (names.opened) {
+    claimIn(names, name, owner);
+  } else {
+    names.reserved.emplace_back(name, owner);
+  }
+}
+
+std::string ExportPathAllocator::allocate(const std::string& folderPath, const std::string& stem,
+                                          const std::string& extension, std::string_view owner) {
+  Folder& names = opened(folderPath);
+  auto withFolder = [&](std::string name) { return folderPath.empty() ? name : folderPath + "/" + name; };
+  const auto next = names.nextAttempt.find(stem + extension);
+  if (next == names.nextAttempt.end()) {
+    if (claimIn(names, stem + extension, owner)) return withFolder(stem + extension);
+  }
+  // Every number below `attempt` was taken when last tried, and names stay taken.
+  int& attempt = next != names.nextAttempt.end() ? next->second : names.nextAttempt[stem + extension];
+  if (attempt < 2) attempt = 2;
+  for (;; ++attempt) {
+    std::string name = stem + " (" + std::to_string(attempt) + ")" + extension;
+    if (claimIn(names, name, owner)) return withFolder(std::move(name));
   }
 }
 

@@ -3,10 +3,9 @@
 // macOS and Windows compare names), and stable between runs.
 #pragma once
 
-#include <map>
-#include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace zephyl::notes_store {
@@ -24,20 +23,44 @@ std::string fileNameKey(std::string_view name);
 
 // Hands out unique names within each folder. Names claimed first (from an
 // earlier export) keep their owner; new names get " (2)", " (3)", … before
-// their extension when taken.
+// their extension when taken. Names are never given back, so each stem goes on
+// from the number it last reached: a folder of many notes of one title costs
+// one try per note, not one per twin before it. Owners, and reserved paths,
+// are kept by reference (a library's worth of copies is most of the memory an
+// export plan needs): each must outlive the allocator.
 class ExportPathAllocator {
  public:
   // Reserves `relativePath` ("Folder/Sub/Name.md") for `owner`; false when
   // another owner already holds that name.
-  bool claim(const std::string& relativePath, const std::string& owner);
+  bool claim(std::string_view relativePath, std::string_view owner);
+
+  // As claim, where the caller need not know the outcome: the name is looked at
+  // only once a name is handed out or claimed in its folder, so that a run
+  // that keeps every earlier name folds none of them.
+  void reserve(std::string_view relativePath, std::string_view owner);
 
   // A free name for `owner` in `folder` ("" for the top), built from `stem` and
   // `extension` (".md"); the path is returned relative to the export root.
   std::string allocate(const std::string& folder, const std::string& stem, const std::string& extension,
-                       const std::string& owner);
+                       std::string_view owner);
 
  private:
-  std::map<std::string, std::string> owners_;  // key of folder + "/" + name key → owner
+  struct Folder {
+    bool opened = false;
+    std::unordered_map<std::string, std::string_view> owners;  // name key → owner
+    // Stem + extension → the number to try first, once a stem's plain name was taken.
+    std::unordered_map<std::string, int> nextAttempt;
+    std::vector<std::pair<std::string_view, std::string_view>> reserved;  // name, owner; until opened
+  };
+  Folder& folder(std::string_view path);
+  Folder& opened(std::string_view path);
+  bool claimIn(Folder& folder, std::string_view name, std::string_view owner);
+
+  struct Hash : std::hash<std::string_view> {
+    using is_transparent = void;
+  };
+  std::unordered_map<std::string, Folder> folders_;  // folder key → its names
+  std::unordered_map<std::string, std::string, Hash, std::equal_to<>> folderKeys_;  // folder as spelled → key
 };
 
 // True when `relativePath` names something inside the export folder: relative,

@@ -41,6 +41,12 @@ TEST(ExportPaths, UniqueRegardlessOfCaseAndUnicodeForm) {
   // "é" composed and decomposed name the same file on macOS.
   EXPECT_EQ(allocator.allocate("", "Caf\xC3\xA9", ".md", "n5"), "Café.md");
   EXPECT_EQ(allocator.allocate("", "Cafe\xCC\x81", ".md", "n6"), "Cafe\xCC\x81 (2).md");
+  // Twins go on from the number the last one reached, past names reserved earlier.
+  allocator.reserve("Twins/Plan (3).md", "old");
+  const std::string twins[] = {"Twins/Plan.md", "Twins/Plan (2).md", "Twins/Plan (4).md",
+                               "Twins/Plan (5).md"};
+  for (const std::string& expected : twins)
+    EXPECT_EQ(allocator.allocate("Twins", "Plan", ".md", expected), expected);
   // A claim keeps its owner; the same owner may claim again.
   EXPECT_TRUE(allocator.claim("Work/Plan.md", "n1"));
   EXPECT_FALSE(allocator.claim("WORK/plan.MD", "n9"));

@@ -1,8 +1,8 @@
 #include "notes_store/library_export_plan.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
-#include <unordered_set>
 
 #include "notes_store/component_path.h"
 #include "notes_store/export_paths.h"
@@ -25,8 +25,11 @@ class FolderLayout {
       key += makeComponentPath({component});
       auto it = paths_.find(key);
       if (it == paths_.end()) {
-        const std::string name = safePathComponent(component, "Untitled Folder");
-        it = paths_.emplace(key, allocator_.allocate(path, name, "", "folder:" + key)).first;
+        // The folder owns its name under its component path, which no note id
+        // can equal (it starts with a length).
+        it = paths_.emplace(key, std::string()).first;
+        it->second =
+            allocator_.allocate(path, safePathComponent(component, "Untitled Folder"), "", it->first);
       }
       path = it->second;
     }
@@ -42,11 +45,13 @@ class FolderLayout {
 
 // True when an earlier file name still fits the note: same folder, a name made
 // from the same title.
-bool stillFits(const std::string& path, const std::string& folder, const std::string& stem) {
-  if (exportFolderOf(path) != folder) return false;
-  const std::string name = path.substr(folder.empty() ? 0 : folder.size() + 1);
-  return fileNameKey(name) == fileNameKey(stem + ".md") ||
-         fileNameKey(name).starts_with(fileNameKey(stem + " ("));
+bool stillFits(std::string_view path, std::string_view folder, const std::string& stem) {
+  const size_t slash = path.rfind('/');
+  if (path.substr(0, slash == std::string_view::npos ? 0 : slash) != folder) return false;
+  const std::string_view name = path.substr(slash == std::string_view::npos ? 0 : slash + 1);
+  if (name.size() == stem.size() + 3 && name.starts_with(stem) && name.ends_with(".md")) return true;
+  const std::string key = fileNameKey(name);
+  return key == fileNameKey(stem + ".md") || key.starts_with(fileNameKey(stem + " ("));
 }
 
 }  // namespace
@@ -60,11 +65,19 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
                                     const std::vector<NotesFolderRow>& folders,
                                     const LibraryExportManifest& earlier) {
   // Older notes choose names first, so a new note never takes an old one's name.
-  std::sort(notes.begin(), notes.end(), [](const NotesNoteRow& a, const NotesNoteRow& b) {
-    const auto aTime = a.createdAt ? a.createdAt : a.modifiedAt;
-    const auto bTime = b.createdAt ? b.createdAt : b.modifiedAt;
-    if (aTime != bTime) return aTime < bTime;
-    return notesObjectKey(a.id).value_or(0) < notesObjectKey(b.id).value_or(0);
+  struct NamingOrder {
+    std::optional<core::TimePoint> time;
+    int64_t key;
+    size_t index;
+  };
+  std::vector<NamingOrder> order(notes.size());
+  for (size_t i = 0; i < notes.size(); ++i) {
+    order[i] = {notes[i].createdAt ? notes[i].createdAt : notes[i].modifiedAt,
+                notesObjectKey(notes[i].id).value_or(0), i};
+  }
+  std::sort(order.begin(), order.end(), [](const NamingOrder& a, const NamingOrder& b) {
+    if (a.time != b.time) return a.time < b.time;
+    return a.key < b.key;
   });
 
   ExportPathAllocator allocator;
@@ -85,43 +98,61 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
     components.push_back(note.folderName);
     return components;
   };
-
-  // Earlier names are claimed before any new one is handed out.
-  std::vector<std::string> targets(notes.size());
-  std::vector<std::string> folderPaths(notes.size());
-  std::vector<std::optional<std::string>> previous(notes.size());
-  std::vector<std::string> displayPaths(notes.size());
-  // Every file of the earlier export stays reserved for its note, even one about
-  // to be renamed, so that no other note is written over it.
-  for (const auto& [id, entry] : earlier) allocator.claim(entry.path, id);
-  FolderLayout layout(allocator);
-  for (size_t i = 0; i < notes.size(); ++i) {
-    folderPaths[i] = layout.relativePath(componentsOf(notes[i]));
-    displayPaths[i] =
-        folderDisplayPath(folderDisplay, notes[i].folderID, notes[i].accountName, notes[i].folderName);
-    const auto entry = earlier.find(notes[i].id);
-    if (entry == earlier.end()) continue;
-    previous[i] = entry->second.path;
-    const std::string stem = safePathComponent(notes[i].title, "Untitled");
-    if (stillFits(entry->second.path, folderPaths[i], stem)) targets[i] = entry->second.path;
-  }
-  for (size_t i = 0; i < notes.size(); ++i) {
-    if (!targets[i].empty()) continue;
-    targets[i] =
-        allocator.allocate(folderPaths[i], safePathComponent(notes[i].title, "Untitled"), ".md", notes[i].id);
-  }
+  // A note's export folder and display path depend on its folder's row alone:
+  // worked out once per folder.
+  struct NoteFolder {
+    std::string path;
+    std::string displayPath;
+  };
+  std::unordered_map<std::string, NoteFolder> noteFolders;  // folder id, account and name → folder
+  std::string folderKey;
 
   LibraryExportPlan plan;
-  plan.folders = layout.count();
-  std::unordered_set<std::string> present;
-  for (const NotesNoteRow& note : notes) present.insert(note.id);
+  plan.entries.reserve(notes.size());
+  for (const NamingOrder& next : order) plan.entries.push_back({std::move(notes[next.index]), {}, {}, {}});
+  std::vector<NotesNoteRow>().swap(notes);
+  std::vector<const std::string*> folderPaths(plan.entries.size());
+  // Every file of the earlier export stays reserved for its note, even one about
+  // to be renamed, so that no other note is written over it. Earlier names are
+  // reserved before any new one is handed out.
+  std::unordered_map<std::string_view, const LibraryExportManifestEntry*> earlierByID;
+  earlierByID.reserve(earlier.size());
   for (const auto& [id, entry] : earlier) {
-    if (!present.count(id)) plan.staleFiles.push_back(entry.path);
+    allocator.reserve(entry.path, id);  // both live as long as the plan is made
+    earlierByID.emplace(id, &entry);
   }
-  plan.notes = std::move(notes);
-  plan.targets = std::move(targets);
-  plan.previous = std::move(previous);
-  plan.folderDisplayPaths = std::move(displayPaths);
+  FolderLayout layout(allocator);
+  for (size_t i = 0; i < plan.entries.size(); ++i) {
+    LibraryExportPlanEntry& entry = plan.entries[i];
+    folderKey = entry.note.folderID;
+    (((folderKey += '\0') += entry.note.accountName) += '\0') += entry.note.folderName;
+    auto folder = noteFolders.find(folderKey);
+    if (folder == noteFolders.end()) {
+      NoteFolder resolved{layout.relativePath(componentsOf(entry.note)),
+                          folderDisplayPath(folderDisplay, entry.note.folderID, entry.note.accountName,
+                                            entry.note.folderName)};
+      folder = noteFolders.emplace(folderKey, std::move(resolved)).first;
+    }
+    folderPaths[i] = &folder->second.path;
+    entry.folderDisplayPath = folder->second.displayPath;
+    const auto earlierEntry = earlierByID.find(entry.note.id);
+    if (earlierEntry == earlierByID.end()) continue;
+    entry.previous = earlierEntry->second;
+    const std::string stem = safePathComponent(entry.note.title, "Untitled");
+    if (stillFits(entry.previous->path, *folderPaths[i], stem)) entry.target = entry.previous->path;
+  }
+  for (size_t i = 0; i < plan.entries.size(); ++i) {
+    LibraryExportPlanEntry& entry = plan.entries[i];
+    if (!entry.target.empty()) continue;
+    entry.target = allocator.allocate(*folderPaths[i], safePathComponent(entry.note.title, "Untitled"), ".md",
+                                      entry.note.id);
+  }
+
+  plan.folders = layout.count();
+  for (const LibraryExportPlanEntry& entry : plan.entries) earlierByID.erase(entry.note.id);
+  for (const auto& [id, entry] : earlier) {
+    if (earlierByID.count(id)) plan.staleFiles.push_back(entry.path);
+  }
   return plan;
 }
 

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,21 +19,28 @@ inline constexpr std::string_view kExportManifestName = ".zephyl-export.json";
 struct LibraryExportManifestEntry {
   std::string path;      // relative to the export folder
   std::string modified;  // ISO 8601 modification time of the note when written
+  bool operator==(const LibraryExportManifestEntry&) const = default;
 };
 
 using LibraryExportManifest = std::map<std::string, LibraryExportManifestEntry>;  // note id → entry
 
+// One note of the plan.
+struct LibraryExportPlanEntry {
+  NotesNoteRow note;
+  std::string target;  // the note's file, relative to the export folder
+  // What an earlier export recorded of the note, in the manifest the plan was
+  // made from; null when it had nothing. A note whose target differs from its
+  // path is renamed.
+  const LibraryExportManifestEntry* previous = nullptr;
+  std::string folderDisplayPath;  // "Account › Folder" for the front matter
+};
+
 struct LibraryExportPlan {
   // The notes in naming order: older ones first, so that a new note never
-  // takes an old one's name. The vectors below follow this order.
-  std::vector<NotesNoteRow> notes;
-  std::vector<std::string> targets;  // each note's file, relative to the export folder
-  // The file an earlier export gave the note, when it had one; a note whose
-  // target differs from it is renamed.
-  std::vector<std::optional<std::string>> previous;
-  std::vector<std::string> folderDisplayPaths;  // "Account › Folder" for the front matter
-  size_t folders = 0;                           // folders the export holds
-  std::vector<std::string> staleFiles;          // earlier files whose notes are gone
+  // takes an old one's name.
+  std::vector<LibraryExportPlanEntry> entries;
+  size_t folders = 0;                   // folders the export holds
+  std::vector<std::string> staleFiles;  // earlier files whose notes are gone
 };
 
 LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,

@@ -35,19 +35,20 @@ TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
   const LibraryExportPlan plan = planLibraryExport(
       {note(4, "Gone", 40), note(3, "Plan", 30), note(2, "New name", 20), note(1, "Plan", 10)}, workFolder(),
       earlier);
-  ASSERT_EQ(plan.notes.size(), 4u);
-  EXPECT_EQ(plan.notes[0].id, "x-coredata://S/ICNote/p1");
-  EXPECT_EQ(plan.notes[3].id, "x-coredata://S/ICNote/p4");
+  ASSERT_EQ(plan.entries.size(), 4u);
+  EXPECT_EQ(plan.entries[0].note.id, "x-coredata://S/ICNote/p1");
+  EXPECT_EQ(plan.entries[3].note.id, "x-coredata://S/ICNote/p4");
   const std::vector<std::string> targets = {"iCloud/Work/Plan.md", "iCloud/Work/New name.md",
                                             "iCloud/Work/Plan (2).md",
                                             // The deleted note's file stays reserved: a new note
                                             // of the same title does not write over it.
                                             "iCloud/Work/Gone (2).md"};
-  EXPECT_EQ(plan.targets, targets);
-  EXPECT_EQ(plan.previous[1], std::optional<std::string>("iCloud/Work/Old name.md"));
-  EXPECT_EQ(plan.previous[3], std::nullopt);
+  for (size_t i = 0; i < targets.size(); ++i) EXPECT_EQ(plan.entries[i].target, targets[i]);
+  ASSERT_NE(plan.entries[1].previous, nullptr);
+  EXPECT_EQ(plan.entries[1].previous->path, "iCloud/Work/Old name.md");
+  EXPECT_EQ(plan.entries[3].previous, nullptr);
   EXPECT_EQ(plan.staleFiles, std::vector<std::string>{"iCloud/Work/Gone.md"});
-  EXPECT_EQ(plan.folderDisplayPaths[0], "iCloud › Work");
+  EXPECT_EQ(plan.entries[0].folderDisplayPath, "iCloud › Work");
   EXPECT_EQ(plan.folders, 2u);  // iCloud and iCloud/Work
 }
 

@@ -1,13 +1,14 @@
 #include "notes_store/library_exporter.h"
 
 #include <algorithm>
-#include <map>
-#include <nlohmann/json.hpp>
+#include <chrono>
 #include <unordered_map>
+#include <unordered_set>
 
 #include "core/file_system_error.h"
 #include "core/logger.h"
 #include "notes_store/export_paths.h"
+#include "notes_store/library_export_manifest.h"
 #include "notes_store/library_export_plan.h"
 #include "notes_store/note_renderer.h"
 #include "notes_store/notes_object_identifier.h"
@@ -43,39 +44,52 @@ ManifestRead readManifest(core::FileSystem& files, const std::string& path) {
   }
   const auto contents = files.readFile(path);
   if (!contents) return {};
-  ManifestRead read{ManifestState::kOurs, {}};
-  try {
-    const auto json = nlohmann::json::parse(*contents);
-    for (const auto& [id, entry] : json.at("notes").items()) {
-      auto notePath = entry.at("path").get<std::string>();
-      if (!staysInsideExportFolder(notePath)) {
-        kLog.warning() << "The export manifest names a path outside the export folder";
-        return {ManifestState::kForeign, {}};
-      }
-      read.manifest[id] = {std::move(notePath), entry.at("modified").get<std::string>()};
-    }
-  } catch (const nlohmann::json::exception& error) {
-    kLog.warning() << "The export manifest is unreadable: " << error.what();
+  auto manifest = parseLibraryExportManifest(*contents);
+  if (!manifest) {
+    kLog.warning() << "The export manifest is unreadable or names a path outside the export folder";
     return {ManifestState::kForeign, {}};
   }
-  return read;
+  return {ManifestState::kOurs, std::move(*manifest)};
 }
 
 // The first part of `relative` below `directory` ("A", "A/B", "A/B/n.md") that is
 // a symbolic link: writing or removing through it could reach outside the folder.
-std::optional<std::string> symbolicLinkOnPath(core::FileSystem& files, const std::string& directory,
-                                              const std::string& relative) {
-  for (size_t slash = relative.find('/');; slash = relative.find('/', slash + 1)) {
-    std::string prefix = relative.substr(0, slash);
-    if (files.isSymbolicLink(joinPath(directory, prefix))) return prefix;
-    if (slash == std::string::npos) return std::nullopt;
+// Folders found free of links are remembered for the run, so that a note costs
+// one look at its own file.
+class SymbolicLinkCheck {
+ public:
+  SymbolicLinkCheck(core::FileSystem& files, const std::string& directory)
+      : files_(files), directory_(directory) {}
+
+  std::optional<std::string> onPath(const std::string& relative) {
+    const size_t last = relative.rfind('/');
+    if (last == std::string::npos || !plainFolders_.count(std::string_view(relative).substr(0, last))) {
+      for (size_t slash = relative.find('/'); slash != std::string::npos;
+           slash = relative.find('/', slash + 1)) {
+        std::string prefix = relative.substr(0, slash);
+        if (plainFolders_.count(prefix)) continue;
+        if (files_.isSymbolicLink(joinPath(directory_, prefix))) return prefix;
+        plainFolders_.insert(std::move(prefix));
+      }
+    }
+    if (files_.isSymbolicLink(joinPath(directory_, relative))) return relative;
+    return std::nullopt;
   }
-}
+
+ private:
+  core::FileSystem& files_;
+  const std::string& directory_;
+  struct Hash : std::hash<std::string_view> {
+    using is_transparent = void;
+  };
+  std::unordered_set<std::string, Hash, std::equal_to<>> plainFolders_;
+};
 
 // Removes the file a renamed note had; a file reached through a symbolic link,
 // or one that cannot be removed, is left as a stale file.
-void removeEarlierFile(core::FileSystem& files, const std::string& directory, const std::string& relative) {
-  if (const auto link = symbolicLinkOnPath(files, directory, relative)) {
+void removeEarlierFile(core::FileSystem& files, SymbolicLinkCheck& links, const std::string& directory,
+                       const std::string& relative) {
+  if (const auto link = links.onPath(relative)) {
     kLog.warning() << "Not removing an earlier file through a symbolic link";
     return;
   }
@@ -96,12 +110,27 @@ bool holdsNothingOfTheUser(core::FileSystem& files, const std::string& directory
 }
 
 void writeManifest(core::FileSystem& files, const std::string& path, const Manifest& manifest) {
-  // A sorted map: inserting into an order-keeping one is linear per key.
-  nlohmann::json notes = nlohmann::json::object();
-  for (const auto& [id, entry] : manifest) notes[id] = {{"path", entry.path}, {"modified", entry.modified}};
-  const nlohmann::json json = {{"version", 1}, {"notes", std::move(notes)}};
-  files.writeFileAtomically(path, json.dump(1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+  files.writeFileAtomically(path, formatLibraryExportManifest(manifest));
 }
+
+// When the manifest is written during a run: at most a twentieth of the run
+// goes to it (rewriting it after every batch grows with the square of the
+// library), and a kill -9 loses the records of the last few seconds at most;
+// their files are written again, under the same names, by the next run.
+class ManifestSchedule {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  bool due() const { return Clock::now() - lastEnd_ >= 20 * lastCost_; }
+  void written(Clock::time_point start) {
+    lastEnd_ = Clock::now();
+    lastCost_ = lastEnd_ - start;
+  }
+
+ private:
+  Clock::time_point lastEnd_ = Clock::now();
+  Clock::duration lastCost_{};
+};
 
 std::string yamlQuoted(std::string_view text) {
   std::string out = "\"";
@@ -179,20 +208,29 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   if (earlier.state != ManifestState::kOurs) writeManifest(files, manifestPath, manifest);
 
   const std::vector<NotesFolderRow> folderRows = NotesDatabaseAccess::fetchFolderTree(connection);
-  std::vector<NotesNoteRow> notes = NotesDatabaseAccess::fetchNoteList(connection);
+  std::vector<NotesNoteRow> rows = NotesDatabaseAccess::fetchNoteList(connection);
   LibraryExportSummary summary;
-  summary.notes = notes.size();
+  summary.notes = rows.size();
 
-  LibraryExportPlan plan = planLibraryExport(std::move(notes), folderRows, manifest);
-  notes = std::move(plan.notes);
-  const std::vector<std::string>& targets = plan.targets;
-  const std::vector<std::optional<std::string>>& previous = plan.previous;
+  // The plan points into `manifest`, whose entries change only once their notes are written.
+  LibraryExportPlan plan = planLibraryExport(std::move(rows), folderRows, manifest);
+  const std::vector<LibraryExportPlanEntry>& notes = plan.entries;
   summary.folders = plan.folders;
   summary.staleFiles = std::move(plan.staleFiles);
 
-  std::unordered_map<std::string, size_t> byIdentifier;  // upper-case UUID → note index
-  for (size_t i = 0; i < notes.size(); ++i) byIdentifier.emplace(upper(notes[i].uuid), i);
+  // Upper-case UUID → note index, for links between notes; made when the first
+  // note is written, so that a run with nothing to write does without.
+  std::unordered_map<std::string, size_t> byIdentifier;
 
+  SymbolicLinkCheck links(files, directory);
+  ManifestSchedule schedule;
+  bool recorded = true;  // the manifest on disk holds every record made so far
+  auto saveManifest = [&] {
+    const auto start = ManifestSchedule::Clock::now();
+    writeManifest(files, manifestPath, manifest);
+    schedule.written(start);
+    recorded = true;
+  };
   auto skip = [&](const std::string& path, std::string reason) {
     kLog.warning() << "Skipped a note: " << reason;
     summary.skipped.push_back({path, std::move(reason)});
@@ -204,30 +242,34 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
       std::vector<size_t> toWrite;
       std::vector<int64_t> keys;
       for (size_t i = start; i < end; ++i) {
-        const NotesNoteRow& note = notes[i];
-        const std::string modified = core::formatIso8601(note.modifiedAt).value_or("");
+        const NotesNoteRow& note = notes[i].note;
         if (note.isPasswordProtected != 0) {
           ++summary.lockedSkipped;
           continue;
         }
-        const auto entry = manifest.find(note.id);
-        if (!options.force && entry != manifest.end() && entry->second.path == targets[i] &&
-            entry->second.modified == modified && !symbolicLinkOnPath(files, directory, targets[i]) &&
-            files.fileExists(joinPath(directory, targets[i]))) {
+        const std::string& target = notes[i].target;
+        const auto& previous = notes[i].previous;
+        if (!options.force && previous && previous->path == target &&
+            previous->modified == core::formatIso8601(note.modifiedAt).value_or("") &&
+            !links.onPath(target) && files.fileExists(joinPath(directory, target))) {
           ++summary.unchanged;
           continue;
         }
         toWrite.push_back(i);
         if (note.noteDataPK) keys.push_back(*note.noteDataPK);
       }
-      const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, keys, options.stop);
+      auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, keys, options.stop);
+      std::vector<int64_t> noteKeys;
+      for (size_t i : toWrite) noteKeys.push_back(notesObjectKey(notes[i].note.id).value_or(0));
+      const auto holders = NotesDatabaseAccess::fetchAttachmentHolders(connection, noteKeys);
       size_t batchDone = end - start - toWrite.size();
       for (size_t i : toWrite) {
-        const NotesNoteRow& note = notes[i];
+        const NotesNoteRow& note = notes[i].note;
+        const std::string& target = notes[i].target;
         if (options.progress) options.progress(start + batchDone, notes.size());
         ++batchDone;
-        if (const auto link = symbolicLinkOnPath(files, directory, targets[i])) {
-          skip(targets[i], std::string(kSymbolicLinkRefused) + *link);
+        if (const auto link = links.onPath(target)) {
+          skip(target, std::string(kSymbolicLinkRefused) + *link);
           continue;
         }
         NoteRenderSource source;
@@ -235,52 +277,62 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
         source.key = notesObjectKey(note.id).value_or(0);
         source.title = note.title;
         source.preview = note.preview;
+        source.mayHaveTables = holders.withTables.count(source.key) != 0;
+        source.mayHaveInlineTexts = holders.withInlineTexts.count(source.key) != 0;
+        std::string bodyBytes;
         if (note.noteDataPK) {
           if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
-            source.body = body->second.bytes;
+            // Each body leaves the batch once rendered: the batch's peak shrinks as it goes.
+            bodyBytes = std::move(body->second.bytes);
+            source.body = bodyBytes;
             source.bodyOverLimit = body->second.overLimit;
+            bodies.erase(body);
           }
         }
-        const std::string fromFolder = exportFolderOf(targets[i]);
+        if (byIdentifier.empty()) {
+          for (size_t n = 0; n < notes.size(); ++n) byIdentifier.emplace(upper(notes[n].note.uuid), n);
+        }
+        const std::string fromFolder = exportFolderOf(target);
         NoteRenderOptions renderOptions;
         renderOptions.noteLinkTarget = [&](std::string_view identifier) -> std::optional<std::string> {
-          const auto target = byIdentifier.find(upper(std::string(identifier)));
-          if (target == byIdentifier.end() || notes[target->second].isPasswordProtected != 0)
+          const auto linked = byIdentifier.find(upper(std::string(identifier)));
+          if (linked == byIdentifier.end() || notes[linked->second].note.isPasswordProtected != 0)
             return std::nullopt;
-          return relativeLink(fromFolder, targets[target->second]);
+          return relativeLink(fromFolder, notes[linked->second].target);
         };
-        const RenderedNote rendered = renderNoteSource(connection, source, renderOptions);
+        RenderedNote rendered = renderNoteSource(connection, source, renderOptions);
         if (rendered.overLimit) {
           kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
-          summary.overLimitSkipped.push_back(targets[i]);
+          summary.overLimitSkipped.push_back(target);
           continue;
         }
         summary.tablesUnreadable += rendered.tablesUnreadable;
         if (rendered.fromTitleAndPreview) ++summary.withoutBody;
-        const std::string content = frontMatter(note, plan.folderDisplayPaths[i]) + rendered.markdown;
+        std::string content = frontMatter(note, notes[i].folderDisplayPath);
+        content += rendered.markdown;
         try {
-          files.replaceFile(joinPath(directory, targets[i]), content);
+          files.replaceFile(joinPath(directory, target), content);
         } catch (const core::FileSystemError& error) {
           // A name too long for this file system, a file where a folder must go:
           // this note only.
-          skip(targets[i], error.reason());
+          skip(target, error.reason());
           continue;
         }
-        if (previous[i] && *previous[i] != targets[i]) {
-          removeEarlierFile(files, directory, *previous[i]);
+        if (notes[i].previous && notes[i].previous->path != target) {
+          removeEarlierFile(files, links, directory, notes[i].previous->path);
           ++summary.renamed;
         }
-        manifest[note.id] = {targets[i], core::formatIso8601(note.modifiedAt).value_or("")};
+        manifest[note.id] = {target, core::formatIso8601(note.modifiedAt).value_or("")};
+        recorded = false;
         ++summary.written;
       }
       if (options.progress) options.progress(end, notes.size());
-      // A kill -9 loses at most one batch of records; their files are written
-      // again, under the same names, by the next run.
-      if (!toWrite.empty()) writeManifest(files, manifestPath, manifest);
+      if (!recorded && schedule.due()) saveManifest();
     }
+    if (!recorded) saveManifest();
   } catch (...) {
     try {
-      writeManifest(files, manifestPath, manifest);
+      if (!recorded) writeManifest(files, manifestPath, manifest);
     } catch (const core::FileSystemError& error) {
       kLog.error() << "Could not record the export: " << error.what();
     }

@@ -74,10 +74,12 @@ RenderedNote renderNoteSource(NotesDatabaseConnection& connection, const NoteRen
       if (run.attachment && !run.attachment->identifier.empty())
         attachments.insert(run.attachment->identifier);
     }
-    const NoteTables tables = readTables(connection, source.key, attachments, note.tablesUnreadable);
+    const NoteTables tables = source.mayHaveTables
+                                  ? readTables(connection, source.key, attachments, note.tablesUnreadable)
+                                  : NoteTables();
     // Hashtags and mentions show their text; only a note with attachments has any.
     std::unordered_map<std::string, std::string> inlineTexts;
-    if (attachments.size() > tables.size()) {
+    if (attachments.size() > tables.size() && source.mayHaveInlineTexts) {
       inlineTexts = NotesDatabaseAccess::fetchInlineAttachmentTexts(connection, source.key);
     }
     markdownOptions.attachmentText = [&](std::string_view identifier) -> std::optional<std::string> {
@@ -89,7 +91,9 @@ RenderedNote renderNoteSource(NotesDatabaseConnection& connection, const NoteRen
   } else if (note.lineStyleReading.firstWithText() != nullptr) {
     const auto& identifiers = note.lineStyleReading.attachmentIdentifiers;
     const NoteTables tables =
-        readTables(connection, source.key, {identifiers.begin(), identifiers.end()}, note.tablesUnreadable);
+        source.mayHaveTables ? readTables(connection, source.key, {identifiers.begin(), identifiers.end()},
+                                          note.tablesUnreadable)
+                             : NoteTables();
     note.markdown = parsedNoteToMarkdown(note.lineStyleReading, tables);
   } else {
     // No readable body: the title and preview are all there is.

@@ -50,6 +50,10 @@ struct NoteRenderSource {
   std::string preview;
   std::string_view body;  // as stored; empty when the note has none
   bool bodyOverLimit = false;
+  // False when the caller knows the note has no tables, or no inline attachment
+  // texts: their query is then left out.
+  bool mayHaveTables = true;
+  bool mayHaveInlineTexts = true;
 };
 
 // The note with this key, rendered; nullopt when no note has it. A locked note

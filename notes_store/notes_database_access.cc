@@ -269,6 +269,23 @@ std::unordered_map<std::string, std::string> NotesDatabaseAccess::fetchInlineAtt
   return texts;
 }
 
+NotesDatabaseAccess::AttachmentHolders NotesDatabaseAccess::fetchAttachmentHolders(
+    NotesDatabaseConnection& connection, const std::vector<int64_t>& noteKeys) {
+  AttachmentHolders holders;
+  const bool inlineTexts = connection.schema().has("zalttext");
+  for (size_t start = 0; start < noteKeys.size(); start += kNoteBodiesChunkSize) {
+    const size_t count = std::min(kNoteBodiesChunkSize, noteKeys.size() - start);
+    auto collect = [&](const std::string& sql, std::unordered_set<int64_t>& into) {
+      SqliteStatement statement(connection.handle(), sql);
+      for (size_t i = 0; i < count; ++i) statement.bindInt64(static_cast<int>(i + 1), noteKeys[start + i]);
+      while (statement.step()) into.insert(statement.int64Column(0));
+    };
+    collect(statements::notesWithTables(count), holders.withTables);
+    if (inlineTexts) collect(statements::notesWithInlineAttachmentTexts(count), holders.withInlineTexts);
+  }
+  return holders;
+}
+
 bool NotesDatabaseAccess::isPasswordProtected(NotesDatabaseConnection& connection, int64_t notePK) {
   SqliteStatement statement(connection.handle(), statements::passwordProtection());
   statement.bindInt64(1, notePK);

@@ -135,6 +135,16 @@ class NotesDatabaseAccess {
 
   static std::optional<NotesNoteBodyRow> fetchNote(NotesDatabaseConnection& connection, int64_t notePK);
 
+  // Which of the notes with these keys have tables, and which keep inline
+  // attachment texts: a caller rendering many notes asks once per batch rather
+  // than twice per note. Throws NotesDatabaseError.
+  struct AttachmentHolders {
+    std::unordered_set<int64_t> withTables;
+    std::unordered_set<int64_t> withInlineTexts;
+  };
+  static AttachmentHolders fetchAttachmentHolders(NotesDatabaseConnection& connection,
+                                                  const std::vector<int64_t>& noteKeys);
+
   // The visible text of the note's inline attachments (hashtags, mentions) by
   // identifier; empty when the library keeps none.
   static std::unordered_map<std::string, std::string> fetchInlineAttachmentTexts(

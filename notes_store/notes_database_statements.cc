@@ -160,13 +160,6 @@ const std::string& quotedNameList(NamedFolderSet set) {
 
 namespace statements {
 
-std::string noteBodiesByKey(size_t count) {
-  std::string sql = "SELECT z_pk, " + boundedBody("zdata") + " FROM zicnotedata WHERE z_pk IN (";
-  for (size_t i = 0; i < count; ++i) sql += i == 0 ? "?" : ", ?";
-  sql += ")";
-  return sql;
-}
-
 std::string folderTree(const NotesSchema& schema) {
   return "WITH RECURSIVE folder_tree(folderPK, id, title, parentPK, path, componentPath, modifiedAt) AS ("
          " SELECT folder.z_pk, " +
@@ -268,6 +261,33 @@ std::string tablesOfNote() {
          " FROM ziccloudsyncingobject"
          " WHERE znote = ? AND COALESCE(zmarkedfordeletion, 0) != 1"
          " AND ztypeuti = 'com.apple.notes.table'";
+}
+
+namespace {
+
+std::string placeholders(size_t count) {
+  std::string list = "(";
+  for (size_t i = 0; i < count; ++i) list += i == 0 ? "?" : ", ?";
+  return list + ")";
+}
+
+}  // namespace
+
+std::string noteBodiesByKey(size_t count) {
+  return "SELECT z_pk, " + boundedBody("zdata") + " FROM zicnotedata WHERE z_pk IN " + placeholders(count);
+}
+
+std::string notesWithTables(size_t count) {
+  return "SELECT DISTINCT znote FROM ziccloudsyncingobject"
+         " WHERE COALESCE(zmarkedfordeletion, 0) != 1 AND ztypeuti = 'com.apple.notes.table' AND znote IN " +
+         placeholders(count);
+}
+
+std::string notesWithInlineAttachmentTexts(size_t count) {
+  return "SELECT DISTINCT znote1 FROM ziccloudsyncingobject"
+         " WHERE zidentifier IS NOT NULL AND zalttext IS NOT NULL"
+         " AND COALESCE(zmarkedfordeletion, 0) != 1 AND znote1 IN " +
+         placeholders(count);
 }
 
 std::string folderNotesWithBodies(const NotesSchema& schema, NamedFolderSet set) {

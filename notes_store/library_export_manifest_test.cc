@@ -1,0 +1,48 @@
+#include "notes_store/library_export_manifest.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+namespace zephyl::notes_store {
+namespace {
+
+TEST(LibraryExportManifest, WritesWhatTheJsonLibraryWouldAndReadsItBack) {
+  const LibraryExportManifest manifests[] = {
+      {},
+      {{"x-coredata://S/ICNote/p2", {"iCloud/Work/Plan.md", "2024-05-01T10:00:00Z"}},
+       {"x-coredata://S/ICNote/p10", {"Caf\xC3\xA9 \"quoted\" tab\t.md", "\\"}}},
+      {{"id", {"bad \xFF utf-8.md", "t"}}},  // replaced on the way out, as before
+  };
+  for (const LibraryExportManifest& manifest : manifests) {
+    nlohmann::json notes = nlohmann::json::object();
+    for (const auto& [id, entry] : manifest) notes[id] = {{"path", entry.path}, {"modified", entry.modified}};
+    const nlohmann::json json = {{"version", 1}, {"notes", std::move(notes)}};
+    const std::string text = formatLibraryExportManifest(manifest);
+    EXPECT_EQ(text, json.dump(1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+    if (manifest.size() != 1) {
+      EXPECT_EQ(parseLibraryExportManifest(text), manifest);
+    }
+  }
+}
+
+TEST(LibraryExportManifest, ReadsOnlyWhatHasItsShape) {
+  const std::pair<std::string, std::optional<size_t>> cases[] = {
+      {R"({"notes": null})", 0},
+      {R"({"extra": [{"notes": 1}], "notes": {"a": {"path": "A.md", "modified": "t", "x": {}}}})", 1},
+      {R"({"notes": {"b": {"path": "B.md", "modified": "t"}, "a": {"path": "A.md", "modified": "t"}}})", 2},
+      {R"({"notes": {"a": {"path": "A.md", "modified": 5}}})", std::nullopt},
+      {R"({"notes": {"a": {"path": "A.md"}}})", std::nullopt},
+      {R"({"notes": {"a": {"path": "../A.md", "modified": "t"}}})", std::nullopt},
+      {R"({"notes": []})", std::nullopt},
+      {R"({"version": 1})", std::nullopt},
+      {R"([])", std::nullopt},
+  };
+  for (const auto& [text, notes] : cases) {
+    const auto manifest = parseLibraryExportManifest(text);
+    EXPECT_EQ(manifest ? std::optional(manifest->size()) : std::nullopt, notes) << text;
+  }
+}
+
+}  // namespace
+}  // namespace zephyl::notes_store

@@ -1,0 +1,102 @@
+#!/usr/bin/env bash
+# `zephyl export` of the sample library at 10,000, 100,000 and 300,000 notes
+# (seed 7) into tmpfs, beside its floors from the same run:
+#   first export:  inflating every body (Python's zlib over the same blobs) plus
+#                  `cp -r` of the export Zephyl just wrote;
+#   nothing changed: the note list SQL in the sqlite3 shell plus one stat per
+#                  exported file (`find -printf %s`).
+# Prints wall and CPU time, peak memory, the ratios, and the first export's
+# time per note at each size (linear when they agree).
+#
+# Usage: scripts/bench-export.sh [--quick]   (--quick leaves out 300,000 notes)
+# ZEPHYL=path measures another binary (an older build, for a before/after);
+# ZEPHYL_BENCH_SAMPLES=dir keeps the sample libraries there between runs.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+sizes=(10000 100000 300000)
+if [ "${1:-}" = "--quick" ]; then sizes=(10000 100000); fi
+
+if [ -z "${ZEPHYL:-}" ]; then
+  scripts/install-deps.sh
+  scripts/build.sh zephyl >/dev/null
+  ZEPHYL=build/cli/zephyl
+fi
+command -v sqlite3 >/dev/null || apt-get install -y -qq sqlite3 >/dev/null
+
+work=$(mktemp -d)
+out=$(mktemp -d /dev/shm/zephyl-bench-export.XXXXXX)
+trap 'rm -rf "$work" "$out"' EXIT
+samples="${ZEPHYL_BENCH_SAMPLES:-$work}"
+mkdir -p "$samples"
+
+cat >"$work/inflate.py" <<'EOF'
+import sqlite3, sys, zlib
+db = sqlite3.connect("file:" + sys.argv[1] + "?mode=ro", uri=True)
+for (blob,) in db.execute("SELECT zdata FROM zicnotedata WHERE zdata IS NOT NULL"):
+    try:
+        zlib.decompress(blob, 47)
+    except zlib.error:
+        pass
+EOF
+
+# Runs a command with its output discarded; sets wall, cpu (user + system) and peak (MiB).
+measure() {
+  /usr/bin/time -f "%e %U %S %M" -o "$work/time" "$@" >/dev/null 2>"$work/stderr" ||
+    { cat "$work/stderr" >&2; return 1; }
+  read -r wall user system kib <"$work/time"
+  cpu=$(calc "$user + $system")
+  peak=$((kib / 1024))
+}
+calc() { awk "BEGIN { printf \"%.2f\", $1 }"; }
+less() { awk "BEGIN { exit !($1 < $2) }"; }
+ratio() { calc "$1 / $2"; }
+
+declare -A perNote
+echo "machine: $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)"
+for notes in "${sizes[@]}"; do
+  library="$samples/sample-$notes.sqlite"
+  [ -f "$library" ] || "$ZEPHYL" sample-library "$library" --notes "$notes" --seed 7 >/dev/null
+  "$ZEPHYL" --db "$library" debug sql note-list >"$work/notes.sql"
+  export_dir="$out/export"
+  rm -rf "$export_dir" "$out/copy"
+
+  measure "$ZEPHYL" --db "$library" export "$export_dir"
+  first_wall=$wall first_cpu=$cpu first_peak=$peak
+  measure python3 "$work/inflate.py" "$library"
+  inflate_wall=$wall inflate_cpu=$cpu
+  measure cp -r "$export_dir" "$out/copy"
+  rm -rf "$out/copy"
+  floor_wall=$(calc "$inflate_wall + $wall") floor_cpu=$(calc "$inflate_cpu + $cpu")
+  perNote[$notes]=$(awk "BEGIN { printf \"%.1f\", $first_wall * 1000000 / $notes }")
+
+  echo "== $notes notes ($(find "$export_dir" -type f -name '*.md' | wc -l) files)"
+  printf '  first export       Zephyl %6.2f s (%5.2f s CPU, %4d MiB)   floor %6.2f s (%5.2f s CPU: inflate %.2f + cp -r %.2f)   %s× wall, %s× CPU, %s µs a note\n' \
+    "$first_wall" "$first_cpu" "$first_peak" "$floor_wall" "$floor_cpu" "$inflate_wall" "$wall" \
+    "$(ratio "$first_wall" "$floor_wall")" "$(ratio "$first_cpu" "$floor_cpu")" "${perNote[$notes]}"
+
+  # Nothing changed: best of three, beside the best of three floors.
+  manifest="$export_dir/.zephyl-export.json"
+  before=$(stat -c '%Y.%Z %i' "$manifest")
+  best_wall=999999 best_cpu=0 best_peak=0 best_floor_wall=999999 best_floor_cpu=0
+  for _ in 1 2 3; do
+    measure "$ZEPHYL" --db "$library" export "$export_dir"
+    if less "$wall" "$best_wall"; then best_wall=$wall best_cpu=$cpu best_peak=$peak; fi
+    measure sqlite3 -readonly "$library" -init "$work/notes.sql" .quit
+    sql_wall=$wall sql_cpu=$cpu
+    measure find "$export_dir" -type f -printf '%s\n'
+    floor_wall=$(calc "$sql_wall + $wall") floor_cpu=$(calc "$sql_cpu + $cpu")
+    if less "$floor_wall" "$best_floor_wall"; then
+      best_floor_wall=$floor_wall best_floor_cpu=$floor_cpu
+    fi
+  done
+  [ "$(stat -c '%Y.%Z %i' "$manifest")" = "$before" ] && rewritten="manifest untouched" ||
+    rewritten="MANIFEST REWRITTEN"
+  printf '  nothing changed    Zephyl %6.2f s (%5.2f s CPU, %4d MiB)   floor %6.2f s (%5.2f s CPU: SQL + a stat per file)   %s× wall, %s× CPU, %s\n' \
+    "$best_wall" "$best_cpu" "$best_peak" "$best_floor_wall" "$best_floor_cpu" \
+    "$(ratio "$best_wall" "$best_floor_wall")" "$(ratio "$best_cpu" "$best_floor_cpu")" "$rewritten"
+done
+
+line="first export per note:"
+for notes in "${sizes[@]}"; do line+=" ${notes}: ${perNote[$notes]} µs"; done
+echo "$line (load now $(cut -d' ' -f1 /proc/loadavg))"
