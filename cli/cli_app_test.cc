@@ -1,7 +1,6 @@
 #include "cli/cli_app.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -163,23 +162,6 @@ TEST_F(CliAppTest, ShowPrintsMarkdownOrDecodedJsonForAnyWayOfNamingTheNote) {
     EXPECT_EQ(refused.code, 2) << unknown << ": " << refused.out;
     EXPECT_EQ(refused.out, "") << unknown;
   }
-}
-
-TEST_F(CliAppTest, SearchRemovesStaleTemporaryFilesOfItsCache) {
-  const std::string library = writeLibrary();
-  const fs::path cacheFolder = directory_ / "home" / ".local" / "share" / "zephyl";
-  fs::create_directories(cacheFolder);
-  const pid_t ended = ::fork();
-  if (ended == 0) ::_exit(0);
-  ::waitpid(ended, nullptr, 0);
-  // What a save that kill -9 interrupted leaves, and one of a save still running.
-  const fs::path stale = cacheFolder / ("STORE.searchcache.tmp-" + std::to_string(ended) + "-0");
-  const fs::path running = cacheFolder / ("STORE.searchcache.tmp-" + std::to_string(::getpid()) + "-0");
-  std::ofstream(stale) << "half";
-  std::ofstream(running) << "half";
-  EXPECT_EQ(run({"--db", library, "search", "milk"}).code, 0);
-  EXPECT_FALSE(fs::exists(stale));
-  EXPECT_TRUE(fs::exists(running));
 }
 
 TEST_F(CliAppTest, HostileTitlesPrintHarmlesslyAndOversizedBodiesAreSkippedWithAMessage) {

@@ -546,41 +546,25 @@ class ReadOnlyFolderVfs {
         f->pMethods = nullptr;
         return rc;
       };
-      methods_.xRead = [](sqlite3_file* f, void* b, int n, sqlite3_int64 o) {
-        return real(f)->pMethods->xRead(real(f), b, n, o);
-      };
-      methods_.xWrite = [](sqlite3_file* f, const void* b, int n, sqlite3_int64 o) {
-        return real(f)->pMethods->xWrite(real(f), b, n, o);
-      };
-      methods_.xTruncate = [](sqlite3_file* f, sqlite3_int64 n) {
-        return real(f)->pMethods->xTruncate(real(f), n);
-      };
-      methods_.xSync = [](sqlite3_file* f, int flags) { return real(f)->pMethods->xSync(real(f), flags); };
-      methods_.xFileSize = [](sqlite3_file* f, sqlite3_int64* n) {
-        return real(f)->pMethods->xFileSize(real(f), n);
-      };
-      methods_.xLock = [](sqlite3_file* f, int l) { return real(f)->pMethods->xLock(real(f), l); };
-      methods_.xUnlock = [](sqlite3_file* f, int l) { return real(f)->pMethods->xUnlock(real(f), l); };
-      methods_.xCheckReservedLock = [](sqlite3_file* f, int* r) {
-        return real(f)->pMethods->xCheckReservedLock(real(f), r);
-      };
-      methods_.xFileControl = [](sqlite3_file* f, int op, void* a) {
-        return real(f)->pMethods->xFileControl(real(f), op, a);
-      };
-      methods_.xSectorSize = [](sqlite3_file* f) { return real(f)->pMethods->xSectorSize(real(f)); };
-      methods_.xDeviceCharacteristics = [](sqlite3_file* f) {
-        return real(f)->pMethods->xDeviceCharacteristics(real(f));
-      };
+      methods_.xRead = Forward<&sqlite3_io_methods::xRead>::call;
+      methods_.xWrite = Forward<&sqlite3_io_methods::xWrite>::call;
+      methods_.xTruncate = Forward<&sqlite3_io_methods::xTruncate>::call;
+      methods_.xSync = Forward<&sqlite3_io_methods::xSync>::call;
+      methods_.xFileSize = Forward<&sqlite3_io_methods::xFileSize>::call;
+      methods_.xLock = Forward<&sqlite3_io_methods::xLock>::call;
+      methods_.xUnlock = Forward<&sqlite3_io_methods::xUnlock>::call;
+      methods_.xCheckReservedLock = Forward<&sqlite3_io_methods::xCheckReservedLock>::call;
+      methods_.xFileControl = Forward<&sqlite3_io_methods::xFileControl>::call;
+      methods_.xSectorSize = Forward<&sqlite3_io_methods::xSectorSize>::call;
+      methods_.xDeviceCharacteristics = Forward<&sqlite3_io_methods::xDeviceCharacteristics>::call;
       methods_.xShmMap = [](sqlite3_file* f, int page, int size, int extend, void volatile** p) {
         const std::string shm = std::string(static_cast<File*>(static_cast<void*>(f))->name) + "-shm";
         if (!fs::exists(shm)) return SQLITE_CANTOPEN;
         return real(f)->pMethods->xShmMap(real(f), page, size, extend, p);
       };
-      methods_.xShmLock = [](sqlite3_file* f, int o, int n, int flags) {
-        return real(f)->pMethods->xShmLock(real(f), o, n, flags);
-      };
-      methods_.xShmBarrier = [](sqlite3_file* f) { real(f)->pMethods->xShmBarrier(real(f)); };
-      methods_.xShmUnmap = [](sqlite3_file* f, int d) { return real(f)->pMethods->xShmUnmap(real(f), d); };
+      methods_.xShmLock = Forward<&sqlite3_io_methods::xShmLock>::call;
+      methods_.xShmBarrier = Forward<&sqlite3_io_methods::xShmBarrier>::call;
+      methods_.xShmUnmap = Forward<&sqlite3_io_methods::xShmUnmap>::call;
       return sqlite3_vfs_register(&vfs_, 0) == SQLITE_OK;
     }();
     ASSERT_TRUE(registered);
@@ -594,6 +578,13 @@ class ReadOnlyFolderVfs {
   static sqlite3_file* real(sqlite3_file* f) {
     return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(f) + 1);
   }
+  // A method that passes its call on to the default VFS's file.
+  template <auto Method>
+  struct Forward;
+  template <typename R, typename... A, R (*sqlite3_io_methods::*Method)(sqlite3_file*, A...)>
+  struct Forward<Method> {
+    static R call(sqlite3_file* f, A... a) { return (real(f)->pMethods->*Method)(real(f), a...); }
+  };
 
   static int open(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* f, int flags, int* outFlags) {
     f->pMethods = nullptr;
