@@ -41,9 +41,9 @@ class AgentCommandsTest : public ::testing::Test {
     const std::string path = "/archives/agent-" + version + ".zip";
     registry_.serve(path,
                     agents::testing::makeTestArchive(entries, agents::testing::TestArchiveFormat::kZip));
-    registry_.serveRegistry(std::string(agents::kAntigravityACPAgentID), version,
-                            {{.platformKey = std::string(agents::currentACPPlatformKey()),
-                              .archiveURL = registry_.url(path)}});
+    registry_.serveRegistry(
+        std::string(agents::kAntigravityACPAgentID), version,
+        {{.platformKey = std::string(agents::currentACPPlatformKey()), .archiveURL = registry_.url(path)}});
   }
 
   nlohmann::json status() {

@@ -195,10 +195,10 @@ TEST_F(AICommandsTest, DebugStreamPrintsEventsAndEndsFailuresWithAnErrorLine) {
       connection.write("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(test.body.size()) + "\r\n\r\n" +
                        test.body);
     });
-    const CommandResult result = testing::runCommand(
-        {"--config-dir", (directory_ / "config").string(), "debug", "stream", "hello", "--model",
-         "openai:gpt-6-sol", "--base-url", server.url("/v1")},
-        {{"HOME", (directory_ / "home").string()}, {"OPENAI_API_KEY", "k"}});
+    const CommandResult result =
+        testing::runCommand({"--config-dir", (directory_ / "config").string(), "debug", "stream", "hello",
+                             "--model", "openai:gpt-6-sol", "--base-url", server.url("/v1")},
+                            {{"HOME", (directory_ / "home").string()}, {"OPENAI_API_KEY", "k"}});
     EXPECT_EQ(result.code, test.code) << result.err;
     EXPECT_EQ(result.out, test.out);
     EXPECT_EQ(result.err.starts_with("zephyl: "), test.code != kExitSuccess) << result.err;

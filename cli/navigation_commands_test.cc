@@ -102,7 +102,8 @@ TEST_F(NavigationCommandsTest, SearchPrintsNotesThenFoldersAsJson) {
   ASSERT_FALSE(byFolder.empty());
   EXPECT_EQ(byFolder.back()["kind"], "folder");
   EXPECT_EQ(byFolder.back()["snippet"], "iCloud › Work › Projects");
-  EXPECT_EQ(nlohmann::json::parse(run({"--db", library, "search", "", "--json", "--limit", "1"}).out).size(), 1u);
+  EXPECT_EQ(nlohmann::json::parse(run({"--db", library, "search", "", "--json", "--limit", "1"}).out).size(),
+            1u);
 
   const CommandResult human = run({"--db", library, "search", "budget"});
   EXPECT_EQ(human.code, 0);
@@ -119,7 +120,8 @@ TEST_F(NavigationCommandsTest, SearchKeepsItsCacheInTheDataFolderAndRemovesStale
   if (ended == 0) ::_exit(0);
   ::waitpid(ended, nullptr, 0);
   const fs::path stale = fs::path(dataDirectory()) / ("S.searchcache.tmp-" + std::to_string(ended) + "-0");
-  const fs::path running = fs::path(dataDirectory()) / ("S.searchcache.tmp-" + std::to_string(::getpid()) + "-0");
+  const fs::path running =
+      fs::path(dataDirectory()) / ("S.searchcache.tmp-" + std::to_string(::getpid()) + "-0");
   std::ofstream(stale) << "half";
   std::ofstream(running) << "half";
   ASSERT_EQ(run({"--db", library, "search", "crème"}).code, 0);
