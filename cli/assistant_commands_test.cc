@@ -349,23 +349,15 @@ TEST_F(AssistantCommandsTest, AskContinuesAChatWithItsHistoryAndNamesItOnce) {
   ASSERT_EQ(replay.titles.size(), 1u);  // the chat is named once, after its first exchange
   const json& body = replay.chats[1];
   const json& input = body["input"];
+  // How a history is replayed is AssistantTurnTest's; here, that what the turn
+  // stored comes back: the note it read, its reasoning item and its image.
   ASSERT_EQ(input.size(), 5u) << input.dump();
-  // The first turn is replayed as it was sent: the note and the request.
-  const std::string replayed = input[0]["content"][0]["text"];
-  EXPECT_EQ(input[0]["role"], "user");
-  EXPECT_NE(replayed.find("Ship the beta on Friday"), std::string::npos);
-  EXPECT_TRUE(replayed.ends_with("Current Request:\nSummarise this note")) << replayed;
-  // The reasoning item of the first answer goes back just before its text,
-  // and the image it made is shown again.
-  EXPECT_EQ(input[1]["type"], "reasoning");
+  EXPECT_NE(input[0]["content"][0]["text"].get<std::string>().find("Ship the beta on Friday"),
+            std::string::npos);
   EXPECT_EQ(input[1]["encrypted_content"], "SEALED-0");
-  EXPECT_EQ(input[2]["role"], "assistant");
-  EXPECT_EQ(input[2]["content"][0]["text"], "The beta ships on Friday.");
-  EXPECT_EQ(input[3]["content"][0]["text"], "Previous assistant-generated image:");
   EXPECT_EQ(input[3]["content"][1]["image_url"], "data:image/png;base64,UE5H");
-  const std::string current = input[4]["content"][0]["text"];
-  EXPECT_TRUE(current.ends_with("## Current Request\nAnd after that?"));
-  EXPECT_EQ(current.find("Ship the beta"), std::string::npos);
+  EXPECT_TRUE(
+      input[4]["content"][0]["text"].get<std::string>().ends_with("## Current Request\nAnd after that?"));
   EXPECT_EQ(body["prompt_cache_key"], chatID);
 
   const json chats = json::parse(run({"chat", "list", "--json"}).out);
