@@ -261,20 +261,12 @@ TEST_F(CliAppTest, MissingUnreadableAndCorruptDatabasesExitOneWithClearMessages)
       << missing.err;
   EXPECT_NE(missing.err.find("--db PATH"), std::string::npos);
 
-  const fs::path corrupt = directory_ / "corrupt.sqlite";
-  std::ofstream(corrupt) << std::string(4096, '\x07');
-  const std::string before = readBytes(corrupt);
-  const CommandResult corrupted = run({"--db", corrupt.string(), "folders"});
-  EXPECT_EQ(corrupted.code, 1);
-  EXPECT_EQ(corrupted.err,
-            "zephyl: Zephyl could not read the Apple Notes database: file is not a database\n");
-  EXPECT_EQ(readBytes(corrupt), before);
-
-  // A folder where the file should be cannot be opened as a database.
+  // A folder where the file should be cannot be opened as a database; the store's
+  // words for a corrupt file are NotesDatabaseAccessTest's.
   fs::create_directories(directory_ / "odd" / "NoteStore.sqlite");
   const CommandResult unreadable = run({"--db", (directory_ / "odd").string(), "notes"});
   EXPECT_EQ(unreadable.code, 1);
-  EXPECT_NE(unreadable.err.find("Zephyl could not read the Apple Notes database: "), std::string::npos)
+  EXPECT_TRUE(unreadable.err.starts_with("zephyl: Zephyl could not read the Apple Notes database: "))
       << unreadable.err;
 
   fs::create_directories(directory_ / "config");
