@@ -239,8 +239,6 @@ TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
       input.find("## Untrusted References\n[UNTRUSTED REFERENCE DATA — Note: Plan]\n## Environment\nApp: "
                  "Notes\nApple Notes active: yes\nNote title: Plan"),
       std::string::npos);
-  EXPECT_NE(input.find("## Full Visible Note Text\n```\n"), std::string::npos);
-  EXPECT_TRUE(input.ends_with("## Current Request\nSummarise this note"));
 
   const json usage = json::parse(run({"usage", "--json", "--days", "1"}).out);
   // The answer's bucket, and the title's of its own kind.
