@@ -125,7 +125,8 @@ TEST_F(NotesDatabaseAccessTest, FolderTreeHasPathsComponentPathsAndSkipsTrashAnd
   EXPECT_EQ(folders->front().modifiedAt, std::nullopt);
 }
 
-TEST_F(NotesDatabaseAccessTest, NoteListDropsNullFlagsTrashAndDeletedButNamedFoldersKeepNullFlags) {
+TEST_F(NotesDatabaseAccessTest,
+       NoteListDropsNullFlagsTrashAndDeletedButNamedFoldersKeepNullFlagsAndEmptyOnes) {
   SmallLibrary library;
   const auto path = write(library.builder);
   const auto notes = read(path, [](auto& c) { return NotesDatabaseAccess::fetchNoteList(c); });
@@ -163,6 +164,16 @@ TEST_F(NotesDatabaseAccessTest, NoteListDropsNullFlagsTrashAndDeletedButNamedFol
   EXPECT_EQ((*named)[1].title, "Null flag");
   EXPECT_EQ((*named)[1].notePK, std::to_string(library.nullFlagNote));
   EXPECT_EQ((*named)[1].folderID, std::to_string(library.templates));
+
+  // An empty named folder gives one row, its note columns empty.
+  const auto empty = read(path, [](auto& c) {
+    return NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kSkills);
+  });
+  ASSERT_TRUE(empty && empty->size() == 1u);
+  EXPECT_EQ((*empty)[0].folderName, "Skills");
+  EXPECT_EQ((*empty)[0].noteID, "");
+  EXPECT_EQ((*empty)[0].title, "");
+  EXPECT_EQ((*empty)[0].modifiedAt, std::nullopt);
 }
 
 TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
@@ -205,20 +216,6 @@ TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
       EXPECT_EQ(core::formatIso8601(notes->front().*date.field), c.read);
     }
   }
-}
-
-TEST_F(NotesDatabaseAccessTest, EmptyNamedFolderGivesOneRowWithEmptyNoteColumns) {
-  SmallLibrary library;
-  const auto path = write(library.builder);
-  const auto rows = read(path, [](auto& c) {
-    return NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kSkills);
-  });
-  ASSERT_TRUE(rows.has_value());
-  ASSERT_EQ(rows->size(), 1u);
-  EXPECT_EQ((*rows)[0].folderName, "Skills");
-  EXPECT_EQ((*rows)[0].noteID, "");
-  EXPECT_EQ((*rows)[0].title, "");
-  EXPECT_EQ((*rows)[0].modifiedAt, std::nullopt);
 }
 
 TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7ListWithTheirAccounts) {
