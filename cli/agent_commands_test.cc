@@ -37,15 +37,13 @@ class AgentCommandsTest : public ::testing::Test {
     return testing::runCommand(arguments, environment);
   }
 
-  void publish(const std::string& version, const std::vector<TestArchiveEntry>& entries,
-               std::optional<std::string> sha256 = std::nullopt) {
+  void publish(const std::string& version, const std::vector<TestArchiveEntry>& entries) {
     const std::string path = "/archives/agent-" + version + ".zip";
     registry_.serve(path,
                     agents::testing::makeTestArchive(entries, agents::testing::TestArchiveFormat::kZip));
-    registry_.serveRegistry(std::string(agents::kAntigravityACPAgentID), version,
-                            {{.platformKey = std::string(agents::currentACPPlatformKey()),
-                              .archiveURL = registry_.url(path),
-                              .sha256 = sha256}});
+    registry_.serveRegistry(
+        std::string(agents::kAntigravityACPAgentID), version,
+        {{.platformKey = std::string(agents::currentACPPlatformKey()), .archiveURL = registry_.url(path)}});
   }
 
   nlohmann::json status() {
@@ -58,11 +56,14 @@ class AgentCommandsTest : public ::testing::Test {
   agents::testing::FakeAgentRegistry registry_;
 };
 
-TEST_F(AgentCommandsTest, InstallsFromARegistryAndKeepsThatInstallWhenLaterDownloadsAreRefused) {
+// Which downloads are refused, and that a refusal keeps the install, is
+// AntigravityACPInstallerTest's; here, the command's words and the status it reads.
+TEST_F(AgentCommandsTest, InstallsFromARegistryAndReportsItsStatus) {
   EXPECT_EQ(status()["installed"], false);
   publish("1.0.0", {{"bin/agent", Kind::kFile, "#!/bin/sh\n", 0755}});
   // A registry on this machine does not by itself make its archives trusted.
   const CommandResult untrusted = run({"agent", "install", "--registry", registry_.url("/")}, false);
+  EXPECT_EQ(untrusted.code, kExitFailure);
   EXPECT_EQ(untrusted.err, "zephyl: The Antigravity download location is not trusted.\n");
   EXPECT_EQ(status()["installed"], false);
 
@@ -77,45 +78,12 @@ TEST_F(AgentCommandsTest, InstallsFromARegistryAndKeepsThatInstallWhenLaterDownl
   EXPECT_EQ(json["arguments"], nlohmann::json::parse(R"(["--acp"])"));
   EXPECT_EQ(json["signedIn"], false);
 
-  struct Refusal {
-    const char* name;
-    std::vector<TestArchiveEntry> entries;
-    std::optional<std::string> sha256;
-    std::string message;
-  };
-  const std::vector<Refusal> refusals{
-      {"tampered",
-       {{"bin/agent", Kind::kFile, "#!/bin/sh\nevil\n", 0755}},
-       std::string(64, 'a'),
-       "zephyl: The Antigravity download is not signed by Google.\n"},
-      {"zip-slip",
-       {{"bin/agent", Kind::kFile, "x", 0755}, {"../../../escaped", Kind::kFile, "x"}},
-       std::nullopt,
-       "zephyl: The Antigravity download could not be installed.\n"},
-  };
-  for (const Refusal& refusal : refusals) {
-    SCOPED_TRACE(refusal.name);
-    publish("2.0.0", refusal.entries, refusal.sha256);
-    const CommandResult result = run({"agent", "install", "--registry", registry_.url("/")});
-    EXPECT_EQ(result.code, kExitFailure);
-    EXPECT_EQ(result.err, refusal.message);
-    EXPECT_EQ(status()["version"], "1.0.0");
-  }
-  EXPECT_FALSE(fs::exists(folder_.file("escaped")));
-
   fs::create_directories(folder_.file("home/.gemini/antigravity-acp"));
   std::ofstream(folder_.file("home/.gemini/antigravity-acp/settings.json"))
       << R"({"auth":{"type":"oauth-personal"}})";
   json = status();
   EXPECT_EQ(json["signedIn"], true);
   EXPECT_EQ(json["signInKind"], "oauth-personal");
-}
-
-TEST_F(AgentCommandsTest, APlainHttpRegistryIsRefusedBeforeAnyRequest) {
-  const CommandResult result = run({"agent", "install", "--registry", "http" + registry_.url("/").substr(5)});
-  EXPECT_EQ(result.code, kExitFailure);
-  EXPECT_EQ(result.err, "zephyl: The Antigravity download location is not trusted.\n");
-  EXPECT_TRUE(registry_.requestedPaths().empty());
 }
 
 TEST_F(AgentCommandsTest, AsksACustomAgentThroughTheAssistantPath) {

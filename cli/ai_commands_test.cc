@@ -53,7 +53,7 @@ TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
   EXPECT_EQ(everything.back()["provider"], "opencode");
 }
 
-TEST_F(AICommandsTest, ModelShowsResolution) {
+TEST_F(AICommandsTest, ModelShowsResolutionAndWrongUseIsAUsageError) {
   const CommandResult result = run({"model", "Claude Opus 4.6 (Thinking)", "--json"});
   ASSERT_EQ(result.code, 0) << result.err;
   EXPECT_EQ(
@@ -61,12 +61,9 @@ TEST_F(AICommandsTest, ModelShowsResolution) {
       nlohmann::json::parse(R"json({"id":"Claude Opus 4.6 (Thinking)","provider":"gemini",)json"
                             R"json("displayName":"Gemini 3.8 Flash","defaultReasoningEffort":"medium",)json"
                             R"json("brandLabel":"Antigravity","vendorLabel":"Google"})json"));
-}
-
-TEST_F(AICommandsTest, UnknownProviderIsAUsageError) {
-  const CommandResult result = run({"models", "--provider", "nope"});
-  EXPECT_EQ(result.code, kExitUsage);
-  EXPECT_NE(result.err.find("unknown provider"), std::string::npos);
+  const CommandResult unknown = run({"models", "--provider", "nope"});
+  EXPECT_EQ(unknown.code, kExitUsage);
+  EXPECT_NE(unknown.err.find("unknown provider"), std::string::npos);
   EXPECT_EQ(run({"model"}).code, kExitUsage);
 }
 
@@ -167,6 +164,8 @@ TEST_F(AICommandsTest, DebugStreamServesEveryProviderWithAKey) {
   EXPECT_EQ(nlohmann::json::parse(models.out)[0]["id"], "custom-openai:qwen-local");
 }
 
+// One JSON line per event, and a failure ends with an error line and exit 1;
+// the failures' texts are the services' own (ResponsesServiceTest).
 TEST_F(AICommandsTest, DebugStreamPrintsEventsAndEndsFailuresWithAnErrorLine) {
   const std::string completed =
       "event: response.completed\ndata: {\"type\":\"response.completed\",\"response\":{\"id\":\"r9\","
@@ -176,71 +175,33 @@ TEST_F(AICommandsTest, DebugStreamPrintsEventsAndEndsFailuresWithAnErrorLine) {
       "\"delta\":\"Hi\"}\n\n";
   const struct {
     const char* name;
-    std::string model;
-    std::map<std::string, std::string> environment;
-    int status;
     std::string body;
     int code;
     std::string out;
   } cases[] = {
-      {"OpenAI API key",
-       "openai:gpt-6-sol",
-       {{"OPENAI_API_KEY", "k"}},
-       200,
-       delta + completed,
-       kExitSuccess,
+      {"answer", delta + completed, kExitSuccess,
        "{\"type\":\"textDelta\",\"text\":\"Hi\"}\n{\"type\":\"requestID\",\"id\":\"r9\"}\n"
        "{\"type\":\"usage\",\"responseID\":\"r9\",\"inputTokens\":5,"
        "\"cachedInputTokens\":null,\"outputTokens\":2,\"reasoningTokens\":null,\"totalTokens\":7}\n"
        "{\"type\":\"completed\"}\n"},
-      {"xAI API key, cut-off stream",
-       "grok-4.7",
-       {{"XAI_API_KEY", "x"}},
-       200,
-       delta,
-       kExitFailure,
-       "{\"type\":\"textDelta\",\"text\":\"Hi\"}\n{\"type\":\"error\",\"message\":\"The connection to Grok "
-       "ended before the answer was complete. Try again.\"}\n"},
-      {"error event",
-       "openai:gpt-6-sol",
-       {{"OPENAI_API_KEY", "k"}},
-       200,
-       "event: error\ndata: {\"type\":\"error\",\"message\":\"Nope\"}\n\n",
-       kExitFailure,
+      {"error event", "event: error\ndata: {\"type\":\"error\",\"message\":\"Nope\"}\n\n", kExitFailure,
        "{\"type\":\"error\",\"message\":\"OpenAI response failed: Nope\"}\n"},
-      {"HTTP 400",
-       "openai:gpt-6-sol",
-       {{"OPENAI_API_KEY", "k"}},
-       400,
-       "{}",
-       kExitFailure,
-       "{\"type\":\"error\",\"message\":\"OpenAI returned status 400\"}\n"},
-      {"codex without a signed-in account",
-       "gpt-6-sol",
-       {},
-       200,
-       "",
-       kExitFailure,
-       "{\"type\":\"error\",\"message\":\"Sign in with ChatGPT in Settings first.\"}\n"},
   };
   for (const auto& test : cases) {
+    SCOPED_TRACE(test.name);
     platform::testing::LoopbackHTTPServer server([&test](const platform::testing::LoopbackRequest&,
                                                          platform::testing::LoopbackConnection& connection,
                                                          int) {
-      connection.write("HTTP/1.1 " + std::to_string(test.status) +
-                       " X\r\nContent-Length: " + std::to_string(test.body.size()) + "\r\n\r\n" + test.body);
+      connection.write("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(test.body.size()) + "\r\n\r\n" +
+                       test.body);
     });
-    auto environment = test.environment;
-    environment["HOME"] = (directory_ / "home").string();
     const CommandResult result =
         testing::runCommand({"--config-dir", (directory_ / "config").string(), "debug", "stream", "hello",
-                             "--model", test.model, "--base-url", server.url("/v1")},
-                            environment);
-    EXPECT_EQ(result.code, test.code) << test.name << result.err;
-    EXPECT_EQ(result.out, test.out) << test.name;
-    if (test.code != kExitSuccess) {
-      EXPECT_NE(result.err.find("zephyl: "), std::string::npos) << test.name;
-    }
+                             "--model", "openai:gpt-6-sol", "--base-url", server.url("/v1")},
+                            {{"HOME", (directory_ / "home").string()}, {"OPENAI_API_KEY", "k"}});
+    EXPECT_EQ(result.code, test.code) << result.err;
+    EXPECT_EQ(result.out, test.out);
+    EXPECT_EQ(result.err.starts_with("zephyl: "), test.code != kExitSuccess) << result.err;
   }
 }
 

@@ -78,17 +78,5 @@ TEST_F(ChatCommandsTest, RenameAndRemoveChangeTheFile) {
   for (const Case& c : failures) EXPECT_EQ(run(c.arguments).code, c.code) << c.arguments.back();
 }
 
-TEST_F(ChatCommandsTest, CorruptHistoryListsEmptyAndIsKept) {
-  std::ofstream(data_ / "chat-sessions.json") << "[{\"id\":";
-  const CommandResult list = run({"chat", "list", "--json"});
-  ASSERT_EQ(list.code, 0) << list.err;
-  EXPECT_EQ(nlohmann::json::parse(list.out), nlohmann::json::array());
-  int asides = 0;
-  for (const auto& entry : fs::directory_iterator(data_)) {
-    asides += entry.path().filename().string().starts_with("chat-sessions.json.corrupt-");
-  }
-  EXPECT_EQ(asides, 1);
-}
-
 }  // namespace
 }  // namespace zephyl::cli

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -96,21 +97,13 @@ TEST_F(NavigationCommandsTest, SearchPrintsNotesThenFoldersAsJson) {
   EXPECT_EQ(json[0]["folderPath"], "iCloud › Work › Projects");
   EXPECT_TRUE(json[0]["id"].get<std::string>().starts_with("x-coredata://"));
 
+  // Which results come in which order is NotesQuickOpenServiceTest's; here, a folder's row.
   const auto byFolder = nlohmann::json::parse(run({"--db", library, "search", "projects", "--json"}).out);
-  ASSERT_EQ(byFolder.size(), 3u);
-  EXPECT_EQ(byFolder[0]["title"], "Plan");
-  EXPECT_EQ(byFolder[0]["matchKind"], "folder");
-  EXPECT_EQ(byFolder[2]["kind"], "folder");
-  EXPECT_EQ(byFolder[2]["title"], "Projects");
-  EXPECT_EQ(byFolder[2]["matchKind"], "title");
-  EXPECT_EQ(byFolder[2]["snippet"], "iCloud › Work › Projects");
-  EXPECT_TRUE(nlohmann::json::parse(run({"--db", library, "search", "deleted", "--json"}).out).empty());
-
-  const auto recent =
-      nlohmann::json::parse(run({"--db", library, "search", "", "--json", "--limit", "1"}).out);
-  ASSERT_EQ(recent.size(), 1u);
-  EXPECT_EQ(recent[0]["title"], "Plan");
-  EXPECT_TRUE(recent[0]["matchKind"].is_null());
+  ASSERT_FALSE(byFolder.empty());
+  EXPECT_EQ(byFolder.back()["kind"], "folder");
+  EXPECT_EQ(byFolder.back()["snippet"], "iCloud › Work › Projects");
+  EXPECT_EQ(nlohmann::json::parse(run({"--db", library, "search", "", "--json", "--limit", "1"}).out).size(),
+            1u);
 
   const CommandResult human = run({"--db", library, "search", "budget"});
   EXPECT_EQ(human.code, 0);
@@ -118,20 +111,27 @@ TEST_F(NavigationCommandsTest, SearchPrintsNotesThenFoldersAsJson) {
   EXPECT_NE(human.out.find("2 results"), std::string::npos);
 }
 
-TEST_F(NavigationCommandsTest, SearchKeepsItsCacheInTheDataFolderAndSurvivesADamagedOne) {
+// A damaged cache is QuickOpenSearchTextCacheTest's; here, where the cache lives,
+// and that what a save cut short by kill -9 left there goes, but not a running save's.
+TEST_F(NavigationCommandsTest, SearchKeepsItsCacheInTheDataFolderAndRemovesStaleTemporaryFiles) {
   const std::string library = writeLibrary();
+  fs::create_directories(dataDirectory());
+  const pid_t ended = ::fork();
+  if (ended == 0) ::_exit(0);
+  ::waitpid(ended, nullptr, 0);
+  const fs::path stale = fs::path(dataDirectory()) / ("S.searchcache.tmp-" + std::to_string(ended) + "-0");
+  const fs::path running =
+      fs::path(dataDirectory()) / ("S.searchcache.tmp-" + std::to_string(::getpid()) + "-0");
+  std::ofstream(stale) << "half";
+  std::ofstream(running) << "half";
   ASSERT_EQ(run({"--db", library, "search", "crème"}).code, 0);
+  EXPECT_FALSE(fs::exists(stale));
+  EXPECT_TRUE(fs::exists(running));
+  fs::remove(running);
   std::vector<fs::path> caches;
   for (const auto& entry : fs::directory_iterator(dataDirectory())) caches.push_back(entry.path());
   ASSERT_EQ(caches.size(), 1u);
   EXPECT_TRUE(caches[0].filename().string().starts_with("quick-open-search-"));
-  {
-    std::ofstream damaged(caches[0], std::ios::binary | std::ios::trunc);
-    damaged << "not a cache";
-  }
-  const CommandResult again = run({"--db", library, "search", "creme", "--json"});
-  ASSERT_EQ(again.code, 0) << again.err;
-  EXPECT_EQ(nlohmann::json::parse(again.out).size(), 1u);
   EXPECT_GT(fs::file_size(caches[0]), 100u);
 }
 

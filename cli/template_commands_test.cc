@@ -36,11 +36,11 @@ class TemplateCommandsTest : public ::testing::Test {
     return testing::runCommand(arguments, environment_, input);
   }
 
-  // `zephyl debug replay -` with `events` as the recording.
-  CommandResult replay(const std::string& events, std::vector<std::string> options = {}) {
-    std::vector<std::string> arguments = {"--db", (directory_ / "none" / "NoteStore.sqlite").string()};
-    arguments.insert(arguments.end(), options.begin(), options.end());
-    arguments.insert(arguments.end(), {"debug", "replay", "-"});
+  // `zephyl debug replay [OPTION] -` with `events` as the recording, without a library by default.
+  CommandResult replay(const std::string& events, const std::string& option = "", std::string db = "") {
+    if (db.empty()) db = (directory_ / "none" / "NoteStore.sqlite").string();
+    std::vector<std::string> arguments = {"--db", db, "debug", "replay", "-"};
+    if (!option.empty()) arguments.insert(arguments.end() - 1, option);
     return run(arguments, events);
   }
 
@@ -140,7 +140,10 @@ constexpr const char* kNotesActivates =
     R"({"type":"activate","bundleID":"com.apple.Notes","name":"Notes","pid":501})"
     "\n";
 
-TEST_F(TemplateCommandsTest, ReplayShowsStatusesAndActionsInOrder) {
+// The order of triggers, panels and commands is AppControllerTest's; here, what the
+// replay itself reads: comments and blank lines, each kind of event, settings that
+// start at their defaults (the user's file is not read), --panels and the library's templates.
+TEST_F(TemplateCommandsTest, ReplayReadsEachKindOfEvent) {
   std::ofstream(directory_ / "config" / "settings.json") << R"({"slashCommandDateFormat": "isoDate"})";
   const std::string today = [] {
     char text[16];
@@ -148,84 +151,72 @@ TEST_F(TemplateCommandsTest, ReplayShowsStatusesAndActionsInOrder) {
     std::strftime(text, sizeof text, "%Y-%m-%d", std::localtime(&now));
     return std::string(text);
   }();
-  // The order of triggers, panels and commands is AppControllerTest's; here, that the
-  // replay reads comments and blank lines and starts from default settings.
-  const auto result = replay(std::string(kNotesActivates) +
-                             "# a comment, then a blank line\n\n"
-                             R"({"type":"text","text":"/date"})"
-                             "\n"
-                             R"({"type":"key","keyCode":36,"characters":"\r","flags":0})"
-                             "\n");
-  ASSERT_EQ(result.code, 0) << result.err;
-  const auto output = lines(result.out);
-  ASSERT_EQ(output.size(), 5u) << result.out;
-  EXPECT_EQ(output[0], R"({"status":"Apple Notes is active"})");
-  EXPECT_EQ(output[1], R"({"status":"Slash command panel opened"})");
-  EXPECT_EQ(output[2], R"({"action":"deleteBackward","count":5})");
-  // The replay's settings start at their defaults: the user's file is not read.
-  EXPECT_NE(output[3].find(R"({"action":"typeText","text":")"), std::string::npos);
-  EXPECT_EQ(output[3].find(today), std::string::npos) << output[3];
-  EXPECT_EQ(output[4], R"({"status":"Inserted date and time"})");
-
-  const auto iso = replay(std::string(kNotesActivates) +
-                          R"({"type":"setting","key":"slashCommandDateFormat","value":"isoDate"})"
-                          "\n"
-                          R"({"type":"text","text":"/date\n"})"
-                          "\n");
-  ASSERT_EQ(iso.code, 0) << iso.err;
-  EXPECT_NE(iso.out.find(R"({"action":"typeText","text":")" + today + "\"}"), std::string::npos) << iso.out;
-}
-
-TEST_F(TemplateCommandsTest, ReplayFollowsSettingsFocusAndPanels) {
-  const auto result = replay(std::string(kNotesActivates) +
-                                 R"({"type":"setting","key":"markdownTriggersEnabled","value":false})"
-                                 "\n"
-                                 R"({"type":"text","text":"# "})"
-                                 "\n"
-                                 R"({"type":"setting","key":"markdownTriggersEnabled","value":null})"
-                                 "\n"
-                                 R"({"type":"focus","editorFocused":false,"role":"AXTextField"})"
-                                 "\n"
-                                 R"({"type":"text","text":"/"})"
-                                 "\n"
-                                 R"({"type":"focus","editorFocused":true})"
-                                 "\n"
-                                 R"({"type":"panel","name":"inlineAI","visible":true})"
-                                 "\n"
-                                 R"({"type":"key","keyCode":53,"characters":"\u001b"})"
-                                 "\n"
-                                 R"({"type":"terminate","pid":501})"
-                                 "\n",
-                             {});
-  ASSERT_EQ(result.code, 0) << result.err;
-  EXPECT_EQ(lines(result.out), (std::vector<std::string>{R"({"status":"Apple Notes is active"})",
-                                                         R"({"status":"Notes editor focused"})",
-                                                         R"({"status":"Waiting for Apple Notes"})"}));
-
-  const auto panels = replay(std::string(kNotesActivates) + R"({"type":"text","text":"/ta"})"
-                                                            "\n",
-                             {});
-  const auto withPanels =
-      run({"--db", (directory_ / "none" / "NoteStore.sqlite").string(), "debug", "replay", "--panels", "-"},
-          std::string(kNotesActivates) + R"({"type":"text","text":"/ta"})"
-                                         "\n");
-  ASSERT_EQ(withPanels.code, 0) << withPanels.err;
-  EXPECT_EQ(panels.out.find(R"("panel")"), std::string::npos);
-  EXPECT_NE(withPanels.out.find(R"({"panel":"slash","rows":["table")"), std::string::npos) << withPanels.out;
-}
-
-TEST_F(TemplateCommandsTest, ReplayPastesTemplatesOfTheLibrary) {
-  const std::string db = writeLibrary();
-  const auto result = run({"--db", db, "debug", "replay", "-"}, std::string(kNotesActivates) +
-                                                                    R"({"type":"text","text":"/standup\n"})"
-                                                                    "\n");
-  ASSERT_EQ(result.code, 0) << result.err;
-  const auto output = lines(result.out);
-  ASSERT_EQ(output.size(), 5u) << result.out;
-  EXPECT_EQ(output[2], R"({"action":"deleteBackward","count":8})");
-  EXPECT_TRUE(output[3].starts_with(R"({"action":"paste","html":"<h1>Standup</h1>)")) << output[3];
-  EXPECT_NE(output[3].find("{{1st}} item"), std::string::npos);  // a digit-first token is no placeholder
-  EXPECT_EQ(output[4], R"({"status":"Inserted template"})");
+  const std::string typedToday = R"({"action":"typeText","text":")" + today + "\"}";
+  const std::string slashTa = R"({"type":"text","text":"/ta"})";
+  const struct {
+    const char* name;
+    std::vector<std::string> events;  // after Notes activates
+    std::string option;
+    bool library;
+    std::vector<std::string> shown;   // lines of the output, in this order
+    std::vector<std::string> absent;  // in no line
+  } cases[] = {
+      {"comments, blank lines, a key, default settings",
+       {"# a comment, then a blank line", "", R"({"type":"text","text":"/date"})",
+        R"({"type":"key","keyCode":36,"characters":"\r","flags":0})"},
+       "",
+       false,
+       {R"({"status":"Slash command panel opened"})", R"({"action":"deleteBackward","count":5})",
+        R"({"status":"Inserted date and time"})"},
+       {typedToday}},
+      {"a setting",
+       {R"({"type":"setting","key":"slashCommandDateFormat","value":"isoDate"})",
+        R"({"type":"text","text":"/date\n"})"},
+       "",
+       false,
+       {typedToday},
+       {}},
+      {"settings, focus, panels and termination",
+       {R"({"type":"setting","key":"markdownTriggersEnabled","value":false})",
+        R"({"type":"text","text":"# "})",
+        R"({"type":"setting","key":"markdownTriggersEnabled","value":null})",
+        R"({"type":"focus","editorFocused":false,"role":"AXTextField"})", R"({"type":"text","text":"/"})",
+        R"({"type":"focus","editorFocused":true})", R"({"type":"panel","name":"inlineAI","visible":true})",
+        R"({"type":"key","keyCode":53,"characters":"\u001b"})", R"({"type":"terminate","pid":501})"},
+       "",
+       false,
+       {R"({"status":"Notes editor focused"})", R"({"status":"Waiting for Apple Notes"})"},
+       {"Applied", "Slash command panel"}},
+      {"no panels unless asked", {slashTa}, "", false, {}, {R"("panel")"}},
+      {"--panels", {slashTa}, "--panels", false, {R"({"panel":"slash","rows":["table")"}, {}},
+      // A digit-first token is no placeholder.
+      {"the library's templates",
+       {R"({"type":"text","text":"/standup\n"})"},
+       "",
+       true,
+       {R"({"action":"deleteBackward","count":8})", R"({"action":"paste","html":"<h1>Standup</h1>)",
+        "{{1st}} item", R"({"status":"Inserted template"})"},
+       {}},
+  };
+  const std::string library = writeLibrary();
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    std::string events = kNotesActivates;
+    for (const std::string& event : c.events) events += event + "\n";
+    const CommandResult result = replay(events, c.option, c.library ? library : "");
+    ASSERT_EQ(result.code, 0) << result.err;
+    const std::vector<std::string> output = lines(result.out);
+    ASSERT_FALSE(output.empty());
+    EXPECT_EQ(output[0], R"({"status":"Apple Notes is active"})");
+    auto line = output.begin();
+    for (const std::string& shown : c.shown) {
+      line = std::find_if(line, output.end(),
+                          [&](const std::string& l) { return l.find(shown) != std::string::npos; });
+      EXPECT_NE(line, output.end()) << shown << " in\n" << result.out;
+    }
+    for (const std::string& absent : c.absent)
+      EXPECT_EQ(result.out.find(absent), std::string::npos) << absent;
+  }
 }
 
 TEST_F(TemplateCommandsTest, ReplayRejectsBadLinesNamingThem) {

@@ -268,11 +268,12 @@ TEST_F(AppControllerTest, AskAIOpensTheAssistantOnlyAfterTheQueryIsRemoved) {
                           JSONValue::parse(R"({"status":"AI panel opened with current note context"})")));
 }
 
-TEST_F(AppControllerTest, SlashNeedsTheSettingAndTheNoteBody) {
+TEST_F(AppControllerTest, TriggersAndSlashNeedTheNoteBodyAndSlashItsSetting) {
   startWithNotesInFront();
   platform_.moveFocus({"AXTextField", "AXSearchField", false, {}, {}, {}, {}});
-  type("/");
+  type("# /");
   EXPECT_FALSE(controller_.isSlashQueryActive());
+  EXPECT_THAT(output(), IsEmpty());
 
   platform_.moveFocus({"AXTextArea", "", true, {}, {}, {}, {}});
   settings_.setBool("slashCommandsEnabled", false);
@@ -422,13 +423,6 @@ TEST_F(AppControllerTest, AccessibilityPermissionMessagesFollowItsChanges) {
       platform_.statuses(),
       ElementsAre(required, required, "Accessibility allowed", "Slash command panel opened", required,
                   "Zephyl — Zephyl was reinstalled or updated. Restart to restore keyboard shortcuts."));
-}
-
-TEST_F(AppControllerTest, TriggersTypedOutsideTheNoteBodyAreLeftAlone) {
-  startWithNotesInFront();
-  platform_.moveFocus({"AXTextField", "AXSearchField", false, {}, {}, {}, {}});
-  type("# ");
-  EXPECT_THAT(output(), IsEmpty());
 }
 
 TEST_F(AppControllerTest, TheAssistantOpensWithWhatNotesShows) {

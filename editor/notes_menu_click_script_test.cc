@@ -27,8 +27,8 @@ TEST(NotesMenuClickScript, ScriptListsAreSortedSetsWithDoubledQuotes) {
 const NotesMenuClickScript::Titles kTitles{
     {"Formato", "Format"}, {"Font", "Police"}, {"Edit", "Édition"}, {"Say \"Hi\"", "Heading", "Heading"}};
 
-TEST(NotesMenuClickScript, FormatMenuItemScript) {
-  const std::string expected =
+TEST(NotesMenuClickScript, FormatMenuItemAndFontSubmenuItemScripts) {
+  const std::string findFormatMenu =
       "tell application \"System Events\"\n"
       "  tell process \"Notes\"\n"
       "    set formatMenu to missing value\n"
@@ -38,55 +38,41 @@ TEST(NotesMenuClickScript, FormatMenuItemScript) {
       "        exit repeat\n"
       "      end if\n"
       "    end repeat\n"
-      "    if formatMenu is missing value then error \"Notes format menu is unavailable\"\n"
-      "    set clickedItem to false\n"
-      "    repeat with itemName in {\"Heading\", \"Say \"\"Hi\"\"\"}\n"
-      "      set itemTitle to itemName as text\n"
-      "      if exists menu item itemTitle of formatMenu then\n"
-      "        click menu item itemTitle of formatMenu\n"
-      "        set clickedItem to true\n"
-      "        exit repeat\n"
-      "      end if\n"
-      "    end repeat\n"
-      "    if clickedItem is false then error \"Notes format menu item is unavailable\"\n"
-      "  end tell\n"
-      "end tell\n";
-  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::kFormat, kTitles), expected);
-}
-
-TEST(NotesMenuClickScript, FontSubmenuItemScript) {
-  const std::string expected =
-      "tell application \"System Events\"\n"
-      "  tell process \"Notes\"\n"
-      "    set formatMenu to missing value\n"
-      "    repeat with menuBarItem in menu bar items of menu bar 1\n"
-      "      if {\"Format\", \"Formato\"} contains (name of menuBarItem as text) then\n"
-      "        set formatMenu to menu 1 of menuBarItem\n"
-      "        exit repeat\n"
-      "      end if\n"
-      "    end repeat\n"
-      "    if formatMenu is missing value then error \"Notes format menu is unavailable\"\n"
-      "    set fontMenu to missing value\n"
-      "    repeat with menuEntry in menu items of formatMenu\n"
-      "      if {\"Font\", \"Police\"} contains (name of menuEntry as text) then\n"
-      "        set fontMenu to menu 1 of menuEntry\n"
-      "        exit repeat\n"
-      "      end if\n"
-      "    end repeat\n"
-      "    if fontMenu is missing value then error \"Notes font menu is unavailable\"\n"
-      "    set clickedItem to false\n"
-      "    repeat with itemName in {\"Heading\", \"Say \"\"Hi\"\"\"}\n"
-      "      set itemTitle to itemName as text\n"
-      "      if exists menu item itemTitle of fontMenu then\n"
-      "        click menu item itemTitle of fontMenu\n"
-      "        set clickedItem to true\n"
-      "        exit repeat\n"
-      "      end if\n"
-      "    end repeat\n"
-      "    if clickedItem is false then error \"Notes font menu item is unavailable\"\n"
-      "  end tell\n"
-      "end tell\n";
-  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::kFontSubmenu, kTitles), expected);
+      "    if formatMenu is missing value then error \"Notes format menu is unavailable\"\n";
+  // Clicks the first of the item titles found in `menu`.
+  const auto clickIn = [](const std::string& menu, const std::string& name) {
+    return "    set clickedItem to false\n"
+           "    repeat with itemName in {\"Heading\", \"Say \"\"Hi\"\"\"}\n"
+           "      set itemTitle to itemName as text\n"
+           "      if exists menu item itemTitle of " +
+           menu +
+           " then\n"
+           "        click menu item itemTitle of " +
+           menu +
+           "\n"
+           "        set clickedItem to true\n"
+           "        exit repeat\n"
+           "      end if\n"
+           "    end repeat\n"
+           "    if clickedItem is false then error \"Notes " +
+           name +
+           " menu item is unavailable\"\n"
+           "  end tell\n"
+           "end tell\n";
+  };
+  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::kFormat, kTitles),
+            findFormatMenu + clickIn("formatMenu", "format"));
+  EXPECT_EQ(NotesMenuClickScript::forMenuItem(NotesFormatMenu::kFontSubmenu, kTitles),
+            findFormatMenu +
+                "    set fontMenu to missing value\n"
+                "    repeat with menuEntry in menu items of formatMenu\n"
+                "      if {\"Font\", \"Police\"} contains (name of menuEntry as text) then\n"
+                "        set fontMenu to menu 1 of menuEntry\n"
+                "        exit repeat\n"
+                "      end if\n"
+                "    end repeat\n"
+                "    if fontMenu is missing value then error \"Notes font menu is unavailable\"\n" +
+                clickIn("fontMenu", "font"));
 }
 
 TEST(NotesMenuClickScript, AddLinkScriptUsesOnlyTheEditMenu) {

@@ -29,16 +29,15 @@ class NotesQueryToolTest : public ::testing::Test {
     const int64_t account = b.addAccount({.name = "iCloud"});
     const int64_t work = b.addFolder({.title = "Work", .owner = account});
     const int64_t home = b.addFolder({.title = "Home", .owner = account});
-    b.addNote({.title = "Bakery plan",
-               .folder = work,
-               .account7 = account,
-               .modifiedAt = 10 * kDay,
-               .bodyData = body("Bakery plan\nBread at the corner bakery")});
-    b.addNote({.title = "Groceries",
-               .folder = home,
-               .account7 = account,
-               .modifiedAt = 20 * kDay,
-               .bodyData = body("Groceries\nflour for the bakery")});
+    auto note = [&](std::string title, int64_t folder, double days, const std::string& text) {
+      b.addNote({.title = title,
+                 .folder = folder,
+                 .account7 = account,
+                 .modifiedAt = days * kDay,
+                 .bodyData = body(title + "\n" + text)});
+    };
+    note("Bakery plan", work, 10, "Bread at the corner bakery");
+    note("Groceries", home, 20, "flour for the bakery");
     b.addNote({.title = "Diary",
                .folder = home,
                .account7 = account,
@@ -46,11 +45,7 @@ class NotesQueryToolTest : public ::testing::Test {
                .passwordProtected = true,
                .modifiedAt = 30 * kDay,
                .bodyData = std::string("\x01sealed")});
-    b.addNote({.title = "Long",
-               .folder = work,
-               .account7 = account,
-               .modifiedAt = 5 * kDay,
-               .bodyData = body("Long\nthe bakery ledger")});
+    note("Long", work, 5, "the bakery ledger");
     b.write(path_);
     service_.refresh();
   }

@@ -57,30 +57,26 @@ TEST_F(BacklinksIndexTest, FindsLinksFromAttachmentsAndFromBodyRunsIgnoringCase)
   const int64_t account = builder.addAccount({.name = "iCloud"});
   const int64_t work = builder.addFolder({.title = "Work", .owner = account});
   const int64_t trash = builder.addFolder({.title = "Recently Deleted", .owner = account, .folderType = 1});
+  // A live note in Work, linking to `link` from its body when one is given.
+  auto note = [&](std::string title, double modifiedAt, std::optional<std::string> link = std::nullopt,
+                  std::optional<int64_t> markedForDeletion = 0) {
+    return builder.addNote({.title = std::move(title),
+                            .folder = work,
+                            .account7 = account,
+                            .markedForDeletion = markedForDeletion,
+                            .modifiedAt = modifiedAt,
+                            .bodyData = link ? std::optional(bodyLinkingTo(*link)) : std::nullopt});
+  };
   const int64_t target = builder.addNote(
       {.title = "Target", .identifier = "AAAA-1111", .folder = work, .account7 = account, .modifiedAt = 1});
-  const int64_t byAttachment =
-      builder.addNote({.title = "By attachment", .folder = work, .account7 = account, .modifiedAt = 2});
+  const int64_t byAttachment = note("By attachment", 2);
   builder.addLink({.sourceNote = byAttachment, .tokenContentIdentifier = "applenotes:note/aaaa-1111"});
   builder.addLink({.sourceNote = byAttachment,
                    .tokenContentIdentifier = "applenotes:note/AAAA-1111",
                    .useTypeUti1 = true});  // the same link twice counts once
-  builder.addNote({.title = "By body",
-                   .folder = work,
-                   .account7 = account,
-                   .modifiedAt = 3,
-                   .bodyData = bodyLinkingTo("applenotes:note/Aaaa-1111?ownerIdentifier=x")});
-  builder.addNote({.title = "Also body",
-                   .folder = work,
-                   .account7 = account,
-                   .modifiedAt = 3,
-                   .bodyData = bodyLinkingTo("APPLENOTES:NOTE/aaaa-1111")});
-  const int64_t deleted = builder.addNote({.title = "Deleted source",
-                                           .folder = work,
-                                           .account7 = account,
-                                           .markedForDeletion = 1,
-                                           .modifiedAt = 4,
-                                           .bodyData = bodyLinkingTo("applenotes:note/aaaa-1111")});
+  note("By body", 3, "applenotes:note/Aaaa-1111?ownerIdentifier=x");
+  note("Also body", 3, "APPLENOTES:NOTE/aaaa-1111");
+  const int64_t deleted = note("Deleted source", 4, "applenotes:note/aaaa-1111", 1);
   builder.addLink({.sourceNote = deleted, .tokenContentIdentifier = "applenotes:note/aaaa-1111"});
   builder.addNote({.title = "Self",
                    .identifier = "SELF-1",
@@ -88,17 +84,9 @@ TEST_F(BacklinksIndexTest, FindsLinksFromAttachmentsAndFromBodyRunsIgnoringCase)
                    .account7 = account,
                    .modifiedAt = 5,
                    .bodyData = bodyLinkingTo("applenotes:note/self-1")});
-  builder.addNote({.title = "Web",
-                   .folder = work,
-                   .account7 = account,
-                   .modifiedAt = 6,
-                   .bodyData = bodyLinkingTo("https://example.com/applenotes:note/aaaa-1111")});
-  builder.addNote({.title = "Dangling",
-                   .folder = work,
-                   .account7 = account,
-                   .modifiedAt = 7,
-                   .bodyData = bodyLinkingTo("applenotes:note/no-such-note")});
-  builder.addNote({.title = "Dead link", .folder = work, .account7 = account, .modifiedAt = 8});
+  note("Web", 6, "https://example.com/applenotes:note/aaaa-1111");
+  note("Dangling", 7, "applenotes:note/no-such-note");
+  note("Dead link", 8);
   builder.addLink({.sourceNote = target + 100, .tokenContentIdentifier = "applenotes:note/aaaa-1111"});
   builder.addNote({.title = "Target in trash",
                    .identifier = "TRASHED",

@@ -22,9 +22,7 @@ class DocumentBuilder {
     return *this;
   }
   DocumentBuilder& styled(std::string text, int64_t styleType) {
-    NotesDatabaseAttributeStyle style;
-    style.styleType = styleType;
-    return run(std::move(text), style);
+    return run(std::move(text), {.styleType = styleType});
   }
   const NoteDocument& document() const { return document_; }
 
@@ -32,37 +30,18 @@ class DocumentBuilder {
   NoteDocument document_;
 };
 
-NotesDatabaseAttributeStyle inlineStyle(int64_t weight, bool underline = false, bool strike = false) {
-  NotesDatabaseAttributeStyle style;
-  style.fontWeight = weight;
-  style.underline = underline;
-  style.strikethrough = strike;
-  return style;
-}
-
 TEST(NoteMarkdown, ParagraphStylesBecomeLinePrefixes) {
-  NotesDatabaseAttributeStyle done;
-  done.styleType = 103;
-  done.checklistDone = true;
-  NotesDatabaseAttributeStyle open;
-  open.styleType = 103;
-  open.checklistDone = false;
-  NotesDatabaseAttributeStyle quoted;
-  quoted.blockQuote = true;
-  NotesDatabaseAttributeStyle quotedHeading;  // a heading is never also quoted
-  quotedHeading.styleType = 1;
-  quotedHeading.blockQuote = true;
   DocumentBuilder doc;
   doc.styled("Title\n", 0)
-      .run("Heading\n", quotedHeading)
+      .run("Heading\n", {.styleType = 1, .blockQuote = true})  // a heading is never also quoted
       .styled("Sub\n", 2)
       .styled("dash\n", 100)
       .styled("dot\n", 101)
       .styled("first\n", 102)
       .styled("second\n", 102)
-      .run("milk\n", done)
-      .run("eggs\n", open)
-      .run("wise words\n", quoted)
+      .run("milk\n", {.styleType = 103, .checklistDone = true})
+      .run("eggs\n", {.styleType = 103, .checklistDone = false})
+      .run("wise words\n", {.blockQuote = true})
       .styled("odd style three\n", 3);
   EXPECT_EQ(noteToMarkdown(doc.document()),
             "# Title\n"
@@ -81,14 +60,11 @@ TEST(NoteMarkdown, ParagraphStylesBecomeLinePrefixes) {
 }
 
 TEST(NoteMarkdown, NestedListsIndentToTheirParentsContent) {
-  NotesDatabaseAttributeStyle child;
-  child.styleType = 101;
-  child.indentLevel = 1;
-  NotesDatabaseAttributeStyle grandchild;
-  grandchild.styleType = 103;
-  grandchild.indentLevel = 2;
   DocumentBuilder doc;
-  doc.styled("parent\n", 102).run("child\n", child).run("task\n", grandchild).styled("back\n", 102);
+  doc.styled("parent\n", 102)
+      .run("child\n", {.styleType = 101, .indentLevel = 1})
+      .run("task\n", {.styleType = 103, .indentLevel = 2})
+      .styled("back\n", 102);
   EXPECT_EQ(noteToMarkdown(doc.document()),
             "1. parent\n"
             "   - child\n"
@@ -112,30 +88,24 @@ TEST(NoteMarkdown, MonospacedLinesShareOneFenceThatTheirContentCannotClose) {
 }
 
 TEST(NoteMarkdown, InlineStylesWrapTextButNotItsOuterBlanks) {
-  NotesDatabaseAttributeStyle link;
-  link.link = "https://example.com/a b(c)";
-  NotesDatabaseAttributeStyle highlighted;
-  highlighted.highlight = 3;
-  NotesDatabaseAttributeStyle superscript;
-  superscript.superscript = 1;
   DocumentBuilder doc;
   doc.run("Make ")
-      .run("this bold ", inlineStyle(1))
-      .run("and", inlineStyle(2))
+      .run("this bold ", {.fontWeight = 1})
+      .run("and", {.fontWeight = 2})
       .run(" ")
-      .run("both", inlineStyle(3))
+      .run("both", {.fontWeight = 3})
       .run(", ")
-      .run("struck", inlineStyle(0, false, true))
+      .run("struck", {.strikethrough = true})
       .run(" ")
-      .run("under", inlineStyle(0, true))
+      .run("under", {.underline = true})
       .run(" ")
-      .run("marked", highlighted)
+      .run("marked", {.highlight = 3})
       .run(" x")
-      .run("2", superscript)
+      .run("2", {.superscript = 1})
       .run(" ")
-      .run("site", link)
+      .run("site", {.link = "https://example.com/a b(c)"})
       .run(" un")
-      .run("believ", inlineStyle(2))
+      .run("believ", {.fontWeight = 2})
       .run("able");
   EXPECT_EQ(noteToMarkdown(doc.document()),
             "Make **this bold** _and_ **_both_**, ~~struck~~ <u>under</u> <mark>marked</mark> x<sup>2</sup> "
@@ -159,19 +129,13 @@ TEST(NoteMarkdown, TextThatMarkdownWouldMisreadIsEscaped) {
 }
 
 TEST(NoteMarkdown, SoftBreaksControlCharactersAndAttachments) {
-  NotesDatabaseAttributeStyle image;
-  image.attachment = NotesDatabaseAttachmentInfo{"IMG-1", "public.jpeg"};
-  NotesDatabaseAttributeStyle unknown;
-  unknown.attachment = NotesDatabaseAttachmentInfo{"X-1", "com.example.thing"};
-  NotesDatabaseAttributeStyle item;
-  item.styleType = 101;
   DocumentBuilder doc;
   doc.run("line\xE2\x80\xA8same paragraph\x01\xEF\xBF\xBD\n")
-      .run("item\xE2\x80\xA8more\n", item)
+      .styled("item\xE2\x80\xA8more\n", 101)
       .run("See ")
-      .run("\xEF\xBF\xBC", image)
+      .run("\xEF\xBF\xBC", {.attachment = NotesDatabaseAttachmentInfo{"IMG-1", "public.jpeg"}})
       .run(" and ")
-      .run("\xEF\xBF\xBC", unknown);
+      .run("\xEF\xBF\xBC", {.attachment = NotesDatabaseAttachmentInfo{"X-1", "com.example.thing"}});
   EXPECT_EQ(noteToMarkdown(doc.document()),
             "line  \nsame paragraph\n"
             "- item  \n  more\n"
@@ -180,20 +144,13 @@ TEST(NoteMarkdown, SoftBreaksControlCharactersAndAttachments) {
 }
 
 TEST(NoteMarkdown, TablesRenderWhereTheyStandWithEscapedPipes) {
-  auto cell = [](std::string text) {
-    NoteDocument document;
-    document.text = text;
-    NotesDatabaseAttributeStyle style;
-    style.length = static_cast<int64_t>(text.size());
-    document.runs.push_back(style);
-    return document;
-  };
+  auto cell = [](std::string text) { return DocumentBuilder().run(std::move(text)).document(); };
   NotesTable table;
   table.rows = {{cell("Name"), cell("Qty")}, {cell("a|b"), cell("2\nlines")}, {cell("short")}};
-  NotesDatabaseAttributeStyle tableRun;
-  tableRun.attachment = NotesDatabaseAttachmentInfo{"T-1", "com.apple.notes.table"};
   DocumentBuilder doc;
-  doc.run("Shopping\n").run("\xEF\xBF\xBC", tableRun).run("\nAfter");
+  doc.run("Shopping\n")
+      .run("\xEF\xBF\xBC", {.attachment = NotesDatabaseAttachmentInfo{"T-1", "com.apple.notes.table"}})
+      .run("\nAfter");
   EXPECT_EQ(noteToMarkdown(doc.document(), {{"T-1", table}}),
             "Shopping\n"
             "\n"
@@ -208,12 +165,11 @@ TEST(NoteMarkdown, TablesRenderWhereTheyStandWithEscapedPipes) {
 }
 
 TEST(NoteMarkdown, LinksToOtherNotesGoThroughTheResolver) {
-  NotesDatabaseAttributeStyle known;
-  known.link = "applenotes:note/ABC-1?ownerIdentifier=x";
-  NotesDatabaseAttributeStyle unknown;
-  unknown.link = "applenotes:note/ZZZ";
   DocumentBuilder doc;
-  doc.run("see ").run("plan", known).run(" or ").run("gone", unknown);
+  doc.run("see ")
+      .run("plan", {.link = "applenotes:note/ABC-1?ownerIdentifier=x"})
+      .run(" or ")
+      .run("gone", {.link = "applenotes:note/ZZZ"});
   NoteMarkdownOptions options;
   options.noteLinkTarget = [](std::string_view id) -> std::optional<std::string> {
     if (id == "ABC-1") return "../Work/Plan (2).md";

@@ -5,6 +5,10 @@
 namespace zephyl::notes_store {
 namespace {
 
+// The statements that run on the libraries the builder writes are read there
+// (NotesDatabaseAccessTest: a body chunk's placeholders, a store without note
+// data); here, the schemas the builder cannot write and the quoting of names.
+
 bool contains(const std::string& text, std::string_view part) { return text.find(part) != std::string::npos; }
 
 NotesSchema without(std::initializer_list<const char*> columns) {
@@ -20,11 +24,6 @@ TEST(NotesDatabaseStatements, NameListsDoubleQuotesAndAreBuiltPerSet) {
   EXPECT_EQ(&quotedNameList(NamedFolderSet::kSkills), &quotedNameList(NamedFolderSet::kSkills));
   EXPECT_TRUE(contains(statements::folderNotesWithBodies(NotesSchema::complete(), NamedFolderSet::kSkills),
                        "WHERE folder.ztitle2 IN ('Skills', 'skills') AND folder.zparent IS NULL"));
-}
-
-TEST(NotesDatabaseStatements, NoteBodiesStatementHasOnePlaceholderPerKey) {
-  EXPECT_TRUE(statements::noteBodiesByKey(1).ends_with("FROM zicnotedata WHERE z_pk IN (?)"));
-  EXPECT_TRUE(statements::noteBodiesByKey(3).ends_with("FROM zicnotedata WHERE z_pk IN (?, ?, ?)"));
 }
 
 TEST(NotesDatabaseStatements, AccountJoinsUseOnlyColumnsThatExist) {
@@ -73,14 +72,6 @@ TEST(NotesDatabaseStatements, LinkTypePredicateFollowsTypeColumns) {
     EXPECT_EQ(parameters, c.parameters);
     EXPECT_TRUE(contains(sql, "AND coalesce(link.zmarkedfordeletion, 0) != 1 GROUP BY link.z_pk")) << sql;
   }
-}
-
-TEST(NotesDatabaseStatements, StoreWithoutNoteDataStillListsNamedFolders) {
-  NotesSchema schema = NotesSchema::complete();
-  schema.hasNoteDataTable = false;
-  const std::string sql = statements::folderNotesWithBodies(schema, NamedFolderSet::kTemplates);
-  EXPECT_FALSE(contains(sql, "zicnotedata"));
-  EXPECT_TRUE(contains(sql, "NULL AS bodyData"));
 }
 
 }  // namespace
