@@ -31,11 +31,7 @@ class FakeNotesTool : public AIFunctionTool {
   explicit FakeNotesTool(std::string output) : output_(std::move(output)) {}
   std::string name() const override { return "query_notes"; }
   JSONValue definition() const override {
-    return JSONValue::Object{{"type", "function"},
-                             {"name", "query_notes"},
-                             {"description", "Search notes."},
-                             {"parameters", JSONValue::Object{{"type", "object"}}},
-                             {"strict", false}};
+    return JSONValue::parse(R"({"type":"function","name":"query_notes","parameters":{"type":"object"}})");
   }
   AIToolKind kind() const override { return AIToolKind::kNoteSearch; }
   AIToolCallUpdate started(const JSONValue& arguments) const override {

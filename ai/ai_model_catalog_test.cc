@@ -63,10 +63,16 @@ TEST(AIModelCatalog, ResolvesModelIdsToProviders) {
   for (const auto& [id, provider] : cases) EXPECT_EQ(catalog.provider(id), provider) << id;
 }
 
-TEST(AIModelCatalog, EveryOfferedModelResolvesToItsOwnProvider) {
+TEST(AIModelCatalog, EveryOfferedModelResolvesToItsOwnProviderAndHasLimits) {
   const AIModelCatalog catalog;
   for (AIProvider provider : kAllAIProviders) {
-    for (const auto& id : catalog.models(provider)) EXPECT_EQ(catalog.provider(id), provider) << id;
+    for (const auto& id : catalog.models(provider)) {
+      EXPECT_EQ(catalog.provider(id), provider) << id;
+      const auto metadata = catalog.metadata(id);
+      ASSERT_TRUE(metadata) << id;
+      EXPECT_EQ(metadata->provider, provider) << id;
+      EXPECT_GT(metadata->contextLimitTokens, metadata->maxOutputTokens) << id;
+    }
     if (auto fallback = catalog.defaultModel(provider)) {
       const auto list = catalog.models(provider);
       EXPECT_NE(std::find(list.begin(), list.end(), *fallback), list.end()) << *fallback;
@@ -74,22 +80,18 @@ TEST(AIModelCatalog, EveryOfferedModelResolvesToItsOwnProvider) {
   }
   EXPECT_FALSE(catalog.defaultModel(AIProvider::kCustomOpenAI));
   EXPECT_TRUE(catalog.models(AIProvider::kCustomOpenAI).empty());
+  EXPECT_FALSE(catalog.metadata("openrouter:someone/new-model"));
 }
 
 TEST(AIModelCatalog, BuiltInListsAndUserModels) {
   const AIModelCatalog plain;
   EXPECT_EQ(plain.models(AIProvider::kOpenRouter), std::vector<std::string>{"openrouter:openrouter/auto"});
   EXPECT_EQ(plain.defaultModel(AIProvider::kOpenRouter), "openrouter:openrouter/auto");
-  EXPECT_EQ(plain.models(AIProvider::kOpenAIAPI).front(), "openai:gpt-6.1-sol");
-  EXPECT_EQ(plain.models(AIProvider::kGemini),
-            (std::vector<std::string>{"Gemini 3.8 Flash", "Gemini 3.7 Flash", "Gemini 3.6 Flash",
-                                      "Gemini 3.1 Pro"}));
-
+  // OpenCode's list joins its two plans' lists without repeats: 13 "go" models and the three
+  // Claude models only "zen" lists.
   const auto openCode = plain.models(AIProvider::kOpenCode);
-  EXPECT_EQ(std::count(openCode.begin(), openCode.end(), "opencode:glm-5.3"), 1);
   EXPECT_EQ(std::set<std::string>(openCode.begin(), openCode.end()).size(), openCode.size());
-  EXPECT_EQ(openCode.size(), 16u);  // 13 "go" models and the three Claude models only "zen" lists
-  EXPECT_EQ(openCode.back(), "opencode:claude-sonnet-5-5");
+  EXPECT_EQ(openCode.size(), 16u);
 
   platform::testing::InMemoryFileSystem files;
   core::JsonSettingsStore settings(files, "/settings.json");
@@ -172,19 +174,6 @@ TEST(AIModelCatalog, ServiceModelNamesAndLegacyProfiles) {
   EXPECT_EQ(pro->acpModelIDs.at(ReasoningEffort::kHigh), "gemini-pro-agent");
   EXPECT_FALSE(pro->acpModelIDs.contains(ReasoningEffort::kMedium));
   EXPECT_EQ(AIModelProfile::flash("3.6").acpModelIDs.at(ReasoningEffort::kLow), "gemini-3.6-flash-low");
-}
-
-TEST(AIModelCatalog, EveryBuiltInModelHasLimits) {
-  const AIModelCatalog catalog;
-  for (AIProvider provider : kAllAIProviders) {
-    for (const auto& id : catalog.models(provider)) {
-      const auto metadata = catalog.metadata(id);
-      ASSERT_TRUE(metadata) << id;
-      EXPECT_EQ(metadata->provider, provider) << id;
-      EXPECT_GT(metadata->contextLimitTokens, metadata->maxOutputTokens) << id;
-    }
-  }
-  EXPECT_FALSE(catalog.metadata("openrouter:someone/new-model"));
 }
 
 }  // namespace

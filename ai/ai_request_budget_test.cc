@@ -49,23 +49,24 @@ TEST(AIRequestBudget, TokenEstimateOverheadAndReserve) {
       // Non-ASCII scalars count one token each: 4 + (0+3)/4 = 4 tokens.
       {"non-ASCII counts per scalar", {"日本語😀"}, limits(1'045, 1), std::nullopt},
       {"non-ASCII one short", {"日本語😀"}, limits(1'044, 1), Failure::kContextTooLarge},
+      // A context of three or less: even an empty request fails, but the reserve rule
+      // must not divide its way to zero or beyond.
+      {"tiny context", {}, limits(3, 2), Failure::kContextTooLarge},
+      {"tiny context, no known output", {}, limits(1), Failure::kContextTooLarge},
+      {"exactly 32 MiB without a limit",
+       {std::string(32 * 1024 * 1024, 'a')},
+       limits(std::nullopt),
+       std::nullopt},
+      {"over 32 MiB whatever the limits",
+       {std::string(32 * 1024 * 1024, 'a'), "b"},
+       limits(1'000'000'000, 10),
+       Failure::kRequestTooLarge},
+      {"over 32 MiB without a limit",
+       {std::string(32 * 1024 * 1024, 'a'), "b"},
+       limits(std::nullopt),
+       Failure::kRequestTooLarge},
   };
   for (const auto& c : cases) EXPECT_EQ(AIRequestBudget::check(c.pieces, c.limits), c.expected) << c.name;
-}
-
-TEST(AIRequestBudget, TinyContextReservesOutputOrOne) {
-  // L <= 3: even an empty request (overhead 1,024) fails, but the reserve rule
-  // must not divide its way to zero or beyond.
-  EXPECT_EQ(AIRequestBudget::check({}, limits(3, 2)), Failure::kContextTooLarge);
-  EXPECT_EQ(AIRequestBudget::check({}, limits(1)), Failure::kContextTooLarge);
-}
-
-TEST(AIRequestBudget, OverThirtyTwoMebibytesIsTooLargeWhateverTheLimits) {
-  const std::vector<std::string> exact = {std::string(32 * 1024 * 1024, 'a')};
-  EXPECT_EQ(AIRequestBudget::check(exact, limits(std::nullopt)), std::nullopt);
-  const std::vector<std::string> over = {std::string(32 * 1024 * 1024, 'a'), "b"};
-  EXPECT_EQ(AIRequestBudget::check(over, limits(std::nullopt)), Failure::kRequestTooLarge);
-  EXPECT_EQ(AIRequestBudget::check(over, limits(1'000'000'000, 10)), Failure::kRequestTooLarge);
 }
 
 TEST(AIRequestBudget, TextPiecesSkipBlankPartsAndOtherRoles) {
@@ -121,13 +122,12 @@ TEST(ClassifyError, ContextOverflowWordingsBecomeContextTooLarge) {
 }
 
 TEST(ClassifyError, BudgetFailuresAndCancellationPassUnchanged) {
-  const auto tooLarge =
-      std::make_exception_ptr(AIRequestBudgetError(AIRequestBudgetError::Code::kRequestTooLarge));
-  EXPECT_EQ(classified(tooLarge), tooLarge);
-  const auto cancelled = std::make_exception_ptr(core::CancellationError());
-  EXPECT_EQ(classified(cancelled), cancelled);
-  const auto other = std::make_exception_ptr(std::runtime_error("rate limit exceeded"));
-  EXPECT_EQ(classified(other), other);
+  for (const auto& error :
+       {std::make_exception_ptr(AIRequestBudgetError(AIRequestBudgetError::Code::kRequestTooLarge)),
+        std::make_exception_ptr(core::CancellationError()),
+        std::make_exception_ptr(std::runtime_error("rate limit exceeded"))}) {
+    EXPECT_EQ(classified(error), error);
+  }
 }
 
 }  // namespace
