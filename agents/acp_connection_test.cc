@@ -31,11 +31,7 @@ using core::JSONValue;
 using namespace std::chrono_literals;
 
 int threadCount() {
-  int count = 0;
-  DIR* tasks = opendir("/proc/self/task");
-  while (dirent* entry = readdir(tasks)) count += entry->d_name[0] != '.';
-  closedir(tasks);
-  return count;
+  return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
 }
 
 // Children of this process, zombies included.

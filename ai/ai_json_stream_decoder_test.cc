@@ -171,21 +171,13 @@ TEST(GoogleGenerateContentStreamDecoder, ReadsThoughtsSignaturesAndCumulativeUsa
   }
 }
 
-}  // namespace
-}  // namespace zephyl::ai
-
-// ---------------------------------------------------------------------------
 // Each service end to end: the factory's full stack over the real HTTP
 // transport to a loopback server that replays the service's stream in odd
 // chunk sizes and keeps the request it was sent.
 
-namespace zephyl::ai {
-namespace {
-
 using platform::testing::LoopbackConnection;
 using platform::testing::LoopbackHTTPServer;
 using platform::testing::LoopbackRequest;
-using namespace std::chrono_literals;
 
 struct Reply {
   long status = 200;

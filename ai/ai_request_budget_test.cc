@@ -23,6 +23,7 @@ TEST(AIRequestBudget, TokenEstimateOverheadAndReserve) {
     std::optional<Failure> expected;
   };
   const std::string twentyThousand(20'000, 'a');
+  const std::string mebibytes32(32 * 1024 * 1024, 'a');
   const std::vector<Case> cases = {
       // 5,000 + 1,024 + 16 + 2,000 = 8,040 > 8,000
       {"worked example", {twentyThousand}, limits(8'000), Failure::kContextTooLarge},
@@ -53,18 +54,12 @@ TEST(AIRequestBudget, TokenEstimateOverheadAndReserve) {
       // must not divide its way to zero or beyond.
       {"tiny context", {}, limits(3, 2), Failure::kContextTooLarge},
       {"tiny context, no known output", {}, limits(1), Failure::kContextTooLarge},
-      {"exactly 32 MiB without a limit",
-       {std::string(32 * 1024 * 1024, 'a')},
-       limits(std::nullopt),
-       std::nullopt},
+      {"32 MiB without a limit", {mebibytes32}, limits(std::nullopt), std::nullopt},
       {"over 32 MiB whatever the limits",
-       {std::string(32 * 1024 * 1024, 'a'), "b"},
+       {mebibytes32, "b"},
        limits(1'000'000'000, 10),
        Failure::kRequestTooLarge},
-      {"over 32 MiB without a limit",
-       {std::string(32 * 1024 * 1024, 'a'), "b"},
-       limits(std::nullopt),
-       Failure::kRequestTooLarge},
+      {"over 32 MiB without a limit", {mebibytes32, "b"}, limits(std::nullopt), Failure::kRequestTooLarge},
   };
   for (const auto& c : cases) EXPECT_EQ(AIRequestBudget::check(c.pieces, c.limits), c.expected) << c.name;
 }
