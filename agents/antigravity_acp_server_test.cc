@@ -37,12 +37,9 @@ class AntigravityACPServerTest : public ::testing::Test {
   static std::vector<AIStreamEvent> run(AntigravityACPServer& server, const std::string& prompt,
                                         ai::AIWebToolMode web = ai::AIWebToolMode::kOff,
                                         const std::string& model = "", std::stop_token stop = {}) {
-    ai::AIStreamRequest request;
-    request.input = prompt;
-    request.model = model;
-    request.webSearchMode = web;
     std::vector<AIStreamEvent> events;
-    server.produce(request, stop, [&](AIStreamEvent event) { events.push_back(std::move(event)); });
+    server.produce({.input = prompt, .model = model, .webSearchMode = web}, stop,
+                   [&](AIStreamEvent event) { events.push_back(std::move(event)); });
     return events;
   }
 

@@ -120,11 +120,8 @@ class AIFunctionToolLoopTest : public ::testing::Test {
   }
 
   AIStreamRequest request(std::shared_ptr<AIFunctionTool> tool) {
-    AIStreamRequest request;
-    request.input = "Which notes mention the bakery?";
-    request.allowsLocalNotesQuery = true;
-    request.functionTools = {std::move(tool)};
-    return request;
+    return {
+        .input = "Which notes mention the bakery?", .allowsLocalNotesQuery = true, .functionTools = {tool}};
   }
 
   std::unique_ptr<platform::testing::ScriptedHTTPTransport> transport_;

@@ -264,12 +264,7 @@ class JSONStreamServiceTest : public ::testing::Test {
 };
 
 AIStreamRequest requestFor(std::string model, std::optional<ReasoningEffort> effort) {
-  AIStreamRequest request;
-  request.input = "hi";
-  request.instructions = "Be brief.";
-  request.model = std::move(model);
-  request.reasoningEffort = effort;
-  return request;
+  return {.input = "hi", .instructions = "Be brief.", .model = std::move(model), .reasoningEffort = effort};
 }
 
 const std::string kDone = "[DONE]";
@@ -287,26 +282,18 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
     std::vector<std::string> events;
   };
   AIStreamRequest deepseek = requestFor("deepseek:deepseek-flash", ReasoningEffort::kHigh);
-  const auto message = [](AIHistoryMessage::Role role, std::vector<std::string> text,
-                          std::vector<AIProviderResponseItem> items = {}) {
-    AIHistoryMessage built;
-    built.role = role;
-    built.textParts = std::move(text);
-    built.providerItems = std::move(items);
-    return built;
-  };
-  const AIHistoryMessage earlier = message(AIHistoryMessage::Role::kUser, {"earlier"});
-  deepseek.history = {earlier, message(AIHistoryMessage::Role::kAssistant, {"answer", " "})};
+  using Role = AIHistoryMessage::Role;
+  const AIHistoryMessage earlier{.role = Role::kUser, .textParts = {"earlier"}};
+  deepseek.history = {earlier, {.role = Role::kAssistant, .textParts = {"answer", " "}}};
   AIStreamRequest cloudflare = requestFor("cloudflare:@cf/meta/llama-3.1-8b-instruct", std::nullopt);
   cloudflare.attachments = {{"a.png", "image/png", "\x89PNG"}};
   AIStreamRequest google = requestFor("google:gemini-3.8-flash", ReasoningEffort::kHigh);
+  const auto signedAnswer = R"({"role":"model","parts":[{"text":"answer","thoughtSignature":"c2ln"}]})";
   google.history = {
-      earlier, message(AIHistoryMessage::Role::kAssistant, {"answer"},
-                       {AIProviderResponseItem{
-                           AIProvider::kGoogleAPI,
-                           core::JSONValue::parse(
-                               R"({"role":"model","parts":[{"text":"answer","thoughtSignature":"c2ln"}]})"),
-                           "g0"}})};
+      earlier,
+      {.role = Role::kAssistant,
+       .textParts = {"answer"},
+       .providerItems = {{AIProvider::kGoogleAPI, core::JSONValue::parse(signedAnswer), "g0"}}}};
   const std::string chatUsage = R"("usage":{"prompt_tokens":9,"completion_tokens":3,"total_tokens":12})";
   const std::string usageEvent = R"(usage {"inputTokens":9,"outputTokens":3,"totalTokens":12})";
   const std::string tail = R"(,"stream":true,"stream_options":{"include_usage":true})";

@@ -67,18 +67,11 @@ TEST(AIRequestBudget, TokenEstimateOverheadAndReserve) {
 TEST(AIRequestBudget, TextPiecesSkipBlankPartsAndOtherRoles) {
   AIStreamRequest request;
   request.input = "question";
-  const auto message = [](AIHistoryMessage::Role role, std::vector<std::string> parts) {
-    AIHistoryMessage entry;
-    entry.role = role;
-    entry.textParts = std::move(parts);
-    return entry;
-  };
-  request.history = {
-      message(AIHistoryMessage::Role::kUser, {"first", "second"}),
-      message(AIHistoryMessage::Role::kAssistant, {" \n", "\t"}),
-      message(AIHistoryMessage::Role::kTool, {"tool output"}),
-      message(AIHistoryMessage::Role::kAssistant, {"answer"}),
-  };
+  using Role = AIHistoryMessage::Role;
+  request.history = {{.role = Role::kUser, .textParts = {"first", "second"}},
+                     {.role = Role::kAssistant, .textParts = {" \n", "\t"}},
+                     {.role = Role::kTool, .textParts = {"tool output"}},
+                     {.role = Role::kAssistant, .textParts = {"answer"}}};
   EXPECT_EQ(AIRequestBudget::textPieces(request, "be brief"),
             (std::vector<std::string>{"question", "be brief", "first\n\nsecond", "answer"}));
   EXPECT_EQ(AIRequestBudget::textPieces(request, "  ").size(), 3u);

@@ -46,10 +46,7 @@ std::vector<AIStreamEvent> collect(AIStreamProvider& provider, const AIStreamReq
 }
 
 AIStreamRequest requestFor(std::string input, std::string model = "grok-4.5") {
-  AIStreamRequest request;
-  request.input = std::move(input);
-  request.model = std::move(model);
-  return request;
+  return {.input = std::move(input), .model = std::move(model)};
 }
 
 TEST(BudgetedAIStreamProvider, RefusesBeforeTheWrappedProviderIsCalled) {

@@ -124,12 +124,10 @@ class ResponsesServiceTest : public ::testing::Test {
   }
 
   AIStreamRequest request(std::string model = "gpt-6-sol") {
-    AIStreamRequest request;
-    request.model = std::move(model);
-    request.input = "hi";
-    request.instructions = "Be brief.";
-    request.transportRetryPolicy = AITransportRetryPolicy::interactive();
-    return request;
+    return {.input = "hi",
+            .instructions = "Be brief.",
+            .model = std::move(model),
+            .transportRetryPolicy = AITransportRetryPolicy::interactive()};
   }
 
   std::string base() const { return server_->url("/backend-api/codex"); }
@@ -270,16 +268,14 @@ TEST_F(ResponsesServiceTest, ChatGPTRequestCarriesTheAccountAndTheBodyInProtocol
   turn.conversationID = "chat-9";
   turn.attachments = {{"p.png", "image/png", "PNG"}, {"a.txt", "text/plain", "hey"}};
   const JSONValue reasoning = JSONValue::Object{{"type", "reasoning"}, {"encrypted_content", "e1"}};
-  AIHistoryMessage before;
-  before.textParts = {"before"};
-  AIHistoryMessage answer;
-  answer.role = AIHistoryMessage::Role::kAssistant;
-  answer.textParts = {"answer"};
-  answer.providerItems = {{AIProvider::kCodex, reasoning, "r0"},
-                          {AIProvider::kXAIAccount, JSONValue::Object{{"type", "reasoning"}}, "r0"},
-                          {AIProvider::kCodex, JSONValue::Object{{"type", "message"}}, "r0"}};
-  answer.generatedImages = {{"i.png", "image/png", "IMG"}};
-  turn.history = {before, answer};
+  turn.history = {
+      {.textParts = {"before"}},
+      {.role = AIHistoryMessage::Role::kAssistant,
+       .textParts = {"answer"},
+       .providerItems = {{AIProvider::kCodex, reasoning, "r0"},
+                         {AIProvider::kXAIAccount, JSONValue::Object{{"type", "reasoning"}}, "r0"},
+                         {AIProvider::kCodex, JSONValue::Object{{"type", "message"}}, "r0"}},
+       .generatedImages = {{"i.png", "image/png", "IMG"}}}};
   ASSERT_EQ(run(service, turn).second, "");
 
   ASSERT_EQ(requests_.size(), 1u);
