@@ -117,21 +117,16 @@ TEST(AssistantPromptComposer, EnvironmentFocusAndFencing) {
       {"", " ", "\n", "No note text available"},
   };
   for (const auto& c : cases) {
-    AINoteContext context;
-    context.selectedText = c.selection;
-    context.currentLine = c.line;
-    context.noteText = c.note;
+    const AINoteContext context{.selectedText = c.selection, .currentLine = c.line, .noteText = c.note};
     EXPECT_NE(composeEnvironmentBlock(context).find(std::string("\nFocus: ") + c.focus + "\n"),
               std::string::npos)
         << c.focus;
   }
-  AINoteContext context;
-  context.appName = "Notes";
-  context.isAppleNotesActive = true;
-  context.currentLine = "Run `make`";
-  context.noteText = "Build:\n```\nmake\n```";
-  context.noteTitle = "  ";
-  EXPECT_EQ(composeEnvironmentBlock(context),
+  EXPECT_EQ(composeEnvironmentBlock({.appName = "Notes",
+                                     .isAppleNotesActive = true,
+                                     .currentLine = "Run `make`",
+                                     .noteText = "Build:\n```\nmake\n```",
+                                     .noteTitle = "  "}),
             "## Environment\nApp: Notes\nApple Notes active: yes\nNote title: (unknown)\nZephyl permission: "
             "read-only\nFocus: Full visible note text\nNote completeness: All captured note text is "
             "supplied.\n\n## Selected Text\n(none)\n\n## Current Line\n```\nRun `make`\n```\n\n## Full "

@@ -14,13 +14,11 @@ using namespace std::chrono_literals;
 AssistantTurnParts partsWithNotes(size_t noteBytes) {
   AssistantTurnParts parts;
   parts.request = "Compare these";
-  AINoteContext current;
-  current.appName = "Notes";
-  current.isAppleNotesActive = true;
-  current.noteText = std::string(noteBytes, 'c');
-  current.noteID = "x-coredata://S/ICNote/p1";
-  current.noteTitle = "Current";
-  parts.currentNote = current;
+  parts.currentNote = AINoteContext{.appName = "Notes",
+                                    .isAppleNotesActive = true,
+                                    .noteText = std::string(noteBytes, 'c'),
+                                    .noteID = "x-coredata://S/ICNote/p1",
+                                    .noteTitle = "Current"};
   parts.noteImages = {{"image-1.png", "image/png", "png"}};
   parts.references = {{Kind::kNote, "Mentioned", "Work", std::string(noteBytes, 'm')},
                       {Kind::kWebFetch, "Page", std::nullopt, std::string(noteBytes, 'w')}};
