@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <strings.h>
 
 #include <functional>
 #include <memory>
@@ -241,13 +240,6 @@ class JSONStreamServiceTest : public ::testing::Test {
   }
   int requestCount() { return server_ ? server_->requestCount() : 0; }
 
-  static std::optional<std::string> header(const LoopbackRequest& request, std::string_view name) {
-    for (const auto& [key, value] : request.headers) {
-      if (strcasecmp(key.c_str(), std::string(name).c_str()) == 0) return value;
-    }
-    return std::nullopt;
-  }
-
   platform::CurlHTTPTransport transport_;
   platform::testing::FakeMonotonicClock clock_;
   platform::testing::FakeRandomSource random_{{0.5}};
@@ -402,7 +394,7 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
     EXPECT_EQ(sent.method, "POST");
     EXPECT_EQ(sent.target, target);
     EXPECT_EQ(sent.body, test.requestBody);
-    for (const auto& [name, value] : test.headers) EXPECT_EQ(header(sent, name), value) << name;
+    for (const auto& [name, value] : test.headers) EXPECT_EQ(sent.header(name), value) << name;
     settings_.remove("aiProviderBaseURLs");
     settings_.remove("customOpenAIProviders");
   }

@@ -282,13 +282,12 @@ TEST_F(ResponsesServiceTest, ChatGPTRequestCarriesTheAccountAndTheBodyInProtocol
   const LoopbackRequest& sent = requests_[0];
   EXPECT_EQ(sent.method, "POST");
   EXPECT_EQ(sent.target, "/backend-api/codex/responses");
-  std::map<std::string, std::string> headers(sent.headers.begin(), sent.headers.end());
-  EXPECT_EQ(headers["Authorization"], "Bearer token-1");
-  EXPECT_EQ(headers["chatgpt-account-id"], "account-7");
-  EXPECT_EQ(headers["OpenAI-Beta"], "responses=experimental");
-  EXPECT_EQ(headers["originator"], "zephyl");
-  EXPECT_EQ(headers["Content-Type"], "application/json");
-  EXPECT_EQ(headers["Accept"], "text/event-stream");
+  EXPECT_EQ(sent.header("Authorization"), "Bearer token-1");
+  EXPECT_EQ(sent.header("chatgpt-account-id"), "account-7");
+  EXPECT_EQ(sent.header("OpenAI-Beta"), "responses=experimental");
+  EXPECT_EQ(sent.header("originator"), "zephyl");
+  EXPECT_EQ(sent.header("Content-Type"), "application/json");
+  EXPECT_EQ(sent.header("Accept"), "text/event-stream");
   EXPECT_EQ(
       sent.body,
       R"({"model":"gpt-6-sol","store":false,"stream":true,"instructions":"Be brief.","input":[)"
@@ -395,9 +394,7 @@ TEST_F(ResponsesServiceTest, HTTPFailuresRefreshOrEndWithTheStatus) {
     EXPECT_TRUE(clock_.sleeps().empty()) << test.name;
     if (test.provider == AIProvider::kCodex) {
       EXPECT_EQ(account_.refreshedFrom, std::vector<std::string>{"token-1"}) << test.name;
-      std::map<std::string, std::string> retried(requests_.back().headers.begin(),
-                                                 requests_.back().headers.end());
-      EXPECT_EQ(retried["Authorization"], "Bearer token-2") << test.name;
+      EXPECT_EQ(requests_.back().header("Authorization"), "Bearer token-2") << test.name;
     }
   }
 }
@@ -529,9 +526,8 @@ TEST_F(ResponsesServiceTest, XAIRunsItsImageToolWithinTheFourImageLimit) {
   EXPECT_NE(requests_[2].body.find(R"("call_id":"c7","output":")" +
                                    std::string(XAIResponsesAIService::kImageFailedResult) + "\"}"),
             std::string::npos);
-  std::map<std::string, std::string> headers(requests_[0].headers.begin(), requests_[0].headers.end());
-  EXPECT_EQ(headers["Authorization"], "Bearer xai-key");
-  EXPECT_EQ(headers.count("chatgpt-account-id"), 0u);
+  EXPECT_EQ(requests_[0].header("Authorization"), "Bearer xai-key");
+  EXPECT_EQ(requests_[0].header("chatgpt-account-id"), std::nullopt);
 }
 
 TEST_F(ResponsesServiceTest, XAIImagesComeFromTheServiceImageEndpointByDefault) {
@@ -556,12 +552,9 @@ TEST_F(ResponsesServiceTest, XAIImagesComeFromTheServiceImageEndpointByDefault) 
   EXPECT_EQ(requests_[1].target, "/v1/images/generations");
   EXPECT_EQ(requests_[1].body,
             R"({"model":"grok-2-image","prompt":"cat","n":1,"response_format":"b64_json"})");
-  std::map<std::string, std::string> headers(requests_[1].headers.begin(), requests_[1].headers.end());
-  EXPECT_EQ(headers["Authorization"], "Bearer xai-key");
-  const auto image = std::find_if(events.begin(), events.end(),
-                                  [](const auto& e) { return e.template as<E::GeneratedImage>(); });
-  ASSERT_NE(image, events.end());
-  EXPECT_EQ(*image, AIStreamEvent(E::GeneratedImage{"image/png", "\x89PNG"}));
+  EXPECT_EQ(requests_[1].header("Authorization"), "Bearer xai-key");
+  EXPECT_NE(std::find(events.begin(), events.end(), AIStreamEvent(E::GeneratedImage{"image/png", "\x89PNG"})),
+            events.end());
   EXPECT_NE(requests_[3].body.find(std::string(XAIResponsesAIService::kCopyrightResult)), std::string::npos);
 }
 
