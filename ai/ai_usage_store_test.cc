@@ -147,22 +147,41 @@ TEST(AIUsageStore, SurvivesMissingAndCorruptFilesAndKeepsUnwrittenRecords) {
   EXPECT_EQ(seenInObserver[1], *files.contents(path));
 }
 
-TEST(AIUsageStore, TwoStoresOnOneFileMergeEachOthersRecords) {
-  TestFolder folder;
-  platform::PosixFileSystem files;
-  platform::FlockFileLocker locker;
-  FakeClock clock(*core::parseIso8601("2026-11-14T09:30:00Z"));
-  core::NotificationCenter notifications;
-  const std::string path = folder.file("data/ai-usage.json");
-  AIUsageStore first(path, files, locker, clock, notifications, "UTC");
-  AIUsageStore second(path, files, locker, clock, notifications, "UTC");
+// The store's file in a fresh folder, locked as the application locks it.
+class AIUsageStoreOnDisk : public ::testing::Test {
+ protected:
+  AIUsageStore open() { return AIUsageStore(path_, files_, locker_, clock_, notifications_, "UTC"); }
+
+  // Requests and seen ids in the file; fails the test when the file does not decode.
+  std::pair<int64_t, size_t> loadCounts() {
+    const auto text = files_.readFile(path_);
+    if (!text) return {0, 0};
+    const auto archive = AIUsageStore::decode(*text);
+    EXPECT_TRUE(archive) << "undecodable file after a kill";
+    if (!archive) return {-1, 0};
+    int64_t requests = 0;
+    for (const auto& bucket : archive->buckets) requests += bucket.requests;
+    return {requests, archive->seenResponseIDs.size()};
+  }
+
+  TestFolder folder_;
+  platform::PosixFileSystem files_;
+  platform::FlockFileLocker locker_;
+  FakeClock clock_{*core::parseIso8601("2026-11-14T09:30:00Z")};
+  core::NotificationCenter notifications_;
+  const std::string path_ = folder_.file("ai-usage.json");
+};
+
+TEST_F(AIUsageStoreOnDisk, TwoStoresOnOneFileMergeEachOthersRecords) {
+  AIUsageStore first = open();
+  AIUsageStore second = open();
   first.record(recordOf({report(1, 1, "shared")}));
   second.record(recordOf({report(1, 1, "shared")}));  // the same response, seen by the other store
-  clock.advance(24h);
+  clock_.advance(24h);
   second.record(recordOf({report(2, 2, "own")}));
   first.record(recordOf({}, ReasoningEffort::kHigh));
 
-  const auto snapshot = AIUsageStore(path, files, locker, clock, notifications, "UTC").snapshot();
+  const auto snapshot = open().snapshot();
   ASSERT_EQ(snapshot.days.size(), 2u);
   EXPECT_EQ(snapshot.days[0], (AIUsageDayTotal{"2026-11-14", 2, 2}));
   EXPECT_EQ(snapshot.days[1], (AIUsageDayTotal{"2026-11-15", 4, 2}));
@@ -191,71 +210,47 @@ int waitFor(pid_t pid) {
   return status;
 }
 
-// Requests and seen ids in the file; fails the test when the file does not decode.
-std::pair<int64_t, size_t> loadCounts(platform::PosixFileSystem& files, const std::string& path) {
-  const auto text = files.readFile(path);
-  if (!text) return {0, 0};
-  const auto archive = AIUsageStore::decode(*text);
-  EXPECT_TRUE(archive) << "undecodable file after a kill";
-  if (!archive) return {-1, 0};
-  int64_t requests = 0;
-  for (const auto& bucket : archive->buckets) requests += bucket.requests;
-  return {requests, archive->seenResponseIDs.size()};
-}
-
-TEST(AIUsageStore, AWriterKilledAtAnyMomentLeavesALoadableFile) {
-  TestFolder folder;
-  platform::PosixFileSystem files;
-  const std::string path = folder.file("ai-usage.json");
+TEST_F(AIUsageStoreOnDisk, AWriterKilledAtAnyMomentLeavesALoadableFile) {
   std::mt19937 random(17);
   int64_t previous = 0;
   for (int trial = 0; trial < 50; ++trial) {
-    const pid_t pid = spawnWriter({"record", path, "-1", "trial" + std::to_string(trial)});
+    const pid_t pid = spawnWriter({"record", path_, "-1", "trial" + std::to_string(trial)});
     ASSERT_GT(pid, 0);
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
     kill(pid, SIGKILL);
     waitFor(pid);
-    const auto [requests, ids] = loadCounts(files, path);
+    const auto [requests, ids] = loadCounts();
     ASSERT_GE(requests, previous) << "a written record was lost in trial " << trial;
     previous = requests;
   }
 }
 
-TEST(AIUsageStore, ParallelProcessesKeepEveryRecord) {
-  TestFolder folder;
-  platform::PosixFileSystem files;
-  const std::string path = folder.file("ai-usage.json");
+TEST_F(AIUsageStoreOnDisk, ParallelProcessesKeepEveryRecord) {
   constexpr int kProcesses = 4;
   constexpr int kRecords = 40;
   std::vector<pid_t> writers;
   for (int i = 0; i < kProcesses; ++i) {
-    writers.push_back(spawnWriter({"record", path, std::to_string(kRecords), "p" + std::to_string(i)}));
+    writers.push_back(spawnWriter({"record", path_, std::to_string(kRecords), "p" + std::to_string(i)}));
   }
   for (pid_t pid : writers) {
     const int status = waitFor(pid);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   }
-  EXPECT_EQ(loadCounts(files, path),
-            (std::pair<int64_t, size_t>{kProcesses * kRecords, kProcesses * kRecords}));
+  EXPECT_EQ(loadCounts(), (std::pair<int64_t, size_t>{kProcesses * kRecords, kProcesses * kRecords}));
 }
 
-TEST(AIUsageStore, LoadingRemovesTheTemporaryFilesOfKilledWriters) {
-  TestFolder folder;
-  platform::PosixFileSystem files;
-  platform::FlockFileLocker locker;
-  FakeClock clock(*core::parseIso8601("2026-11-14T10:00:00Z"));
-  core::NotificationCenter notifications;
-  const std::string path = folder.file("ai-usage.json");
+TEST_F(AIUsageStoreOnDisk, LoadingRemovesTheTemporaryFilesOfKilledWriters) {
   // A writer killed between writing its temporary file and renaming it.
-  const pid_t pid = spawnWriter({"record", path, "-1", "killed"});
+  const pid_t pid = spawnWriter({"record", path_, "-1", "killed"});
   ASSERT_GT(pid, 0);
   kill(pid, SIGKILL);
   waitFor(pid);
   // Which temporary files count as stale is the file system's rule, tested there.
-  const std::string stale = path + ".tmp-" + std::to_string(pid) + "-0";
+  const std::string stale = path_ + ".tmp-" + std::to_string(pid) + "-0";
   std::ofstream(stale) << "{";
-  AIUsageStore store(path, files, locker, clock, notifications, "UTC");
-  EXPECT_FALSE(files.fileExists(stale));
+  ASSERT_TRUE(files_.fileExists(stale));
+  open();
+  EXPECT_FALSE(files_.fileExists(stale));
 }
 
 }  // namespace
