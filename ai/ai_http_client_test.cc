@@ -119,7 +119,7 @@ TEST_F(AIHTTPClientTest, TransportErrorsRetryUntilBodyBytesReachTheCaller) {
 
   ScriptedHTTPTransport late({{HTTPResponseHead{200, {}}, {"partial"}, Code::kConnectionLost},
                               ScriptedHTTPExchange::response(200, {"again"})});
-  EXPECT_EQ(send(late), "The connection to the AI service was lost: scripted");
+  EXPECT_EQ(send(late, /*safeToRepeat=*/true), "The connection to the AI service was lost: scripted");
   EXPECT_EQ(late.requests().size(), 1u);
 
   ScriptedHTTPTransport protocol(
