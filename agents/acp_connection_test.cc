@@ -21,6 +21,7 @@
 #include "agents/acp_line_buffer.h"
 #include "core/logger.h"
 #include "platform/linux/posix_spawn_child_process.h"
+#include "platform/testing/capturing_log_sink.h"
 #include "platform/testing/test_folder.h"
 
 namespace zephyl::agents {
@@ -29,28 +30,8 @@ namespace {
 using core::JSONValue;
 using namespace std::chrono_literals;
 
-class CapturingSink : public core::LogSink {
- public:
-  void write(core::LogLevel, std::string_view category, std::string_view message) override {
-    std::lock_guard guard(mutex_);
-    if (category == "ACPConnection") lines_.emplace_back(message);
-  }
-  std::vector<std::string> lines() const {
-    std::lock_guard guard(mutex_);
-    return lines_;
-  }
-
- private:
-  mutable std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
-
 int threadCount() {
-  int count = 0;
-  DIR* tasks = opendir("/proc/self/task");
-  while (dirent* entry = readdir(tasks)) count += entry->d_name[0] != '.';
-  closedir(tasks);
-  return count;
+  return static_cast<int>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
 }
 
 // Children of this process, zombies included.
@@ -96,7 +77,8 @@ class ACPConnectionTest : public ::testing::Test {
     return std::find(lines.begin(), lines.end(), text) != lines.end();
   }
 
-  std::shared_ptr<CapturingSink> sink_ = std::make_shared<CapturingSink>();
+  std::shared_ptr<platform::testing::CapturingLogSink> sink_ =
+      std::make_shared<platform::testing::CapturingLogSink>();
   platform::PosixSpawnChildProcessLauncher launcher_;
   int threadsBefore_ = 0;
 };
@@ -114,61 +96,41 @@ ACPConnectionError::Code connectionErrorOf(Body&& body) {
 
 TEST_F(ACPConnectionTest, RequestsGetTheirResponsesWhateverTheFraming) {
   struct Case {
-    std::string name;
-    std::string method;  // "raw" writes one text, "pieces" several
-    JSONValue params;
+    std::vector<std::string> writes;  // what the agent writes, in pieces; "$ID" is the request's id
     ACPOutcome outcome;
     std::vector<std::string> notifications;
   };
-  const auto raw = [](std::string text) { return JSONValue(JSONValue::Object{{"text", std::move(text)}}); };
   const std::vector<Case> cases = {
-      {"notification and response in one write",
-       "raw",
-       raw("{\"method\":\"n1\"}\n{\"id\":$ID,\"result\":\"ok\"}\n"),
-       JSONValue("ok"),
-       {"n1"}},
-      {"response over three writes",
-       "pieces",
-       JSONValue::Object{{"texts", JSONValue::Array{"{\"id\":$ID,", "\"result\":", "\"ok\"}\n"}}},
+      {{"{\"method\":\"n1\"}\n{\"id\":$ID,\"result\":\"ok\"}\n"}, JSONValue("ok"), {"n1"}},
+      {{"{\"id\":$ID,", "\"result\":", "\"ok\"}\n"}, JSONValue("ok"), {}},
+      {{"\n\n{\"method\":\"n1\"}\r\n\n{\"method\":\"n2\"}\n{\"id\":$ID}\r\n"}, JSONValue(), {"n1", "n2"}},
+      // Garbage, unknown ids and a null id are skipped.
+      {{"not json\n{\"id\":999,\"result\":1}\n{\"id\":null,\"error\":{}}\n{\"id\":$ID,\"result\":\"ok\"}\n"},
        JSONValue("ok"),
        {}},
-      {"CR LF and blank lines",
-       "raw",
-       raw("\n\n{\"method\":\"n1\"}\r\n\n{\"method\":\"n2\"}\n{\"id\":$ID}\r\n"),
-       JSONValue(),
-       {"n1", "n2"}},
-      {"garbage, unknown ids and a null id are skipped",
-       "raw",
-       raw("not "
-           "json\n{\"id\":999,\"result\":1}\n{\"id\":null,\"error\":{}}\n{\"id\":$ID,\"result\":\"ok\"}\n"),
-       JSONValue("ok"),
-       {}},
-      {"a second response to the same id is ignored",
-       "raw",
-       raw("{\"id\":$ID,\"result\":\"first\"}\n{\"id\":$ID,\"result\":\"second\"}\n"),
-       JSONValue("first"),
-       {}},
-      {"string error code",
-       "raw",
-       raw("{\"id\":$ID,\"error\":{\"code\":\"E\",\"message\":\"m\",\"data\":[1]}}\n"),
+      // A second response to the same id is ignored.
+      {{"{\"id\":$ID,\"result\":\"first\"}\n{\"id\":$ID,\"result\":\"second\"}\n"}, JSONValue("first"), {}},
+      {{"{\"id\":$ID,\"error\":{\"code\":\"E\",\"message\":\"m\",\"data\":[1]}}\n"},
        ACPRemoteError(-32603, "m", JSONValue::Array{1}),
        {}},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.writes.front());
     std::vector<std::string> notifications;  // the reading thread only, until the request returns
     auto connection = connect({.onNotification = [&](const std::string& method, const JSONValue&) {
       notifications.push_back(method);
     }});
     ACPOutcome outcome;
     try {
-      outcome = connection->request(c.method, c.params);
+      outcome = connection->request(
+          "pieces", JSONValue::Object{{"texts", JSONValue::Array(c.writes.begin(), c.writes.end())}});
     } catch (const ACPRemoteError& error) {
       outcome = error;
     }
-    EXPECT_EQ(outcome, c.outcome) << c.name;
-    EXPECT_EQ(notifications, c.notifications) << c.name;
+    EXPECT_EQ(outcome, c.outcome);
+    EXPECT_EQ(notifications, c.notifications);
     // The connection stays usable: the next request gets its own answer.
-    EXPECT_EQ(*connection->request("echo", nullptr).find("id"), JSONValue(2)) << c.name;
+    EXPECT_EQ(*connection->request("echo", nullptr).find("id"), JSONValue(2));
   }
   EXPECT_TRUE(logged("Ignoring undecodable ACP frame bytes=8"));
   EXPECT_TRUE(logged("Ignoring undecodable ACP frame bytes=22"));

@@ -126,6 +126,13 @@ TEST_F(AntigravityACPInstallerTest, EveryRefusalLeavesThePreviousInstall) {
   publish("1.0.0", agentArchive("one"));
   install();
   const std::string good = agentArchive("two");
+  const std::string archiveURL = registry_.url("/archives/agent-2.0.0.tar.gz");
+  const auto publishing = [this](std::string archive, FakeRegistryBinary binary = {}) {
+    return [=, this] { publish("2.0.0", archive, binary); };
+  };
+  const auto commandArchive = [](Kind kind, int mode) {
+    return makeTestArchive({{"bin/agent", kind, kind == Kind::kSymlink ? "/bin/sh" : "x", mode}});
+  };
   struct Case {
     const char* name;
     std::function<void()> serve;
@@ -138,51 +145,31 @@ TEST_F(AntigravityACPInstallerTest, EveryRefusalLeavesThePreviousInstall) {
        Code::kAgentNotListed, false},
       {"registry is not JSON", [&] { registry_.serve(std::string(kACPRegistryPath), "<html>"); },
        Code::kAgentNotListed, false},
-      {"no build for this platform", [&] { publish("2.0.0", good, {.platformKey = "darwin-aarch64"}); },
+      {"no build for this platform", publishing(good, {.platformKey = "darwin-aarch64"}),
        Code::kUnsupportedPlatform, false},
-      {"plain http archive",
-       [&] {
-         std::string url = registry_.url("/archives/agent-2.0.0.tar.gz");
-         publish("2.0.0", good, {.archiveURL = "http" + url.substr(5)});
-       },
+      {"plain http archive", publishing(good, {.archiveURL = "http" + archiveURL.substr(5)}),
        Code::kUntrustedArchiveURL, false},
       {"archive on another host",
-       [&] { publish("2.0.0", good, {.archiveURL = "https://downloads.example.com/agent.tar.gz"}); },
+       publishing(good, {.archiveURL = "https://downloads.example.com/agent.tar.gz"}),
        Code::kUntrustedArchiveURL, false},
       {"archive host hidden behind user information",
-       [&] {
-         const std::string url = registry_.url("/archives/agent-2.0.0.tar.gz");
-         publish("2.0.0", good, {.archiveURL = "https://dl.google.com@" + url.substr(8)});
-       },
+       publishing(good, {.archiveURL = "https://dl.google.com@" + archiveURL.substr(8)}),
        Code::kUntrustedArchiveURL, false},
-      {"archive missing",
-       [&] { publish("2.0.0", good, {.archiveURL = registry_.url("/archives/gone.tar.gz")}); },
+      {"archive missing", publishing(good, {.archiveURL = registry_.url("/archives/gone.tar.gz")}),
        Code::kDownloadFailed, true},
-      {"tampered archive", [&] { publish("2.0.0", agentArchive("evil"), {.sha256 = sha256(good)}); },
+      {"tampered archive", publishing(agentArchive("evil"), {.sha256 = sha256(good)}),
        Code::kUntrustedSignature, true},
       {"zip-slip archive",
-       [&] {
-         publish("2.0.0", makeTestArchive(
-                              {{"bin/agent", Kind::kFile, "x", 0755}, {"../../escaped", Kind::kFile, "x"}}));
-       },
+       publishing(
+           makeTestArchive({{"bin/agent", Kind::kFile, "x", 0755}, {"../../escaped", Kind::kFile, "x"}})),
        Code::kExtractionFailed, true},
-      {"link out of the folder",
-       [&] {
-         publish("2.0.0", makeTestArchive({{"bin/agent", Kind::kSymlink, "/bin/sh", 0777}}));
-       },
-       Code::kExtractionFailed, true},
+      {"link out of the folder", publishing(commandArchive(Kind::kSymlink, 0777)), Code::kExtractionFailed,
+       true},
       {"command missing from the archive",
-       [&] {
-         publish("2.0.0", makeTestArchive({{"bin/other", Kind::kFile, "x", 0755}}));
-       },
-       Code::kInvalidCommand, true},
-      {"command not executable",
-       [&] {
-         publish("2.0.0", makeTestArchive({{"bin/agent", Kind::kFile, "x", 0644}}));
-       },
-       Code::kInvalidCommand, true},
-      {"command outside the folder", [&] { publish("2.0.0", good, {.command = "../bin/agent"}); },
-       Code::kInvalidCommand, true},
+       publishing(makeTestArchive({{"bin/other", Kind::kFile, "x", 0755}})), Code::kInvalidCommand, true},
+      {"command not executable", publishing(commandArchive(Kind::kFile, 0644)), Code::kInvalidCommand, true},
+      {"command outside the folder", publishing(good, {.command = "../bin/agent"}), Code::kInvalidCommand,
+       true},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);

@@ -37,12 +37,9 @@ class AntigravityACPServerTest : public ::testing::Test {
   static std::vector<AIStreamEvent> run(AntigravityACPServer& server, const std::string& prompt,
                                         ai::AIWebToolMode web = ai::AIWebToolMode::kOff,
                                         const std::string& model = "", std::stop_token stop = {}) {
-    ai::AIStreamRequest request;
-    request.input = prompt;
-    request.model = model;
-    request.webSearchMode = web;
     std::vector<AIStreamEvent> events;
-    server.produce(request, stop, [&](AIStreamEvent event) { events.push_back(std::move(event)); });
+    server.produce({.input = prompt, .model = model, .webSearchMode = web}, stop,
+                   [&](AIStreamEvent event) { events.push_back(std::move(event)); });
     return events;
   }
 
@@ -53,10 +50,12 @@ class AntigravityACPServerTest : public ::testing::Test {
     return text.str();
   }
 
+  bool logged(std::string_view text) const { return log().find(text) != std::string::npos; }
+
   // Waits (in real time) until the agent has received `text`.
   void awaitLog(const std::string& text) const {
-    for (int i = 0; i < 2000 && log().find(text) == std::string::npos; ++i) std::this_thread::sleep_for(5ms);
-    ASSERT_NE(log().find(text), std::string::npos) << text;
+    for (int i = 0; i < 2000 && !logged(text); ++i) std::this_thread::sleep_for(5ms);
+    ASSERT_TRUE(logged(text)) << text;
   }
 
   platform::testing::TestFolder folder_;
@@ -89,20 +88,15 @@ TEST_F(AntigravityACPServerTest, TurnsStreamOnOneProcessWithTheChosenModelAndPer
     EXPECT_EQ(second.at(second.size() - 2), AIStreamEvent(AIStreamEvent::AssistantMessageDelta{"no."}));
     EXPECT_EQ(server.launchCount(), 1);
 
-    const std::string sent = log();
-    EXPECT_NE(
-        sent.find(
-            R"("clientCapabilities":{"fs":{"readTextFile":false,"writeTextFile":false},"terminal":false})"),
-        std::string::npos);
-    EXPECT_NE(sent.find(R"("clientInfo":{"name":"zephyl","title":"Zephyl")"), std::string::npos);
-    EXPECT_NE(
-        sent.find(older
-                      ? R"("method":"session/set_model","params":{"sessionId":"session-1","modelId":"deep"})"
-                      : R"("params":{"sessionId":"session-1","configId":"model","value":"deep"})"),
-        std::string::npos);
-    EXPECT_EQ(sent.find(R"("value":"fast")"), std::string::npos) << "the current model is not set again";
-    EXPECT_NE(sent.find(R"("result":{"outcome":{"outcome":"selected","optionId":"no"}})"), std::string::npos);
-    EXPECT_NE(sent.find("Web search is disabled for this turn."), std::string::npos);
+    EXPECT_TRUE(logged(
+        R"("clientCapabilities":{"fs":{"readTextFile":false,"writeTextFile":false},"terminal":false})"));
+    EXPECT_TRUE(logged(R"("clientInfo":{"name":"zephyl","title":"Zephyl")"));
+    EXPECT_TRUE(
+        logged(older ? R"("method":"session/set_model","params":{"sessionId":"session-1","modelId":"deep"})"
+                     : R"("params":{"sessionId":"session-1","configId":"model","value":"deep"})"));
+    EXPECT_FALSE(logged(R"("value":"fast")")) << "the current model is not set again";
+    EXPECT_TRUE(logged(R"("result":{"outcome":{"outcome":"selected","optionId":"no"}})"));
+    EXPECT_TRUE(logged("Web search is disabled for this turn."));
   }
 }
 
@@ -149,8 +143,8 @@ TEST_F(AntigravityACPServerTest, ACancelledTurnAnswersLaterPermissionRequestsWit
   });
   EXPECT_THROW(run(server, "wait", ai::AIWebToolMode::kAutomatic, "", stop.get_token()),
                core::CancellationError);
-  EXPECT_NE(log().find(R"("method":"session/cancel","params":{"sessionId":"session-1"})"), std::string::npos);
-  EXPECT_NE(log().find(R"("result":{"outcome":{"outcome":"cancelled"}})"), std::string::npos);
+  EXPECT_TRUE(logged(R"("method":"session/cancel","params":{"sessionId":"session-1"})"));
+  EXPECT_TRUE(logged(R"("result":{"outcome":{"outcome":"cancelled"}})"));
 }
 
 TEST_F(AntigravityACPServerTest, SilenceTimesOutOnTheClockThenTheAgentIsReplacedAndStoppedWhenIdle) {
@@ -243,8 +237,7 @@ TEST_F(AntigravityACPServerTest, SignInAuthenticatesWithGoogleAndAnnouncesIt) {
   config.postNotification = [&](std::string_view name) { notifications.emplace_back(name); };
   AntigravityACPServer server(launcher_, steadyClock_, config);
   server.signIn({});
-  EXPECT_NE(log().find(R"("method":"authenticate","params":{"methodId":"oauth-personal"})"),
-            std::string::npos);
+  EXPECT_TRUE(logged(R"("method":"authenticate","params":{"methodId":"oauth-personal"})"));
   EXPECT_EQ(notifications, std::vector<std::string>{"com.zephyl.Zephyl.antigravityAuthenticationDidChange"});
 }
 

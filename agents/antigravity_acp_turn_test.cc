@@ -61,9 +61,7 @@ TEST(AntigravityACPTurn, ModelIdsBecomeTheAgentsOwnForTheEffortAndInstructionsLe
   for (const auto& [model, effort, expected] : cases)
     EXPECT_EQ(antigravityACPModelID(model, effort), expected) << model;
 
-  ai::AIStreamRequest request;
-  request.instructions = "Be brief.";
-  request.input = "hi";
+  ai::AIStreamRequest request{.input = "hi", .instructions = "Be brief."};
   EXPECT_EQ(antigravityACPPromptText(request), "Be brief.\n\nhi");
   request.input = " \n";
   EXPECT_EQ(antigravityACPPromptText(request), " \n") << "a blank question stays refusable";

@@ -31,11 +31,7 @@ class FakeNotesTool : public AIFunctionTool {
   explicit FakeNotesTool(std::string output) : output_(std::move(output)) {}
   std::string name() const override { return "query_notes"; }
   JSONValue definition() const override {
-    return JSONValue::Object{{"type", "function"},
-                             {"name", "query_notes"},
-                             {"description", "Search notes."},
-                             {"parameters", JSONValue::Object{{"type", "object"}}},
-                             {"strict", false}};
+    return JSONValue::parse(R"({"type":"function","name":"query_notes","parameters":{"type":"object"}})");
   }
   AIToolKind kind() const override { return AIToolKind::kNoteSearch; }
   AIToolCallUpdate started(const JSONValue& arguments) const override {
@@ -124,11 +120,8 @@ class AIFunctionToolLoopTest : public ::testing::Test {
   }
 
   AIStreamRequest request(std::shared_ptr<AIFunctionTool> tool) {
-    AIStreamRequest request;
-    request.input = "Which notes mention the bakery?";
-    request.allowsLocalNotesQuery = true;
-    request.functionTools = {std::move(tool)};
-    return request;
+    return {
+        .input = "Which notes mention the bakery?", .allowsLocalNotesQuery = true, .functionTools = {tool}};
   }
 
   std::unique_ptr<platform::testing::ScriptedHTTPTransport> transport_;

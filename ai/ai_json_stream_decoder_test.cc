@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <strings.h>
 
 #include <functional>
 #include <memory>
@@ -171,25 +170,16 @@ TEST(GoogleGenerateContentStreamDecoder, ReadsThoughtsSignaturesAndCumulativeUsa
   }
 }
 
-}  // namespace
-}  // namespace zephyl::ai
-
-// ---------------------------------------------------------------------------
 // Each service end to end: the factory's full stack over the real HTTP
 // transport to a loopback server that replays the service's stream in odd
 // chunk sizes and keeps the request it was sent.
 
-namespace zephyl::ai {
-namespace {
-
 using platform::testing::LoopbackConnection;
 using platform::testing::LoopbackHTTPServer;
 using platform::testing::LoopbackRequest;
-using namespace std::chrono_literals;
 
 struct Reply {
   long status = 200;
-  std::string headers;  // extra header lines, each ending "\r\n"
   std::string body;
 };
 
@@ -215,8 +205,7 @@ class JSONStreamServiceTest : public ::testing::Test {
           }
           const Reply& reply = replies[std::min<size_t>(index, replies.size() - 1)];
           connection.write("HTTP/1.1 " + std::to_string(reply.status) +
-                           " X\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n" +
-                           reply.headers + "\r\n");
+                           " X\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
           for (size_t at = 0; at < reply.body.size(); at += chunk) {
             connection.writeChunk(std::string_view(reply.body).substr(at, chunk));
           }
@@ -251,13 +240,6 @@ class JSONStreamServiceTest : public ::testing::Test {
   }
   int requestCount() { return server_ ? server_->requestCount() : 0; }
 
-  static std::optional<std::string> header(const LoopbackRequest& request, std::string_view name) {
-    for (const auto& [key, value] : request.headers) {
-      if (strcasecmp(key.c_str(), std::string(name).c_str()) == 0) return value;
-    }
-    return std::nullopt;
-  }
-
   platform::CurlHTTPTransport transport_;
   platform::testing::FakeMonotonicClock clock_;
   platform::testing::FakeRandomSource random_{{0.5}};
@@ -274,12 +256,7 @@ class JSONStreamServiceTest : public ::testing::Test {
 };
 
 AIStreamRequest requestFor(std::string model, std::optional<ReasoningEffort> effort) {
-  AIStreamRequest request;
-  request.input = "hi";
-  request.instructions = "Be brief.";
-  request.model = std::move(model);
-  request.reasoningEffort = effort;
-  return request;
+  return {.input = "hi", .instructions = "Be brief.", .model = std::move(model), .reasoningEffort = effort};
 }
 
 const std::string kDone = "[DONE]";
@@ -289,35 +266,26 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
     const char* name;
     AIStreamRequest request;
     std::function<void(JSONStreamServiceTest&)> setUp;  // keys and settings
-    std::string baseURLPath;                            // the --base-url, or "" for the setting
-    std::string body;                                   // the replayed stream
-    size_t chunk;
-    std::string target;
+    // The --base-url ("" for the setting), the replay's chunk size and the path the request goes to.
+    std::tuple<std::string, size_t, std::string> route;
+    std::string body;  // the replayed stream
     std::vector<std::pair<std::string, std::optional<std::string>>> headers;
     std::string requestBody;
     std::vector<std::string> events;
   };
   AIStreamRequest deepseek = requestFor("deepseek:deepseek-flash", ReasoningEffort::kHigh);
-  const auto message = [](AIHistoryMessage::Role role, std::vector<std::string> text,
-                          std::vector<AIProviderResponseItem> items = {}) {
-    AIHistoryMessage built;
-    built.role = role;
-    built.textParts = std::move(text);
-    built.providerItems = std::move(items);
-    return built;
-  };
-  const AIHistoryMessage earlier = message(AIHistoryMessage::Role::kUser, {"earlier"});
-  deepseek.history = {earlier, message(AIHistoryMessage::Role::kAssistant, {"answer", " "})};
+  using Role = AIHistoryMessage::Role;
+  const AIHistoryMessage earlier{.role = Role::kUser, .textParts = {"earlier"}};
+  deepseek.history = {earlier, {.role = Role::kAssistant, .textParts = {"answer", " "}}};
   AIStreamRequest cloudflare = requestFor("cloudflare:@cf/meta/llama-3.1-8b-instruct", std::nullopt);
   cloudflare.attachments = {{"a.png", "image/png", "\x89PNG"}};
   AIStreamRequest google = requestFor("google:gemini-3.8-flash", ReasoningEffort::kHigh);
+  const auto signedAnswer = R"({"role":"model","parts":[{"text":"answer","thoughtSignature":"c2ln"}]})";
   google.history = {
-      earlier, message(AIHistoryMessage::Role::kAssistant, {"answer"},
-                       {AIProviderResponseItem{
-                           AIProvider::kGoogleAPI,
-                           core::JSONValue::parse(
-                               R"({"role":"model","parts":[{"text":"answer","thoughtSignature":"c2ln"}]})"),
-                           "g0"}})};
+      earlier,
+      {.role = Role::kAssistant,
+       .textParts = {"answer"},
+       .providerItems = {{AIProvider::kGoogleAPI, core::JSONValue::parse(signedAnswer), "g0"}}}};
   const std::string chatUsage = R"("usage":{"prompt_tokens":9,"completion_tokens":3,"total_tokens":12})";
   const std::string usageEvent = R"(usage {"inputTokens":9,"outputTokens":3,"totalTokens":12})";
   const std::string tail = R"(,"stream":true,"stream_options":{"include_usage":true})";
@@ -326,14 +294,12 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
       {"deepseek: keep-alive, reasoning_content, usage on the finishing chunk",
        deepseek,
        [](auto& t) { t.credentials_.setSecret("deepseekAIAPIKey", "dk"); },
-       "/",
+       {"/", 1, "/chat/completions"},
        sse({": keep-alive",
             R"({"id":"d1","choices":[{"index":0,"delta":{"role":"assistant","content":null,"reasoning_content":"Hmm"}}]})",
             R"({"id":"d1","choices":[{"index":0,"delta":{"content":"Hé"}}]})",
             R"({"id":"d1","choices":[{"index":0,"delta":{"content":""},"finish_reason":"stop"}],"usage":{"prompt_tokens":9,"completion_tokens":3,"total_tokens":12,"prompt_cache_hit_tokens":4,"prompt_cache_miss_tokens":5}})",
             kDone}),
-       1,
-       "/chat/completions",
        {{"Authorization", "Bearer dk"}, {"Accept", "text/event-stream"}},
        R"({"model":"deepseek-flash","messages":[{"role":"system","content":"Be brief."},{"role":"user","content":"earlier"},{"role":"assistant","content":"answer"},{"role":"user","content":"hi"}])" +
            tail + R"(,"reasoning_effort":"high"})",
@@ -342,12 +308,10 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
       {"openrouter: comment keep-alives, reasoning, usage on a chunk without choices",
        requestFor("openrouter:openrouter/auto", ReasoningEffort::kLow),
        [](auto& t) { t.credentials_.setSecret("openRouterAIAPIKey", "ok"); },
-       "/api/v1",
+       {"/api/v1", 7, "/api/v1/chat/completions"},
        sse({": OPENROUTER PROCESSING", R"({"id":"o1","choices":[{"index":0,"delta":{"reasoning":"Hmm"}}]})",
             R"({"id":"o1","choices":[{"index":0,"delta":{"content":"Hi"},"finish_reason":"stop"}]})",
             R"({"id":"o1","choices":[],)" + chatUsage + "}", kDone}),
-       7,
-       "/api/v1/chat/completions",
        {{"Authorization", "Bearer ok"}, {"X-Title", "Zephyl"}},
        R"({"model":"openrouter/auto","messages":[{"role":"system","content":"Be brief."},{"role":"user","content":"hi"}])" +
            tail + R"(,"reasoning":{"effort":"low"}})",
@@ -362,11 +326,9 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
              core::JSONValue::Object{
                  {"cloudflareWorkersAI", t.server_->url("/client/v4/accounts/{account_id}/ai/v1")}});
        },
-       "",
+       {"", 3, "/client/v4/accounts/acc9/ai/v1/chat/completions"},
        sse({R"({"id":"c1","choices":[{"index":0,"delta":{"content":"A cat."},"finish_reason":"stop"}]})",
             kDone}),
-       3,
-       "/client/v4/accounts/acc9/ai/v1/chat/completions",
        {{"Authorization", "Bearer ct"}},
        R"({"model":"@cf/meta/llama-3.1-8b-instruct","messages":[{"role":"system","content":"Be brief."},{"role":"user","content":[{"type":"text","text":"hi"},{"type":"image_url","image_url":{"url":"data:image/png;base64,iVBORw=="}}]}])" +
            tail + "}",
@@ -374,13 +336,11 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
       {"z.ai: thinking switched on, reasoning_content",
        requestFor("zai:glm-5.3", ReasoningEffort::kMax),
        [](auto& t) { t.credentials_.setSecret("zaiCodingPlanAPIKey", "zk"); },
-       "/api/coding/paas/v4",
+       {"/api/coding/paas/v4", 13, "/api/coding/paas/v4/chat/completions"},
        sse({R"({"id":"z1","choices":[{"index":0,"delta":{"reasoning_content":"Let me"}}]})",
             R"({"id":"z1","choices":[{"index":0,"delta":{"content":"Hi"},"finish_reason":"stop"}],)" +
                 chatUsage + "}",
             kDone}),
-       13,
-       "/api/coding/paas/v4/chat/completions",
        {{"Authorization", "Bearer zk"}},
        R"({"model":"glm-5.3","messages":[{"role":"system","content":"Be brief."},{"role":"user","content":"hi"}])" +
            tail + R"(,"thinking":{"type":"enabled"}})",
@@ -388,10 +348,8 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
       {"opencode: an effort of none is still sent",
        requestFor("opencode:kimi-k3", ReasoningEffort::kNone),
        [](auto& t) { t.credentials_.setSecret("openCodeAPIKey", "ck"); },
-       "/zen/go/v1",
+       {"/zen/go/v1", 64, "/zen/go/v1/chat/completions"},
        sse({R"({"id":"oc","choices":[{"index":0,"delta":{"content":"Hi"},"finish_reason":"stop"}]})", kDone}),
-       64,
-       "/zen/go/v1/chat/completions",
        {{"Authorization", "Bearer ck"}},
        R"({"model":"kimi-k3","messages":[{"role":"system","content":"Be brief."},{"role":"user","content":"hi"}])" +
            tail + R"(,"reasoning_effort":"none"})",
@@ -406,10 +364,8 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
                                       {"baseURL", t.server_->url("/v1/")},
                                       {"models", core::JSONValue::Array{"qwen-local"}}}});
        },
-       "",
+       {"", 5, "/v1/chat/completions"},
        sse({R"({"id":"l1","choices":[{"index":0,"delta":{"content":"Hi"},"finish_reason":"stop"}]})", kDone}),
-       5,
-       "/v1/chat/completions",
        {{"Authorization", std::nullopt}},
        R"({"model":"qwen-local","messages":[{"role":"system","content":"Be brief."},{"role":"user","content":"hi"}])" +
            tail + R"(,"reasoning_effort":"medium"})",
@@ -417,12 +373,10 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
       {"google: CRLF framing, thoughts, the signed turn sent back, the last usage",
        google,
        [](auto& t) { t.credentials_.setSecret("googleAIAPIKey", "gk"); },
-       "/v1beta/",
+       {"/v1beta/", 11, "/v1beta/models/gemini-3.8-flash:streamGenerateContent?alt=sse"},
        sse({R"({"candidates":[{"content":{"parts":[{"text":"Plan","thought":true}],"role":"model"}}],"usageMetadata":{"promptTokenCount":5,"totalTokenCount":5},"responseId":"g1"})",
             R"({"candidates":[{"content":{"parts":[{"text":"Hi","thoughtSignature":"eHk="}],"role":"model"},"finishReason":"STOP"}],"usageMetadata":{"promptTokenCount":5,"candidatesTokenCount":1,"thoughtsTokenCount":2,"totalTokenCount":8},"responseId":"g1"})"},
            "\r\n\r\n"),
-       11,
-       "/v1beta/models/gemini-3.8-flash:streamGenerateContent?alt=sse",
        {{"x-goog-api-key", "gk"}, {"Authorization", std::nullopt}},
        R"({"systemInstruction":{"parts":[{"text":"Be brief."}]},"contents":[{"role":"user","parts":[{"text":"earlier"}]},{"role":"model","parts":[{"text":"answer","thoughtSignature":"c2ln"}]},{"role":"user","parts":[{"text":"hi"}]}],"generationConfig":{"thinkingConfig":{"includeThoughts":true,"thinkingLevel":"high"}}})",
        {"id g1", "reasoning Plan", "text Hi",
@@ -431,17 +385,16 @@ TEST_F(JSONStreamServiceTest, EachServiceStreamsFromItsReplayAndSendsItsOwnReque
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);
-    serve({Reply{200, "", test.body}}, test.chunk);
+    const auto& [base, chunk, target] = test.route;
+    serve({Reply{200, test.body}}, chunk);
     test.setUp(*this);
-    const auto events = stream(
-        test.request,
-        test.baseURLPath.empty() ? std::nullopt : std::optional<std::string>(server_->url(test.baseURLPath)));
-    EXPECT_EQ(events, test.events);
+    EXPECT_EQ(stream(test.request, base.empty() ? std::nullopt : std::optional(server_->url(base))),
+              test.events);
     const LoopbackRequest sent = lastRequest();
     EXPECT_EQ(sent.method, "POST");
-    EXPECT_EQ(sent.target, test.target);
+    EXPECT_EQ(sent.target, target);
     EXPECT_EQ(sent.body, test.requestBody);
-    for (const auto& [name, value] : test.headers) EXPECT_EQ(header(sent, name), value) << name;
+    for (const auto& [name, value] : test.headers) EXPECT_EQ(sent.header(name), value) << name;
     settings_.remove("aiProviderBaseURLs");
     settings_.remove("customOpenAIProviders");
   }
@@ -451,52 +404,42 @@ TEST_F(JSONStreamServiceTest, FailuresEndWithTheServicesOwnMessage) {
   struct Case {
     const char* name;
     std::string model;
-    std::vector<Reply> replies;
+    std::vector<Reply> replies;  // each one answers a request
     std::string message;
-    int requests;
     std::vector<MonotonicClock::Duration> sleeps;
   };
   const std::string hello = R"({"id":"x","choices":[{"index":0,"delta":{"content":"Hel"}}]})";
-  const std::string stop =
-      R"({"id":"x","choices":[{"index":0,"delta":{"content":"lo"},"finish_reason":"stop"}]})";
   const auto seconds = [](double value) {
     return std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(value));
   };
   const std::vector<Case> cases = {
       {"google's RetryInfo delay in the body counts like Retry-After",
        "google:gemini-3.5-flash-lite",
-       {{429, "",
+       {{429,
          R"({"error":{"code":429,"message":"Quota","status":"RESOURCE_EXHAUSTED","details":[{"@type":"type.googleapis.com/google.rpc.RetryInfo","retryDelay":"34.4s"}]}})"},
-        {200, "",
-         sse({R"({"candidates":[{"content":{"parts":[{"text":"Hi"}]},"finishReason":"STOP"}]})"},
-             "\r\n\r\n")}},
+        {200, sse({R"({"candidates":[{"content":{"parts":[{"text":"Hi"}]},"finishReason":"STOP"}]})"},
+                  "\r\n\r\n")}},
        "",
-       2,
        {seconds(34.4)}},
       {"a final status shows the service's words",
        "deepseek:deepseek-flash",
-       {{401, "",
-         R"({"error":{"message":"Authentication Fails, no such user","type":"authentication_error"}})"}},
+       {{401, R"({"error":{"message":"Authentication Fails, no such user","type":"authentication_error"}})"}},
        "DeepSeek returned status 401: Authentication Fails, no such user",
-       1,
        {}},
       {"an overflow reported by the service is the budget's failure",
        "deepseek:deepseek-flash",
-       {{400, "", R"({"error":{"message":"This model's maximum context length is 65536 tokens."}})"}},
+       {{400, R"({"error":{"message":"This model's maximum context length is 65536 tokens."}})"}},
        std::string(AIRequestBudgetError::text(AIRequestBudgetError::Code::kContextTooLarge)),
-       1,
        {}},
       {"an error chunk after HTTP 200",
        "zai:glm-5.3",
-       {{200, "", sse({hello, R"({"error":{"message":"Insufficient balance","code":"1113"}})"})}},
+       {{200, sse({hello, R"({"error":{"message":"Insufficient balance","code":"1113"}})"})}},
        "GLM Coding Plan response failed: Insufficient balance",
-       1,
        {}},
       {"a body cut off mid-answer",
        "opencode:glm-5.3",
-       {{200, "", sse({hello})}},
+       {{200, sse({hello})}},
        "OpenCode stopped sending before the answer was complete.",
-       1,
        {}},
   };
   for (const auto& test : cases) {
@@ -510,7 +453,7 @@ TEST_F(JSONStreamServiceTest, FailuresEndWithTheServicesOwnMessage) {
     request.transportRetryPolicy = AITransportRetryPolicy{{1.0}, 60.0};
     const auto before = clock_.sleeps().size();
     EXPECT_EQ(failureOf(request, server_->url("/")), test.message);
-    EXPECT_EQ(requestCount(), test.requests);
+    EXPECT_EQ(requestCount(), static_cast<int>(test.replies.size()));
     const auto sleeps = clock_.sleeps();
     EXPECT_EQ(std::vector(sleeps.begin() + before, sleeps.end()), test.sleeps);
   }

@@ -29,11 +29,8 @@ class AIProviderAvailabilityTest : public ::testing::Test {
   FakeAgentCLI cli_;
 };
 
-TEST_F(AIProviderAvailabilityTest, NothingConfiguredOffersNothing) {
-  EXPECT_TRUE(compute().installedProviders.empty());
-}
-
 TEST_F(AIProviderAvailabilityTest, KeysSwitchesAndAccountsDecide) {
+  EXPECT_TRUE(compute().installedProviders.empty());
   keychain_.setSecret(std::string(kDeepSeekAPIKeyName), "sk-1");
   keychain_.setSecret(std::string(kOpenRouterAPIKeyName), "sk-2");
   settings_.setBool(std::string(kOpenRouterAIEnabledKey), false);

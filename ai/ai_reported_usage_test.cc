@@ -13,14 +13,13 @@ TEST(ParseReportedUsage, ServiceShapes) {
   };
   const std::vector<Case> cases = {
       {"responses completed event",
-       R"({"type":"response.completed","response":{"id":"resp_1","usage":{"input_tokens":100,
-          "input_tokens_details":{"cached_tokens":40},"output_tokens":20,
-          "output_tokens_details":{"reasoning_tokens":5},"total_tokens":120}}})",
+       R"({"type":"response.completed","response":{"id":"resp_1","usage":{"input_tokens":100,)"
+       R"("input_tokens_details":{"cached_tokens":40},"output_tokens":20,)"
+       R"("output_tokens_details":{"reasoning_tokens":5},"total_tokens":120}}})",
        AIUsageReport{{100, 40, 20, 5, 120}, "resp_1"}},
       {"chat completions chunk",
-       R"({"id":"chatcmpl-9","usage":{"prompt_tokens":10.0,"completion_tokens":3,
-          "prompt_tokens_details":{"cached_tokens":2},"completion_tokens_details":{"reasoning_tokens":1},
-          "total_tokens":13}})",
+       R"({"id":"chatcmpl-9","usage":{"prompt_tokens":10.0,"completion_tokens":3,"total_tokens":13,)"
+       R"("prompt_tokens_details":{"cached_tokens":2},"completion_tokens_details":{"reasoning_tokens":1}}})",
        AIUsageReport{{10, 2, 3, 1, 13}, "chatcmpl-9"}},
       {"result wrapper and cache-hit naming",
        R"({"result":{"id":"r","usage":{"prompt_tokens":7,"prompt_cache_hit_tokens":6,"reasoning_tokens":4}}})",

@@ -23,6 +23,7 @@ TEST(AIRequestBudget, TokenEstimateOverheadAndReserve) {
     std::optional<Failure> expected;
   };
   const std::string twentyThousand(20'000, 'a');
+  const std::string mebibytes32(32 * 1024 * 1024, 'a');
   const std::vector<Case> cases = {
       // 5,000 + 1,024 + 16 + 2,000 = 8,040 > 8,000
       {"worked example", {twentyThousand}, limits(8'000), Failure::kContextTooLarge},
@@ -49,40 +50,28 @@ TEST(AIRequestBudget, TokenEstimateOverheadAndReserve) {
       // Non-ASCII scalars count one token each: 4 + (0+3)/4 = 4 tokens.
       {"non-ASCII counts per scalar", {"日本語😀"}, limits(1'045, 1), std::nullopt},
       {"non-ASCII one short", {"日本語😀"}, limits(1'044, 1), Failure::kContextTooLarge},
+      // A context of three or less: even an empty request fails, but the reserve rule
+      // must not divide its way to zero or beyond.
+      {"tiny context", {}, limits(3, 2), Failure::kContextTooLarge},
+      {"tiny context, no known output", {}, limits(1), Failure::kContextTooLarge},
+      {"32 MiB without a limit", {mebibytes32}, limits(std::nullopt), std::nullopt},
+      {"over 32 MiB whatever the limits",
+       {mebibytes32, "b"},
+       limits(1'000'000'000, 10),
+       Failure::kRequestTooLarge},
+      {"over 32 MiB without a limit", {mebibytes32, "b"}, limits(std::nullopt), Failure::kRequestTooLarge},
   };
   for (const auto& c : cases) EXPECT_EQ(AIRequestBudget::check(c.pieces, c.limits), c.expected) << c.name;
-}
-
-TEST(AIRequestBudget, TinyContextReservesOutputOrOne) {
-  // L <= 3: even an empty request (overhead 1,024) fails, but the reserve rule
-  // must not divide its way to zero or beyond.
-  EXPECT_EQ(AIRequestBudget::check({}, limits(3, 2)), Failure::kContextTooLarge);
-  EXPECT_EQ(AIRequestBudget::check({}, limits(1)), Failure::kContextTooLarge);
-}
-
-TEST(AIRequestBudget, OverThirtyTwoMebibytesIsTooLargeWhateverTheLimits) {
-  const std::vector<std::string> exact = {std::string(32 * 1024 * 1024, 'a')};
-  EXPECT_EQ(AIRequestBudget::check(exact, limits(std::nullopt)), std::nullopt);
-  const std::vector<std::string> over = {std::string(32 * 1024 * 1024, 'a'), "b"};
-  EXPECT_EQ(AIRequestBudget::check(over, limits(std::nullopt)), Failure::kRequestTooLarge);
-  EXPECT_EQ(AIRequestBudget::check(over, limits(1'000'000'000, 10)), Failure::kRequestTooLarge);
 }
 
 TEST(AIRequestBudget, TextPiecesSkipBlankPartsAndOtherRoles) {
   AIStreamRequest request;
   request.input = "question";
-  const auto message = [](AIHistoryMessage::Role role, std::vector<std::string> parts) {
-    AIHistoryMessage entry;
-    entry.role = role;
-    entry.textParts = std::move(parts);
-    return entry;
-  };
-  request.history = {
-      message(AIHistoryMessage::Role::kUser, {"first", "second"}),
-      message(AIHistoryMessage::Role::kAssistant, {" \n", "\t"}),
-      message(AIHistoryMessage::Role::kTool, {"tool output"}),
-      message(AIHistoryMessage::Role::kAssistant, {"answer"}),
-  };
+  using Role = AIHistoryMessage::Role;
+  request.history = {{.role = Role::kUser, .textParts = {"first", "second"}},
+                     {.role = Role::kAssistant, .textParts = {" \n", "\t"}},
+                     {.role = Role::kTool, .textParts = {"tool output"}},
+                     {.role = Role::kAssistant, .textParts = {"answer"}}};
   EXPECT_EQ(AIRequestBudget::textPieces(request, "be brief"),
             (std::vector<std::string>{"question", "be brief", "first\n\nsecond", "answer"}));
   EXPECT_EQ(AIRequestBudget::textPieces(request, "  ").size(), 3u);
@@ -121,13 +110,12 @@ TEST(ClassifyError, ContextOverflowWordingsBecomeContextTooLarge) {
 }
 
 TEST(ClassifyError, BudgetFailuresAndCancellationPassUnchanged) {
-  const auto tooLarge =
-      std::make_exception_ptr(AIRequestBudgetError(AIRequestBudgetError::Code::kRequestTooLarge));
-  EXPECT_EQ(classified(tooLarge), tooLarge);
-  const auto cancelled = std::make_exception_ptr(core::CancellationError());
-  EXPECT_EQ(classified(cancelled), cancelled);
-  const auto other = std::make_exception_ptr(std::runtime_error("rate limit exceeded"));
-  EXPECT_EQ(classified(other), other);
+  for (const auto& error :
+       {std::make_exception_ptr(AIRequestBudgetError(AIRequestBudgetError::Code::kRequestTooLarge)),
+        std::make_exception_ptr(core::CancellationError()),
+        std::make_exception_ptr(std::runtime_error("rate limit exceeded"))}) {
+    EXPECT_EQ(classified(error), error);
+  }
 }
 
 }  // namespace

@@ -53,9 +53,7 @@ TEST_F(AIServiceFactoryTest, BaseURLIsTheOverrideElseTheSettingElseTheServiceHos
   credentials_.setSecret("xaiAPIKey", "xk");
   settings_.setJSONValue("aiProviderBaseURLs",
                          core::JSONValue::Object{{"xaiAccount", "https://gw.example/x/"}});
-  AIStreamRequest request;
-  request.input = "hi";
-  request.model = "openai:gpt-6-sol";
+  AIStreamRequest request{.input = "hi", .model = "openai:gpt-6-sol"};
   stream(factory(), request);
   stream(factory("http://127.0.0.1:9/v1"), request);
   request.model = "grok-4.7";
@@ -69,9 +67,7 @@ TEST_F(AIServiceFactoryTest, BaseURLIsTheOverrideElseTheSettingElseTheServiceHos
 
 TEST_F(AIServiceFactoryTest, TheStackRecordsUsageAndRunsTheBudgetFirst) {
   credentials_.setSecret("openAIAPIKey", "sk");
-  AIStreamRequest request;
-  request.input = "hi";
-  request.model = "openai:gpt-6-sol";
+  AIStreamRequest request{.input = "hi", .model = "openai:gpt-6-sol"};
   stream(factory(), request);
   ASSERT_EQ(recorder_.records.size(), 1u);
   EXPECT_EQ(recorder_.records[0].provider, AIProvider::kOpenAIAPI);
@@ -106,9 +102,7 @@ TEST_F(AIServiceFactoryTest, AgentModelsGoThroughTheWiredAgentWithUsageRecorded)
   const AIServiceFactory withAgent(dependencies, AIModelCatalog());
   for (const std::string model : {"Gemini 3.8 Flash", "acp:example"}) {
     SCOPED_TRACE(model);
-    AIStreamRequest request;
-    request.input = "hi";
-    request.model = model;
+    const AIStreamRequest request{.input = "hi", .model = model};
     std::vector<AIStreamEvent> events;
     withAgent.makeProvider(model)->produce(request, {},
                                            [&](AIStreamEvent event) { events.push_back(std::move(event)); });

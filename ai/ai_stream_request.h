@@ -39,9 +39,9 @@ struct AIHistoryMessage {
   std::vector<std::string> textParts;
   // Raw output items the service returned with this message, replayed to the
   // provider that produced them.
-  std::vector<AIProviderResponseItem> providerItems;
+  std::vector<AIProviderResponseItem> providerItems{};
   // Images the assistant generated in this message, shown to the model again.
-  std::vector<AIAttachment> generatedImages;
+  std::vector<AIAttachment> generatedImages{};
 };
 
 // kAlways demands a search on every turn.
@@ -53,26 +53,27 @@ struct AIRequestLimits {
   std::optional<int64_t> maxOutputTokens;
 };
 
+// Every member has a default, so that a caller names only what it sets.
 struct AIStreamRequest {
-  std::string input;         // the current request, already assembled
-  std::string instructions;  // the system text sent beside the input
-  std::string model;         // model id
-  std::optional<ReasoningEffort> reasoningEffort;
-  std::optional<AIPerformanceContext> performanceContext;
-  std::optional<std::string> resumeThreadID;
-  std::optional<std::string> conversationID;  // the Responses prompt-cache key
-  std::vector<AIAttachment> attachments;
-  std::vector<AIHistoryMessage> history;
+  std::string input{};         // the current request, already assembled
+  std::string instructions{};  // the system text sent beside the input
+  std::string model{};         // model id
+  std::optional<ReasoningEffort> reasoningEffort{};
+  std::optional<AIPerformanceContext> performanceContext{};
+  std::optional<std::string> resumeThreadID{};
+  std::optional<std::string> conversationID{};  // the Responses prompt-cache key
+  std::vector<AIAttachment> attachments{};
+  std::vector<AIHistoryMessage> history{};
   AIWebToolMode webSearchMode = AIWebToolMode::kOff;
   AIWebToolMode webFetchMode = AIWebToolMode::kOff;
-  std::vector<std::string> nativeWebFetchURLs;
+  std::vector<std::string> nativeWebFetchURLs{};
   bool allowsGeneratedImages = false;
   bool allowsLocalNotesQuery = false;
   // Tools Zephyl runs itself when the model calls them (the notes query tool
   // among them only counts where allowsLocalNotesQuery is set).
-  std::vector<std::shared_ptr<AIFunctionTool>> functionTools;
-  AITransportRetryPolicy transportRetryPolicy;
-  std::optional<AIRequestLimits> limits;
+  std::vector<std::shared_ptr<AIFunctionTool>> functionTools{};
+  AITransportRetryPolicy transportRetryPolicy{};
+  std::optional<AIRequestLimits> limits{};
 };
 
 }  // namespace zephyl::ai

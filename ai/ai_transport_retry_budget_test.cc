@@ -14,14 +14,6 @@ using platform::testing::FakeMonotonicClock;
 using platform::testing::FakeRandomSource;
 using namespace std::chrono_literals;
 
-TEST(AITransportRetryBudget, RetryAfterBeyondTheWindowGivesNoRetry) {
-  FakeMonotonicClock clock;
-  FakeRandomSource random;
-  AITransportRetryBudget budget(AITransportRetryPolicy::chatTitle(), clock, random);
-  EXPECT_EQ(budget.nextDelay(120.0), std::nullopt);
-  EXPECT_EQ(budget.retryCount(), 0u);
-}
-
 TEST(AITransportRetryBudget, RandomFactorStaysWithinEightyToHundredTwentyPercent) {
   for (const auto& [unit, expected] :
        std::vector<std::pair<double, double>>{{0.0, 0.8}, {1.0, 1.2}, {0.5, 1.0}, {-3.0, 0.8}, {7.0, 1.2}}) {
@@ -58,13 +50,19 @@ TEST(AITransportRetryBudget, CountWindowAndHint) {
   EXPECT_EQ(none.nextDelay(std::nullopt), std::nullopt);
 }
 
-TEST(AITransportRetryBudget, NonFiniteOrNegativeDelaysAreFinal) {
+TEST(AITransportRetryBudget, DelaysPastTheWindowNonFiniteOrNegativeAreFinal) {
   FakeMonotonicClock clock;
   FakeRandomSource random;
-  AITransportRetryBudget infinite({{1.0}, 1e300}, clock, random);
-  EXPECT_EQ(infinite.nextDelay(std::numeric_limits<double>::infinity()), std::nullopt);
-  AITransportRetryBudget negative({{-5.0}, 15.0}, clock, random);
-  EXPECT_EQ(negative.nextDelay(std::nullopt), std::nullopt);
+  const std::tuple<AITransportRetryPolicy, std::optional<double>> cases[] = {
+      {AITransportRetryPolicy::chatTitle(), 120.0},
+      {{{1.0}, 1e300}, std::numeric_limits<double>::infinity()},
+      {{{-5.0}, 15.0}, std::nullopt},
+  };
+  for (const auto& [policy, hint] : cases) {
+    AITransportRetryBudget budget(policy, clock, random);
+    EXPECT_EQ(budget.nextDelay(hint), std::nullopt);
+    EXPECT_EQ(budget.retryCount(), 0u);
+  }
 }
 
 TEST(RetryableHTTPStatus, StatusClasses) {

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <fstream>
 #include <random>
 #include <thread>
@@ -40,65 +41,43 @@ AIUsageReport report(int64_t input, int64_t output, std::optional<std::string> i
 TEST(AIUsageArchive, AddsRequestsToBucketsCountingEachResponseOnce) {
   struct Case {
     const char* name;
+    // Buckets, then of the first: requests, those with usage, reported tokens, longest milliseconds.
+    std::array<int64_t, 5> counts;
     std::vector<AIUsageRecord> records;
-    size_t buckets;
-    int64_t requests;  // of the first bucket
-    int64_t withUsage;
-    int64_t reportedTokens;
-    int64_t longestMilliseconds;
   };
   const Case cases[] = {
       {"repeated response id adds no tokens",
-       {recordOf({report(10, 5, "r1")}), recordOf({report(10, 5, "r1")})},
-       1,
-       2,
-       1,
-       15,
-       0},
+       {1, 2, 1, 15, 0},
+       {recordOf({report(10, 5, "r1")}), recordOf({report(10, 5, "r1")})}},
       {"two reports of one request both count",
-       {recordOf({report(1, 1, "a"), report(2, 2, "b")})},
-       1,
-       1,
-       1,
-       6,
-       0},
+       {1, 1, 1, 6, 0},
+       {recordOf({report(1, 1, "a"), report(2, 2, "b")})}},
       {"usage without an id always counts",
-       {recordOf({report(1, 1, {})}), recordOf({report(1, 1, {})})},
-       1,
-       2,
-       2,
-       4,
-       0},
-      {"no usage is a request only", {recordOf({})}, 1, 1, 0, 0, 0},
+       {1, 2, 2, 4, 0},
+       {recordOf({report(1, 1, {})}), recordOf({report(1, 1, {})})}},
+      {"no usage is a request only", {1, 1, 0, 0, 0}, {recordOf({})}},
       {"efforts split buckets",
+       {2, 1, 1, 2, 0},
        {recordOf({report(1, 1, "x")}, ReasoningEffort::kLow),
-        recordOf({report(1, 1, "y")}, ReasoningEffort::kHigh)},
-       2,
-       1,
-       1,
-       2,
-       0},
+        recordOf({report(1, 1, "y")}, ReasoningEffort::kHigh)}},
       {"longest duration in whole milliseconds, never negative",
-       {recordOf({}, {}, 1500999us), recordOf({}, {}, 20ms), recordOf({}, {}, -5s)},
-       1,
-       3,
-       0,
-       0,
-       1500},
+       {1, 3, 0, 0, 1500},
+       {recordOf({}, {}, 1500999us), recordOf({}, {}, 20ms), recordOf({}, {}, -5s)}},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
     AIUsageArchive archive;
     for (const auto& record : c.records) addUsageRecord(archive, record, "2026-11-14");
-    ASSERT_EQ(archive.buckets.size(), c.buckets) << c.name;
+    ASSERT_FALSE(archive.buckets.empty());
     const AIUsageBucket& first = archive.buckets[0];
-    EXPECT_EQ(first.requests, c.requests) << c.name;
-    EXPECT_EQ(first.requestsWithReportedUsage, c.withUsage) << c.name;
-    EXPECT_EQ(first.reportedTokens, c.reportedTokens) << c.name;
-    EXPECT_EQ(first.longestDurationMilliseconds, c.longestMilliseconds) << c.name;
+    EXPECT_EQ((std::array<int64_t, 5>{static_cast<int64_t>(archive.buckets.size()), first.requests,
+                                      first.requestsWithReportedUsage, first.reportedTokens,
+                                      first.longestDurationMilliseconds}),
+              c.counts);
     // The round trip through JSON keeps everything; the direct writer writes
     // the document's bytes.
-    EXPECT_EQ(AIUsageArchive::fromJSON(core::JSONValue::parse(archive.serialized())), archive) << c.name;
-    EXPECT_EQ(archive.serialized(), archive.toJSON().serialized()) << c.name;
+    EXPECT_EQ(AIUsageArchive::fromJSON(core::JSONValue::parse(archive.serialized())), archive);
+    EXPECT_EQ(archive.serialized(), archive.toJSON().serialized());
   }
 }
 
@@ -116,21 +95,17 @@ TEST(AIUsageArchive, KeepsTheNewestTwoThousandResponseIds) {
 }
 
 TEST(AIUsageStore, DaysFollowTheLocalCalendar) {
-  struct Case {
-    const char* utc;
-    const char* zone;
-    const char* day;
-  };
-  const Case cases[] = {
+  const struct {
+    const char *utc, *zone, *day;
+  } cases[] = {
       {"2026-11-14T05:05:00Z", "America/New_York", "2026-11-14"},  // 00:05 local: the new day
       {"2026-11-14T04:55:00Z", "America/New_York", "2026-11-13"},
       {"2026-11-13T23:30:00Z", "Asia/Tokyo", "2026-11-14"},
       {"2026-07-01T22:10:00Z", "Europe/Berlin", "2026-07-02"},  // summer time
       {"2026-12-31T23:59:59Z", "UTC", "2026-12-31"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases)
     EXPECT_EQ(AIUsageStore::calendarDay(*core::parseIso8601(c.utc), c.zone), c.day) << c.utc << " " << c.zone;
-  }
 }
 
 class NoFileLocker : public core::FileLocker {
@@ -172,22 +147,41 @@ TEST(AIUsageStore, SurvivesMissingAndCorruptFilesAndKeepsUnwrittenRecords) {
   EXPECT_EQ(seenInObserver[1], *files.contents(path));
 }
 
-TEST(AIUsageStore, TwoStoresOnOneFileMergeEachOthersRecords) {
-  TestFolder folder;
-  platform::PosixFileSystem files;
-  platform::FlockFileLocker locker;
-  FakeClock clock(*core::parseIso8601("2026-11-14T09:30:00Z"));
-  core::NotificationCenter notifications;
-  const std::string path = folder.file("data/ai-usage.json");
-  AIUsageStore first(path, files, locker, clock, notifications, "UTC");
-  AIUsageStore second(path, files, locker, clock, notifications, "UTC");
+// The store's file in a fresh folder, locked as the application locks it.
+class AIUsageStoreOnDisk : public ::testing::Test {
+ protected:
+  AIUsageStore open() { return AIUsageStore(path_, files_, locker_, clock_, notifications_, "UTC"); }
+
+  // Requests and seen ids in the file; fails the test when the file does not decode.
+  std::pair<int64_t, size_t> loadCounts() {
+    const auto text = files_.readFile(path_);
+    if (!text) return {0, 0};
+    const auto archive = AIUsageStore::decode(*text);
+    EXPECT_TRUE(archive) << "undecodable file after a kill";
+    if (!archive) return {-1, 0};
+    int64_t requests = 0;
+    for (const auto& bucket : archive->buckets) requests += bucket.requests;
+    return {requests, archive->seenResponseIDs.size()};
+  }
+
+  TestFolder folder_;
+  platform::PosixFileSystem files_;
+  platform::FlockFileLocker locker_;
+  FakeClock clock_{*core::parseIso8601("2026-11-14T09:30:00Z")};
+  core::NotificationCenter notifications_;
+  const std::string path_ = folder_.file("ai-usage.json");
+};
+
+TEST_F(AIUsageStoreOnDisk, TwoStoresOnOneFileMergeEachOthersRecords) {
+  AIUsageStore first = open();
+  AIUsageStore second = open();
   first.record(recordOf({report(1, 1, "shared")}));
   second.record(recordOf({report(1, 1, "shared")}));  // the same response, seen by the other store
-  clock.advance(24h);
+  clock_.advance(24h);
   second.record(recordOf({report(2, 2, "own")}));
   first.record(recordOf({}, ReasoningEffort::kHigh));
 
-  const auto snapshot = AIUsageStore(path, files, locker, clock, notifications, "UTC").snapshot();
+  const auto snapshot = open().snapshot();
   ASSERT_EQ(snapshot.days.size(), 2u);
   EXPECT_EQ(snapshot.days[0], (AIUsageDayTotal{"2026-11-14", 2, 2}));
   EXPECT_EQ(snapshot.days[1], (AIUsageDayTotal{"2026-11-15", 4, 2}));
@@ -216,74 +210,47 @@ int waitFor(pid_t pid) {
   return status;
 }
 
-// Requests and seen ids in the file; fails the test when the file does not decode.
-std::pair<int64_t, size_t> loadCounts(platform::PosixFileSystem& files, const std::string& path) {
-  const auto text = files.readFile(path);
-  if (!text) return {0, 0};
-  const auto archive = AIUsageStore::decode(*text);
-  EXPECT_TRUE(archive) << "undecodable file after a kill";
-  if (!archive) return {-1, 0};
-  int64_t requests = 0;
-  for (const auto& bucket : archive->buckets) requests += bucket.requests;
-  return {requests, archive->seenResponseIDs.size()};
-}
-
-TEST(AIUsageStore, AWriterKilledAtAnyMomentLeavesALoadableFile) {
-  TestFolder folder;
-  platform::PosixFileSystem files;
-  const std::string path = folder.file("ai-usage.json");
+TEST_F(AIUsageStoreOnDisk, AWriterKilledAtAnyMomentLeavesALoadableFile) {
   std::mt19937 random(17);
   int64_t previous = 0;
   for (int trial = 0; trial < 50; ++trial) {
-    const pid_t pid = spawnWriter({"record", path, "-1", "trial" + std::to_string(trial)});
+    const pid_t pid = spawnWriter({"record", path_, "-1", "trial" + std::to_string(trial)});
     ASSERT_GT(pid, 0);
     std::this_thread::sleep_for(std::chrono::microseconds(random() % 20000));
     kill(pid, SIGKILL);
     waitFor(pid);
-    const auto [requests, ids] = loadCounts(files, path);
+    const auto [requests, ids] = loadCounts();
     ASSERT_GE(requests, previous) << "a written record was lost in trial " << trial;
     previous = requests;
   }
 }
 
-TEST(AIUsageStore, ParallelProcessesKeepEveryRecord) {
-  TestFolder folder;
-  platform::PosixFileSystem files;
-  const std::string path = folder.file("ai-usage.json");
+TEST_F(AIUsageStoreOnDisk, ParallelProcessesKeepEveryRecord) {
   constexpr int kProcesses = 4;
   constexpr int kRecords = 40;
   std::vector<pid_t> writers;
   for (int i = 0; i < kProcesses; ++i) {
-    writers.push_back(spawnWriter({"record", path, std::to_string(kRecords), "p" + std::to_string(i)}));
+    writers.push_back(spawnWriter({"record", path_, std::to_string(kRecords), "p" + std::to_string(i)}));
   }
   for (pid_t pid : writers) {
     const int status = waitFor(pid);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   }
-  EXPECT_EQ(loadCounts(files, path),
-            (std::pair<int64_t, size_t>{kProcesses * kRecords, kProcesses * kRecords}));
+  EXPECT_EQ(loadCounts(), (std::pair<int64_t, size_t>{kProcesses * kRecords, kProcesses * kRecords}));
 }
 
-TEST(AIUsageStore, LoadingRemovesTheTemporaryFilesOfKilledWriters) {
-  TestFolder folder;
-  platform::PosixFileSystem files;
-  platform::FlockFileLocker locker;
-  FakeClock clock(*core::parseIso8601("2026-11-14T10:00:00Z"));
-  core::NotificationCenter notifications;
-  const std::string path = folder.file("ai-usage.json");
+TEST_F(AIUsageStoreOnDisk, LoadingRemovesTheTemporaryFilesOfKilledWriters) {
   // A writer killed between writing its temporary file and renaming it.
-  const pid_t pid = spawnWriter({"record", path, "-1", "killed"});
+  const pid_t pid = spawnWriter({"record", path_, "-1", "killed"});
   ASSERT_GT(pid, 0);
   kill(pid, SIGKILL);
   waitFor(pid);
-  const std::string stale = path + ".tmp-" + std::to_string(pid) + "-0";
-  const std::string live = path + ".tmp-" + std::to_string(getpid()) + "-0";  // may still be renamed
+  // Which temporary files count as stale is the file system's rule, tested there.
+  const std::string stale = path_ + ".tmp-" + std::to_string(pid) + "-0";
   std::ofstream(stale) << "{";
-  std::ofstream(live) << "{";
-
-  AIUsageStore store(path, files, locker, clock, notifications, "UTC");
-  EXPECT_FALSE(files.fileExists(stale));
-  EXPECT_TRUE(files.fileExists(live));
+  ASSERT_TRUE(files_.fileExists(stale));
+  open();
+  EXPECT_FALSE(files_.fileExists(stale));
 }
 
 }  // namespace

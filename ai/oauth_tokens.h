@@ -24,6 +24,8 @@ struct OAuthTokens {
   // one given on the command line. Empty: the settings decide.
   std::string tokenURL;
   std::string clientID;
+
+  bool operator==(const OAuthTokens&) const = default;
 };
 
 std::string serializeOAuthTokens(const OAuthTokens& tokens);

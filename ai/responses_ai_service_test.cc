@@ -74,11 +74,8 @@ class DeclaredNotesTool : public AIFunctionTool {
 };
 
 struct Reply {
-  Reply(int code, std::string text, std::string headers = {})
-      : status(code), body(std::move(text)), extraHeaders(std::move(headers)) {}
   int status;
   std::string body;
-  std::string extraHeaders;  // "Name: value\r\n" lines
 };
 
 class FakeAccount : public AIAccountAccessSource {
@@ -104,8 +101,7 @@ class ResponsesServiceTest : public ::testing::Test {
       requests_.push_back(request);
       const Reply& reply = replies.at(static_cast<size_t>(index));
       connection.write("HTTP/1.1 " + std::to_string(reply.status) +
-                       " X\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n" +
-                       reply.extraHeaders + "\r\n");
+                       " X\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
       size_t at = 0;
       for (size_t size = firstChunk; at < reply.body.size(); size = size % 23 + 5) {
         connection.writeChunk(std::string_view(reply.body).substr(at, size));
@@ -128,12 +124,10 @@ class ResponsesServiceTest : public ::testing::Test {
   }
 
   AIStreamRequest request(std::string model = "gpt-6-sol") {
-    AIStreamRequest request;
-    request.model = std::move(model);
-    request.input = "hi";
-    request.instructions = "Be brief.";
-    request.transportRetryPolicy = AITransportRetryPolicy::interactive();
-    return request;
+    return {.input = "hi",
+            .instructions = "Be brief.",
+            .model = std::move(model),
+            .transportRetryPolicy = AITransportRetryPolicy::interactive()};
   }
 
   std::string base() const { return server_->url("/backend-api/codex"); }
@@ -274,29 +268,26 @@ TEST_F(ResponsesServiceTest, ChatGPTRequestCarriesTheAccountAndTheBodyInProtocol
   turn.conversationID = "chat-9";
   turn.attachments = {{"p.png", "image/png", "PNG"}, {"a.txt", "text/plain", "hey"}};
   const JSONValue reasoning = JSONValue::Object{{"type", "reasoning"}, {"encrypted_content", "e1"}};
-  AIHistoryMessage before;
-  before.textParts = {"before"};
-  AIHistoryMessage answer;
-  answer.role = AIHistoryMessage::Role::kAssistant;
-  answer.textParts = {"answer"};
-  answer.providerItems = {{AIProvider::kCodex, reasoning, "r0"},
-                          {AIProvider::kXAIAccount, JSONValue::Object{{"type", "reasoning"}}, "r0"},
-                          {AIProvider::kCodex, JSONValue::Object{{"type", "message"}}, "r0"}};
-  answer.generatedImages = {{"i.png", "image/png", "IMG"}};
-  turn.history = {before, answer};
+  turn.history = {
+      {.textParts = {"before"}},
+      {.role = AIHistoryMessage::Role::kAssistant,
+       .textParts = {"answer"},
+       .providerItems = {{AIProvider::kCodex, reasoning, "r0"},
+                         {AIProvider::kXAIAccount, JSONValue::Object{{"type", "reasoning"}}, "r0"},
+                         {AIProvider::kCodex, JSONValue::Object{{"type", "message"}}, "r0"}},
+       .generatedImages = {{"i.png", "image/png", "IMG"}}}};
   ASSERT_EQ(run(service, turn).second, "");
 
   ASSERT_EQ(requests_.size(), 1u);
   const LoopbackRequest& sent = requests_[0];
   EXPECT_EQ(sent.method, "POST");
   EXPECT_EQ(sent.target, "/backend-api/codex/responses");
-  std::map<std::string, std::string> headers(sent.headers.begin(), sent.headers.end());
-  EXPECT_EQ(headers["Authorization"], "Bearer token-1");
-  EXPECT_EQ(headers["chatgpt-account-id"], "account-7");
-  EXPECT_EQ(headers["OpenAI-Beta"], "responses=experimental");
-  EXPECT_EQ(headers["originator"], "zephyl");
-  EXPECT_EQ(headers["Content-Type"], "application/json");
-  EXPECT_EQ(headers["Accept"], "text/event-stream");
+  EXPECT_EQ(sent.header("Authorization"), "Bearer token-1");
+  EXPECT_EQ(sent.header("chatgpt-account-id"), "account-7");
+  EXPECT_EQ(sent.header("OpenAI-Beta"), "responses=experimental");
+  EXPECT_EQ(sent.header("originator"), "zephyl");
+  EXPECT_EQ(sent.header("Content-Type"), "application/json");
+  EXPECT_EQ(sent.header("Accept"), "text/event-stream");
   EXPECT_EQ(
       sent.body,
       R"({"model":"gpt-6-sol","store":false,"stream":true,"instructions":"Be brief.","input":[)"
@@ -315,64 +306,50 @@ TEST_F(ResponsesServiceTest, ChatGPTRequestCarriesTheAccountAndTheBodyInProtocol
 }
 
 TEST_F(ResponsesServiceTest, BodyVariesWithToolsEffortAndMember) {
-  const struct {
-    const char* name;
+  struct Turn {
     std::string model;
     std::optional<ReasoningEffort> effort;
     AIWebToolMode web;
     bool notes;
     bool images;
+  };
+  const struct {
+    const char* name;
+    Turn turn;
     std::vector<std::string> contains;
     std::vector<std::string> lacks;
   } cases[] = {
       {"effort none sends no encrypted reasoning",
-       "openai:gpt-6-sol",
-       ReasoningEffort::kNone,
-       AIWebToolMode::kOff,
-       false,
-       false,
+       {"openai:gpt-6-sol", ReasoningEffort::kNone, AIWebToolMode::kOff, false, false},
        {R"("model":"gpt-6-sol")", R"("include":[])", R"("reasoning":{"effort":"none","summary":"auto"})",
         R"("tool_choice":"auto","parallel_tool_calls":false)"},
        {"encrypted_content", R"("tools")", "prompt_cache_key"}},
       {"web search alone runs tools in parallel",
-       "openai:gpt-6-sol",
-       std::nullopt,
-       AIWebToolMode::kAutomatic,
-       false,
-       false,
+       {"openai:gpt-6-sol", std::nullopt, AIWebToolMode::kAutomatic, false, false},
        {R"("tools":[{"type":"web_search"}],"tool_choice":"auto","parallel_tool_calls":true})"},
        {"reasoning"}},
       {"a demanded search requires a tool and drops the notes tool",
-       "openai:gpt-6-sol",
-       std::nullopt,
-       AIWebToolMode::kAlways,
-       true,
-       false,
+       {"openai:gpt-6-sol", std::nullopt, AIWebToolMode::kAlways, true, false},
        {R"("tool_choice":"required","parallel_tool_calls":true)"},
        {"query_notes"}},
       {"xAI: store false, images as a function tool, no search sources",
-       "grok-4.7",
-       std::nullopt,
-       AIWebToolMode::kAutomatic,
-       false,
-       true,
+       {"grok-4.7", std::nullopt, AIWebToolMode::kAutomatic, false, true},
        {R"("model":"grok-4.7","store":false,"stream":true)", R"("name":"generate_image")", R"("include":[])"},
        {"image_generation", "web_search_call.action.sources"}},
   };
   for (const auto& test : cases) {
-    AIStreamRequest turn = request(test.model);
-    turn.reasoningEffort = test.effort;
-    turn.webSearchMode = test.web;
-    turn.allowsLocalNotesQuery = test.notes;
+    SCOPED_TRACE(test.name);
+    AIStreamRequest turn = request(test.turn.model);
+    turn.reasoningEffort = test.turn.effort;
+    turn.webSearchMode = test.turn.web;
+    turn.allowsLocalNotesQuery = test.turn.notes;
     turn.functionTools = {std::make_shared<DeclaredNotesTool>()};
-    turn.allowsGeneratedImages = test.images;
+    turn.allowsGeneratedImages = test.turn.images;
     const ResponsesServiceMember& member =
-        test.model.starts_with("grok") ? XAIResponsesAIService::kMember : OpenAIAPIService::kMember;
+        test.turn.model.starts_with("grok") ? XAIResponsesAIService::kMember : OpenAIAPIService::kMember;
     const std::string body = encodeResponsesRequestBody(turn, member, responsesInputItems(turn, member));
-    for (const auto& part : test.contains)
-      EXPECT_NE(body.find(part), std::string::npos) << test.name << ": " << part;
-    for (const auto& part : test.lacks)
-      EXPECT_EQ(body.find(part), std::string::npos) << test.name << ": " << part;
+    for (const auto& part : test.contains) EXPECT_NE(body.find(part), std::string::npos) << part;
+    for (const auto& part : test.lacks) EXPECT_EQ(body.find(part), std::string::npos) << part;
   }
 }
 
@@ -412,19 +389,12 @@ TEST_F(ResponsesServiceTest, HTTPFailuresRefreshOrEndWithTheStatus) {
     } else {
       service = std::make_unique<OpenAIAPIService>(http_, credentials_, server_->url("/v1"));
     }
-    try {
-      service->produce(request(), {}, [](AIStreamEvent) {});
-      EXPECT_EQ(test.failure, "") << test.name;
-    } catch (const core::Error& error) {
-      EXPECT_EQ(error.description(), test.failure) << test.name;
-    }
+    EXPECT_EQ(run(*service, request()).second, test.failure) << test.name;
     EXPECT_EQ(requests_.size(), test.requests) << test.name;
     EXPECT_TRUE(clock_.sleeps().empty()) << test.name;
     if (test.provider == AIProvider::kCodex) {
       EXPECT_EQ(account_.refreshedFrom, std::vector<std::string>{"token-1"}) << test.name;
-      std::map<std::string, std::string> retried(requests_.back().headers.begin(),
-                                                 requests_.back().headers.end());
-      EXPECT_EQ(retried["Authorization"], "Bearer token-2") << test.name;
+      EXPECT_EQ(requests_.back().header("Authorization"), "Bearer token-2") << test.name;
     }
   }
 }
@@ -556,9 +526,8 @@ TEST_F(ResponsesServiceTest, XAIRunsItsImageToolWithinTheFourImageLimit) {
   EXPECT_NE(requests_[2].body.find(R"("call_id":"c7","output":")" +
                                    std::string(XAIResponsesAIService::kImageFailedResult) + "\"}"),
             std::string::npos);
-  std::map<std::string, std::string> headers(requests_[0].headers.begin(), requests_[0].headers.end());
-  EXPECT_EQ(headers["Authorization"], "Bearer xai-key");
-  EXPECT_EQ(headers.count("chatgpt-account-id"), 0u);
+  EXPECT_EQ(requests_[0].header("Authorization"), "Bearer xai-key");
+  EXPECT_EQ(requests_[0].header("chatgpt-account-id"), std::nullopt);
 }
 
 TEST_F(ResponsesServiceTest, XAIImagesComeFromTheServiceImageEndpointByDefault) {
@@ -583,12 +552,9 @@ TEST_F(ResponsesServiceTest, XAIImagesComeFromTheServiceImageEndpointByDefault) 
   EXPECT_EQ(requests_[1].target, "/v1/images/generations");
   EXPECT_EQ(requests_[1].body,
             R"({"model":"grok-2-image","prompt":"cat","n":1,"response_format":"b64_json"})");
-  std::map<std::string, std::string> headers(requests_[1].headers.begin(), requests_[1].headers.end());
-  EXPECT_EQ(headers["Authorization"], "Bearer xai-key");
-  const auto image = std::find_if(events.begin(), events.end(),
-                                  [](const auto& e) { return e.template as<E::GeneratedImage>(); });
-  ASSERT_NE(image, events.end());
-  EXPECT_EQ(*image, AIStreamEvent(E::GeneratedImage{"image/png", "\x89PNG"}));
+  EXPECT_EQ(requests_[1].header("Authorization"), "Bearer xai-key");
+  EXPECT_NE(std::find(events.begin(), events.end(), AIStreamEvent(E::GeneratedImage{"image/png", "\x89PNG"})),
+            events.end());
   EXPECT_NE(requests_[3].body.find(std::string(XAIResponsesAIService::kCopyrightResult)), std::string::npos);
 }
 

@@ -12,15 +12,15 @@
 namespace zephyl::assistant {
 
 struct AINoteContext {
-  std::string appName;  // the frontmost application
+  std::string appName{};  // the frontmost application
   bool isAppleNotesActive = false;
-  std::string selectedText;
-  std::string currentLine;
-  std::string noteText;  // the full visible text
-  std::optional<std::string> noteID;
-  std::optional<std::string> noteTitle;
-  std::optional<std::string> sourceBundleID;
-  core::TimePoint capturedAt;
+  std::string selectedText{};
+  std::string currentLine{};
+  std::string noteText{};  // the full visible text
+  std::optional<std::string> noteID{};
+  std::optional<std::string> noteTitle{};
+  std::optional<std::string> sourceBundleID{};
+  core::TimePoint capturedAt{};
 
   bool operator==(const AINoteContext&) const = default;
 };

@@ -21,37 +21,25 @@ ChatMessage message(ChatMessageRole role, std::string text,
 }
 
 TEST(AssistantPromptComposer, SystemTextDatesInTheLocaleWithTheGregorianCalendar) {
-  struct Case {
-    const char* locale;
-    const char* date;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"en_US", "2026-11-14 (Saturday)"},
       {"de_DE", "2026-11-14 (Samstag)"},
       {"ja_JP", "2026-11-14 (土曜日)"},
       {"th_TH", "2026-11-14 (วันเสาร์)"},  // the Buddhist calendar would say 2569
       {"fr_FR@calendar=hebrew", "2026-11-14 (samedi)"},
   };
-  for (const Case& c : cases) {
-    const std::string text = composeSystemText(kNovember14, c.locale);
+  for (const auto& [locale, date] : cases) {
+    const std::string text = composeSystemText(kNovember14, locale);
     const std::string expected =
-        std::string("Today's date is ") + c.date +
-        ". Treat this as ground truth for \"now\" — do not assume your training cutoff";
-    EXPECT_NE(text.find("earlier one.\n" + expected), std::string::npos) << c.locale << "\n" << text;
+        std::string("Today's date is ") + date + ". Treat this as ground truth for \"now\"";
+    EXPECT_NE(text.find("earlier one.\n" + expected), std::string::npos) << locale << "\n" << text;
   }
   const std::string text = composeSystemText(2027y / 1 / 1, "en_US");
   EXPECT_TRUE(
       text.starts_with("You are Zephyl's read-only AI agent for Apple Notes.\nYou are embedded beside the "
                        "user's current Apple Notes editor.\n\nOperating rules:\n- You can observe"));
-  EXPECT_TRUE(
-      text.ends_with("(Friday). Treat this as ground truth for \"now\" — do not assume your training cutoff "
-                     "is the current date. When the request uses a relative time expression (this year, next "
-                     "year, this quarter, second half of the year, recently, upcoming, latest), resolve it "
-                     "against today's date and name the resulting absolute year/period explicitly in your "
-                     "answer rather than only repeating the expression back. When using web search, make the "
-                     "intended absolute year/period clear in the search query. The current date is "
-                     "orientation context, not evidence that time-sensitive facts are current; use available "
-                     "web search for those facts."));
+  EXPECT_NE(text.find("\nToday's date is 2027-01-01 (Friday)."), std::string::npos);
+  EXPECT_TRUE(text.ends_with("use available web search for those facts."));
 }
 
 TEST(AssistantPromptComposer, AMinimalTurnHasOnlyInstructionsAndRequest) {
@@ -91,24 +79,16 @@ TEST(AssistantPromptComposer, SectionsInOrderWithReplayedTurns) {
   input.request = "Go";
   const std::string text = composeUserText(input);
   const std::string expectedAfterInstructions =
-      "## User Preferences\nDefault Preferences:\n- Respond in the language of the Current Request unless "
-      "asked "
-      "otherwise.\n- Use note context only when relevant. If the requested scope is implicit, follow its "
-      "Focus "
-      "field.\n- Be concise, direct, and practical. Do not repeat provided information unnecessarily.\n- "
-      "Make "
-      "reasonable low-risk assumptions; ask only when missing information blocks a useful answer.\n- Add "
-      "structure only when it improves clarity.\n\nUser Custom Preferences:\nUse British spelling.\n\n"
-      "## Task Instructions\n[Selected Skill: Unnamed]\nAnswer as a haiku.\n\n[Selected Skill: Editor]\nFix "
-      "grammar.\n\n"
-      "## Conversation History\nUSER:\nUser Preferences (lowest user-level priority):\nDefault "
-      "Preferences:\n- Be "
-      "brief.\n\nSelected Skill: Unnamed\nUse lists.\n\n[UNTRUSTED REFERENCE DATA — Web Fetch: Docs — "
-      "https://example.com]\nBody\n\nCurrent Request:\nWhat changed?\n\nASSISTANT:\nTwo "
-      "things.\n\nUSER:\nThanks\n\n"
-      "## Untrusted References\n[UNTRUSTED REFERENCE DATA — Selection]\npicked\n\n[UNTRUSTED REFERENCE DATA "
-      "— "
-      "Skill Definition: Haiku]\n5-7-5\n\n"
+      "## User Preferences\nDefault Preferences:\n" + std::string(kDefaultPreferences) +
+      "\n\nUser Custom Preferences:\nUse British spelling.\n\n"
+      "## Task Instructions\n[Selected Skill: Unnamed]\nAnswer as a haiku.\n\n[Selected Skill: Editor]\n"
+      "Fix grammar.\n\n"
+      "## Conversation History\nUSER:\nUser Preferences (lowest user-level priority):\nDefault Preferences:\n"
+      "- Be brief.\n\nSelected Skill: Unnamed\nUse lists.\n\n"
+      "[UNTRUSTED REFERENCE DATA — Web Fetch: Docs — https://example.com]\nBody\n\nCurrent Request:\n"
+      "What changed?\n\nASSISTANT:\nTwo things.\n\nUSER:\nThanks\n\n"
+      "## Untrusted References\n[UNTRUSTED REFERENCE DATA — Selection]\npicked\n\n"
+      "[UNTRUSTED REFERENCE DATA — Skill Definition: Haiku]\n5-7-5\n\n"
       "## Current Request\nGo";
   const size_t start = text.find("## User Preferences");
   ASSERT_NE(start, std::string::npos);
@@ -117,87 +97,63 @@ TEST(AssistantPromptComposer, SectionsInOrderWithReplayedTurns) {
 }
 
 TEST(AssistantPromptComposer, ReferenceHeadersCarryLabelTitleAndDetail) {
-  struct Case {
-    ChatTurnInput::ReferenceBlock block;
-    std::optional<std::string> wrapped;
-  };
-  const Case cases[] = {
+  const std::pair<ChatTurnInput::ReferenceBlock, std::optional<std::string>> cases[] = {
       {{Kind::kNote, " T ", " D ", "\n text \n"}, "[UNTRUSTED REFERENCE DATA — Note: T — D]\ntext"},
       {{Kind::kAttachment, std::nullopt, "a.pdf", "x"}, "[UNTRUSTED REFERENCE DATA — Attachment — a.pdf]\nx"},
       {{Kind::kWebSearch, "q", std::nullopt, "x"}, "[UNTRUSTED REFERENCE DATA — Web Search: q]\nx"},
       {{Kind::kTranscript, "", "", "x"}, "[UNTRUSTED REFERENCE DATA — Transcript]\nx"},
       {{Kind::kNote, "T", "D", " \u2028\n"}, std::nullopt},
   };
-  for (const Case& c : cases) EXPECT_EQ(wrapReferenceBlock(c.block), c.wrapped) << c.block.content;
+  for (const auto& [block, wrapped] : cases) EXPECT_EQ(wrapReferenceBlock(block), wrapped) << block.content;
 }
 
 TEST(AssistantPromptComposer, EnvironmentFocusAndFencing) {
-  struct Case {
-    const char* selection;
-    const char* line;
-    const char* note;
-    const char* focus;
-  };
-  const Case cases[] = {
+  const struct {
+    const char *selection, *line, *note, *focus;
+  } cases[] = {
       {"sel", "line", "note", "Selected text"},
       {" ", "line", "note", "Full visible note text"},
       {"", "line", "", "Current line"},
       {"", " ", "\n", "No note text available"},
   };
-  for (const Case& c : cases) {
-    AINoteContext context;
-    context.selectedText = c.selection;
-    context.currentLine = c.line;
-    context.noteText = c.note;
+  for (const auto& c : cases) {
+    const AINoteContext context{.selectedText = c.selection, .currentLine = c.line, .noteText = c.note};
     EXPECT_NE(composeEnvironmentBlock(context).find(std::string("\nFocus: ") + c.focus + "\n"),
               std::string::npos)
         << c.focus;
   }
-  AINoteContext context;
-  context.appName = "Notes";
-  context.isAppleNotesActive = true;
-  context.currentLine = "Run `make`";
-  context.noteText = "Build:\n```\nmake\n```";
-  context.noteTitle = "  ";
-  EXPECT_EQ(
-      composeEnvironmentBlock(context),
-      "## Environment\nApp: Notes\nApple Notes active: yes\nNote title: (unknown)\nZephyl permission: "
-      "read-only\nFocus: Full visible note text\nNote completeness: All captured note text is supplied.\n\n"
-      "## Selected Text\n(none)\n\n## Current Line\n```\nRun `make`\n```\n\n## Full Visible Note Text\n~~~\n"
-      "Build:\n```\nmake\n```\n~~~");
+  EXPECT_EQ(composeEnvironmentBlock({.appName = "Notes",
+                                     .isAppleNotesActive = true,
+                                     .currentLine = "Run `make`",
+                                     .noteText = "Build:\n```\nmake\n```",
+                                     .noteTitle = "  "}),
+            "## Environment\nApp: Notes\nApple Notes active: yes\nNote title: (unknown)\nZephyl permission: "
+            "read-only\nFocus: Full visible note text\nNote completeness: All captured note text is "
+            "supplied.\n\n## Selected Text\n(none)\n\n## Current Line\n```\nRun `make`\n```\n\n## Full "
+            "Visible Note Text\n~~~\nBuild:\n```\nmake\n```\n~~~");
 }
 
 TEST(AssistantPromptComposer, AttachmentParagraphCountsImagesAndUploads) {
-  struct Case {
-    int images;
-    int uploads;
-    std::optional<std::string> paragraph;
-  };
   const std::string image1 =
       "The first attachment is the image from the current note; the `[Image 1]` placeholder in the note text "
-      "marks "
-      "where it belongs.";
-  const Case cases[] = {
+      "marks where it belongs.";
+  const std::tuple<int, int, std::optional<std::string>> cases[] = {
       {0, 0, std::nullopt},
       {1, 0,
        "\n## Attachments\n1 attachment are attached to this turn as separate inputs.\n" + image1 + "\n"},
       {0, 1,
        "\n## Attachments\n1 attachment are attached to this turn as separate inputs.\n1 user-uploaded "
-       "attachment is "
-       "also attached to this turn.\n"},
+       "attachment is also attached to this turn.\n"},
       {1, 2,
        "\n## Attachments\n3 attachments are attached to this turn as separate inputs.\n" + image1 +
            "\n2 user-uploaded attachments are also attached to this turn.\n"},
       {3, 0,
        "\n## Attachments\n3 attachments are attached to this turn as separate inputs.\nThe first 3 "
-       "attachments are "
-       "images from the current note in document order; `[Image N]` placeholders in the note text mark where "
-       "each "
-       "one belongs.\n"},
+       "attachments are images from the current note in document order; `[Image N]` placeholders in the note "
+       "text mark where each one belongs.\n"},
   };
-  for (const Case& c : cases) {
-    EXPECT_EQ(composeAttachmentParagraph(c.images, c.uploads), c.paragraph) << c.images << "+" << c.uploads;
-  }
+  for (const auto& [images, uploads, paragraph] : cases)
+    EXPECT_EQ(composeAttachmentParagraph(images, uploads), paragraph) << images << "+" << uploads;
 }
 
 TEST(AssistantPromptComposer, CountsNoteReferencesWithEitherMarker) {

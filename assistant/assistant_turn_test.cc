@@ -14,13 +14,11 @@ using namespace std::chrono_literals;
 AssistantTurnParts partsWithNotes(size_t noteBytes) {
   AssistantTurnParts parts;
   parts.request = "Compare these";
-  AINoteContext current;
-  current.appName = "Notes";
-  current.isAppleNotesActive = true;
-  current.noteText = std::string(noteBytes, 'c');
-  current.noteID = "x-coredata://S/ICNote/p1";
-  current.noteTitle = "Current";
-  parts.currentNote = current;
+  parts.currentNote = AINoteContext{.appName = "Notes",
+                                    .isAppleNotesActive = true,
+                                    .noteText = std::string(noteBytes, 'c'),
+                                    .noteID = "x-coredata://S/ICNote/p1",
+                                    .noteTitle = "Current"};
   parts.noteImages = {{"image-1.png", "image/png", "png"}};
   parts.references = {{Kind::kNote, "Mentioned", "Work", std::string(noteBytes, 'm')},
                       {Kind::kWebFetch, "Page", std::nullopt, std::string(noteBytes, 'w')}};
@@ -38,12 +36,10 @@ TEST(AssistantTurn, CurrentNoteIsTheFirstReferenceAndAttachmentsFollowTheRequest
   EXPECT_NE(turn.userText.find(
                 "## Untrusted References\n[UNTRUSTED REFERENCE DATA — Note: Current]\n## Environment"),
             std::string::npos);
-  EXPECT_TRUE(turn.userText.ends_with(
-      "## Current Request\nCompare these\n\n## Attachments\n2 attachments are attached to this turn as "
-      "separate "
-      "inputs.\nThe first attachment is the image from the current note; the `[Image 1]` placeholder in the "
-      "note "
-      "text marks where it belongs.\n1 user-uploaded attachment is also attached to this turn."));
+  // The paragraph follows the request; its wording is tested with the composer.
+  const std::string paragraph = *composeAttachmentParagraph(1, 1);
+  EXPECT_TRUE(turn.userText.ends_with("## Current Request\nCompare these\n" +
+                                      paragraph.substr(0, paragraph.size() - 1)));
   ASSERT_EQ(turn.attachments.size(), 2u);
   EXPECT_EQ(turn.attachments[0].name, "image-1.png");
   EXPECT_EQ(turn.turnInput.request, "Compare these");  // stored without the paragraph
@@ -110,9 +106,9 @@ TEST(AssistantTurn, HistoryIsReplayedWithProviderItemsAndGeneratedImages) {
   parts.historyInUserText = true;
   const AssistantTurn agentTurn = composeAssistantTurn(parts, 2026y / 11 / 14, "en_US", {});
   EXPECT_TRUE(agentTurn.history.empty());
-  EXPECT_NE(agentTurn.userText.find("## Conversation History\nUSER:\n[UNTRUSTED REFERENCE DATA — Note: "
-                                    "Plan]\nBeta\n\nCurrent Request:\nWhat ships?\n\nASSISTANT:\nThe "
-                                    "beta.\n\n## Current Request\nAnd then?"),
+  EXPECT_NE(agentTurn.userText.find(
+                "## Conversation History\nUSER:\n[UNTRUSTED REFERENCE DATA — Note: Plan]\nBeta\n\nCurrent "
+                "Request:\nWhat ships?\n\nASSISTANT:\nThe beta.\n\n## Current Request\nAnd then?"),
             std::string::npos);
 }
 

@@ -28,10 +28,18 @@ void redirect(LoopbackConnection& connection, std::string_view location) {
                    "\r\nContent-Length: 0\r\nConnection: close\r\n\r\n");
 }
 
+using Serve = std::function<void(const LoopbackRequest&, LoopbackConnection&, int port)>;
+
+// Serves `body` with `headers` to every request.
+Serve page(std::string headers, std::string body) {
+  return
+      [=](const LoopbackRequest&, LoopbackConnection& connection, int) { reply(connection, headers, body); };
+}
+
 // One hostile (or ordinary) page. `serve` answers every request; `port` is the server's.
 struct PageCase {
   std::string name;
-  std::function<void(const LoopbackRequest&, LoopbackConnection&, int port)> serve;
+  Serve serve;
   std::vector<std::string> shows;  // in the output; "{url}" is the server's root without its slash
   std::vector<std::string> hides;
   std::optional<Code> failure;
@@ -40,31 +48,25 @@ struct PageCase {
 TEST(WebFetchToolTest, HostilePagesAreBoundedRefusedOrReadAsPlainText) {
   const std::vector<PageCase> cases{
       {"html: scripts, styles and comments never leak; entities, blocks and links are readable",
-       [](const LoopbackRequest&, LoopbackConnection& connection, int) {
-         reply(connection, "Content-Type: text/html; charset=utf-8\r\n",
-               "<html><head><title>Bakery &amp; Co</title><style>.secret{color:red}</style>"
-               "<script>var leak = '<p>script text</p>';</script></head><body><!-- a comment -->"
-               "<h1>Opening hours</h1><p>Bread &lt;daily&gt;&nbsp;from 7&#8211;9.</p>"
-               "<p>See <a href=\"/menu?x=1\">the menu</a>.</p><script "
-               "type=module>alert(1)</script></body></html>");
-       },
+       page("Content-Type: text/html; charset=utf-8\r\n",
+            "<html><head><title>Bakery &amp; Co</title><style>.secret{color:red}</style>"
+            "<script>var leak = '<p>script text</p>';</script></head><body><!-- a comment -->"
+            "<h1>Opening hours</h1><p>Bread &lt;daily&gt;&nbsp;from 7&#8211;9.</p>"
+            "<p>See <a href=\"/menu?x=1\">the menu</a>.</p><script "
+            "type=module>alert(1)</script></body></html>"),
        {"[UNTRUSTED REFERENCE DATA \u2014 Web Fetch: Bakery & Co \u2014 {url}/]\nOpening hours\n\n"
         "Bread <daily> from 7\u20139.\n\nSee the menu ({url}/menu?x=1)."},
        {"secret", "script text", "leak", "alert", "comment"},
        std::nullopt},
       {"a latin-1 page that says so only in a meta tag",
-       [](const LoopbackRequest&, LoopbackConnection& connection, int) {
-         reply(connection, "Content-Type: text/html\r\n",
-               "<html><head><meta http-equiv=\"Content-Type\" content=\"text/html; charset=ISO-8859-1\">"
-               "</head><body><p>Caf\xE9 cr\xE8me</p></body></html>");
-       },
+       page("Content-Type: text/html\r\n",
+            "<html><head><meta http-equiv=\"Content-Type\" content=\"text/html; charset=ISO-8859-1\">"
+            "</head><body><p>Caf\xE9 cr\xE8me</p></body></html>"),
        {"Caf\u00E9 cr\u00E8me"},
        {"\uFFFD"},
        std::nullopt},
       {"a UTF-8 byte order mark wins over a latin-1 header",
-       [](const LoopbackRequest&, LoopbackConnection& connection, int) {
-         reply(connection, "Content-Type: text/plain; charset=iso-8859-1\r\n", "\xEF\xBB\xBFna\xC3\xAFve");
-       },
+       page("Content-Type: text/plain; charset=iso-8859-1\r\n", "\xEF\xBB\xBFna\xC3\xAFve"),
        {"na\u00EFve"},
        {"\u00C3"},
        std::nullopt},
@@ -110,16 +112,12 @@ TEST(WebFetchToolTest, HostilePagesAreBoundedRefusedOrReadAsPlainText) {
        {"internal secrets"},
        Code::kPrivateRedirect},
       {"binary content is refused",
-       [](const LoopbackRequest&, LoopbackConnection& connection, int) {
-         reply(connection, "Content-Type: image/png\r\n", std::string("\x89PNG\r\n\x1A\n\0\0\0", 11));
-       },
+       page("Content-Type: image/png\r\n", std::string("\x89PNG\r\n\x1A\n\0\0\0", 11)),
        {},
        {},
        Code::kBinaryContent},
       {"binary bytes without a content type are refused",
-       [](const LoopbackRequest&, LoopbackConnection& connection, int) {
-         reply(connection, "", std::string("PK\x03\x04\0\0\0\0 zipped", 16));
-       },
+       page("", std::string("PK\x03\x04\0\0\0\0 zipped", 16)),
        {},
        {},
        Code::kBinaryContent},

@@ -55,11 +55,7 @@ TEST(WebSearchToolTest, SendsTheQueryWithTheKeyAndWrapsTheResultsOrSaysWhatWentW
     EXPECT_EQ(update.sourceURLs, test.sourceURLs);
     EXPECT_EQ(update.query, "bakery & bread");
     EXPECT_EQ(received.target, "/search?lang=en&q=bakery%20%26%20bread");
-    std::string authorization;
-    for (const auto& [name, value] : received.headers) {
-      if (name == "Authorization" || name == "authorization") authorization = value;
-    }
-    EXPECT_EQ(authorization, "Bearer search-key");
+    EXPECT_EQ(received.header("Authorization"), "Bearer search-key");
   }
 }
 

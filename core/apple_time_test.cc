@@ -35,26 +35,12 @@ TEST(AppleTime, ReferenceDateFractionsAndOutOfRangeTimes) {
       {std::numeric_limits<double>::quiet_NaN(), std::nullopt},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(formatIso8601(timeFromAppleSeconds(c.appleSeconds)), c.iso) << c.appleSeconds;
-    if (c.iso) EXPECT_EQ(parseIso8601(*c.iso), timeFromAppleSeconds(c.appleSeconds)) << *c.iso;
+    const auto time = timeFromAppleSeconds(c.appleSeconds);
+    EXPECT_EQ(formatIso8601(time), c.iso) << c.appleSeconds;
+    if (!c.iso) continue;
+    EXPECT_EQ(parseIso8601(*c.iso), time) << *c.iso;
+    EXPECT_NEAR(appleSecondsFromTime(*time), c.appleSeconds, 1e-6) << c.appleSeconds;
   }
-}
-
-TEST(AppleTime, ParsesOffsetsAndRejectsWhatIsNotAnInstant) {
-  EXPECT_EQ(parseIso8601("2026-11-14T10:30:00+01:00"), parseIso8601("2026-11-14T09:30:00Z"));
-  EXPECT_EQ(parseIso8601("2026-11-14T00:15:00-05:30"), parseIso8601("2026-11-14T05:45:00Z"));
-  for (const char* text :
-       {"", "2026-11-14", "2026-11-14T09:30:00", "2026-02-30T09:30:00Z", "2026-11-14T24:00:00Z",
-        "2026-11-14T09:30:00.Z", "2026-11-14T09:30:00Zjunk", "2026-11-14 09:30:00Z"}) {
-    EXPECT_EQ(parseIso8601(text), std::nullopt) << text;
-  }
-}
-
-TEST(AppleTime, RoundTripsThroughAppleSeconds) {
-  for (double seconds : {0.0, 1.5, -12345.125, 752345678.123456}) {
-    EXPECT_DOUBLE_EQ(appleSecondsFromTime(*timeFromAppleSeconds(seconds)), seconds);
-  }
-  EXPECT_EQ(formatIso8601(std::optional<TimePoint>()), std::nullopt);
 }
 
 TEST(AppleTime, ParsesIso8601WithFractionsAndOffsets) {
@@ -68,8 +54,10 @@ TEST(AppleTime, ParsesIso8601WithFractionsAndOffsets) {
       {"2026-11-14T09:30:00.1234567Z", "2026-11-14T09:30:00.123456Z"},
       {"2026-11-14T10:30:00+01:00", "2026-11-14T09:30:00Z"},
       {"2026-11-14T00:30:00-02:30", "2026-11-14T03:00:00Z"},
+      {"2026-11-14T00:15:00-05:30", "2026-11-14T05:45:00Z"},
       {"1969-12-31T23:59:59.999999Z", "1969-12-31T23:59:59.999999Z"},
       {"2026-02-29T00:00:00Z", std::nullopt},
+      {"2026-11-14", std::nullopt},
       {"2026-11-14T09:30:00", std::nullopt},
       {"2026-11-14T09:30:00.Z", std::nullopt},
       {"2026-11-14T24:00:00Z", std::nullopt},

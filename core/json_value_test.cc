@@ -9,21 +9,6 @@
 namespace zephyl::core {
 namespace {
 
-TEST(JSONValue, RoundTripsWithoutLoss) {
-  const std::vector<std::string> documents = {
-      R"({"z":1,"a":2,"m":{"y":null,"b":[true,false]}})",
-      R"([9223372036854775807,-9223372036854775808,9223372036854775808,18446744073709551615])",
-      R"([0.1,1.0,-2.5e-300,1.7976931348623157e+308,123456789.123456789])",
-      R"({"text":"日本 \"quoted\" \\ \n tab\t","empty":{},"list":[]})",
-      R"("\u0000 control")",
-  };
-  for (const auto& text : documents) {
-    const JSONValue value = JSONValue::parse(text);
-    EXPECT_EQ(JSONValue::parse(value.serialized()), value) << text;
-    EXPECT_EQ(JSONValue::parse(value.serialized()).serialized(), value.serialized()) << text;
-  }
-}
-
 TEST(JSONValue, NumbersKeepTheirKinds) {
   const JSONValue value =
       JSONValue::parse("[9223372036854775807,9223372036854775808,18446744073709551615,-1,1.0,0.5]");
@@ -72,8 +57,8 @@ TEST(JSONValue, SetKeepsPositionOfExistingKey) {
 }
 
 // The writer is our own; its bytes must stay the library's, which request
-// bodies and stored files were written with.
-TEST(JSONValue, WritesTheSameBytesAsTheJSONLibrary) {
+// bodies and stored files were written with, and read back to the same value.
+TEST(JSONValue, RoundTripsWritingTheSameBytesAsTheJSONLibrary) {
   std::string everyByte;
   for (int c = 1; c < 0x80; ++c) everyByte += static_cast<char>(c);
   std::string manyKeys = "{";
@@ -84,11 +69,15 @@ TEST(JSONValue, WritesTheSameBytesAsTheJSONLibrary) {
       nlohmann::ordered_json(std::string("nul \0 and 日本 😀 \x7f")).dump(),
       R"([1e300,-0.0,0.1,1.0,2.5e-7,123456789012345680000.0,-9223372036854775808])",
       R"({"b":{"a":1,"b":[{"x":"y"}]},"a":null,"c":true,"d":false})",
+      R"([9223372036854775807,-9223372036854775808,9223372036854775808,18446744073709551615])",
+      R"([0.1,1.0,-2.5e-300,1.7976931348623157e+308,123456789.123456789])",
+      R"({"text":"日本 \"quoted\" \\ \n tab\t","empty":{},"list":[]})",
       manyKeys,
   };
   for (const auto& text : documents) {
-    const auto library = nlohmann::ordered_json::parse(text);
-    EXPECT_EQ(JSONValue::parse(text).serialized(), library.dump()) << text;
+    const JSONValue value = JSONValue::parse(text);
+    EXPECT_EQ(value.serialized(), nlohmann::ordered_json::parse(text).dump()) << text;
+    EXPECT_EQ(JSONValue::parse(value.serialized()), value) << text;
   }
 }
 

@@ -21,23 +21,20 @@ TEST(ConfiguredNotesDatabasePath, OptionThenEnvironmentThenSettingThenDefault) {
     return it == variables.end() ? std::nullopt : std::optional<std::string>(it->second);
   };
 
-  auto chosen = configuredNotesDatabasePath(std::string("/from-option"), environment, &settings);
-  EXPECT_EQ(chosen.path, "/from-option");
-  EXPECT_EQ(chosen.source, NotesDatabasePathSource::kOption);
-
-  chosen = configuredNotesDatabasePath(std::string(), environment, &settings);  // empty means unset
-  EXPECT_EQ(chosen.path, "/from-env");
-  EXPECT_EQ(chosen.source, NotesDatabasePathSource::kEnvironment);
-
+  // The chosen path and where it came from.
+  const auto chosen = [&](std::optional<std::string> option) {
+    const auto path = configuredNotesDatabasePath(option, environment, &settings);
+    return std::pair(path.path, path.source);
+  };
+  using Source = NotesDatabasePathSource;
+  EXPECT_EQ(chosen("/from-option"), std::pair(std::optional<std::string>("/from-option"), Source::kOption));
+  // An empty option means unset.
+  EXPECT_EQ(chosen(""), std::pair(std::optional<std::string>("/from-env"), Source::kEnvironment));
   variables["ZEPHYL_NOTES_DB"] = "";
-  chosen = configuredNotesDatabasePath(std::nullopt, environment, &settings);
-  EXPECT_EQ(chosen.path, "/home/u/from-setting");
-  EXPECT_EQ(chosen.source, NotesDatabasePathSource::kSetting);
-
+  EXPECT_EQ(chosen(std::nullopt),
+            std::pair(std::optional<std::string>("/home/u/from-setting"), Source::kSetting));
   files.addFile("/c/settings.json", "{}");
-  chosen = configuredNotesDatabasePath(std::nullopt, environment, &settings);
-  EXPECT_EQ(chosen.path, std::nullopt);
-  EXPECT_EQ(chosen.source, NotesDatabasePathSource::kDefault);
+  EXPECT_EQ(chosen(std::nullopt), std::pair(std::optional<std::string>(), Source::kDefault));
 
   // A broken settings file is reported, not taken for "no setting".
   files.addFile("/c/settings.json", "{");

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
-
 #include "core/logger.h"
 #include "editor/accessibility_error.h"
 #include "editor/notes_formatting_error.h"
@@ -12,19 +10,10 @@
 #include "platform/linux/linux_accessibility.h"
 #include "platform/linux/linux_event_tap_factory.h"
 #include "platform/linux/linux_shortcut_poster.h"
+#include "platform/testing/capturing_log_sink.h"
 
 namespace zephyl::platform {
 namespace {
-
-class CapturingSink : public core::LogSink {
- public:
-  void write(core::LogLevel, std::string_view, std::string_view message) override {
-    std::lock_guard lock(mutex_);
-    lines.emplace_back(message);
-  }
-  std::mutex mutex_;
-  std::vector<std::string> lines;
-};
 
 // On Linux every path to Apple Notes fails with a clear error instead of
 // pretending to have formatted anything.
@@ -53,15 +42,15 @@ TEST(LinuxEditorFacilities, FormattingFailsClearlyWithoutAppleNotes) {
 }
 
 TEST(LinuxEditorFacilities, EventTapCreationFailsAndSaysSoOnce) {
-  auto sink = std::make_shared<CapturingSink>();
+  auto sink = std::make_shared<testing::CapturingLogSink>();
   core::setLogConfiguration({sink, core::LogLevel::kDebug, true});
   LinuxEventTapFactory factory;
   auto callback = [](const editor::TapEvent&) { return editor::TapVerdict::kPass; };
   EXPECT_EQ(factory.createTap(editor::TapLocation::kHid, callback), nullptr);
   EXPECT_EQ(factory.createTap(editor::TapLocation::kSession, callback), nullptr);
   core::setLogConfiguration({});
-  ASSERT_EQ(sink->lines.size(), 1u);
-  EXPECT_NE(sink->lines[0].find("no session-wide keyboard event tap on Linux"), std::string::npos);
+  ASSERT_EQ(sink->lines().size(), 1u);
+  EXPECT_NE(sink->lines()[0].find("no session-wide keyboard event tap on Linux"), std::string::npos);
 }
 
 }  // namespace

@@ -5,12 +5,15 @@
 // speaks HTTPS, so that code which insists on https can be tested for real.
 #pragma once
 
+#include <strings.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -34,6 +37,14 @@ struct LoopbackRequest {
   std::string target;
   std::vector<std::pair<std::string, std::string>> headers;
   std::string body;
+
+  // The value of the first header called `name`, in any case.
+  std::optional<std::string> header(std::string_view name) const {
+    for (const auto& [key, value] : headers) {
+      if (key.size() == name.size() && strncasecmp(key.data(), name.data(), name.size()) == 0) return value;
+    }
+    return std::nullopt;
+  }
 };
 
 class LoopbackConnection {
