@@ -102,6 +102,8 @@ int main() {
     if (id == nullptr) continue;
     if (name == "echo") {
       answer(*id, JSONValue::Object{{"id", *id}, {"method", name}, {"params", params}});
+    } else if (name == "raw") {
+      writeAll(withID(textParam(params, "text"), *id));
     } else if (name == "pieces") {
       for (const auto& piece : *params.find("texts")->array()) {
         writeAll(withID(*piece.string(), *id));
