@@ -21,4 +21,4 @@ else
   scripts/build.sh
   build_dir=build
 fi
-ctest --test-dir "$build_dir" --output-on-failure -j "$(nproc)"
+ctest --test-dir "$build_dir" --output-on-failure --timeout 300 -j "$(nproc)"
