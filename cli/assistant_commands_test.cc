@@ -58,7 +58,9 @@ class AssistantCommandsTest : public ::testing::Test {
          .account7 = account,
          .modifiedAt = 100,
          .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument(
-             {{.text = "Plan\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 0}},
+             {{.text = "Plan\n",
+               .paragraph =
+                   notes_store::NoteParagraphStyleSpec{.style = notes_store::NoteParagraphStyle::kTitle}},
               {.text = "Ship the beta on Friday"}}))});
     const std::string path = (directory_ / "lib" / "NoteStore.sqlite").string();
     builder.write(path);

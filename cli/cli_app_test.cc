@@ -52,11 +52,13 @@ class CliAppTest : public ::testing::Test {
                      .snippet = "old",
                      .createdAt = 0,
                      .modifiedAt = 100});
-    notes_store::NoteRunSpec title{.text = "Newer 日本\n",
-                                   .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 0}};
+    notes_store::NoteRunSpec title{
+        .text = "Newer 日本\n",
+        .paragraph = notes_store::NoteParagraphStyleSpec{.style = notes_store::NoteParagraphStyle::kTitle}};
     notes_store::NoteRunSpec item{
         .text = "milk\n",
-        .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 103, .checklistDone = true}};
+        .paragraph = notes_store::NoteParagraphStyleSpec{.style = notes_store::NoteParagraphStyle::kChecklist,
+                                                         .checklistDone = true}};
     notes_store::NoteRunSpec link{.text = "older", .link = "applenotes:note/uuid-older"};
     builder.addNote(
         {.title = "Newer 日本",
@@ -178,7 +180,9 @@ TEST_F(CliAppTest, HostileTitlesPrintHarmlesslyAndOversizedBodiesAreSkippedWithA
        .folder = folder,
        .modifiedAt = 1,
        .bodyData = notes_store::gzipCompress(notes_store::encodeNoteDocument(
-           {{.text = evil + "\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 1}},
+           {{.text = evil + "\n",
+             .paragraph =
+                 notes_store::NoteParagraphStyleSpec{.style = notes_store::NoteParagraphStyle::kHeading}},
             link}))});
   // 33 MB of line feeds in 33 KB: far past the bound on inflated bodies.
   const int64_t bomb = builder.addNote({.title = "Bomb",
@@ -217,8 +221,9 @@ TEST_F(CliAppTest, HostileTitlesPrintHarmlesslyAndOversizedBodiesAreSkippedWithA
 }
 
 TEST_F(CliAppTest, DecodeBodyAndTableFromStandardInput) {
-  notes_store::NoteRunSpec heading{.text = "Plan\n",
-                                   .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 1}};
+  notes_store::NoteRunSpec heading{
+      .text = "Plan\n",
+      .paragraph = notes_store::NoteParagraphStyleSpec{.style = notes_store::NoteParagraphStyle::kHeading}};
   notes_store::NoteRunSpec body{.text = "text"};
   const std::string blob = notes_store::gzipCompress(notes_store::encodeNoteDocument({heading, body}));
   const CommandResult decoded = run({"debug", "decode-body"}, blob);

@@ -18,6 +18,7 @@ namespace zephyl::cli {
 namespace {
 
 namespace fs = std::filesystem;
+using notes_store::NoteParagraphStyle;
 using notes_store::NoteParagraphStyleSpec;
 using notes_store::NoteRunSpec;
 
@@ -55,18 +56,21 @@ class NavigationCommandsTest : public ::testing::Test {
          .folder = projects,
          .account7 = account,
          .modifiedAt = 100,
-         .bodyData = body({{.text = "Budget\n", .paragraph = NoteParagraphStyleSpec{.styleType = 0}},
-                           {.text = "Quarterly crème figures"}})});
+         .bodyData = body(
+             {{.text = "Budget\n", .paragraph = NoteParagraphStyleSpec{.style = NoteParagraphStyle::kTitle}},
+              {.text = "Quarterly crème figures"}})});
     const int64_t plan = builder.addNote(
         {.title = "Plan",
          .folder = projects,
          .account7 = account,
          .modifiedAt = 200,
-         .bodyData = body({{.text = "Plan\n", .paragraph = NoteParagraphStyleSpec{.styleType = 0}},
-                           {.text = "Goals\n", .paragraph = NoteParagraphStyleSpec{.styleType = 1}},
-                           {.text = "see the "},
-                           {.text = "budget", .link = "applenotes:note/budget-uuid"},
-                           {.text = "\nDetails", .paragraph = NoteParagraphStyleSpec{.styleType = 2}}})});
+         .bodyData = body(
+             {{.text = "Plan\n", .paragraph = NoteParagraphStyleSpec{.style = NoteParagraphStyle::kTitle}},
+              {.text = "Goals\n", .paragraph = NoteParagraphStyleSpec{.style = NoteParagraphStyle::kHeading}},
+              {.text = "see the "},
+              {.text = "budget", .link = "applenotes:note/budget-uuid"},
+              {.text = "\nDetails",
+               .paragraph = NoteParagraphStyleSpec{.style = NoteParagraphStyle::kSubheading}}})});
     builder.addNote({.title = "Old plan",
                      .folder = trash,
                      .account7 = account,

@@ -60,7 +60,8 @@ class TemplateCommandsTest : public ::testing::Test {
     const int64_t work = builder.addFolder({.title = "Work", .owner = account});
     const int64_t nested = builder.addFolder({.title = "Templates", .parent = work, .owner = account});
     const std::string body = notes_store::gzipCompress(notes_store::encodeNoteDocument(
-        {{.text = "Standup\n", .paragraph = notes_store::NoteParagraphStyleSpec{.styleType = 0}},
+        {{.text = "Standup\n",
+          .paragraph = notes_store::NoteParagraphStyleSpec{.style = notes_store::NoteParagraphStyle::kTitle}},
          {.text = "On {{date}}, {{1st}} item"}}));
     builder.addNote({.title = "Standup",
                      .folder = root,

@@ -25,8 +25,8 @@ using platform::testing::FakeScriptRunner;
 
 std::string styledBody() {
   using notes_store::NoteRunSpec;
-  notes_store::NoteParagraphStyleSpec title{.styleType = 0};
-  notes_store::NoteParagraphStyleSpec bullet{.styleType = 101};
+  notes_store::NoteParagraphStyleSpec title{.style = notes_store::NoteParagraphStyle::kTitle};
+  notes_store::NoteParagraphStyleSpec bullet{.style = notes_store::NoteParagraphStyle::kDashedList};
   return notes_store::gzipCompress(notes_store::encodeNoteDocument({
       NoteRunSpec{.text = "Weekly\n", .paragraph = title},
       NoteRunSpec{.text = "Due: "},

@@ -27,8 +27,9 @@ int main(int argc, char** argv) {
   }
   const std::string folder = argv[1];
   const std::string body = zephyl::notes_store::encodeNoteDocument({
-      {.text = "Title\n", .paragraph = NoteParagraphStyleSpec{.styleType = 0}},
-      {.text = "done\n", .paragraph = NoteParagraphStyleSpec{.styleType = 103, .checklistDone = true}},
+      {.text = "Title\n", .paragraph = NoteParagraphStyleSpec{.style = NoteParagraphStyle::kTitle}},
+      {.text = "done\n",
+       .paragraph = NoteParagraphStyleSpec{.style = NoteParagraphStyle::kChecklist, .checklistDone = true}},
       {.text = "H", .superscript = -1, .link = "https://example.com"},
       {.text = "\xF0\x9F\x98\x80 quoted\n",
        .paragraph = NoteParagraphStyleSpec{.blockQuote = 1},

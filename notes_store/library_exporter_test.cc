@@ -30,7 +30,7 @@ std::string body(std::vector<NoteRunSpec> runs) { return gzipCompress(encodeNote
 NoteRunSpec title(std::string text) {
   NoteRunSpec run;
   run.text = std::move(text);
-  run.paragraph = NoteParagraphStyleSpec{.styleType = 0};
+  run.paragraph = NoteParagraphStyleSpec{.style = NoteParagraphStyle::kTitle};
   return run;
 }
 

@@ -156,11 +156,12 @@ TEST(MarkdownStyleOfParagraph, MapsStyleTypesChecklistsAndQuotes) {
 
 TEST(DecodeNoteBody, ReadsTextStylesLinksAndAttachmentsOfAGzipBody) {
   const std::string body = encodeNoteDocument({
-      {.text = "Plan\n", .paragraph = NoteParagraphStyleSpec{.styleType = 0}},
+      {.text = "Plan\n", .paragraph = NoteParagraphStyleSpec{.style = NoteParagraphStyle::kTitle}},
       {.text = "see ", .paragraph = NoteParagraphStyleSpec{}},
       {.text = "this", .paragraph = NoteParagraphStyleSpec{}, .link = "https://example.com/a"},
       {.text = "\n", .paragraph = NoteParagraphStyleSpec{}},
-      {.text = "buy milk\n", .paragraph = NoteParagraphStyleSpec{.styleType = 103, .checklistDone = true}},
+      {.text = "buy milk\n",
+       .paragraph = NoteParagraphStyleSpec{.style = NoteParagraphStyle::kChecklist, .checklistDone = true}},
       {.text = std::string(kObjectReplacement),
        .paragraph = NoteParagraphStyleSpec{},
        .attachmentIdentifier = "TABLE-1",

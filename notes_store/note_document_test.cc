@@ -26,11 +26,12 @@ TEST(DecodeNoteDocument, ReadsEveryRunAttributeTheWriterWrites) {
       {.text = "2", .superscript = -1, .link = "https://x"},  // -1 takes ten bytes
       {.text = "h", .highlight = 4},
       {.text = "\xEF\xBF\xBC", .attachmentIdentifier = "ID-1", .attachmentTypeUTI = "public.jpeg"},
-      {.text = "H\n", .paragraph = Paragraph{.styleType = 1}},
+      {.text = "H\n", .paragraph = Paragraph{.style = NoteParagraphStyle::kHeading}},
       {.text = "- \xF0\x9F\x98\x80\n",
-       .paragraph = Paragraph{.styleType = 100, .alignment = 1, .indentLevel = 2}},
-      {.text = "x\n", .paragraph = Paragraph{.styleType = 103, .checklistDone = true}},
-      {.text = "y\n", .paragraph = Paragraph{.styleType = 103, .checklistDone = false}},
+       .paragraph = Paragraph{.style = NoteParagraphStyle::kDottedList, .alignment = 1, .indentLevel = 2}},
+      {.text = "x\n", .paragraph = Paragraph{.style = NoteParagraphStyle::kChecklist, .checklistDone = true}},
+      {.text = "y\n",
+       .paragraph = Paragraph{.style = NoteParagraphStyle::kChecklist, .checklistDone = false}},
       {.text = "q\n", .paragraph = Paragraph{.blockQuote = 1}},
       {.text = "q\n", .paragraph = Paragraph{.blockQuote = 0}},
   };

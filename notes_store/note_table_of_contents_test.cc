@@ -13,20 +13,20 @@ NoteDocument document(const std::vector<NoteRunSpec>& runs) {
   return *decodeNoteDocument(encodeNoteDocument(runs));
 }
 
-NoteParagraphStyleSpec style(int type) { return NoteParagraphStyleSpec{.styleType = type}; }
+NoteParagraphStyleSpec style(NoteParagraphStyle kind) { return {.style = kind}; }
 
 TEST(NoteTableOfContents, ListsTitleHeadingsAndSubheadingsWithLineNumbers) {
   const NoteDocument note = document({
-      {.text = "Trip 🏔 plan\n", .paragraph = style(0)},
+      {.text = "Trip 🏔 plan\n", .paragraph = style(NoteParagraphStyle::kTitle)},
       {.text = "intro line\n"},
-      {.text = "Day ", .paragraph = style(1)},
-      {.text = "one", .paragraph = style(1), .fontWeight = 1},
-      {.text = "\n", .paragraph = style(1)},
-      {.text = "  \n", .paragraph = style(2)},  // blank heading line: left out
-      {.text = "Morning \xEF\xBF\xBC\n", .paragraph = style(2)},
-      {.text = "- item\n", .paragraph = style(100)},
-      {.text = "code\n", .paragraph = style(4)},
-      {.text = "Last", .paragraph = style(1)},
+      {.text = "Day ", .paragraph = style(NoteParagraphStyle::kHeading)},
+      {.text = "one", .paragraph = style(NoteParagraphStyle::kHeading), .fontWeight = 1},
+      {.text = "\n", .paragraph = style(NoteParagraphStyle::kHeading)},
+      {.text = "  \n", .paragraph = style(NoteParagraphStyle::kSubheading)},  // blank heading line: left out
+      {.text = "Morning \xEF\xBF\xBC\n", .paragraph = style(NoteParagraphStyle::kSubheading)},
+      {.text = "- item\n", .paragraph = style(NoteParagraphStyle::kDottedList)},
+      {.text = "code\n", .paragraph = style(NoteParagraphStyle::kMonospaced)},
+      {.text = "Last", .paragraph = style(NoteParagraphStyle::kHeading)},
   });
   const NoteTableOfContents contents = makeNoteTableOfContents(note);
   const std::vector<NoteTableOfContentsEntry> expected{
