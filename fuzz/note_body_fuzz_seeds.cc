@@ -10,6 +10,7 @@
 
 namespace {
 
+using zephyl::notes_store::NoteParagraphStyle;
 using zephyl::notes_store::NoteParagraphStyleSpec;
 using zephyl::notes_store::NoteRunSpec;
 
