@@ -169,6 +169,174 @@ std::string upper(std::string text) {
   return text;
 }
 
+// The write step of one export: the plan's notes in batches, each changed note
+// rendered and replaced, the manifest kept up with what is on disk.
+class ExportWrite {
+ public:
+  ExportWrite(NotesDatabaseConnection& connection, core::FileSystem& files,
+              const LibraryExportOptions& options, const std::string& directory,
+              const std::string& manifestPath, const std::vector<LibraryExportPlanEntry>& notes,
+              Manifest& manifest, LibraryExportSummary& summary)
+      : connection_(connection),
+        files_(files),
+        options_(options),
+        directory_(directory),
+        manifestPath_(manifestPath),
+        notes_(notes),
+        manifest_(manifest),
+        summary_(summary),
+        links_(files, directory) {}
+
+  void run() {
+    try {
+      for (size_t start = 0; start < notes_.size(); start += kBatchSize) {
+        if (options_.stop.stop_requested()) throw core::CancellationError();
+        const size_t end = std::min(notes_.size(), start + kBatchSize);
+        writeBatch(start, end);
+        if (options_.progress) options_.progress(end, notes_.size());
+        if (!recorded_ && schedule_.due()) saveManifest();
+      }
+      if (!recorded_) saveManifest();
+    } catch (...) {
+      try {
+        if (!recorded_) writeManifest(files_, manifestPath_, manifest_);
+      } catch (const core::FileSystemError& error) {
+        kLog.error() << "Could not record the export: " << error.what();
+      }
+      throw;
+    }
+  }
+
+ private:
+  // Whether the file of an earlier run still holds this version of the note.
+  bool unchanged(const LibraryExportPlanEntry& entry) {
+    return !options_.force && entry.previous && entry.previous->path == entry.target &&
+           entry.previous->modified == core::formatIso8601(entry.note.modifiedAt).value_or("") &&
+           !links_.onPath(entry.target) && files_.fileExists(joinPath(directory_, entry.target));
+  }
+
+  void writeBatch(size_t start, size_t end) {
+    std::vector<size_t> toWrite;
+    std::vector<int64_t> keys;
+    for (size_t i = start; i < end; ++i) {
+      if (notes_[i].note.isPasswordProtected != 0) {
+        ++summary_.lockedSkipped;
+      } else if (unchanged(notes_[i])) {
+        ++summary_.unchanged;
+      } else {
+        toWrite.push_back(i);
+        if (notes_[i].note.noteDataPK) keys.push_back(*notes_[i].note.noteDataPK);
+      }
+    }
+    auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection_, keys, options_.stop);
+    std::vector<int64_t> noteKeys;
+    for (size_t i : toWrite) noteKeys.push_back(notesObjectKey(notes_[i].note.id).value_or(0));
+    const auto holders = NotesDatabaseAccess::fetchAttachmentHolders(connection_, noteKeys);
+    size_t done = start + (end - start - toWrite.size());
+    for (size_t i : toWrite) {
+      if (options_.progress) options_.progress(done, notes_.size());
+      ++done;
+      writeNote(notes_[i], bodies, holders);
+    }
+  }
+
+  void writeNote(const LibraryExportPlanEntry& entry, std::unordered_map<int64_t, NotesBodyBlob>& bodies,
+                 const NotesDatabaseAccess::AttachmentHolders& holders) {
+    const NotesNoteRow& note = entry.note;
+    const std::string& target = entry.target;
+    if (const auto link = links_.onPath(target)) {
+      skip(target, std::string(kSymbolicLinkRefused) + *link);
+      return;
+    }
+    NoteRenderSource source;
+    source.id = note.id;
+    source.key = notesObjectKey(note.id).value_or(0);
+    source.title = note.title;
+    source.preview = note.preview;
+    source.mayHaveTables = holders.withTables.count(source.key) != 0;
+    source.mayHaveInlineTexts = holders.withInlineTexts.count(source.key) != 0;
+    std::string bodyBytes;
+    if (note.noteDataPK) {
+      if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
+        // Each body leaves the batch once rendered: the batch's peak shrinks as it goes.
+        bodyBytes = std::move(body->second.bytes);
+        source.body = bodyBytes;
+        source.bodyOverLimit = body->second.overLimit;
+        bodies.erase(body);
+      }
+    }
+    const std::string fromFolder = exportFolderOf(target);
+    NoteRenderOptions renderOptions;
+    renderOptions.noteLinkTarget = [&](std::string_view identifier) {
+      return linkTarget(fromFolder, identifier);
+    };
+    RenderedNote rendered = renderNoteSource(connection_, source, renderOptions);
+    if (rendered.overLimit) {
+      kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
+      summary_.overLimitSkipped.push_back(target);
+      return;
+    }
+    summary_.tablesUnreadable += rendered.tablesUnreadable;
+    if (rendered.fromTitleAndPreview) ++summary_.withoutBody;
+    std::string content = frontMatter(note, entry.folderDisplayPath);
+    content += rendered.markdown;
+    try {
+      files_.replaceFile(joinPath(directory_, target), content);
+    } catch (const core::FileSystemError& error) {
+      // A name too long for this file system, a file where a folder must go:
+      // this note only.
+      skip(target, error.reason());
+      return;
+    }
+    if (entry.previous && entry.previous->path != target) {
+      removeEarlierFile(files_, links_, directory_, entry.previous->path);
+      ++summary_.renamed;
+    }
+    manifest_[note.id] = {target, core::formatIso8601(note.modifiedAt).value_or("")};
+    recorded_ = false;
+    ++summary_.written;
+  }
+
+  // The relative link from a note in `fromFolder` to the note `identifier`
+  // names, when that note is exported.
+  std::optional<std::string> linkTarget(const std::string& fromFolder, std::string_view identifier) {
+    // Made when the first link is followed, so that a run without links does without.
+    if (byIdentifier_.empty()) {
+      for (size_t n = 0; n < notes_.size(); ++n) byIdentifier_.emplace(upper(notes_[n].note.uuid), n);
+    }
+    const auto linked = byIdentifier_.find(upper(std::string(identifier)));
+    if (linked == byIdentifier_.end() || notes_[linked->second].note.isPasswordProtected != 0)
+      return std::nullopt;
+    return relativeLink(fromFolder, notes_[linked->second].target);
+  }
+
+  void skip(const std::string& path, std::string reason) {
+    kLog.warning() << "Skipped a note: " << reason;
+    summary_.skipped.push_back({path, std::move(reason)});
+  }
+
+  void saveManifest() {
+    const auto start = ManifestSchedule::Clock::now();
+    writeManifest(files_, manifestPath_, manifest_);
+    schedule_.written(start);
+    recorded_ = true;
+  }
+
+  NotesDatabaseConnection& connection_;
+  core::FileSystem& files_;
+  const LibraryExportOptions& options_;
+  const std::string& directory_;
+  const std::string& manifestPath_;
+  const std::vector<LibraryExportPlanEntry>& notes_;
+  Manifest& manifest_;
+  LibraryExportSummary& summary_;
+  SymbolicLinkCheck links_;
+  ManifestSchedule schedule_;
+  bool recorded_ = true;  // the manifest on disk holds every record made so far
+  // Upper-case UUID → note index, for links between notes.
+  std::unordered_map<std::string, size_t> byIdentifier_;
+};
+
 }  // namespace
 
 LibraryExportError::LibraryExportError(Code code, std::string path)
@@ -211,133 +379,13 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   std::vector<NotesNoteRow> rows = NotesDatabaseAccess::fetchNoteList(connection);
   LibraryExportSummary summary;
   summary.notes = rows.size();
-
   // The plan points into `manifest`, whose entries change only once their notes are written.
   LibraryExportPlan plan = planLibraryExport(std::move(rows), folderRows, manifest);
-  const std::vector<LibraryExportPlanEntry>& notes = plan.entries;
   summary.folders = plan.folders;
   summary.staleFiles = std::move(plan.staleFiles);
 
-  // Upper-case UUID → note index, for links between notes; made when the first
-  // note is written, so that a run with nothing to write does without.
-  std::unordered_map<std::string, size_t> byIdentifier;
-
-  SymbolicLinkCheck links(files, directory);
-  ManifestSchedule schedule;
-  bool recorded = true;  // the manifest on disk holds every record made so far
-  auto saveManifest = [&] {
-    const auto start = ManifestSchedule::Clock::now();
-    writeManifest(files, manifestPath, manifest);
-    schedule.written(start);
-    recorded = true;
-  };
-  auto skip = [&](const std::string& path, std::string reason) {
-    kLog.warning() << "Skipped a note: " << reason;
-    summary.skipped.push_back({path, std::move(reason)});
-  };
-  try {
-    for (size_t start = 0; start < notes.size(); start += kBatchSize) {
-      if (options.stop.stop_requested()) throw core::CancellationError();
-      const size_t end = std::min(notes.size(), start + kBatchSize);
-      std::vector<size_t> toWrite;
-      std::vector<int64_t> keys;
-      for (size_t i = start; i < end; ++i) {
-        const NotesNoteRow& note = notes[i].note;
-        if (note.isPasswordProtected != 0) {
-          ++summary.lockedSkipped;
-          continue;
-        }
-        const std::string& target = notes[i].target;
-        const auto& previous = notes[i].previous;
-        if (!options.force && previous && previous->path == target &&
-            previous->modified == core::formatIso8601(note.modifiedAt).value_or("") &&
-            !links.onPath(target) && files.fileExists(joinPath(directory, target))) {
-          ++summary.unchanged;
-          continue;
-        }
-        toWrite.push_back(i);
-        if (note.noteDataPK) keys.push_back(*note.noteDataPK);
-      }
-      auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, keys, options.stop);
-      std::vector<int64_t> noteKeys;
-      for (size_t i : toWrite) noteKeys.push_back(notesObjectKey(notes[i].note.id).value_or(0));
-      const auto holders = NotesDatabaseAccess::fetchAttachmentHolders(connection, noteKeys);
-      size_t batchDone = end - start - toWrite.size();
-      for (size_t i : toWrite) {
-        const NotesNoteRow& note = notes[i].note;
-        const std::string& target = notes[i].target;
-        if (options.progress) options.progress(start + batchDone, notes.size());
-        ++batchDone;
-        if (const auto link = links.onPath(target)) {
-          skip(target, std::string(kSymbolicLinkRefused) + *link);
-          continue;
-        }
-        NoteRenderSource source;
-        source.id = note.id;
-        source.key = notesObjectKey(note.id).value_or(0);
-        source.title = note.title;
-        source.preview = note.preview;
-        source.mayHaveTables = holders.withTables.count(source.key) != 0;
-        source.mayHaveInlineTexts = holders.withInlineTexts.count(source.key) != 0;
-        std::string bodyBytes;
-        if (note.noteDataPK) {
-          if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
-            // Each body leaves the batch once rendered: the batch's peak shrinks as it goes.
-            bodyBytes = std::move(body->second.bytes);
-            source.body = bodyBytes;
-            source.bodyOverLimit = body->second.overLimit;
-            bodies.erase(body);
-          }
-        }
-        if (byIdentifier.empty()) {
-          for (size_t n = 0; n < notes.size(); ++n) byIdentifier.emplace(upper(notes[n].note.uuid), n);
-        }
-        const std::string fromFolder = exportFolderOf(target);
-        NoteRenderOptions renderOptions;
-        renderOptions.noteLinkTarget = [&](std::string_view identifier) -> std::optional<std::string> {
-          const auto linked = byIdentifier.find(upper(std::string(identifier)));
-          if (linked == byIdentifier.end() || notes[linked->second].note.isPasswordProtected != 0)
-            return std::nullopt;
-          return relativeLink(fromFolder, notes[linked->second].target);
-        };
-        RenderedNote rendered = renderNoteSource(connection, source, renderOptions);
-        if (rendered.overLimit) {
-          kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
-          summary.overLimitSkipped.push_back(target);
-          continue;
-        }
-        summary.tablesUnreadable += rendered.tablesUnreadable;
-        if (rendered.fromTitleAndPreview) ++summary.withoutBody;
-        std::string content = frontMatter(note, notes[i].folderDisplayPath);
-        content += rendered.markdown;
-        try {
-          files.replaceFile(joinPath(directory, target), content);
-        } catch (const core::FileSystemError& error) {
-          // A name too long for this file system, a file where a folder must go:
-          // this note only.
-          skip(target, error.reason());
-          continue;
-        }
-        if (notes[i].previous && notes[i].previous->path != target) {
-          removeEarlierFile(files, links, directory, notes[i].previous->path);
-          ++summary.renamed;
-        }
-        manifest[note.id] = {target, core::formatIso8601(note.modifiedAt).value_or("")};
-        recorded = false;
-        ++summary.written;
-      }
-      if (options.progress) options.progress(end, notes.size());
-      if (!recorded && schedule.due()) saveManifest();
-    }
-    if (!recorded) saveManifest();
-  } catch (...) {
-    try {
-      if (!recorded) writeManifest(files, manifestPath, manifest);
-    } catch (const core::FileSystemError& error) {
-      kLog.error() << "Could not record the export: " << error.what();
-    }
-    throw;
-  }
+  ExportWrite write{connection, files, options, directory, manifestPath, plan.entries, manifest, summary};
+  write.run();
   kLog.info() << "Exported " << summary.written << " notes, " << summary.unchanged << " unchanged, "
               << summary.lockedSkipped << " locked";
   return summary;
