@@ -12,6 +12,7 @@
 #include "platform/testing/fake_monotonic_clock.h"
 #include "platform/testing/fake_random_source.h"
 #include "platform/testing/in_memory_credential_store.h"
+#include "platform/testing/loopback_http_server.h"
 #include "platform/testing/scripted_http_transport.h"
 
 namespace zephyl::ai {
@@ -63,9 +64,7 @@ struct Family {
   std::string outputSent;   // how the second request carries the output "FOUND" back
 };
 
-std::string responsesEvent(const std::string& type, const std::string& fields) {
-  return "event: " + type + "\ndata: {\"type\":\"" + type + "\"," + fields + "}\n\n";
-}
+constexpr auto responsesEvent = platform::testing::responsesStreamEvent;
 
 const Family kFamilies[] = {
     {"Responses", "openai:gpt-6-sol", "openAIAPIKey",

@@ -28,10 +28,7 @@ using platform::testing::LoopbackRequest;
 using E = AIStreamEvent;
 using core::JSONValue;
 
-std::string sse(std::string_view type, std::string_view fields) {
-  return "event: " + std::string(type) + "\ndata: {\"type\":\"" + std::string(type) + "\"" +
-         (fields.empty() ? "" : "," + std::string(fields)) + "}\n\n";
-}
+constexpr auto sse = platform::testing::responsesStreamEvent;
 
 std::string created(std::string_view id = "resp_1") {
   return sse("response.created", R"("sequence_number":0,"response":{"id":")" + std::string(id) + R"("})");

@@ -192,10 +192,7 @@ TEST(TerminalMarkdown, RendersBlocksReadablyWithoutColour) {
   EXPECT_EQ(streaming.finish(), "Done.\n");
 }
 
-std::string sse(std::string_view type, std::string_view fields) {
-  return "event: " + std::string(type) + "\ndata: {\"type\":\"" + std::string(type) + "\"," +
-         std::string(fields) + "}\n\n";
-}
+constexpr auto sse = platform::testing::responsesStreamEvent;
 
 TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
   const std::string library = writeLibrary();

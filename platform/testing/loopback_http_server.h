@@ -92,4 +92,11 @@ class LoopbackHTTPServer {
   std::thread thread_;
 };
 
+// One server-sent event of a Responses-style stream: "event: TYPE" and a data
+// object whose "type" is TYPE followed by `fields` (members without braces).
+inline std::string responsesStreamEvent(std::string_view type, std::string_view fields) {
+  return "event: " + std::string(type) + "\ndata: {\"type\":\"" + std::string(type) + "\"" +
+         (fields.empty() ? "" : "," + std::string(fields)) + "}\n\n";
+}
+
 }  // namespace zephyl::platform::testing
