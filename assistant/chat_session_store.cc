@@ -33,9 +33,7 @@ bool ChatSessionStore::load() {
     auto lock = locker_.lockExclusive(path_ + ".lock");
     removeStaleTemporaryFiles();
     bool intact = true;
-    std::optional<std::string> contents = files_.readFile(path_);
-    if (contents)
-      sessions_ = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
+    sessions_ = readUnderLock(intact);
     return intact;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();
@@ -53,15 +51,19 @@ void ChatSessionStore::removeStaleTemporaryFiles() {
   }
 }
 
-std::vector<ChatSession> ChatSessionStore::readUnderLock(std::shared_ptr<const std::string> contents,
-                                                         bool& intact) {
+std::vector<ChatSession> ChatSessionStore::readUnderLock(bool& intact) {
+  // Read, not mapped: the kept session texts must not change if another
+  // program rewrote the file in place.
+  std::optional<std::string> contents = files_.readFile(path_);
+  if (!contents) return {};
+  const auto file = std::make_shared<const core::StringFileView>(std::move(*contents));
   try {
     // Each session's text as it stands in the file serves until it changes,
     // so the first save after a load encodes no more than later ones.
     std::vector<ChatSession> sessions;
     std::unordered_map<std::string, EncodedSession> encoded;
-    forEachChatSession(*contents, [&](ChatSession session, std::string_view text) {
-      encoded.emplace(session.id, EncodedSession{contents, text});
+    forEachChatSession(file->bytes(), [&](ChatSession session, std::string_view text) {
+      encoded.emplace(session.id, EncodedSession{file, text});
       sessions.push_back(std::move(session));
     });
     knownVersion_ = files_.fileVersion(path_);
@@ -69,7 +71,7 @@ std::vector<ChatSession> ChatSessionStore::readUnderLock(std::shared_ptr<const s
     return sessions;
   } catch (const std::exception& error) {
     kLog.error() << "Failed to load chat sessions path=" << path_ << ": " << error.what();
-    setAside(*contents);
+    setAside(std::string(file->bytes()));
     knownVersion_.reset();
     intact = false;
     return {};
@@ -173,11 +175,9 @@ bool ChatSessionStore::save() {
     const std::unique_ptr<core::FileVersion> current = files_.fileVersion(path_);
     if (!current || !knownVersion_ || !knownVersion_->sameAs(*current)) {
       bool intact = true;
-      std::vector<ChatSession> merged;
-      std::optional<std::string> contents = files_.readFile(path_);
       knownVersion_.reset();
       encoded_.clear();
-      if (contents) merged = readUnderLock(std::make_shared<const std::string>(std::move(*contents)), intact);
+      std::vector<ChatSession> merged = readUnderLock(intact);
       std::erase_if(merged, [&](const ChatSession& session) { return removed_.contains(session.id); });
       std::map<std::string, size_t> position;
       for (size_t i = 0; i < merged.size(); ++i) position[merged[i].id] = i;
@@ -201,8 +201,8 @@ bool ChatSessionStore::save() {
     for (const ChatSession& session : sessions_) {
       auto it = encoded_.find(session.id);
       if (it == encoded_.end()) {
-        auto owner = std::make_shared<const std::string>(encodeChatSession(session).serialized());
-        const std::string_view json = *owner;
+        auto owner = std::make_shared<const core::StringFileView>(encodeChatSession(session).serialized());
+        const std::string_view json = owner->bytes();
         it = encoded_.emplace(session.id, EncodedSession{std::move(owner), json}).first;
       }
       if (pieces.size() > 1) pieces.push_back(",");

@@ -74,7 +74,7 @@ class ChatSessionStore {
   ChatSession* findMutable(const std::string& sessionID);
   // The sessions on disk. A file that does not decode is set aside, logged and
   // read as empty, with `intact` cleared. Throws when the file cannot be read.
-  std::vector<ChatSession> readUnderLock(std::shared_ptr<const std::string> contents, bool& intact);
+  std::vector<ChatSession> readUnderLock(bool& intact);
   void setAside(const std::string& contents);
   void removeStaleTemporaryFiles();
 
@@ -92,7 +92,7 @@ class ChatSessionStore {
   // A session's JSON text while it is unchanged: a piece of the file as read
   // (`owner` keeps it alive) or of its own encoding, written as it is.
   struct EncodedSession {
-    std::shared_ptr<const std::string> owner;
+    std::shared_ptr<const core::FileView> owner;
     std::string_view text;
   };
   std::unordered_map<std::string, EncodedSession> encoded_;  // by session id
