@@ -21,6 +21,8 @@ class FileVersion {
   virtual bool sameAs(const FileVersion& other) const = 0;
 };
 
+// Implementations may be called from several threads at once (an export
+// writes notes from two).
 class FileSystem {
  public:
   virtual ~FileSystem() = default;
@@ -39,6 +41,12 @@ class FileSystem {
 
   // True when path itself is a symbolic link (not followed), whatever it points to.
   virtual bool isSymbolicLink(const std::string& path) = 0;
+
+  // True when path itself is a regular file: not a folder, and not a symbolic
+  // link, even to a file. One look where the three questions above take three.
+  virtual bool isRegularFile(const std::string& path) {
+    return fileExists(path) && !isDirectory(path) && !isSymbolicLink(path);
+  }
 
   // The whole file, or nullopt when it does not exist. Throws FileSystemError
   // when it exists but cannot be read.
@@ -78,6 +86,17 @@ class FileSystem {
   // never leaves half a file, a power cut may lose the newest contents. For bulk
   // output that can be written again, where a flush per file costs minutes.
   virtual void replaceFile(const std::string& path, const std::string& contents) = 0;
+
+  // As replaceFile, with the contents in pieces, and never over a symbolic
+  // link: false, with nothing written, when path is one. A new file costs no
+  // look of its own before the write.
+  virtual bool replaceFileUnlessLink(const std::string& path, const std::vector<std::string_view>& pieces) {
+    if (isSymbolicLink(path)) return false;
+    std::string contents;
+    for (std::string_view piece : pieces) contents += piece;
+    replaceFile(path, contents);
+    return true;
+  }
 
   // Removes a file; nothing happens when it does not exist. Throws FileSystemError.
   virtual void removeFile(const std::string& path) = 0;

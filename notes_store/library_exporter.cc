@@ -1,7 +1,11 @@
 #include "notes_store/library_exporter.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <exception>
+#include <future>
+#include <memory>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -55,23 +59,30 @@ ManifestRead readManifest(core::FileSystem& files, const std::string& path) {
 // The first part of `relative` below `directory` ("A", "A/B", "A/B/n.md") that is
 // a symbolic link: writing or removing through it could reach outside the folder.
 // Folders found free of links are remembered for the run, so that a note costs
-// one look at its own file.
+// one look at its own file at most.
 class SymbolicLinkCheck {
  public:
   SymbolicLinkCheck(core::FileSystem& files, const std::string& directory)
       : files_(files), directory_(directory) {}
 
-  std::optional<std::string> onPath(const std::string& relative) {
+  // The folders on the way only.
+  std::optional<std::string> onFolders(const std::string& relative) {
     const size_t last = relative.rfind('/');
-    if (last == std::string::npos || !plainFolders_.count(std::string_view(relative).substr(0, last))) {
-      for (size_t slash = relative.find('/'); slash != std::string::npos;
-           slash = relative.find('/', slash + 1)) {
-        std::string prefix = relative.substr(0, slash);
-        if (plainFolders_.count(prefix)) continue;
-        if (files_.isSymbolicLink(joinPath(directory_, prefix))) return prefix;
-        plainFolders_.insert(std::move(prefix));
-      }
+    if (last != std::string::npos && plainFolders_.count(std::string_view(relative).substr(0, last))) {
+      return std::nullopt;
     }
+    for (size_t slash = relative.find('/'); slash != std::string::npos;
+         slash = relative.find('/', slash + 1)) {
+      std::string prefix = relative.substr(0, slash);
+      if (plainFolders_.count(prefix)) continue;
+      if (files_.isSymbolicLink(joinPath(directory_, prefix))) return prefix;
+      plainFolders_.insert(std::move(prefix));
+    }
+    return std::nullopt;
+  }
+
+  std::optional<std::string> onPath(const std::string& relative) {
+    if (auto folder = onFolders(relative)) return folder;
     if (files_.isSymbolicLink(joinPath(directory_, relative))) return relative;
     return std::nullopt;
   }
@@ -169,10 +180,44 @@ std::string upper(std::string text) {
   return text;
 }
 
+// One note of a batch to write, and what came of it.
+struct NoteJob {
+  size_t index = 0;  // into the plan
+  std::string body;  // as stored
+  bool bodyOverLimit = false;
+  bool mayHaveTables = false;
+  bool mayHaveInlineTexts = false;
+  // Rendered ahead on the calling thread: the note reads tables or inline
+  // texts, and the database connection belongs to that thread.
+  std::optional<RenderedNote> rendered;
+
+  enum class Outcome { kNotDone, kWritten, kSkipped, kOverLimit } outcome = Outcome::kNotDone;
+  std::string skipReason;
+  size_t tablesUnreadable = 0;
+  bool withoutBody = false;
+  bool renamed = false;
+  std::exception_ptr error;  // anything else that went wrong; rethrown on the calling thread
+};
+
+// The notes of one batch, written by the workers; each takes the next note not
+// yet taken.
+struct NoteBatch {
+  size_t start = 0;
+  size_t end = 0;
+  std::vector<NoteJob> jobs;
+  std::atomic<size_t> next{0};
+  std::vector<std::future<void>> workers;
+};
+
 // The write step of one export: the plan's notes in batches, each changed note
-// rendered and replaced, the manifest kept up with what is on disk.
+// rendered and replaced, the manifest kept up with what is on disk. Rendering
+// and writing a note depends on no other note, so two workers share each
+// batch while the calling thread reads the next one from the database; what
+// the notes came to is taken in, in plan order, on the calling thread.
 class ExportWrite {
  public:
+  static constexpr size_t kWorkers = 2;
+
   ExportWrite(NotesDatabaseConnection& connection, core::FileSystem& files,
               const LibraryExportOptions& options, const std::string& directory,
               const std::string& manifestPath, const std::vector<LibraryExportPlanEntry>& notes,
@@ -185,19 +230,31 @@ class ExportWrite {
         notes_(notes),
         manifest_(manifest),
         summary_(summary),
-        links_(files, directory) {}
+        links_(files, directory),
+        workerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)} {}
 
   void run() {
+    std::unique_ptr<NoteBatch> running;
     try {
       for (size_t start = 0; start < notes_.size(); start += kBatchSize) {
         if (options_.stop.stop_requested()) throw core::CancellationError();
-        const size_t end = std::min(notes_.size(), start + kBatchSize);
-        writeBatch(start, end);
-        if (options_.progress) options_.progress(end, notes_.size());
-        if (!recorded_ && schedule_.due()) saveManifest();
+        auto batch = prepareBatch(start, std::min(notes_.size(), start + kBatchSize));
+        if (running) finish(std::move(running));
+        running = std::move(batch);
+        startWorkers(*running);
       }
+      if (running) finish(std::move(running));
       if (!recorded_) saveManifest();
     } catch (...) {
+      if (running) {
+        // The notes the workers wrote before they stopped are recorded too;
+        // the first failure is the one reported.
+        stopping_ = true;
+        try {
+          takeIn(*running);
+        } catch (...) {
+        }
+      }
       try {
         if (!recorded_) writeManifest(files_, manifestPath_, manifest_);
       } catch (const core::FileSystemError& error) {
@@ -212,107 +269,173 @@ class ExportWrite {
   bool unchanged(const LibraryExportPlanEntry& entry) {
     return !options_.force && entry.previous && entry.previous->path == entry.target &&
            entry.previous->modified == core::formatIso8601(entry.note.modifiedAt).value_or("") &&
-           !links_.onPath(entry.target) && files_.fileExists(joinPath(directory_, entry.target));
+           !links_.onFolders(entry.target) && files_.isRegularFile(joinPath(directory_, entry.target));
   }
 
-  void writeBatch(size_t start, size_t end) {
-    std::vector<size_t> toWrite;
+  // The notes of [start, end) to write, with their bodies; those that read the
+  // database while rendering are rendered here.
+  std::unique_ptr<NoteBatch> prepareBatch(size_t start, size_t end) {
+    auto batch = std::make_unique<NoteBatch>();
+    batch->start = start;
+    batch->end = end;
     std::vector<int64_t> keys;
+    std::vector<int64_t> noteKeys;
     for (size_t i = start; i < end; ++i) {
       if (notes_[i].note.isPasswordProtected != 0) {
         ++summary_.lockedSkipped;
       } else if (unchanged(notes_[i])) {
         ++summary_.unchanged;
       } else {
-        toWrite.push_back(i);
+        batch->jobs.emplace_back().index = i;
         if (notes_[i].note.noteDataPK) keys.push_back(*notes_[i].note.noteDataPK);
+        noteKeys.push_back(notesObjectKey(notes_[i].note.id).value_or(0));
       }
     }
+    if (batch->jobs.empty()) return batch;
     auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection_, keys, options_.stop);
-    std::vector<int64_t> noteKeys;
-    for (size_t i : toWrite) noteKeys.push_back(notesObjectKey(notes_[i].note.id).value_or(0));
     const auto holders = NotesDatabaseAccess::fetchAttachmentHolders(connection_, noteKeys);
-    size_t done = start + (end - start - toWrite.size());
-    for (size_t i : toWrite) {
-      if (options_.progress) options_.progress(done, notes_.size());
-      ++done;
-      writeNote(notes_[i], bodies, holders);
+    // Links between notes are looked up from every worker: the table is made before any starts.
+    if (byIdentifier_.empty()) {
+      for (size_t n = 0; n < notes_.size(); ++n) byIdentifier_.emplace(upper(notes_[n].note.uuid), n);
+    }
+    for (size_t j = 0; j < batch->jobs.size(); ++j) {
+      NoteJob& job = batch->jobs[j];
+      const NotesNoteRow& note = notes_[job.index].note;
+      job.mayHaveTables = holders.withTables.count(noteKeys[j]) != 0;
+      job.mayHaveInlineTexts = holders.withInlineTexts.count(noteKeys[j]) != 0;
+      if (note.noteDataPK) {
+        if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
+          job.body = std::move(body->second.bytes);
+          job.bodyOverLimit = body->second.overLimit;
+        }
+      }
+      if (job.mayHaveTables || job.mayHaveInlineTexts) job.rendered = render(job);
+    }
+    return batch;
+  }
+
+  void startWorkers(NoteBatch& batch) {
+    if (batch.jobs.empty()) return;
+    for (size_t w = 0; w < kWorkers && w < batch.jobs.size(); ++w) {
+      batch.workers.push_back(std::async(std::launch::async, [this, &batch, w] {
+        for (size_t j = batch.next++; j < batch.jobs.size(); j = batch.next++) {
+          if (stopping_ || options_.stop.stop_requested()) return;
+          try {
+            writeNote(batch.jobs[j], workerLinks_[w]);
+          } catch (...) {
+            batch.jobs[j].error = std::current_exception();
+          }
+        }
+      }));
     }
   }
 
-  void writeNote(const LibraryExportPlanEntry& entry, std::unordered_map<int64_t, NotesBodyBlob>& bodies,
-                 const NotesDatabaseAccess::AttachmentHolders& holders) {
-    const NotesNoteRow& note = entry.note;
-    const std::string& target = entry.target;
-    if (const auto link = links_.onPath(target)) {
-      skip(target, std::string(kSymbolicLinkRefused) + *link);
-      return;
-    }
-    NoteRenderSource source;
-    source.id = note.id;
-    source.key = notesObjectKey(note.id).value_or(0);
-    source.title = note.title;
-    source.preview = note.preview;
-    source.mayHaveTables = holders.withTables.count(source.key) != 0;
-    source.mayHaveInlineTexts = holders.withInlineTexts.count(source.key) != 0;
-    std::string bodyBytes;
-    if (note.noteDataPK) {
-      if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
-        // Each body leaves the batch once rendered: the batch's peak shrinks as it goes.
-        bodyBytes = std::move(body->second.bytes);
-        source.body = bodyBytes;
-        source.bodyOverLimit = body->second.overLimit;
-        bodies.erase(body);
+  // Waits for the batch's workers, then takes in what its notes came to.
+  void finish(std::unique_ptr<NoteBatch> batch) {
+    takeIn(*batch);
+    if (options_.progress) options_.progress(batch->end, notes_.size());
+    if (!recorded_ && schedule_.due()) saveManifest();
+  }
+
+  void takeIn(NoteBatch& batch) {
+    for (auto& worker : batch.workers) worker.wait();
+    std::exception_ptr error;
+    for (NoteJob& job : batch.jobs) {
+      const LibraryExportPlanEntry& entry = notes_[job.index];
+      switch (job.outcome) {
+        case NoteJob::Outcome::kNotDone:
+          if (job.error && !error) error = job.error;
+          break;
+        case NoteJob::Outcome::kSkipped:
+          kLog.warning() << "Skipped a note: " << job.skipReason;
+          summary_.skipped.push_back({entry.target, std::move(job.skipReason)});
+          break;
+        case NoteJob::Outcome::kOverLimit:
+          kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
+          summary_.overLimitSkipped.push_back(entry.target);
+          break;
+        case NoteJob::Outcome::kWritten:
+          summary_.tablesUnreadable += job.tablesUnreadable;
+          if (job.withoutBody) ++summary_.withoutBody;
+          if (job.renamed) ++summary_.renamed;
+          manifest_[entry.note.id] = {entry.target, core::formatIso8601(entry.note.modifiedAt).value_or("")};
+          recorded_ = false;
+          ++summary_.written;
+          break;
       }
     }
-    const std::string fromFolder = exportFolderOf(target);
+    if (error) std::rethrow_exception(error);
+    if (options_.stop.stop_requested()) throw core::CancellationError();
+  }
+
+  RenderedNote render(const NoteJob& job) {
+    const LibraryExportPlanEntry& entry = notes_[job.index];
+    NoteRenderSource source;
+    source.id = entry.note.id;
+    source.key = notesObjectKey(entry.note.id).value_or(0);
+    source.title = entry.note.title;
+    source.preview = entry.note.preview;
+    source.body = job.body;
+    source.bodyOverLimit = job.bodyOverLimit;
+    source.mayHaveTables = job.mayHaveTables;
+    source.mayHaveInlineTexts = job.mayHaveInlineTexts;
+    const std::string fromFolder = exportFolderOf(entry.target);
     NoteRenderOptions renderOptions;
     renderOptions.noteLinkTarget = [&](std::string_view identifier) {
       return linkTarget(fromFolder, identifier);
     };
-    RenderedNote rendered = renderNoteSource(connection_, source, renderOptions);
-    if (rendered.overLimit) {
-      kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
-      summary_.overLimitSkipped.push_back(target);
+    // Without tables or inline texts to read, rendering does not touch the connection.
+    return renderNoteSource(connection_, source, renderOptions);
+  }
+
+  // On a worker: renders the note unless that was done ahead, and replaces its file.
+  void writeNote(NoteJob& job, SymbolicLinkCheck& links) {
+    const LibraryExportPlanEntry& entry = notes_[job.index];
+    const std::string& target = entry.target;
+    if (const auto link = links.onFolders(target)) {
+      job.skipReason = std::string(kSymbolicLinkRefused) + *link;
+      job.outcome = NoteJob::Outcome::kSkipped;
       return;
     }
-    summary_.tablesUnreadable += rendered.tablesUnreadable;
-    if (rendered.fromTitleAndPreview) ++summary_.withoutBody;
-    std::string content = frontMatter(note, entry.folderDisplayPath);
-    content += rendered.markdown;
+    const RenderedNote rendered = job.rendered ? std::move(*job.rendered) : render(job);
+    job.rendered.reset();
+    std::string().swap(job.body);
+    if (rendered.overLimit) {
+      job.outcome = NoteJob::Outcome::kOverLimit;
+      return;
+    }
+    const std::string front = frontMatter(entry.note, entry.folderDisplayPath);
     try {
-      files_.replaceFile(joinPath(directory_, target), content);
+      if (!files_.replaceFileUnlessLink(joinPath(directory_, target), {front, rendered.markdown})) {
+        job.skipReason = std::string(kSymbolicLinkRefused) + target;
+        job.outcome = NoteJob::Outcome::kSkipped;
+        return;
+      }
     } catch (const core::FileSystemError& error) {
       // A name too long for this file system, a file where a folder must go:
       // this note only.
-      skip(target, error.reason());
+      job.skipReason = error.reason();
+      job.outcome = NoteJob::Outcome::kSkipped;
       return;
     }
+    // No other note can have taken the earlier file's name: the plan keeps it
+    // reserved for this note.
     if (entry.previous && entry.previous->path != target) {
-      removeEarlierFile(files_, links_, directory_, entry.previous->path);
-      ++summary_.renamed;
+      removeEarlierFile(files_, links, directory_, entry.previous->path);
+      job.renamed = true;
     }
-    manifest_[note.id] = {target, core::formatIso8601(note.modifiedAt).value_or("")};
-    recorded_ = false;
-    ++summary_.written;
+    job.tablesUnreadable = rendered.tablesUnreadable;
+    job.withoutBody = rendered.fromTitleAndPreview;
+    job.outcome = NoteJob::Outcome::kWritten;
   }
 
   // The relative link from a note in `fromFolder` to the note `identifier`
   // names, when that note is exported.
-  std::optional<std::string> linkTarget(const std::string& fromFolder, std::string_view identifier) {
-    // Made when the first link is followed, so that a run without links does without.
-    if (byIdentifier_.empty()) {
-      for (size_t n = 0; n < notes_.size(); ++n) byIdentifier_.emplace(upper(notes_[n].note.uuid), n);
-    }
+  std::optional<std::string> linkTarget(const std::string& fromFolder, std::string_view identifier) const {
     const auto linked = byIdentifier_.find(upper(std::string(identifier)));
     if (linked == byIdentifier_.end() || notes_[linked->second].note.isPasswordProtected != 0)
       return std::nullopt;
     return relativeLink(fromFolder, notes_[linked->second].target);
-  }
-
-  void skip(const std::string& path, std::string reason) {
-    kLog.warning() << "Skipped a note: " << reason;
-    summary_.skipped.push_back({path, std::move(reason)});
   }
 
   void saveManifest() {
@@ -330,10 +453,12 @@ class ExportWrite {
   const std::vector<LibraryExportPlanEntry>& notes_;
   Manifest& manifest_;
   LibraryExportSummary& summary_;
-  SymbolicLinkCheck links_;
+  SymbolicLinkCheck links_;                  // the calling thread's
+  SymbolicLinkCheck workerLinks_[kWorkers];  // one for each worker
   ManifestSchedule schedule_;
-  bool recorded_ = true;  // the manifest on disk holds every record made so far
-  // Upper-case UUID → note index, for links between notes.
+  bool recorded_ = true;               // the manifest on disk holds every record made so far
+  std::atomic<bool> stopping_{false};  // the run is ending: workers take no more notes
+  // Upper-case UUID → note index, for links between notes; made before any worker starts.
   std::unordered_map<std::string, size_t> byIdentifier_;
 };
 

@@ -39,7 +39,7 @@ struct LibraryExportOptions {
   std::string directory;
   // Rewrite every note, and accept a non-empty folder without an earlier export.
   bool force = false;
-  // Called after each note with the count done and the total; from the calling thread.
+  // Called as notes are done with the count done and the total; from the calling thread.
   std::function<void(size_t done, size_t total)> progress;
   std::stop_token stop;
 };

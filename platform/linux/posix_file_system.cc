@@ -160,6 +160,11 @@ bool PosixFileSystem::isSymbolicLink(const std::string& path) {
   return ::lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
 }
 
+bool PosixFileSystem::isRegularFile(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+}
+
 std::optional<std::string> PosixFileSystem::readFile(const std::string& path) {
   FileDescriptor fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (fd.get() < 0) {
@@ -232,29 +237,46 @@ void PosixFileSystem::replaceFile(const std::string& path, const std::string& co
   write(path, {contents}, /*flush=*/false);
 }
 
-void PosixFileSystem::write(const std::string& path, const std::vector<std::string_view>& pieces,
-                            bool flush) {
-  const std::filesystem::path target(path);
-  std::error_code error;
-  if (target.has_parent_path()) {
-    std::filesystem::create_directories(target.parent_path(), error);
-    if (error) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, error.message());
-  }
+bool PosixFileSystem::replaceFileUnlessLink(const std::string& path,
+                                            const std::vector<std::string_view>& pieces) {
+  return write(path, pieces, /*flush=*/false, Over::kAnythingButALink);
+}
+
+bool PosixFileSystem::write(const std::string& path, const std::vector<std::string_view>& pieces, bool flush,
+                            Over over) {
   // A unique name per process and call, in the same folder so rename is atomic.
   static std::atomic<unsigned> counter{0};
   const std::string temporary = temporaryName(path, counter.fetch_add(1));
-  FileDescriptor fd(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-  if (fd.get() < 0) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(errno));
-  if (!writeAll(fd.get(), pieces) || (flush && ::fsync(fd.get()) != 0)) {
-    const int saved = errno;
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  int opened = ::open(temporary.c_str(), kFlags, 0644);
+  int openError = errno;
+  if (opened < 0 && openError == ENOENT && std::filesystem::path(path).has_parent_path()) {
+    // The folder is made only when missing: most writes go to one that exists.
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
+    if (error) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, error.message());
+    opened = ::open(temporary.c_str(), kFlags, 0644);
+    openError = errno;
+  }
+  FileDescriptor fd(opened);
+  if (fd.get() < 0) throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(openError));
+  const auto fail = [&](int saved) {
     ::unlink(temporary.c_str());
     throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(saved));
+  };
+  if (!writeAll(fd.get(), pieces) || (flush && ::fsync(fd.get()) != 0)) fail(errno);
+  if (::close(fd.release()) != 0) fail(errno);
+  if (over == Over::kAnythingButALink) {
+    // A new file takes its name in one step; only a name in use is looked at.
+    if (::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) return true;
+    if (errno != EEXIST && errno != EINVAL && errno != ENOSYS) fail(errno);
+    if (isSymbolicLink(path)) {
+      ::unlink(temporary.c_str());
+      return false;
+    }
   }
-  if (::close(fd.release()) != 0 || ::rename(temporary.c_str(), path.c_str()) != 0) {
-    const int saved = errno;
-    ::unlink(temporary.c_str());
-    throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(saved));
-  }
+  if (::rename(temporary.c_str(), path.c_str()) != 0) fail(errno);
+  return true;
 }
 
 void PosixFileSystem::removeFile(const std::string& path) {

@@ -11,6 +11,7 @@ class PosixFileSystem : public core::FileSystem {
   bool isDirectory(const std::string& path) override;
   std::optional<std::string> unsearchableFolderOnPath(const std::string& path) override;
   bool isSymbolicLink(const std::string& path) override;
+  bool isRegularFile(const std::string& path) override;
   std::optional<std::string> readFile(const std::string& path) override;
   // A private read-only mapping (an empty file is an empty view).
   std::shared_ptr<const core::FileView> viewFile(const std::string& path) override;
@@ -19,12 +20,16 @@ class PosixFileSystem : public core::FileSystem {
   // Keeps the file open, so its inode is not reused while the version lives.
   std::unique_ptr<core::FileVersion> fileVersion(const std::string& path) override;
   void replaceFile(const std::string& path, const std::string& contents) override;
+  bool replaceFileUnlessLink(const std::string& path, const std::vector<std::string_view>& pieces) override;
   void removeFile(const std::string& path) override;
   std::vector<std::string> listDirectory(const std::string& path) override;
   void removeStaleTemporaryFiles(const std::string& directory) override;
 
  private:
-  void write(const std::string& path, const std::vector<std::string_view>& pieces, bool flush);
+  enum class Over { kAnything, kAnythingButALink };
+  // False when `over` refused what is at path.
+  bool write(const std::string& path, const std::vector<std::string_view>& pieces, bool flush,
+             Over over = Over::kAnything);
 };
 
 }  // namespace zephyl::platform

@@ -50,6 +50,23 @@ TEST(PosixFileSystem, AtomicWriteCreatesFoldersReplacesAndLeavesNoTemporaries) {
   EXPECT_EQ(view->bytes(), joined);
   EXPECT_EQ(files.viewFile(path)->bytes(), "");
 
+  // Never over a link, whether it points at a file or nowhere; over a file, yes.
+  const std::string link = (root / "a" / "link.md").string();
+  fs::create_symlink(path, link);
+  EXPECT_FALSE(files.replaceFileUnlessLink(link, {"not", " written"}));
+  fs::remove(link);
+  fs::create_symlink(root / "nowhere", link);
+  EXPECT_FALSE(files.replaceFileUnlessLink(link, {"not written"}));
+  EXPECT_FALSE(files.isRegularFile(link));
+  EXPECT_FALSE(fs::exists(root / "nowhere"));
+  fs::remove(link);
+  EXPECT_TRUE(files.replaceFileUnlessLink(link, {"new", " file"}));
+  EXPECT_TRUE(files.replaceFileUnlessLink(link, {"replaced"}));
+  EXPECT_EQ(files.readFile(link), "replaced");
+  EXPECT_TRUE(files.isRegularFile(link));
+  EXPECT_FALSE(files.isRegularFile((root / "a").string()));
+  fs::remove(link);
+
   // A folder in the way of the file fails cleanly.
   fs::create_directories(root / "dir.json");
   EXPECT_THROW(files.writeFileAtomically((root / "dir.json").string(), "x"), core::FileSystemError);

@@ -8,6 +8,7 @@
 
 #include "core/file_system.h"
 #include "core/file_system_error.h"
+#include "core/mutex.h"
 
 namespace zephyl::platform::testing {
 
@@ -19,7 +20,10 @@ class FaultInjectingFileSystem : public core::FileSystem {
 
   // Fails writes to the paths `fails` picks, whatever the count.
   void failPaths(std::function<bool(const std::string&)> fails) { failsPath_ = std::move(fails); }
-  int failedWrites() const { return failedWrites_; }
+  int failedWrites() const {
+    core::MutexLock lock(mutex_);
+    return failedWrites_;
+  }
 
   bool fileExists(const std::string& path) override { return target_.fileExists(path); }
   bool isDirectory(const std::string& path) override { return target_.isDirectory(path); }
@@ -56,6 +60,7 @@ class FaultInjectingFileSystem : public core::FileSystem {
 
  private:
   void admitWrite(const std::string& path, core::FileSystemError::Code code) {
+    core::MutexLock lock(mutex_);
     if ((failsPath_ && failsPath_(path)) || writesLeft_ <= 0) {
       ++failedWrites_;
       throw core::FileSystemError(code, path, "No space left on device");
@@ -64,8 +69,9 @@ class FaultInjectingFileSystem : public core::FileSystem {
   }
 
   core::FileSystem& target_;
-  int writesLeft_;
-  int failedWrites_ = 0;
+  mutable core::Mutex mutex_;
+  int writesLeft_ ZEPHYL_GUARDED_BY(mutex_);
+  int failedWrites_ ZEPHYL_GUARDED_BY(mutex_) = 0;
   std::function<bool(const std::string&)> failsPath_;
 };
 
