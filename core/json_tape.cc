@@ -286,6 +286,13 @@ void JSONTape::noteKey(uint32_t key) {
   const uint64_t bit = uint64_t{1} << (hash & 63);
   uint64_t& bits = keyBits_.back();
   if (bits & bit) {
+    // A large object is taken to repeat a key rather than scanned again for
+    // each: lookups in it then read every member, which stays linear.
+    constexpr uint32_t kScannedNodes = 256;
+    if (key - open_.back() > kScannedNodes) {
+      object.flag = true;
+      return;
+    }
     for (uint32_t member = open_.back() + 1; member < key; member = nodes_[member + 1].next) {
       if (text_.substr(nodes_[member].begin, nodes_[member].length) == raw) object.flag = true;
     }

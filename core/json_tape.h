@@ -87,6 +87,18 @@ class JSONTape::Value {
   class Elements;
   // An array's elements in order, read in place; none for other kinds.
   Elements elements() const;
+  // Calls visit(key, value) for an object's members in the order written,
+  // repeated keys included; for no member of other kinds.
+  template <typename Visit>
+  void forEachMember(Visit&& visit) const {
+    const Node& object = node();
+    if (object.kind != Kind::kObject) return;
+    for (uint32_t member = index_ + 1; member < object.next;) {
+      const uint32_t value = member + 1;
+      visit(tape_->stringAt(member), Value(*tape_, value));
+      member = tape_->nodes_[value].next;
+    }
+  }
 
   // The value as a JSONValue, equal to what JSONValue::parse makes of its text.
   JSONValue toJSONValue() const;

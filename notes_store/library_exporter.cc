@@ -234,6 +234,7 @@ class ExportWrite {
         workerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)} {}
 
   void run() {
+    classify();
     std::unique_ptr<NoteBatch> running;
     try {
       for (size_t start = 0; start < notes_.size(); start += kBatchSize) {
@@ -266,10 +267,28 @@ class ExportWrite {
 
  private:
   // Whether the file of an earlier run still holds this version of the note.
-  bool unchanged(const LibraryExportPlanEntry& entry) {
+  bool unchanged(const LibraryExportPlanEntry& entry, SymbolicLinkCheck& links) {
     return !options_.force && entry.previous && entry.previous->path == entry.target &&
            entry.previous->modified == core::formatIso8601(entry.note.modifiedAt).value_or("") &&
-           !links_.onFolders(entry.target) && files_.isRegularFile(joinPath(directory_, entry.target));
+           !links.onFolders(entry.target) && files_.isRegularFile(joinPath(directory_, entry.target));
+  }
+
+  // What each note needs, decided before the first batch: a file to look at
+  // per note, on two threads.
+  void classify() {
+    actions_.resize(notes_.size());
+    const auto classifyRange = [this](size_t from, size_t to, SymbolicLinkCheck& links) {
+      for (size_t i = from; i < to; ++i) {
+        actions_[i] = notes_[i].note.isPasswordProtected != 0 ? Action::kSkipLocked
+                      : unchanged(notes_[i], links)           ? Action::kKeep
+                                                              : Action::kWrite;
+      }
+    };
+    const size_t middle = notes_.size() / 2;
+    auto secondHalf =
+        std::async(std::launch::async, classifyRange, middle, notes_.size(), std::ref(workerLinks_[0]));
+    classifyRange(0, middle, links_);
+    secondHalf.get();
   }
 
   // The notes of [start, end) to write, with their bodies; those that read the
@@ -281,9 +300,9 @@ class ExportWrite {
     std::vector<int64_t> keys;
     std::vector<int64_t> noteKeys;
     for (size_t i = start; i < end; ++i) {
-      if (notes_[i].note.isPasswordProtected != 0) {
+      if (actions_[i] == Action::kSkipLocked) {
         ++summary_.lockedSkipped;
-      } else if (unchanged(notes_[i])) {
+      } else if (actions_[i] == Action::kKeep) {
         ++summary_.unchanged;
       } else {
         batch->jobs.emplace_back().index = i;
@@ -455,6 +474,8 @@ class ExportWrite {
   LibraryExportSummary& summary_;
   SymbolicLinkCheck links_;                  // the calling thread's
   SymbolicLinkCheck workerLinks_[kWorkers];  // one for each worker
+  enum class Action : uint8_t { kWrite, kKeep, kSkipLocked };
+  std::vector<Action> actions_;  // for each note of the plan
   ManifestSchedule schedule_;
   bool recorded_ = true;               // the manifest on disk holds every record made so far
   std::atomic<bool> stopping_{false};  // the run is ending: workers take no more notes
@@ -485,6 +506,11 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   if (files.fileExists(directory) && !files.isDirectory(directory)) {
     throw LibraryExportError(LibraryExportError::Code::kNotADirectory, directory);
   }
+  // The library is read while the folder is looked at: neither needs the other.
+  auto libraryRows = std::async(std::launch::async, [&connection] {
+    return std::pair{NotesDatabaseAccess::fetchFolderTree(connection),
+                     NotesDatabaseAccess::fetchNoteList(connection)};
+  });
   const std::string manifestPath = joinPath(directory, std::string(kExportManifestName));
   ManifestRead earlier = readManifest(files, manifestPath);
   if (earlier.state != ManifestState::kOurs && !options.force && !holdsNothingOfTheUser(files, directory)) {
@@ -500,8 +526,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   // kill -9, leaves a manifest, so the next one resumes instead of refusing.
   if (earlier.state != ManifestState::kOurs) writeManifest(files, manifestPath, manifest);
 
-  const std::vector<NotesFolderRow> folderRows = NotesDatabaseAccess::fetchFolderTree(connection);
-  std::vector<NotesNoteRow> rows = NotesDatabaseAccess::fetchNoteList(connection);
+  auto [folderRows, rows] = libraryRows.get();
   LibraryExportSummary summary;
   summary.notes = rows.size();
   // The plan points into `manifest`, whose entries change only once their notes are written.
