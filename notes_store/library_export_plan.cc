@@ -54,6 +54,58 @@ bool stillFits(std::string_view path, std::string_view folder, const std::string
   return key == fileNameKey(stem + ".md") || key.starts_with(fileNameKey(stem + " ("));
 }
 
+// The notes of an earlier manifest, found by note id. Ids differ only near
+// their end ("x-coredata://<store>/ICNote/p<key>"), so they are looked up by
+// the number there, in a sorted array, and compared whole only on a match: a
+// library's worth of string hashes and lookups costs several times more.
+class EarlierNotes {
+ public:
+  explicit EarlierNotes(const LibraryExportManifest& manifest) {
+    notes_.reserve(manifest.size());
+    for (const auto& [id, entry] : manifest) {
+      notes_.push_back({notesObjectKey(id).value_or(-1), notes_.size(), &id, &entry});
+    }
+    std::sort(notes_.begin(), notes_.end(), [](const Note& a, const Note& b) { return a.key < b.key; });
+  }
+
+  // What the manifest says of the note `id`, which is then claimed; null when nothing.
+  const LibraryExportManifestEntry* claim(const std::string& id) {
+    const int64_t key = notesObjectKey(id).value_or(-1);
+    auto it = std::lower_bound(notes_.begin(), notes_.end(), key,
+                               [](const Note& note, int64_t wanted) { return note.key < wanted; });
+    for (; it != notes_.end() && it->key == key; ++it) {
+      if (*it->id == id) {
+        it->claimed = true;
+        return it->entry;
+      }
+    }
+    return nullptr;
+  }
+
+  // The files of the notes no one claimed, in the manifest's order.
+  std::vector<std::string> unclaimedPaths() const {
+    std::vector<const Note*> unclaimed;
+    for (const Note& note : notes_) {
+      if (!note.claimed) unclaimed.push_back(&note);
+    }
+    std::sort(unclaimed.begin(), unclaimed.end(), [](const Note* a, const Note* b) { return a->order < b->order; });
+    std::vector<std::string> paths;
+    paths.reserve(unclaimed.size());
+    for (const Note* note : unclaimed) paths.push_back(note->entry->path);
+    return paths;
+  }
+
+ private:
+  struct Note {
+    int64_t key;
+    size_t order;  // in the manifest
+    const std::string* id;
+    const LibraryExportManifestEntry* entry;
+    bool claimed = false;
+  };
+  std::vector<Note> notes_;
+};
+
 }  // namespace
 
 std::string exportFolderOf(const std::string& relativePath) {
@@ -115,12 +167,8 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
   // Every file of the earlier export stays reserved for its note, even one about
   // to be renamed, so that no other note is written over it. Earlier names are
   // reserved before any new one is handed out.
-  std::unordered_map<std::string_view, const LibraryExportManifestEntry*> earlierByID;
-  earlierByID.reserve(earlier.size());
-  for (const auto& [id, entry] : earlier) {
-    allocator.reserve(entry.path, id);  // both live as long as the plan is made
-    earlierByID.emplace(id, &entry);
-  }
+  EarlierNotes earlierNotes(earlier);
+  for (const auto& [id, entry] : earlier) allocator.reserve(entry.path, id);  // both outlive the plan's making
   FolderLayout layout(allocator);
   for (size_t i = 0; i < plan.entries.size(); ++i) {
     LibraryExportPlanEntry& entry = plan.entries[i];
@@ -135,9 +183,8 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
     }
     folderPaths[i] = &folder->second.path;
     entry.folderDisplayPath = folder->second.displayPath;
-    const auto earlierEntry = earlierByID.find(entry.note.id);
-    if (earlierEntry == earlierByID.end()) continue;
-    entry.previous = earlierEntry->second;
+    entry.previous = earlierNotes.claim(entry.note.id);
+    if (!entry.previous) continue;
     const std::string stem = safePathComponent(entry.note.title, "Untitled");
     if (stillFits(entry.previous->path, *folderPaths[i], stem)) entry.target = entry.previous->path;
   }
@@ -149,10 +196,7 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
   }
 
   plan.folders = layout.count();
-  for (const LibraryExportPlanEntry& entry : plan.entries) earlierByID.erase(entry.note.id);
-  for (const auto& [id, entry] : earlier) {
-    if (earlierByID.count(id)) plan.staleFiles.push_back(entry.path);
-  }
+  plan.staleFiles = earlierNotes.unclaimedPaths();
   return plan;
 }
 
