@@ -72,6 +72,7 @@ std::string formatLibraryExportManifest(const LibraryExportManifest& manifest) {
   out += "{\n \"notes\": {";
   bool first = true;
   for (const auto& [id, entry] : manifest) {
+    if (entry.path.empty()) continue;
     out += first ? "\n  " : ",\n  ";
     first = false;
     appendQuoted(out, id);

@@ -18,7 +18,8 @@ namespace zephyl::notes_store {
 std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text);
 
 // The manifest's text: a JSON object with one space of indent per level, keys
-// sorted, invalid UTF-8 replaced, and a final newline.
+// sorted, invalid UTF-8 replaced, and a final newline. An entry without a path
+// is left out: its note has a place in the manifest but no file yet.
 std::string formatLibraryExportManifest(const LibraryExportManifest& manifest);
 
 }  // namespace zephyl::notes_store

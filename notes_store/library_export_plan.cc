@@ -88,7 +88,8 @@ class EarlierNotes {
     for (const Note& note : notes_) {
       if (!note.claimed) unclaimed.push_back(&note);
     }
-    std::sort(unclaimed.begin(), unclaimed.end(), [](const Note* a, const Note* b) { return a->order < b->order; });
+    std::sort(unclaimed.begin(), unclaimed.end(),
+              [](const Note* a, const Note* b) { return a->order < b->order; });
     std::vector<std::string> paths;
     paths.reserve(unclaimed.size());
     for (const Note* note : unclaimed) paths.push_back(note->entry->path);
@@ -168,7 +169,8 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
   // to be renamed, so that no other note is written over it. Earlier names are
   // reserved before any new one is handed out.
   EarlierNotes earlierNotes(earlier);
-  for (const auto& [id, entry] : earlier) allocator.reserve(entry.path, id);  // both outlive the plan's making
+  for (const auto& [id, entry] : earlier)
+    allocator.reserve(entry.path, id);  // both outlive the plan's making
   FolderLayout layout(allocator);
   for (size_t i = 0; i < plan.entries.size(); ++i) {
     LibraryExportPlanEntry& entry = plan.entries[i];

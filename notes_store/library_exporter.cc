@@ -124,7 +124,7 @@ void writeManifest(core::FileSystem& files, const std::string& path, const Manif
   files.writeFileAtomically(path, formatLibraryExportManifest(manifest));
 }
 
-// When the manifest is written during a run: at most a twentieth of the run
+// When the manifest is written during a run: at most a fortieth of the run
 // goes to it (rewriting it after every batch grows with the square of the
 // library), and a kill -9 loses the records of the last few seconds at most;
 // their files are written again, under the same names, by the next run.
@@ -132,7 +132,7 @@ class ManifestSchedule {
  public:
   using Clock = std::chrono::steady_clock;
 
-  bool due() const { return Clock::now() - lastEnd_ >= 20 * lastCost_; }
+  bool due() const { return Clock::now() - lastEnd_ >= 40 * lastCost_; }
   void written(Clock::time_point start) {
     lastEnd_ = Clock::now();
     lastCost_ = lastEnd_ - start;
@@ -235,6 +235,7 @@ class ExportWrite {
 
   void run() {
     classify();
+    placeRecords();
     std::unique_ptr<NoteBatch> running;
     try {
       for (size_t start = 0; start < notes_.size(); start += kBatchSize) {
@@ -291,6 +292,24 @@ class ExportWrite {
     secondHalf.get();
   }
 
+  // Gives each note to write its place in the manifest before the first write,
+  // in id order, so that recording a written note is an assignment: a
+  // library's worth of inserts in plan order costs more than writing the files.
+  void placeRecords() {
+    std::vector<size_t> toWrite;
+    for (size_t i = 0; i < notes_.size(); ++i) {
+      if (actions_[i] == Action::kWrite) toWrite.push_back(i);
+    }
+    std::sort(toWrite.begin(), toWrite.end(),
+              [this](size_t a, size_t b) { return notes_[a].note.id < notes_[b].note.id; });
+    records_.resize(notes_.size());
+    auto hint = manifest_.begin();
+    for (size_t i : toWrite) {
+      records_[i] = manifest_.try_emplace(hint, notes_[i].note.id);  // an earlier record stays as it was
+      hint = std::next(records_[i]);
+    }
+  }
+
   // The notes of [start, end) to write, with their bodies; those that read the
   // database while rendering are rendered here.
   std::unique_ptr<NoteBatch> prepareBatch(size_t start, size_t end) {
@@ -312,11 +331,14 @@ class ExportWrite {
     }
     if (batch->jobs.empty()) return batch;
     auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection_, keys, options_.stop);
-    const auto holders = NotesDatabaseAccess::fetchAttachmentHolders(connection_, noteKeys);
-    // Links between notes are looked up from every worker: the table is made before any starts.
-    if (byIdentifier_.empty()) {
+    // Made for the first batch with notes to write: a run that writes none
+    // does without. Links between notes are looked up from every worker, so
+    // their table is made before any starts.
+    if (!holders_) {
+      holders_ = NotesDatabaseAccess::fetchAttachmentHolders(connection_);
       for (size_t n = 0; n < notes_.size(); ++n) byIdentifier_.emplace(upper(notes_[n].note.uuid), n);
     }
+    const NotesDatabaseAccess::AttachmentHolders& holders = *holders_;
     for (size_t j = 0; j < batch->jobs.size(); ++j) {
       NoteJob& job = batch->jobs[j];
       const NotesNoteRow& note = notes_[job.index].note;
@@ -377,7 +399,8 @@ class ExportWrite {
           summary_.tablesUnreadable += job.tablesUnreadable;
           if (job.withoutBody) ++summary_.withoutBody;
           if (job.renamed) ++summary_.renamed;
-          manifest_[entry.note.id] = {entry.target, core::formatIso8601(entry.note.modifiedAt).value_or("")};
+          records_[job.index]->second = {entry.target,
+                                         core::formatIso8601(entry.note.modifiedAt).value_or("")};
           recorded_ = false;
           ++summary_.written;
           break;
@@ -475,10 +498,12 @@ class ExportWrite {
   SymbolicLinkCheck links_;                  // the calling thread's
   SymbolicLinkCheck workerLinks_[kWorkers];  // one for each worker
   enum class Action : uint8_t { kWrite, kKeep, kSkipLocked };
-  std::vector<Action> actions_;  // for each note of the plan
+  std::vector<Action> actions_;              // for each note of the plan
+  std::vector<Manifest::iterator> records_;  // for each note to write, its place in the manifest
   ManifestSchedule schedule_;
   bool recorded_ = true;               // the manifest on disk holds every record made so far
   std::atomic<bool> stopping_{false};  // the run is ending: workers take no more notes
+  std::optional<NotesDatabaseAccess::AttachmentHolders> holders_;
   // Upper-case UUID → note index, for links between notes; made before any worker starts.
   std::unordered_map<std::string, size_t> byIdentifier_;
 };

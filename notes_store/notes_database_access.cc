@@ -270,18 +270,15 @@ std::unordered_map<std::string, std::string> NotesDatabaseAccess::fetchInlineAtt
 }
 
 NotesDatabaseAccess::AttachmentHolders NotesDatabaseAccess::fetchAttachmentHolders(
-    NotesDatabaseConnection& connection, const std::vector<int64_t>& noteKeys) {
+    NotesDatabaseConnection& connection) {
   AttachmentHolders holders;
-  const bool inlineTexts = connection.schema().has("zalttext");
-  for (size_t start = 0; start < noteKeys.size(); start += kNoteBodiesChunkSize) {
-    const size_t count = std::min(kNoteBodiesChunkSize, noteKeys.size() - start);
-    auto collect = [&](const std::string& sql, std::unordered_set<int64_t>& into) {
-      SqliteStatement statement(connection.handle(), sql);
-      for (size_t i = 0; i < count; ++i) statement.bindInt64(static_cast<int>(i + 1), noteKeys[start + i]);
-      while (statement.step()) into.insert(statement.int64Column(0));
-    };
-    collect(statements::notesWithTables(count), holders.withTables);
-    if (inlineTexts) collect(statements::notesWithInlineAttachmentTexts(count), holders.withInlineTexts);
+  auto collect = [&](const std::string& sql, std::unordered_set<int64_t>& into) {
+    SqliteStatement statement(connection.handle(), sql);
+    while (statement.step()) into.insert(statement.int64Column(0));
+  };
+  collect(statements::notesWithTables(), holders.withTables);
+  if (connection.schema().has("zalttext")) {
+    collect(statements::notesWithInlineAttachmentTexts(), holders.withInlineTexts);
   }
   return holders;
 }

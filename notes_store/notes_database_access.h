@@ -135,15 +135,14 @@ class NotesDatabaseAccess {
 
   static std::optional<NotesNoteBodyRow> fetchNote(NotesDatabaseConnection& connection, int64_t notePK);
 
-  // Which of the notes with these keys have tables, and which keep inline
-  // attachment texts: a caller rendering many notes asks once per batch rather
-  // than twice per note. Throws NotesDatabaseError.
+  // The keys of the notes that have tables, and of those that keep inline
+  // attachment texts: a caller rendering many notes asks once, in one pass
+  // over the objects, rather than twice per note. Throws NotesDatabaseError.
   struct AttachmentHolders {
     std::unordered_set<int64_t> withTables;
     std::unordered_set<int64_t> withInlineTexts;
   };
-  static AttachmentHolders fetchAttachmentHolders(NotesDatabaseConnection& connection,
-                                                  const std::vector<int64_t>& noteKeys);
+  static AttachmentHolders fetchAttachmentHolders(NotesDatabaseConnection& connection);
 
   // The visible text of the note's inline attachments (hashtags, mentions) by
   // identifier; empty when the library keeps none.

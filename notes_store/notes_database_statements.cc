@@ -277,17 +277,16 @@ std::string noteBodiesByKey(size_t count) {
   return "SELECT z_pk, " + boundedBody("zdata") + " FROM zicnotedata WHERE z_pk IN " + placeholders(count);
 }
 
-std::string notesWithTables(size_t count) {
+std::string notesWithTables() {
   return "SELECT DISTINCT znote FROM ziccloudsyncingobject"
-         " WHERE COALESCE(zmarkedfordeletion, 0) != 1 AND ztypeuti = 'com.apple.notes.table' AND znote IN " +
-         placeholders(count);
+         " WHERE COALESCE(zmarkedfordeletion, 0) != 1 AND ztypeuti = 'com.apple.notes.table'"
+         " AND znote IS NOT NULL";
 }
 
-std::string notesWithInlineAttachmentTexts(size_t count) {
+std::string notesWithInlineAttachmentTexts() {
   return "SELECT DISTINCT znote1 FROM ziccloudsyncingobject"
          " WHERE zidentifier IS NOT NULL AND zalttext IS NOT NULL"
-         " AND COALESCE(zmarkedfordeletion, 0) != 1 AND znote1 IN " +
-         placeholders(count);
+         " AND COALESCE(zmarkedfordeletion, 0) != 1 AND znote1 IS NOT NULL";
 }
 
 std::string folderNotesWithBodies(const NotesSchema& schema, NamedFolderSet set) {

@@ -57,8 +57,8 @@ std::string inlineAttachmentTexts();
 std::string tablesOfNote();
 // The notes among `count` keys that have tables, and those that keep inline
 // attachment texts (the conditions of tablesOfNote and inlineAttachmentTexts).
-std::string notesWithTables(size_t count);
-std::string notesWithInlineAttachmentTexts(size_t count);
+std::string notesWithTables();
+std::string notesWithInlineAttachmentTexts();
 std::string folderNotesWithBodies(const NotesSchema& schema, NamedFolderSet set);
 std::string folderNotesWithoutBodies(const NotesSchema& schema, NamedFolderSet set);
 
