@@ -1,16 +1,19 @@
 #include "notes_store/library_exporter.h"
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <exception>
-#include <future>
+#include <deque>
+#include <functional>
+#include <thread>
 #include <memory>
 #include <unordered_map>
 #include <unordered_set>
 
 #include "core/file_system_error.h"
 #include "core/logger.h"
+#include "core/mutex.h"
 #include "notes_store/export_paths.h"
 #include "notes_store/library_export_manifest.h"
 #include "notes_store/library_export_plan.h"
@@ -199,14 +202,99 @@ struct NoteJob {
   std::exception_ptr error;  // anything else that went wrong; rethrown on the calling thread
 };
 
-// The notes of one batch, written by the workers; each takes the next note not
-// yet taken.
+// The notes of one batch.
 struct NoteBatch {
   size_t start = 0;
   size_t end = 0;
   std::vector<NoteJob> jobs;
-  std::atomic<size_t> next{0};
-  std::vector<std::future<void>> workers;
+  // Taken from and counted down by the writers, under their mutex.
+  size_t next = 0;
+  size_t unfinished = 0;
+};
+
+// Threads that write the notes of the batches handed to them, each taking the
+// next note not yet taken, and going on to the next batch without waiting for
+// the calling thread to take in the last.
+class NoteWriters {
+ public:
+  using Write = std::function<void(NoteJob&, size_t writer)>;
+
+  NoteWriters(size_t count, Write write) : write_(std::move(write)) {
+    for (size_t w = 0; w < count; ++w) threads_.emplace_back([this, w] { work(w); });
+  }
+  ~NoteWriters() {
+    {
+      core::MutexLock lock(mutex_);
+      closing_ = true;
+    }
+    changed_.notify_all();
+    for (std::thread& thread : threads_) thread.join();
+  }
+  NoteWriters(const NoteWriters&) = delete;
+  NoteWriters& operator=(const NoteWriters&) = delete;
+
+  // Hands over a batch with notes; it must live until waitFor(batch) returns.
+  void add(NoteBatch& batch) {
+    {
+      core::MutexLock lock(mutex_);
+      batch.unfinished = batch.jobs.size();
+      queue_.push_back(&batch);
+    }
+    changed_.notify_all();
+  }
+
+  // Returns once each note of the batch is written or passed over.
+  void waitFor(const NoteBatch& batch) {
+    core::MutexLock lock(mutex_);
+    changed_.wait(lock, [&]() ZEPHYL_REQUIRES(mutex_) { return batch.unfinished == 0; });
+  }
+
+  // The notes not yet taken are passed over, and stay not done.
+  void passOverTheRest() {
+    core::MutexLock lock(mutex_);
+    passOver_ = true;
+  }
+
+ private:
+  void work(size_t writer) {
+    for (;;) {
+      NoteBatch* batch = nullptr;
+      size_t job = 0;
+      bool passOver = false;
+      {
+        core::MutexLock lock(mutex_);
+        changed_.wait(lock, [this]() ZEPHYL_REQUIRES(mutex_) { return closing_ || !queue_.empty(); });
+        if (queue_.empty()) return;
+        batch = queue_.front();
+        job = batch->next++;
+        // Its last note taken, the batch leaves the queue; it lives on until
+        // that note is finished, since the calling thread waits for it.
+        if (batch->next == batch->jobs.size()) queue_.pop_front();
+        passOver = passOver_;
+      }
+      if (!passOver) {
+        try {
+          write_(batch->jobs[job], writer);
+        } catch (...) {
+          batch->jobs[job].error = std::current_exception();
+        }
+      }
+      bool last = false;
+      {
+        core::MutexLock lock(mutex_);
+        last = --batch->unfinished == 0;
+      }
+      if (last) changed_.notify_all();
+    }
+  }
+
+  const Write write_;
+  core::Mutex mutex_;
+  std::condition_variable_any changed_;
+  std::deque<NoteBatch*> queue_ ZEPHYL_GUARDED_BY(mutex_);
+  bool passOver_ ZEPHYL_GUARDED_BY(mutex_) = false;
+  bool closing_ ZEPHYL_GUARDED_BY(mutex_) = false;
+  std::vector<std::thread> threads_;  // last: they start once the fields they read exist
 };
 
 // The write step of one export: the plan's notes in batches, each changed note
@@ -216,7 +304,7 @@ struct NoteBatch {
 // the notes came to is taken in, in plan order, on the calling thread.
 class ExportWrite {
  public:
-  static constexpr size_t kWorkers = 2;
+  static constexpr size_t kWriters = 2;
 
   ExportWrite(NotesDatabaseConnection& connection, core::FileSystem& files,
               const LibraryExportOptions& options, const std::string& directory,
@@ -231,29 +319,31 @@ class ExportWrite {
         manifest_(manifest),
         summary_(summary),
         links_(files, directory),
-        workerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)} {}
+        writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)} {}
 
   void run() {
     classify();
     placeRecords();
-    std::unique_ptr<NoteBatch> running;
+    // At most two batches are out: the one being written and the next.
+    std::deque<std::unique_ptr<NoteBatch>> out;
+    NoteWriters writers(kWriters, [this](NoteJob& job, size_t writer) { writeNote(job, writerLinks_[writer]); });
     try {
       for (size_t start = 0; start < notes_.size(); start += kBatchSize) {
         if (options_.stop.stop_requested()) throw core::CancellationError();
-        auto batch = prepareBatch(start, std::min(notes_.size(), start + kBatchSize));
-        if (running) finish(std::move(running));
-        running = std::move(batch);
-        startWorkers(*running);
+        out.push_back(prepareBatch(start, std::min(notes_.size(), start + kBatchSize)));
+        if (!out.back()->jobs.empty()) writers.add(*out.back());
+        if (out.size() == 2) finish(writers, out);
       }
-      if (running) finish(std::move(running));
+      while (!out.empty()) finish(writers, out);
       if (!recorded_) saveManifest();
     } catch (...) {
-      if (running) {
-        // The notes the workers wrote before they stopped are recorded too;
-        // the first failure is the one reported.
-        stopping_ = true;
+      // The notes written before the writers stopped are recorded too; the
+      // first failure is the one reported.
+      writers.passOverTheRest();
+      for (; !out.empty(); out.pop_front()) {
+        writers.waitFor(*out.front());
         try {
-          takeIn(*running);
+          takeIn(*out.front());
         } catch (...) {
         }
       }
@@ -286,10 +376,9 @@ class ExportWrite {
       }
     };
     const size_t middle = notes_.size() / 2;
-    auto secondHalf =
-        std::async(std::launch::async, classifyRange, middle, notes_.size(), std::ref(workerLinks_[0]));
+    std::thread secondHalf(classifyRange, middle, notes_.size(), std::ref(writerLinks_[0]));
     classifyRange(0, middle, links_);
-    secondHalf.get();
+    secondHalf.join();
   }
 
   // Gives each note to write its place in the manifest before the first write,
@@ -355,31 +444,17 @@ class ExportWrite {
     return batch;
   }
 
-  void startWorkers(NoteBatch& batch) {
-    if (batch.jobs.empty()) return;
-    for (size_t w = 0; w < kWorkers && w < batch.jobs.size(); ++w) {
-      batch.workers.push_back(std::async(std::launch::async, [this, &batch, w] {
-        for (size_t j = batch.next++; j < batch.jobs.size(); j = batch.next++) {
-          if (stopping_ || options_.stop.stop_requested()) return;
-          try {
-            writeNote(batch.jobs[j], workerLinks_[w]);
-          } catch (...) {
-            batch.jobs[j].error = std::current_exception();
-          }
-        }
-      }));
-    }
-  }
-
-  // Waits for the batch's workers, then takes in what its notes came to.
-  void finish(std::unique_ptr<NoteBatch> batch) {
+  // Waits for the oldest batch out, then takes in what its notes came to.
+  void finish(NoteWriters& writers, std::deque<std::unique_ptr<NoteBatch>>& out) {
+    const std::unique_ptr<NoteBatch> batch = std::move(out.front());
+    out.pop_front();
+    writers.waitFor(*batch);
     takeIn(*batch);
     if (options_.progress) options_.progress(batch->end, notes_.size());
     if (!recorded_ && schedule_.due()) saveManifest();
   }
 
   void takeIn(NoteBatch& batch) {
-    for (auto& worker : batch.workers) worker.wait();
     std::exception_ptr error;
     for (NoteJob& job : batch.jobs) {
       const LibraryExportPlanEntry& entry = notes_[job.index];
@@ -496,13 +571,12 @@ class ExportWrite {
   Manifest& manifest_;
   LibraryExportSummary& summary_;
   SymbolicLinkCheck links_;                  // the calling thread's
-  SymbolicLinkCheck workerLinks_[kWorkers];  // one for each worker
+  SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
   enum class Action : uint8_t { kWrite, kKeep, kSkipLocked };
   std::vector<Action> actions_;              // for each note of the plan
   std::vector<Manifest::iterator> records_;  // for each note to write, its place in the manifest
   ManifestSchedule schedule_;
   bool recorded_ = true;               // the manifest on disk holds every record made so far
-  std::atomic<bool> stopping_{false};  // the run is ending: workers take no more notes
   std::optional<NotesDatabaseAccess::AttachmentHolders> holders_;
   // Upper-case UUID → note index, for links between notes; made before any worker starts.
   std::unordered_map<std::string, size_t> byIdentifier_;
@@ -532,9 +606,16 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     throw LibraryExportError(LibraryExportError::Code::kNotADirectory, directory);
   }
   // The library is read while the folder is looked at: neither needs the other.
-  auto libraryRows = std::async(std::launch::async, [&connection] {
-    return std::pair{NotesDatabaseAccess::fetchFolderTree(connection),
-                     NotesDatabaseAccess::fetchNoteList(connection)};
+  std::vector<NotesFolderRow> folderRows;
+  std::vector<NotesNoteRow> rows;
+  std::exception_ptr readError;
+  std::jthread reader([&] {
+    try {
+      folderRows = NotesDatabaseAccess::fetchFolderTree(connection);
+      rows = NotesDatabaseAccess::fetchNoteList(connection);
+    } catch (...) {
+      readError = std::current_exception();
+    }
   });
   const std::string manifestPath = joinPath(directory, std::string(kExportManifestName));
   ManifestRead earlier = readManifest(files, manifestPath);
@@ -551,7 +632,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   // kill -9, leaves a manifest, so the next one resumes instead of refusing.
   if (earlier.state != ManifestState::kOurs) writeManifest(files, manifestPath, manifest);
 
-  auto [folderRows, rows] = libraryRows.get();
+  reader.join();
+  if (readError) std::rethrow_exception(readError);
   LibraryExportSummary summary;
   summary.notes = rows.size();
   // The plan points into `manifest`, whose entries change only once their notes are written.
