@@ -143,9 +143,7 @@ bool isAsciiAlnum(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
-std::string escapeInline(std::string_view text, bool inTable) {
-  std::string out;
-  out.reserve(text.size() + 8);
+void appendEscapedInline(std::string& out, std::string_view text, bool inTable) {
   for (char c : text) {
     switch (c) {
       case '\\':
@@ -166,6 +164,12 @@ std::string escapeInline(std::string_view text, bool inTable) {
     }
     out += c;
   }
+}
+
+std::string escapeInline(std::string_view text, bool inTable) {
+  std::string out;
+  out.reserve(text.size() + 8);
+  appendEscapedInline(out, text, inTable);
   return out;
 }
 
@@ -303,7 +307,16 @@ std::vector<Piece> renderSpans(const std::vector<Span>& spans, const NoteTables&
       pieces.back().text += span.style.link ? styled(placeholder, span.style, false, options) : placeholder;
       continue;
     }
-    const std::string clean = removeControlCharacters(span.text);
+    // Most text holds nothing to remove, and most spans no style: they go
+    // straight to the line, escaped, without copies on the way.
+    std::string removed;
+    const bool needsCleaning = std::any_of(span.text.begin(), span.text.end(), [](char c) {
+      const auto byte = static_cast<unsigned char>(c);
+      return (byte < 0x20 && c != '\t' && c != '\n' && c != '\r') || byte == 0xEF;
+    });
+    if (needsCleaning) removed = removeControlCharacters(span.text);
+    const std::string_view clean = needsCleaning ? std::string_view(removed) : std::string_view(span.text);
+    const bool plain = span.style == InlineStyle{};
     // Italic inside a word needs "*": "_" does not open or close there.
     const bool before = !pieces.back().text.empty() && isAsciiAlnum(pieces.back().text.back());
     const bool after =
@@ -312,9 +325,13 @@ std::vector<Piece> renderSpans(const std::vector<Span>& spans, const NoteTables&
     size_t start = 0;
     while (true) {
       const size_t separator = clean.find(kLineSeparator, start);
-      const std::string part =
+      const std::string_view part =
           clean.substr(start, separator == std::string::npos ? std::string::npos : separator - start);
-      pieces.back().text += styled(escapeInline(part, inTable), span.style, star, options);
+      if (plain) {
+        appendEscapedInline(pieces.back().text, part, inTable);
+      } else {
+        pieces.back().text += styled(escapeInline(part, inTable), span.style, star, options);
+      }
       if (separator == std::string::npos) break;
       pieces.back().text += softBreak;
       start = separator + kLineSeparator.size();
