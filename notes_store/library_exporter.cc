@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
-#include <exception>
 #include <deque>
+#include <exception>
 #include <functional>
-#include <thread>
 #include <memory>
+#include <thread>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -326,7 +326,8 @@ class ExportWrite {
     placeRecords();
     // At most two batches are out: the one being written and the next.
     std::deque<std::unique_ptr<NoteBatch>> out;
-    NoteWriters writers(kWriters, [this](NoteJob& job, size_t writer) { writeNote(job, writerLinks_[writer]); });
+    NoteWriters writers(kWriters,
+                        [this](NoteJob& job, size_t writer) { writeNote(job, writerLinks_[writer]); });
     try {
       for (size_t start = 0; start < notes_.size(); start += kBatchSize) {
         if (options_.stop.stop_requested()) throw core::CancellationError();
@@ -576,7 +577,7 @@ class ExportWrite {
   std::vector<Action> actions_;              // for each note of the plan
   std::vector<Manifest::iterator> records_;  // for each note to write, its place in the manifest
   ManifestSchedule schedule_;
-  bool recorded_ = true;               // the manifest on disk holds every record made so far
+  bool recorded_ = true;  // the manifest on disk holds every record made so far
   std::optional<NotesDatabaseAccess::AttachmentHolders> holders_;
   // Upper-case UUID → note index, for links between notes; made before any worker starts.
   std::unordered_map<std::string, size_t> byIdentifier_;

@@ -46,7 +46,7 @@ class LibraryExporterTest : public ::testing::Test {
 
   // iCloud › Work holds "Plan" (linking to "Target" in iCloud › Work › Deep), a
   // note named like it, a locked note and one without a body.
-  void buildLibrary(double planModified = 100, std::string planTitle = "Plan") {
+  void buildLibrary(double planModified = 100, std::string planTitle = "Plan", int moreNotes = 0) {
     NotesLibraryBuilder builder;
     const int64_t account = builder.addAccount({.name = "iCloud"});
     const int64_t work = builder.addFolder({.title = "Work", .owner = account});
@@ -92,6 +92,15 @@ class LibraryExporterTest : public ::testing::Test {
                      .snippet = "only a preview",
                      .createdAt = 4,
                      .modifiedAt = 80});
+    for (int i = 0; i < moreNotes; ++i) {
+      const std::string name = "Note " + std::to_string(i % 700);  // twins from the 701st on
+      builder.addNote({.title = name,
+                       .folder = i % 2 ? work : deep,
+                       .account7 = account,
+                       .createdAt = 10.0 + i,
+                       .modifiedAt = 10.0 + i,
+                       .bodyData = body({title(name + "\n"), plain("text " + std::to_string(i))})});
+    }
     path_ = (directory_ / ("NoteStore-" + std::to_string(++libraries_) + ".sqlite")).string();
     builder.write(path_);
   }
@@ -237,23 +246,33 @@ TEST_F(LibraryExporterTest, ManifestThatLeadsOutsideOrIsGarbageCountsAsForeign) 
 }
 
 TEST_F(LibraryExporterTest, ExportStoppedAfterAnyWriteResumesToTheSameFolder) {
-  buildLibrary();
-  InMemoryFileSystem uninterrupted;
-  runExportInto(uninterrupted, kOut);
-  const auto expected = tree(uninterrupted, kOut);
+  // A library of one batch, stopped after each write; one of several batches,
+  // stopped in the first, in the middle of another, and before the manifest.
+  struct Case {
+    int moreNotes;
+    std::vector<int> stopAfter;
+  };
+  for (const Case& library : {Case{0, {0, 1, 2, 3, 4, 5, 6}}, Case{1200, {1, 700, 1204}}}) {
+    buildLibrary(100, "Plan", library.moreNotes);
+    InMemoryFileSystem uninterrupted;
+    const LibraryExportSummary first = runExportInto(uninterrupted, kOut);
+    EXPECT_EQ(first.written, first.notes - 1);                  // all but the locked note
+    EXPECT_EQ(runExportInto(uninterrupted, kOut).written, 0u);  // and each of them recorded
+    const auto expected = tree(uninterrupted, kOut);
 
-  for (int writes = 0; writes <= 6; ++writes) {
-    SCOPED_TRACE(writes);
-    InMemoryFileSystem disk;
-    platform::testing::FaultInjectingFileSystem failing(disk, writes);
-    try {
-      runExportInto(failing, kOut);
-    } catch (const core::FileSystemError&) {
-      // The disk filled up; what was written stays, and says so.
+    for (int writes : library.stopAfter) {
+      SCOPED_TRACE(writes);
+      InMemoryFileSystem disk;
+      platform::testing::FaultInjectingFileSystem failing(disk, writes);
+      try {
+        runExportInto(failing, kOut);
+      } catch (const core::FileSystemError&) {
+        // The disk filled up; what was written stays, and says so.
+      }
+      const LibraryExportSummary resumed = runExportInto(disk, kOut);
+      EXPECT_TRUE(resumed.skipped.empty());
+      EXPECT_EQ(tree(disk, kOut), expected);
     }
-    const LibraryExportSummary resumed = runExportInto(disk, kOut);
-    EXPECT_TRUE(resumed.skipped.empty());
-    EXPECT_EQ(tree(disk, kOut), expected);
   }
 }
 
