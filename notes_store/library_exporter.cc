@@ -2,10 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <exception>
-#include <functional>
 #include <memory>
 #include <thread>
 #include <unordered_map>
@@ -13,7 +11,7 @@
 
 #include "core/file_system_error.h"
 #include "core/logger.h"
-#include "core/mutex.h"
+#include "notes_store/export_note_writers.h"
 #include "notes_store/export_paths.h"
 #include "notes_store/library_export_manifest.h"
 #include "notes_store/library_export_plan.h"
@@ -183,120 +181,6 @@ std::string upper(std::string text) {
   return text;
 }
 
-// One note of a batch to write, and what came of it.
-struct NoteJob {
-  size_t index = 0;  // into the plan
-  std::string body;  // as stored
-  bool bodyOverLimit = false;
-  bool mayHaveTables = false;
-  bool mayHaveInlineTexts = false;
-  // Rendered ahead on the calling thread: the note reads tables or inline
-  // texts, and the database connection belongs to that thread.
-  std::optional<RenderedNote> rendered;
-
-  enum class Outcome { kNotDone, kWritten, kSkipped, kOverLimit } outcome = Outcome::kNotDone;
-  std::string skipReason;
-  size_t tablesUnreadable = 0;
-  bool withoutBody = false;
-  bool renamed = false;
-  std::exception_ptr error;  // anything else that went wrong; rethrown on the calling thread
-};
-
-// The notes of one batch.
-struct NoteBatch {
-  size_t start = 0;
-  size_t end = 0;
-  std::vector<NoteJob> jobs;
-  // Taken from and counted down by the writers, under their mutex.
-  size_t next = 0;
-  size_t unfinished = 0;
-};
-
-// Threads that write the notes of the batches handed to them, each taking the
-// next note not yet taken, and going on to the next batch without waiting for
-// the calling thread to take in the last.
-class NoteWriters {
- public:
-  using Write = std::function<void(NoteJob&, size_t writer)>;
-
-  NoteWriters(size_t count, Write write) : write_(std::move(write)) {
-    for (size_t w = 0; w < count; ++w) threads_.emplace_back([this, w] { work(w); });
-  }
-  ~NoteWriters() {
-    {
-      core::MutexLock lock(mutex_);
-      closing_ = true;
-    }
-    changed_.notify_all();
-    for (std::thread& thread : threads_) thread.join();
-  }
-  NoteWriters(const NoteWriters&) = delete;
-  NoteWriters& operator=(const NoteWriters&) = delete;
-
-  // Hands over a batch with notes; it must live until waitFor(batch) returns.
-  void add(NoteBatch& batch) {
-    {
-      core::MutexLock lock(mutex_);
-      batch.unfinished = batch.jobs.size();
-      queue_.push_back(&batch);
-    }
-    changed_.notify_all();
-  }
-
-  // Returns once each note of the batch is written or passed over.
-  void waitFor(const NoteBatch& batch) {
-    core::MutexLock lock(mutex_);
-    changed_.wait(lock, [&]() ZEPHYL_REQUIRES(mutex_) { return batch.unfinished == 0; });
-  }
-
-  // The notes not yet taken are passed over, and stay not done.
-  void passOverTheRest() {
-    core::MutexLock lock(mutex_);
-    passOver_ = true;
-  }
-
- private:
-  void work(size_t writer) {
-    for (;;) {
-      NoteBatch* batch = nullptr;
-      size_t job = 0;
-      bool passOver = false;
-      {
-        core::MutexLock lock(mutex_);
-        changed_.wait(lock, [this]() ZEPHYL_REQUIRES(mutex_) { return closing_ || !queue_.empty(); });
-        if (queue_.empty()) return;
-        batch = queue_.front();
-        job = batch->next++;
-        // Its last note taken, the batch leaves the queue; it lives on until
-        // that note is finished, since the calling thread waits for it.
-        if (batch->next == batch->jobs.size()) queue_.pop_front();
-        passOver = passOver_;
-      }
-      if (!passOver) {
-        try {
-          write_(batch->jobs[job], writer);
-        } catch (...) {
-          batch->jobs[job].error = std::current_exception();
-        }
-      }
-      bool last = false;
-      {
-        core::MutexLock lock(mutex_);
-        last = --batch->unfinished == 0;
-      }
-      if (last) changed_.notify_all();
-    }
-  }
-
-  const Write write_;
-  core::Mutex mutex_;
-  std::condition_variable_any changed_;
-  std::deque<NoteBatch*> queue_ ZEPHYL_GUARDED_BY(mutex_);
-  bool passOver_ ZEPHYL_GUARDED_BY(mutex_) = false;
-  bool closing_ ZEPHYL_GUARDED_BY(mutex_) = false;
-  std::vector<std::thread> threads_;  // last: they start once the fields they read exist
-};
-
 // The write step of one export: the plan's notes in batches, each changed note
 // rendered and replaced, the manifest kept up with what is on disk. Rendering
 // and writing a note depends on no other note, so two workers share each
@@ -325,9 +209,9 @@ class ExportWrite {
     classify();
     placeRecords();
     // At most two batches are out: the one being written and the next.
-    std::deque<std::unique_ptr<NoteBatch>> out;
-    NoteWriters writers(kWriters,
-                        [this](NoteJob& job, size_t writer) { writeNote(job, writerLinks_[writer]); });
+    std::deque<std::unique_ptr<ExportNoteBatch>> out;
+    ExportNoteWriters writers(
+        kWriters, [this](ExportNoteJob& job, size_t writer) { writeNote(job, writerLinks_[writer]); });
     try {
       for (size_t start = 0; start < notes_.size(); start += kBatchSize) {
         if (options_.stop.stop_requested()) throw core::CancellationError();
@@ -402,8 +286,8 @@ class ExportWrite {
 
   // The notes of [start, end) to write, with their bodies; those that read the
   // database while rendering are rendered here.
-  std::unique_ptr<NoteBatch> prepareBatch(size_t start, size_t end) {
-    auto batch = std::make_unique<NoteBatch>();
+  std::unique_ptr<ExportNoteBatch> prepareBatch(size_t start, size_t end) {
+    auto batch = std::make_unique<ExportNoteBatch>();
     batch->start = start;
     batch->end = end;
     std::vector<int64_t> keys;
@@ -430,7 +314,7 @@ class ExportWrite {
     }
     const NotesDatabaseAccess::AttachmentHolders& holders = *holders_;
     for (size_t j = 0; j < batch->jobs.size(); ++j) {
-      NoteJob& job = batch->jobs[j];
+      ExportNoteJob& job = batch->jobs[j];
       const NotesNoteRow& note = notes_[job.index].note;
       job.mayHaveTables = holders.withTables.count(noteKeys[j]) != 0;
       job.mayHaveInlineTexts = holders.withInlineTexts.count(noteKeys[j]) != 0;
@@ -446,8 +330,8 @@ class ExportWrite {
   }
 
   // Waits for the oldest batch out, then takes in what its notes came to.
-  void finish(NoteWriters& writers, std::deque<std::unique_ptr<NoteBatch>>& out) {
-    const std::unique_ptr<NoteBatch> batch = std::move(out.front());
+  void finish(ExportNoteWriters& writers, std::deque<std::unique_ptr<ExportNoteBatch>>& out) {
+    const std::unique_ptr<ExportNoteBatch> batch = std::move(out.front());
     out.pop_front();
     writers.waitFor(*batch);
     takeIn(*batch);
@@ -455,23 +339,23 @@ class ExportWrite {
     if (!recorded_ && schedule_.due()) saveManifest();
   }
 
-  void takeIn(NoteBatch& batch) {
+  void takeIn(ExportNoteBatch& batch) {
     std::exception_ptr error;
-    for (NoteJob& job : batch.jobs) {
+    for (ExportNoteJob& job : batch.jobs) {
       const LibraryExportPlanEntry& entry = notes_[job.index];
       switch (job.outcome) {
-        case NoteJob::Outcome::kNotDone:
+        case ExportNoteJob::Outcome::kNotDone:
           if (job.error && !error) error = job.error;
           break;
-        case NoteJob::Outcome::kSkipped:
+        case ExportNoteJob::Outcome::kSkipped:
           kLog.warning() << "Skipped a note: " << job.skipReason;
           summary_.skipped.push_back({entry.target, std::move(job.skipReason)});
           break;
-        case NoteJob::Outcome::kOverLimit:
+        case ExportNoteJob::Outcome::kOverLimit:
           kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
           summary_.overLimitSkipped.push_back(entry.target);
           break;
-        case NoteJob::Outcome::kWritten:
+        case ExportNoteJob::Outcome::kWritten:
           summary_.tablesUnreadable += job.tablesUnreadable;
           if (job.withoutBody) ++summary_.withoutBody;
           if (job.renamed) ++summary_.renamed;
@@ -486,7 +370,7 @@ class ExportWrite {
     if (options_.stop.stop_requested()) throw core::CancellationError();
   }
 
-  RenderedNote render(const NoteJob& job) {
+  RenderedNote render(const ExportNoteJob& job) {
     const LibraryExportPlanEntry& entry = notes_[job.index];
     NoteRenderSource source;
     source.id = entry.note.id;
@@ -507,33 +391,33 @@ class ExportWrite {
   }
 
   // On a worker: renders the note unless that was done ahead, and replaces its file.
-  void writeNote(NoteJob& job, SymbolicLinkCheck& links) {
+  void writeNote(ExportNoteJob& job, SymbolicLinkCheck& links) {
     const LibraryExportPlanEntry& entry = notes_[job.index];
     const std::string& target = entry.target;
     if (const auto link = links.onFolders(target)) {
       job.skipReason = std::string(kSymbolicLinkRefused) + *link;
-      job.outcome = NoteJob::Outcome::kSkipped;
+      job.outcome = ExportNoteJob::Outcome::kSkipped;
       return;
     }
     const RenderedNote rendered = job.rendered ? std::move(*job.rendered) : render(job);
     job.rendered.reset();
     std::string().swap(job.body);
     if (rendered.overLimit) {
-      job.outcome = NoteJob::Outcome::kOverLimit;
+      job.outcome = ExportNoteJob::Outcome::kOverLimit;
       return;
     }
     const std::string front = frontMatter(entry.note, entry.folderDisplayPath);
     try {
       if (!files_.replaceFileUnlessLink(joinPath(directory_, target), {front, rendered.markdown})) {
         job.skipReason = std::string(kSymbolicLinkRefused) + target;
-        job.outcome = NoteJob::Outcome::kSkipped;
+        job.outcome = ExportNoteJob::Outcome::kSkipped;
         return;
       }
     } catch (const core::FileSystemError& error) {
       // A name too long for this file system, a file where a folder must go:
       // this note only.
       job.skipReason = error.reason();
-      job.outcome = NoteJob::Outcome::kSkipped;
+      job.outcome = ExportNoteJob::Outcome::kSkipped;
       return;
     }
     // No other note can have taken the earlier file's name: the plan keeps it
@@ -544,7 +428,7 @@ class ExportWrite {
     }
     job.tablesUnreadable = rendered.tablesUnreadable;
     job.withoutBody = rendered.fromTitleAndPreview;
-    job.outcome = NoteJob::Outcome::kWritten;
+    job.outcome = ExportNoteJob::Outcome::kWritten;
   }
 
   // The relative link from a note in `fromFolder` to the note `identifier`
