@@ -1,6 +1,7 @@
 #include "notes_store/note_markdown.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 
 namespace zephyl::notes_store {
@@ -143,27 +144,26 @@ bool isAsciiAlnum(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 
+// Whether a character takes a backslash in inline text, outside tables (bit
+// 0) and inside them (bit 1).
+constexpr std::array<uint8_t, 256> kInlineEscapes = [] {
+  std::array<uint8_t, 256> table{};
+  for (const unsigned char c : std::string_view("\\`*_[]<~")) table[c] = 3;
+  table['|'] = 2;
+  return table;
+}();
+
 void appendEscapedInline(std::string& out, std::string_view text, bool inTable) {
-  for (char c : text) {
-    switch (c) {
-      case '\\':
-      case '`':
-      case '*':
-      case '_':
-      case '[':
-      case ']':
-      case '<':
-      case '~':
-        out += '\\';
-        break;
-      case '|':
-        if (inTable) out += '\\';
-        break;
-      default:
-        break;
+  const uint8_t bit = inTable ? 2 : 1;
+  size_t run = 0;  // the start of the text not yet appended
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (kInlineEscapes[static_cast<unsigned char>(text[i])] & bit) {
+      out.append(text, run, i - run);
+      out += '\\';
+      run = i;
     }
-    out += c;
   }
+  out.append(text, run, text.size() - run);
 }
 
 std::string escapeInline(std::string_view text, bool inTable) {
