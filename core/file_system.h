@@ -105,6 +105,18 @@ class FileSystem {
   // Throws FileSystemError when it exists but cannot be listed.
   virtual std::vector<std::string> listDirectory(const std::string& path) = 0;
 
+  // The names in a folder that are regular files (see isRegularFile),
+  // unordered; empty when it does not exist. Where the file system can, one
+  // pass over the folder instead of a look at each name. Throws
+  // FileSystemError when it exists but cannot be listed.
+  virtual std::vector<std::string> listRegularFiles(const std::string& path) {
+    std::vector<std::string> files;
+    for (std::string& name : listDirectory(path)) {
+      if (isRegularFile(path + "/" + name)) files.push_back(std::move(name));
+    }
+    return files;
+  }
+
   // Removes, in `directory` and its subfolders (symbolic links not followed),
   // the temporary files that writes of processes no longer running left behind
   // (after kill -9 or a power cut). Throws FileSystemError.

@@ -28,6 +28,11 @@ constexpr std::string_view kSymbolicLinkRefused = "a symbolic link in the export
 
 using Manifest = LibraryExportManifest;
 
+// For sets of strings looked up by string_view.
+struct StringHash : std::hash<std::string_view> {
+  using is_transparent = void;
+};
+
 std::string joinPath(const std::string& directory, const std::string& relative) {
   return directory + "/" + relative;
 }
@@ -91,10 +96,7 @@ class SymbolicLinkCheck {
  private:
   core::FileSystem& files_;
   const std::string& directory_;
-  struct Hash : std::hash<std::string_view> {
-    using is_transparent = void;
-  };
-  std::unordered_set<std::string, Hash, std::equal_to<>> plainFolders_;
+  std::unordered_set<std::string, StringHash, std::equal_to<>> plainFolders_;
 };
 
 // Removes the file a renamed note had; a file reached through a symbolic link,
@@ -243,27 +245,45 @@ class ExportWrite {
 
  private:
   // Whether the file of an earlier run still holds this version of the note.
-  bool unchanged(const LibraryExportPlanEntry& entry, SymbolicLinkCheck& links) {
-    return !options_.force && entry.previous && entry.previous->path == entry.target &&
-           entry.previous->modified == core::formatIso8601(entry.note.modifiedAt).value_or("") &&
-           !links.onFolders(entry.target) && files_.isRegularFile(joinPath(directory_, entry.target));
+  bool unchanged(const LibraryExportPlanEntry& entry) {
+    if (options_.force || !entry.previous || entry.previous->path != entry.target ||
+        entry.previous->modified != core::formatIso8601(entry.note.modifiedAt).value_or("") ||
+        links_.onFolders(entry.target)) {
+      return false;
+    }
+    const size_t slash = entry.target.rfind('/');
+    const std::string folder = slash == std::string::npos ? "" : entry.target.substr(0, slash);
+    const auto& files = regularFilesIn(folder);
+    return files.count(std::string_view(entry.target).substr(slash + 1)) != 0;
   }
 
-  // What each note needs, decided before the first batch: a file to look at
-  // per note, on two threads.
+  // The regular files of a folder of the export, listed once: one pass over
+  // each folder where a look at each file costs a system call apiece.
+  const std::unordered_set<std::string, StringHash, std::equal_to<>>& regularFilesIn(
+      const std::string& folder) {
+    auto found = regularFiles_.find(folder);
+    if (found != regularFiles_.end()) return found->second;
+    auto& files = regularFiles_[folder];
+    try {
+      for (std::string& name :
+           files_.listRegularFiles(folder.empty() ? directory_ : joinPath(directory_, folder)))
+        files.insert(std::move(name));
+    } catch (const core::FileSystemError& error) {
+      // Its notes are written again.
+      kLog.warning() << "Could not list an export folder: " << error.what();
+    }
+    return files;
+  }
+
+  // What each note needs, decided before the first batch.
   void classify() {
     actions_.resize(notes_.size());
-    const auto classifyRange = [this](size_t from, size_t to, SymbolicLinkCheck& links) {
-      for (size_t i = from; i < to; ++i) {
-        actions_[i] = notes_[i].note.isPasswordProtected != 0 ? Action::kSkipLocked
-                      : unchanged(notes_[i], links)           ? Action::kKeep
-                                                              : Action::kWrite;
-      }
-    };
-    const size_t middle = notes_.size() / 2;
-    std::thread secondHalf(classifyRange, middle, notes_.size(), std::ref(writerLinks_[0]));
-    classifyRange(0, middle, links_);
-    secondHalf.join();
+    for (size_t i = 0; i < notes_.size(); ++i) {
+      actions_[i] = notes_[i].note.isPasswordProtected != 0 ? Action::kSkipLocked
+                    : unchanged(notes_[i])                  ? Action::kKeep
+                                                            : Action::kWrite;
+    }
+    regularFiles_.clear();
   }
 
   // Gives each note to write its place in the manifest before the first write,
@@ -458,6 +478,7 @@ class ExportWrite {
   SymbolicLinkCheck links_;                  // the calling thread's
   SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
   enum class Action : uint8_t { kWrite, kKeep, kSkipLocked };
+  std::unordered_map<std::string, std::unordered_set<std::string, StringHash, std::equal_to<>>> regularFiles_;
   std::vector<Action> actions_;              // for each note of the plan
   std::vector<Manifest::iterator> records_;  // for each note to write, its place in the manifest
   ManifestSchedule schedule_;

@@ -1,5 +1,6 @@
 #include "platform/linux/posix_file_system.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -13,6 +14,7 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
 #include "core/file_system_error.h"
@@ -298,6 +300,30 @@ std::vector<std::string> PosixFileSystem::listDirectory(const std::string& path)
     names.push_back(it->path().filename().string());
   }
   return names;
+}
+
+std::vector<std::string> PosixFileSystem::listRegularFiles(const std::string& path) {
+  std::vector<std::string> names;
+  std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path.c_str()), ::closedir);
+  if (!folder) {
+    if (errno == ENOENT) return names;
+    throw FileSystemError(FileSystemError::Code::kListFailed, path, errnoText(errno));
+  }
+  for (;;) {
+    errno = 0;
+    const dirent* entry = ::readdir(folder.get());
+    if (entry == nullptr) {
+      if (errno != 0) throw FileSystemError(FileSystemError::Code::kListFailed, path, errnoText(errno));
+      return names;
+    }
+    bool regular = entry->d_type == DT_REG;
+    if (entry->d_type == DT_UNKNOWN) {
+      struct stat status;
+      regular = ::fstatat(::dirfd(folder.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+                S_ISREG(status.st_mode);
+    }
+    if (regular) names.emplace_back(entry->d_name);
+  }
 }
 
 }  // namespace zephyl::platform

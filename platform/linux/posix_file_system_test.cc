@@ -65,6 +65,10 @@ TEST(PosixFileSystem, AtomicWriteCreatesFoldersReplacesAndLeavesNoTemporaries) {
   EXPECT_EQ(files.readFile(link), "replaced");
   EXPECT_TRUE(files.isRegularFile(link));
   EXPECT_FALSE(files.isRegularFile((root / "a").string()));
+  fs::create_symlink(link, root / "a" / "link to a file");
+  fs::create_directory(root / "a" / "folder");
+  EXPECT_EQ(files.listRegularFiles((root / "a").string()), std::vector<std::string>{"link.md"});
+  EXPECT_TRUE(files.listRegularFiles((root / "missing").string()).empty());
   fs::remove(link);
 
   // A folder in the way of the file fails cleanly.
