@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
-
 #include "core/logger.h"
+#include "platform/testing/capturing_log_sink.h"
 #include "platform/testing/fake_accessibility.h"
 #include "platform/testing/fake_event_tap_factory.h"
 #include "platform/testing/fake_local_key_monitor.h"
@@ -20,22 +19,6 @@ using TapRecord = platform::testing::FakeEventTapFactory::TapRecord;
 
 constexpr int32_t kNotesPid = 501;
 constexpr uint16_t kKeyO = 31;
-
-class CapturingSink : public core::LogSink {
- public:
-  void write(core::LogLevel, std::string_view, std::string_view message) override {
-    std::lock_guard lock(mutex_);
-    lines_.emplace_back(message);
-  }
-  size_t count(std::string_view line) {
-    std::lock_guard lock(mutex_);
-    return std::count(lines_.begin(), lines_.end(), line);
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
 
 TapEvent keyDown(int64_t keyCode, std::string characters, uint64_t flags = 0, int64_t target = kNotesPid) {
   return TapEvent{TapEventType::kKeyDown, flags, keyCode, target, std::move(characters)};
@@ -71,7 +54,8 @@ class KeyboardMonitorTest : public ::testing::Test {
     return live;
   }
 
-  std::shared_ptr<CapturingSink> sink_ = std::make_shared<CapturingSink>();
+  std::shared_ptr<platform::testing::CapturingLogSink> sink_ =
+      std::make_shared<platform::testing::CapturingLogSink>();
   platform::testing::FakeEventTapFactory taps_;
   platform::testing::FakeAccessibility accessibility_;
   platform::testing::FakeProgramFileInspector programFile_;
