@@ -27,11 +27,6 @@ std::string jwt(const std::string& payload) {
   return ai::base64URLEncode(R"({"alg":"none"})") + "." + ai::base64URLEncode(payload) + ".sig";
 }
 
-std::string readAll(const std::string& path) {
-  std::ifstream in(path);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 // A Responses service on loopback: a short answer to any request; keeps the
 // credentials each request carried.
 class ResponsesReplay {
@@ -112,7 +107,7 @@ class AuthLoginProcessTest : public ::testing::Test {
     }
     const int status = ::pclose(pipe);
     result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.err = readAll(errFile);
+    result.err = platform::testing::readFile(errFile);
     transcript_ += result.out + result.err;
     return result;
   }
@@ -177,7 +172,9 @@ TEST_F(AuthLoginProcessTest, CodexSignInStoresTheAccountAndNoSecretLeaks) {
   EXPECT_NE(transcript_.find("[OAuthTokenClient]"), std::string::npos) << "debug logging was on";
   for (const std::string& secret : {accessToken, refreshToken, apiKey, idToken}) {
     EXPECT_EQ(transcript_.find(secret), std::string::npos) << "output shows " << secret;
-    EXPECT_EQ(readAll(folder_.file("config/settings.json")).find(secret), std::string::npos) << secret;
+    EXPECT_EQ(platform::testing::readFile(folder_.file("config/settings.json")).find(secret),
+              std::string::npos)
+        << secret;
   }
 }
 
@@ -261,7 +258,8 @@ TEST_F(AuthLoginProcessTest, AKeyEchoedByTheServiceLeaksNowhere) {
   for (const auto& entry : fs::recursive_directory_iterator(folder_.file("data"))) {
     if (entry.is_regular_file()) files.push_back(entry.path().string());
   }
-  for (const auto& file : files) EXPECT_EQ(readAll(file).find(key), std::string::npos) << file;
+  for (const auto& file : files)
+    EXPECT_EQ(platform::testing::readFile(file).find(key), std::string::npos) << file;
 }
 
 }  // namespace

@@ -19,13 +19,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string readBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
-
 using testing::CommandResult;
 
 class CliAppTest : public ::testing::Test {
@@ -88,7 +81,7 @@ class CliAppTest : public ::testing::Test {
 
 TEST_F(CliAppTest, FoldersAndNotesAsJson) {
   const std::string library = writeLibrary();
-  const std::string before = readBytes(library);
+  const std::string before = platform::testing::readFile(library);
 
   const CommandResult folders = run({"--db", library, "folders", "--json"});
   ASSERT_EQ(folders.code, 0) << folders.err;
@@ -127,7 +120,7 @@ TEST_F(CliAppTest, FoldersAndNotesAsJson) {
   EXPECT_NE(human.out.find("[locked] Locked"), std::string::npos);
   EXPECT_EQ(human.out.find("Thrown away"), std::string::npos);
   EXPECT_EQ(run({"--db", library, "folders"}).code, 0);
-  EXPECT_EQ(readBytes(library), before);
+  EXPECT_EQ(platform::testing::readFile(library), before);
 }
 
 TEST_F(CliAppTest, ShowPrintsMarkdownOrDecodedJsonForAnyWayOfNamingTheNote) {

@@ -170,7 +170,8 @@ TEST_F(NoteTemplateServiceTest, InstallReportsExistingOrCreatedAndScriptErrors) 
   scripts.queueResult("maybe");
   EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::kCreated);
   EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::kExisting);
-  EXPECT_EQ(failureOf([&] { service.install(meeting); }), "Apple Notes returned an error: Unexpected result: maybe");
+  EXPECT_EQ(failureOf([&] { service.install(meeting); }),
+            "Apple Notes returned an error: Unexpected result: maybe");
   EXPECT_EQ(scripts.runs()[0].source, NoteTemplateScripts::installScript(meeting));
 
   scripts.setFailure(ScriptError(ScriptError::Code::kExecutionFailed, std::string(kNoAccountMessage)));

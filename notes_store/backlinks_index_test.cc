@@ -16,7 +16,6 @@
 namespace zephyl::notes_store {
 namespace {
 
-
 std::string bodyLinkingTo(const std::string& link) {
   return gzipCompress(
       encodeNoteDocument({NoteRunSpec{.text = "see "}, NoteRunSpec{.text = "there", .link = link}}));

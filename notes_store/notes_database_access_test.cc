@@ -25,13 +25,6 @@ namespace {
 namespace fs = std::filesystem;
 using platform::testing::FakeNotesDatabaseGrant;
 
-std::string readBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
-
 // A fresh folder per test, removed afterwards.
 class NotesDatabaseAccessTest : public ::testing::Test {
  protected:
@@ -647,7 +640,7 @@ TEST_F(NotesDatabaseAccessTest, ReadOnlyFolderIsReadAsImmutableAndSaysThatTheWal
       fs::remove(path + "-wal");
       fs::remove(path + "-shm");
     }
-    const std::string bytes = readBytes(path);
+    const std::string bytes = platform::testing::readFile(path);
     FakeNotesDatabaseGrant grant(path);
     NotesDatabaseAccess access(grant, files_, "/home/nobody");
     std::vector<std::string> warnings;
@@ -670,7 +663,7 @@ TEST_F(NotesDatabaseAccessTest, ReadOnlyFolderIsReadAsImmutableAndSaysThatTheWal
     EXPECT_EQ(warnings, c.keepWal ? std::vector<std::string>{std::string(kUnreadWalWarning)}
                                   : std::vector<std::string>{})
         << "once, and only when a -wal was left unread";
-    EXPECT_EQ(readBytes(path), bytes);
+    EXPECT_EQ(platform::testing::readFile(path), bytes);
     EXPECT_FALSE(fs::exists(path + "-shm"));
   }
 }
@@ -706,7 +699,7 @@ TEST_P(RealLibraryTest, ListsExactlyTheLiveFoldersAndNotes) {
   // Copied first: even a read-only open creates -shm and -wal beside a WAL library.
   const fs::path copy = directory_ / "NoteStore.sqlite";
   fs::copy_file(source, copy);
-  const std::string before = readBytes(copy);
+  const std::string before = platform::testing::readFile(copy);
 
   const auto result = read(copy.string(), [](auto& c) {
     return std::make_pair(NotesDatabaseAccess::fetchFolderTree(c), NotesDatabaseAccess::fetchNoteList(c));
@@ -732,7 +725,7 @@ TEST_P(RealLibraryTest, ListsExactlyTheLiveFoldersAndNotes) {
   EXPECT_EQ(titles.count("This is a deleted note"), 0u);  // it lies in the trash
   EXPECT_TRUE(titles.count("This note is in a subfolder"));
   EXPECT_TRUE(titles.count("This note is password protected"));
-  EXPECT_EQ(readBytes(copy), before);
+  EXPECT_EQ(platform::testing::readFile(copy), before);
 }
 
 INSTANTIATE_TEST_SUITE_P(Libraries, RealLibraryTest,
