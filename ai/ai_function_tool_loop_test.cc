@@ -8,6 +8,7 @@
 
 #include "ai/ai_service_factory.h"
 #include "core/in_memory_settings_store.h"
+#include "platform/testing/collecting_usage_recorder.h"
 #include "platform/testing/fake_clock.h"
 #include "platform/testing/fake_monotonic_clock.h"
 #include "platform/testing/fake_random_source.h"
@@ -20,11 +21,6 @@ namespace {
 
 using core::JSONValue;
 using platform::testing::ScriptedHTTPExchange;
-
-class DroppingRecorder : public AIUsageRecorder {
- public:
-  void record(const AIUsageRecord&) override {}
-};
 
 // A notes query tool that answers with `output` and names the note it found.
 class FakeNotesTool : public AIFunctionTool {
@@ -128,7 +124,7 @@ class AIFunctionToolLoopTest : public ::testing::Test {
   platform::testing::FakeRandomSource random_{{0.5}};
   platform::testing::FakeClock wallClock_;
   platform::testing::InMemoryCredentialStore credentials_;
-  DroppingRecorder recorder_;
+  platform::testing::CollectingUsageRecorder recorder_;
   core::InMemorySettingsStore settings_;
 };
 

@@ -14,6 +14,7 @@
 #include "ai/google_generate_content_stream_decoder.h"
 #include "core/in_memory_settings_store.h"
 #include "platform/linux/curl_http_transport.h"
+#include "platform/testing/collecting_usage_recorder.h"
 #include "platform/testing/fake_clock.h"
 #include "platform/testing/fake_monotonic_clock.h"
 #include "platform/testing/fake_random_source.h"
@@ -246,10 +247,7 @@ class JSONStreamServiceTest : public ::testing::Test {
   platform::testing::FakeClock wallClock_;
   platform::testing::InMemoryCredentialStore credentials_;
   core::InMemorySettingsStore settings_;
-  class DroppingRecorder : public AIUsageRecorder {
-   public:
-    void record(const AIUsageRecord&) override {}
-  } recorder_;
+  platform::testing::CollectingUsageRecorder recorder_;
   std::unique_ptr<LoopbackHTTPServer> server_;
   std::mutex mutex_;  // guards received_
   std::vector<LoopbackRequest> received_;

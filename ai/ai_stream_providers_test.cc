@@ -6,6 +6,7 @@
 #include "ai/ai_http_client.h"
 #include "ai/budgeted_ai_stream_provider.h"
 #include "ai/usage_recording_ai_stream_provider.h"
+#include "platform/testing/collecting_usage_recorder.h"
 #include "platform/testing/fake_monotonic_clock.h"
 
 namespace zephyl::ai {
@@ -97,12 +98,6 @@ TEST(BudgetedAIStreamProvider, CancellingTheConsumerStopsAStalledProducer) {
   EXPECT_EQ(stream.next(), std::nullopt);
 }
 
-class RecordingRecorder : public AIUsageRecorder {
- public:
-  void record(const AIUsageRecord& record) override { records.push_back(record); }
-  std::vector<AIUsageRecord> records;
-};
-
 TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDuration) {
   platform::testing::FakeMonotonicClock clock;
   ScriptedProvider wrapped;
@@ -110,7 +105,7 @@ TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDu
   wrapped.events = {AIStreamEvent::RequestID{"resp_7"}, AIStreamEvent::AssistantMessageDelta{"hi"},
                     AIStreamEvent::UsageReported{AIReportedUsage{10, 2, 5, 1, 15}},
                     AIStreamEvent::Completed{}};
-  RecordingRecorder recorder;
+  platform::testing::CollectingUsageRecorder recorder;
   const AIModelCatalog catalog;
   UsageRecordingAIStreamProvider recording(
       wrapped, recorder, clock, [&catalog](const std::string& model) { return catalog.provider(model); });
@@ -120,26 +115,25 @@ TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDu
   request.performanceContext->kind = "chatTitle";
 
   EXPECT_EQ(collect(recording, request), wrapped.events);
-  ASSERT_EQ(recorder.records.size(), 1u);
-  EXPECT_EQ(recorder.records[0], (AIUsageRecord{AIProvider::kZAICodingPlan,
-                                                "zai:glm-5.3",
-                                                AIUsageRequestKind::kTitle,
-                                                ReasoningEffort::kMax,
-                                                {{AIReportedUsage{10, 2, 5, 1, 15}, "resp_7"}},
-                                                4s}));
+  EXPECT_EQ(recorder.records(), (std::vector<AIUsageRecord>{{AIProvider::kZAICodingPlan,
+                                                             "zai:glm-5.3",
+                                                             AIUsageRequestKind::kTitle,
+                                                             ReasoningEffort::kMax,
+                                                             {{AIReportedUsage{10, 2, 5, 1, 15}, "resp_7"}},
+                                                             4s}}));
 
   // A stream that fails after reporting usage still records it; one without usage counts as a
   // request; an unknown kind is a generic request.
   wrapped.failure = std::make_exception_ptr(std::runtime_error("dropped"));
   EXPECT_THROW(collect(recording, request), std::runtime_error);
-  EXPECT_EQ(recorder.records.size(), 2u);
+  EXPECT_EQ(recorder.records().size(), 2u);
   wrapped.events = {AIStreamEvent::Completed{}};
   wrapped.failure = nullptr;
   request.performanceContext->kind = "summary";
   collect(recording, request);
-  ASSERT_EQ(recorder.records.size(), 3u);
-  EXPECT_TRUE(recorder.records[2].reports.empty());
-  EXPECT_EQ(recorder.records[2].kind, AIUsageRequestKind::kRequest);
+  ASSERT_EQ(recorder.records().size(), 3u);
+  EXPECT_TRUE(recorder.records()[2].reports.empty());
+  EXPECT_EQ(recorder.records()[2].kind, AIUsageRequestKind::kRequest);
 }
 
 }  // namespace
