@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <stdexcept>
 
 #include "ai/ai_http_client.h"
@@ -8,37 +7,14 @@
 #include "ai/usage_recording_ai_stream_provider.h"
 #include "platform/testing/collecting_usage_recorder.h"
 #include "platform/testing/fake_monotonic_clock.h"
+#include "platform/testing/scripted_ai_stream_provider.h"
 
 namespace zephyl::ai {
 namespace {
 
 using namespace std::chrono_literals;
 
-// Emits its script, then throws `failure` if set; counts its calls.
-class ScriptedProvider : public AIStreamProvider {
- public:
-  void produce(const AIStreamRequest&, std::stop_token stop, const Emit& emit) override {
-    ++calls;
-    for (const auto& event : events) {
-      if (clock != nullptr) clock->advance(1s);
-      emit(event);
-    }
-    if (failure) std::rethrow_exception(failure);
-    if (waitForStop) {
-      // A stalled service: only cancellation ends it.
-      std::mutex mutex;
-      std::condition_variable_any never;
-      std::unique_lock lock(mutex);
-      never.wait(lock, stop, [] { return false; });
-      throw core::CancellationError();
-    }
-  }
-  std::vector<AIStreamEvent> events;
-  std::exception_ptr failure;
-  bool waitForStop = false;
-  platform::testing::FakeMonotonicClock* clock = nullptr;
-  std::atomic<int> calls = 0;
-};
+using ScriptedProvider = platform::testing::ScriptedAIStreamProvider;
 
 std::vector<AIStreamEvent> collect(AIStreamProvider& provider, const AIStreamRequest& request) {
   std::vector<AIStreamEvent> events;
@@ -63,10 +39,10 @@ TEST(BudgetedAIStreamProvider, RefusesBeforeTheWrappedProviderIsCalled) {
   AIStreamRequest attached = requestFor(std::string(20'000, 'a'));
   attached.limits = AIRequestLimits{8'000, std::nullopt};
   EXPECT_THROW(collect(budgeted, attached), AIRequestBudgetError);
-  EXPECT_EQ(wrapped.calls, 0);
+  EXPECT_EQ(wrapped.requests.size(), 0u);
 
   EXPECT_EQ(collect(budgeted, requestFor(std::string(20'000, 'a'))), wrapped.events);
-  EXPECT_EQ(wrapped.calls, 1);
+  EXPECT_EQ(wrapped.requests.size(), 1u);
 }
 
 TEST(BudgetedAIStreamProvider, ServiceOverflowBecomesContextTooLargeAfterEarlierEvents) {
