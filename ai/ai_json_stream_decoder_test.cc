@@ -205,12 +205,8 @@ class JSONStreamServiceTest : public ::testing::Test {
             received_.push_back(request);
           }
           const Reply& reply = replies[std::min<size_t>(index, replies.size() - 1)];
-          connection.write("HTTP/1.1 " + std::to_string(reply.status) +
-                           " X\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
-          for (size_t at = 0; at < reply.body.size(); at += chunk) {
-            connection.writeChunk(std::string_view(reply.body).substr(at, chunk));
-          }
-          connection.writeChunk("");
+          connection.writeChunkedResponse(std::to_string(reply.status) + " X", "text/event-stream",
+                                          reply.body, chunk);
         });
   }
 

@@ -98,11 +98,7 @@ TEST_F(AICommandsTest, DebugStreamServesEveryProviderWithAKey) {
         for (const auto& [name, value] : request.headers) {
           if (name == "Authorization" || name == "x-goog-api-key") authorization = value;
         }
-        connection.write(
-            "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
-        for (size_t at = 0; at < body.size(); at += 5)
-          connection.writeChunk(std::string_view(body).substr(at, 5));
-        connection.writeChunk("");
+        connection.writeChunkedResponse("200 OK", "text/event-stream", body, 5);
       },
       64);
   std::ofstream(directory_ / "config" / "settings.json")
@@ -189,12 +185,9 @@ TEST_F(AICommandsTest, DebugStreamPrintsEventsAndEndsFailuresWithAnErrorLine) {
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);
-    platform::testing::LoopbackHTTPServer server([&test](const platform::testing::LoopbackRequest&,
-                                                         platform::testing::LoopbackConnection& connection,
-                                                         int) {
-      connection.write("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(test.body.size()) + "\r\n\r\n" +
-                       test.body);
-    });
+    platform::testing::LoopbackHTTPServer server(
+        [&test](const platform::testing::LoopbackRequest&, platform::testing::LoopbackConnection& connection,
+                int) { connection.writeResponse("200 OK", "", test.body); });
     const CommandResult result =
         testing::runCommand({"--config-dir", (directory_ / "config").string(), "debug", "stream", "hello",
                              "--model", "openai:gpt-6-sol", "--base-url", server.url("/v1")},

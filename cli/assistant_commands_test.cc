@@ -205,8 +205,7 @@ TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
           R"("response":{"id":"resp_9","usage":{"input_tokens":40,"output_tokens":6,"total_tokens":46}})");
   LoopbackHTTPServer server([&](const LoopbackRequest& request, LoopbackConnection& connection, int) {
     bodies.push_back(request.body);
-    connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: " +
-                     std::to_string(stream.size()) + "\r\n\r\n" + stream);
+    connection.writeResponse("200 OK", "text/event-stream", stream);
   });
   environment_["OPENAI_API_KEY"] = "sk-test";
   const std::vector<std::string> ask = {"--db",       library,       "ask",     "Summarise this note",
@@ -295,8 +294,7 @@ class ReplayServer {
               sse("response.output_text.delta",
                   R"("item_id":"m","delta":)" + json(title ? "“Beta plans”" : answer_).dump()) +
               sse("response.completed", R"("response":{"id":"resp_)" + n + "\"}");
-          connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: " +
-                           std::to_string(stream.size()) + "\r\n\r\n" + stream);
+          connection.writeResponse("200 OK", "text/event-stream", stream);
         }) {}
 
   std::string url() const { return server_.url(""); }

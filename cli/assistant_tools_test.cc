@@ -90,8 +90,7 @@ class AssistantToolsTest : public ::testing::Test {
           }
           events +=
               sse("response.completed", {{"response", {{"id", "resp_" + std::to_string(chats.size())}}}});
-          connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: " +
-                           std::to_string(events.size()) + "\r\n\r\n" + events);
+          connection.writeResponse("200 OK", "text/event-stream", events);
         },
         32);
   }
@@ -153,8 +152,7 @@ TEST_F(AssistantToolsTest, AskWithWebFetchesThePageTheModelNamesAndGivesItBackWr
   LoopbackHTTPServer page([](const LoopbackRequest&, LoopbackConnection& connection, int) {
     const std::string html =
         "<html><title>Bakery hours</title><script>steal()</script><p>Open 7&ndash;9 daily.</p></html>";
-    connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " +
-                     std::to_string(html.size()) + "\r\n\r\n" + html);
+    connection.writeResponse("200 OK", "text/html", html);
   });
   const std::string pageURL = page.url("/hours");
   auto server = serve([&](int round, const json&) {

@@ -63,8 +63,7 @@ class ResponsesReplay {
         "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"item_id\":"
         "\"m\",\"delta\":\"Hi\"}\n\nevent: response.completed\ndata: {\"type\":\"response.completed\","
         "\"response\":{\"id\":\"r1\"}}\n\n";
-    connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: " +
-                     std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+    connection.writeResponse("200 OK", "text/event-stream", body);
   }
 
   std::mutex mutex_;  // guards the fields below
@@ -244,8 +243,7 @@ TEST_F(AuthLoginProcessTest, AKeyEchoedByTheServiceLeaksNowhere) {
       [&](const platform::testing::LoopbackRequest&, platform::testing::LoopbackConnection& connection, int) {
         const std::string body = R"({"error":{"message":"Incorrect API key provided: )" + key +
                                  R"(","header":"Bearer )" + key + R"("}})";
-        connection.write("HTTP/1.1 401 Unauthorized\r\nContent-Type: application/json\r\nContent-Length: " +
-                         std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+        connection.writeResponse("401 Unauthorized", "application/json", body);
       });
   environment_ = "OPENAI_API_KEY=" + key;
   const Run failed = run("debug stream hi --model openai:gpt-6-sol --base-url " + service.url(""));

@@ -17,7 +17,8 @@ class FakeNotesTool : public ai::AIFunctionTool {
   explicit FakeNotesTool(std::string output = {}) : output_(std::move(output)) {}
   std::string name() const override { return "query_notes"; }
   core::JSONValue definition() const override {
-    return core::JSONValue::parse(R"({"type":"function","name":"query_notes","parameters":{"type":"object"}})");
+    return core::JSONValue::parse(
+        R"({"type":"function","name":"query_notes","parameters":{"type":"object"}})");
   }
   ai::AIToolKind kind() const override { return ai::AIToolKind::kNoteSearch; }
   ai::AIToolCallUpdate started(const core::JSONValue& arguments) const override {
