@@ -30,21 +30,12 @@ using platform::testing::LoopbackHTTPServer;
 using platform::testing::LoopbackRequest;
 using testing::CommandResult;
 
-class AssistantCommandsTest : public ::testing::Test {
+class AssistantCommandsTest : public testing::CommandTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "home");
-    environment_["HOME"] = (directory_ / "home").string();
+  AssistantCommandsTest() {
+    leadingArguments_ = {"--data-dir", data(), "--config-dir", config()};
     environment_["TZ"] = "UTC";
   }
-
-  CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
-    arguments.insert(arguments.begin(),
-                     {"--data-dir", data(), "--config-dir", (directory_ / "config").string()});
-    return testing::runCommand(arguments, environment_, input);
-  }
-
-  std::string data() const { return (directory_ / "data").string(); }
 
   // One note, "Plan", whose Markdown the assistant must receive.
   std::string writeLibrary() {
@@ -66,10 +57,6 @@ class AssistantCommandsTest : public ::testing::Test {
     builder.write(path);
     return path;
   }
-
-  platform::testing::TestFolder folder_;
-  fs::path directory_ = folder_.path();
-  std::map<std::string, std::string> environment_;
 };
 
 TEST_F(AssistantCommandsTest, ComposeTurnPrintsTheSystemsOwnTexts) {

@@ -61,19 +61,12 @@ std::pair<std::string, std::string> firstNote(const std::string& output) {
           output.substr(id, output.find('\n', id) - id)};
 }
 
-class AssistantToolsTest : public ::testing::Test {
+class AssistantToolsTest : public testing::CommandTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "home");
-    environment_["HOME"] = (directory_ / "home").string();
+  AssistantToolsTest() {
+    leadingArguments_ = {"--data-dir", data(), "--config-dir", config()};
     environment_["TZ"] = "UTC";
     environment_["OPENAI_API_KEY"] = "sk-test";
-  }
-
-  CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
-    arguments.insert(arguments.begin(), {"--data-dir", (directory_ / "data").string(), "--config-dir",
-                                         (directory_ / "config").string()});
-    return testing::runCommand(arguments, environment_, input);
   }
 
   // Serves each chat request with `reply(round, body)`; a title request with a title.
@@ -95,9 +88,6 @@ class AssistantToolsTest : public ::testing::Test {
         32);
   }
 
-  platform::testing::TestFolder folder_;
-  fs::path directory_ = folder_.path();
-  std::map<std::string, std::string> environment_;
   std::vector<json> chats;  // the bodies of the chat requests, in order
 };
 

@@ -23,17 +23,11 @@ namespace fs = std::filesystem;
 
 using testing::CommandResult;
 
-class TemplateCommandsTest : public ::testing::Test {
+class TemplateCommandsTest : public testing::CommandTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "home");
-    fs::create_directories(directory_ / "config");
-    environment_["HOME"] = (directory_ / "home").string();
-  }
-
-  CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
-    arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
-    return testing::runCommand(arguments, environment_, input);
+  TemplateCommandsTest() {
+    fs::create_directories(config());
+    leadingArguments_ = {"--config-dir", config()};
   }
 
   // `zephyl debug replay [OPTION] -` with `events` as the recording, without a library by default.
@@ -74,10 +68,6 @@ class TemplateCommandsTest : public ::testing::Test {
     builder.write(path);
     return path;
   }
-
-  platform::testing::TestFolder folder_;
-  fs::path directory_ = folder_.path();
-  std::map<std::string, std::string> environment_;
 };
 
 TEST_F(TemplateCommandsTest, ListShowAndExpandTemplatesOfRootFoldersOnly) {
