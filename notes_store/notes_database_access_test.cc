@@ -25,6 +25,16 @@ namespace {
 namespace fs = std::filesystem;
 using platform::testing::FakeNotesDatabaseGrant;
 
+// Runs `sql` on the library at `path` through a connection of its own; with
+// `keepWal`, closing does not checkpoint a -wal into the file.
+void execute(const std::string& path, const std::string& sql, bool keepWal = false) {
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+  if (keepWal) sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  sqlite3_close(db);
+}
+
 // A fresh folder per test, removed afterwards.
 class NotesDatabaseAccessTest : public ::testing::Test {
  protected:
@@ -208,14 +218,10 @@ TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
   for (const auto& date : dates) {
     for (const auto& c : cases) {
       SCOPED_TRACE(std::string(date.column) + " = " + c.stored);
-      sqlite3* db = nullptr;
-      ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-      const std::string update = std::string(
-                                     "UPDATE ziccloudsyncingobject SET zcreationdate3 = 0, "
-                                     "zmodificationdate1 = 0; UPDATE ziccloudsyncingobject SET ") +
-                                 date.column + " = " + c.stored + " WHERE z_pk = " + std::to_string(note);
-      EXPECT_EQ(sqlite3_exec(db, update.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-      sqlite3_close(db);
+      execute(path,
+              std::string("UPDATE ziccloudsyncingobject SET zcreationdate3 = 0, zmodificationdate1 = 0; ") +
+                  "UPDATE ziccloudsyncingobject SET " + date.column + " = " + c.stored +
+                  " WHERE z_pk = " + std::to_string(note));
       const auto notes =
           read(path, [](auto& connection) { return NotesDatabaseAccess::fetchNoteList(connection); });
       ASSERT_TRUE(notes && notes->size() == 1u);
@@ -595,16 +601,10 @@ std::string writeLibraryWithPendingWal(const fs::path& directory) {
   SmallLibrary library;
   const std::string path = (directory / "NoteStore.sqlite").string();
   library.builder.write(path);
-  sqlite3* db = nullptr;
-  EXPECT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-  EXPECT_EQ(sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr), SQLITE_OK);
-  EXPECT_EQ(sqlite3_exec(db,
-                         "PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;"
-                         "UPDATE ziccloudsyncingobject SET ztitle1 = 'Changed' WHERE ztitle1 = 'Plan'",
-                         nullptr, nullptr, nullptr),
-            SQLITE_OK)
-      << sqlite3_errmsg(db);
-  sqlite3_close(db);
+  execute(path,
+          "PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;"
+          "UPDATE ziccloudsyncingobject SET ztitle1 = 'Changed' WHERE ztitle1 = 'Plan'",
+          /*keepWal=*/true);
   fs::remove(path + "-shm");
   EXPECT_TRUE(fs::exists(path + "-wal"));
   return path;
@@ -633,10 +633,7 @@ TEST_F(NotesDatabaseAccessTest, ReadOnlyFolderIsReadAsImmutableAndSaysThatTheWal
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     if (!c.keepWal && fs::exists(path + "-wal")) {
-      sqlite3* db = nullptr;
-      ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-      sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
-      sqlite3_close(db);
+      execute(path, "PRAGMA wal_checkpoint(TRUNCATE)");
       fs::remove(path + "-wal");
       fs::remove(path + "-shm");
     }
