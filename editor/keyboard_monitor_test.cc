@@ -86,12 +86,9 @@ TEST_F(KeyboardMonitorTest, ForwardedKeysReachTheMainQueueAndOnlyConsumedOnesAre
   // The controller only hears of keys on the main queue.
   EXPECT_TRUE(keys_.empty());
   EXPECT_EQ(mainQueue_.drain(), 2u);
-  ASSERT_EQ(keys_.size(), 2u);
-  EXPECT_EQ(keys_[0].characters, "H");
-  EXPECT_EQ(keys_[0].modifierFlags, kShiftModifier);
-  EXPECT_EQ(keys_[0].targetProcessIdentifier, kNotesPid);
-  EXPECT_EQ(keys_[1].keyCode, kReturnKeyCode);
-  EXPECT_EQ(keys_[1].targetProcessIdentifier, std::nullopt);  // ids below 1 mean none
+  // Target ids below 1 mean none.
+  EXPECT_EQ(keys_, (std::vector<KeyInputEvent>{{"H", 4, kShiftModifier, kNotesPid, std::nullopt},
+                                               {"\r", kReturnKeyCode, 0, std::nullopt, std::nullopt}}));
   EXPECT_EQ(accessibility_.focusQueries(), 0);
 }
 
@@ -262,8 +259,7 @@ TEST_F(KeyboardMonitorTest, LocalMonitorUsesTheForwardRuleWithoutProcessIds) {
   });
   EXPECT_EQ(localMonitor_.type(KeyInputEvent{"", kDownArrowKeyCode, 0, {}, {}}), true);
   ASSERT_EQ(keys_.size(), 2u);  // handed over at once: the local monitor runs on the main thread
-  EXPECT_EQ(keys_[0].targetProcessIdentifier, std::nullopt);
-  EXPECT_EQ(keys_[0].keyboardFocusProcessIdentifier, std::nullopt);
+  EXPECT_EQ(keys_[0], (KeyInputEvent{"h", 4, 0, std::nullopt, std::nullopt}));
   EXPECT_TRUE(taps_.creationAttempts().empty());  // no tap wanted
   monitor_->stop();
   EXPECT_FALSE(localMonitor_.installed());
