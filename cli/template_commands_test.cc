@@ -38,13 +38,6 @@ class TemplateCommandsTest : public testing::CommandTest {
     return run(arguments, events);
   }
 
-  static std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) result.push_back(line);
-    return result;
-  }
-
   // A root "Templates" folder (listed) and a "Templates" folder nested in
   // "Work" (ignored).
   std::string writeLibrary() {
@@ -196,7 +189,7 @@ TEST_F(TemplateCommandsTest, ReplayReadsEachKindOfEvent) {
     for (const std::string& event : c.events) events += event + "\n";
     const CommandResult result = replay(events, c.option, c.library ? library : "");
     ASSERT_EQ(result.code, 0) << result.err;
-    const std::vector<std::string> output = lines(result.out);
+    const std::vector<std::string> output = testing::outputLines(result.out);
     ASSERT_FALSE(output.empty());
     EXPECT_EQ(output[0], R"({"status":"Apple Notes is active"})");
     auto line = output.begin();

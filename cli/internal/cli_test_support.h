@@ -8,6 +8,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "cli/cli_app.h"
@@ -35,6 +36,22 @@ inline CommandResult runCommand(const std::vector<std::string>& arguments,
   };
   const int code = runZephyl(arguments, CliStreams{out, err, false, false, &in}, lookup);
   return {code, out.str(), err.str()};
+}
+
+// The lines of a command's output; with a JSON type (core::JSONValue,
+// nlohmann::json) as `Line`, each line parsed.
+template <typename Line = std::string>
+std::vector<Line> outputLines(const std::string& text) {
+  std::vector<Line> lines;
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) {
+    if constexpr (std::is_same_v<Line, std::string>) {
+      lines.push_back(line);
+    } else {
+      lines.push_back(Line::parse(line));
+    }
+  }
+  return lines;
 }
 
 // A fresh folder for the command's files, with HOME inside it; `leadingArguments_`
