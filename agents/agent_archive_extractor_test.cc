@@ -41,10 +41,7 @@ class AgentArchiveExtractorTest : public ::testing::Test {
   }
 
   std::string read(const std::string& relative) {
-    std::ifstream file(stage_ + "/" + relative, std::ios::binary);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return platform::testing::readFile(stage_ + "/" + relative);
   }
 
   platform::testing::TestFolder folder_;

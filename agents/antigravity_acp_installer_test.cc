@@ -63,10 +63,7 @@ class AntigravityACPInstallerTest : public ::testing::Test {
   AntigravityACPInstallResult install() { return installer().install({}, {}); }
 
   std::string installedFile(const std::string& relative) {
-    std::ifstream file(installDirectory_ + "/" + relative);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return platform::testing::readFile(installDirectory_ + "/" + relative);
   }
 
   // What sits beside the install folder, apart from it, its lock and its pins.

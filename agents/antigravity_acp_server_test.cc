@@ -43,14 +43,9 @@ class AntigravityACPServerTest : public ::testing::Test {
     return events;
   }
 
-  std::string log() const {
-    std::ifstream file(log_);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
+  bool logged(std::string_view text) const {
+    return platform::testing::readFile(log_).find(text) != std::string::npos;
   }
-
-  bool logged(std::string_view text) const { return log().find(text) != std::string::npos; }
 
   // Waits (in real time) until the agent has received `text`.
   void awaitLog(const std::string& text) const {

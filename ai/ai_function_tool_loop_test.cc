@@ -8,8 +8,10 @@
 
 #include "ai/ai_service_factory.h"
 #include "core/in_memory_settings_store.h"
+#include "platform/testing/collecting_usage_recorder.h"
 #include "platform/testing/fake_clock.h"
 #include "platform/testing/fake_monotonic_clock.h"
+#include "platform/testing/fake_notes_function_tool.h"
 #include "platform/testing/fake_random_source.h"
 #include "platform/testing/in_memory_credential_store.h"
 #include "platform/testing/loopback_http_server.h"
@@ -21,39 +23,7 @@ namespace {
 using core::JSONValue;
 using platform::testing::ScriptedHTTPExchange;
 
-class DroppingRecorder : public AIUsageRecorder {
- public:
-  void record(const AIUsageRecord&) override {}
-};
-
-// A notes query tool that answers with `output` and names the note it found.
-class FakeNotesTool : public AIFunctionTool {
- public:
-  explicit FakeNotesTool(std::string output) : output_(std::move(output)) {}
-  std::string name() const override { return "query_notes"; }
-  JSONValue definition() const override {
-    return JSONValue::parse(R"({"type":"function","name":"query_notes","parameters":{"type":"object"}})");
-  }
-  AIToolKind kind() const override { return AIToolKind::kNoteSearch; }
-  AIToolCallUpdate started(const JSONValue& arguments) const override {
-    AIToolCallUpdate update;
-    update.kind = AIToolKind::kNoteSearch;
-    if (const JSONValue* text = arguments.find("text"); text != nullptr && text->string() != nullptr)
-      update.query = *text->string();
-    return update;
-  }
-  AIFunctionToolOutcome run(const JSONValue& arguments, std::stop_token, AIToolCallUpdate& update) override {
-    ++runs;
-    seen.push_back(arguments.serialized());
-    update.noteSources = {{"x-coredata://S/ICNote/p7", "Bakery"}};
-    return {output_, std::nullopt};
-  }
-  int runs = 0;
-  std::vector<std::string> seen;
-
- private:
-  std::string output_;
-};
+using platform::testing::FakeNotesTool;
 
 struct Family {
   const char* name;
@@ -128,7 +98,7 @@ class AIFunctionToolLoopTest : public ::testing::Test {
   platform::testing::FakeRandomSource random_{{0.5}};
   platform::testing::FakeClock wallClock_;
   platform::testing::InMemoryCredentialStore credentials_;
-  DroppingRecorder recorder_;
+  platform::testing::CollectingUsageRecorder recorder_;
   core::InMemorySettingsStore settings_;
 };
 

@@ -14,6 +14,7 @@
 #include "ai/google_generate_content_stream_decoder.h"
 #include "core/in_memory_settings_store.h"
 #include "platform/linux/curl_http_transport.h"
+#include "platform/testing/collecting_usage_recorder.h"
 #include "platform/testing/fake_clock.h"
 #include "platform/testing/fake_monotonic_clock.h"
 #include "platform/testing/fake_random_source.h"
@@ -204,12 +205,8 @@ class JSONStreamServiceTest : public ::testing::Test {
             received_.push_back(request);
           }
           const Reply& reply = replies[std::min<size_t>(index, replies.size() - 1)];
-          connection.write("HTTP/1.1 " + std::to_string(reply.status) +
-                           " X\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
-          for (size_t at = 0; at < reply.body.size(); at += chunk) {
-            connection.writeChunk(std::string_view(reply.body).substr(at, chunk));
-          }
-          connection.writeChunk("");
+          connection.writeChunkedResponse(std::to_string(reply.status) + " X", "text/event-stream",
+                                          reply.body, chunk);
         });
   }
 
@@ -246,10 +243,7 @@ class JSONStreamServiceTest : public ::testing::Test {
   platform::testing::FakeClock wallClock_;
   platform::testing::InMemoryCredentialStore credentials_;
   core::InMemorySettingsStore settings_;
-  class DroppingRecorder : public AIUsageRecorder {
-   public:
-    void record(const AIUsageRecord&) override {}
-  } recorder_;
+  platform::testing::CollectingUsageRecorder recorder_;
   std::unique_ptr<LoopbackHTTPServer> server_;
   std::mutex mutex_;  // guards received_
   std::vector<LoopbackRequest> received_;

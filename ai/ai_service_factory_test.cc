@@ -4,6 +4,7 @@
 
 #include "ai/ai_request_budget.h"
 #include "core/in_memory_settings_store.h"
+#include "platform/testing/collecting_usage_recorder.h"
 #include "platform/testing/fake_clock.h"
 #include "platform/testing/fake_monotonic_clock.h"
 #include "platform/testing/fake_random_source.h"
@@ -14,12 +15,6 @@ namespace zephyl::ai {
 namespace {
 
 using platform::testing::ScriptedHTTPExchange;
-
-class CollectingRecorder : public AIUsageRecorder {
- public:
-  void record(const AIUsageRecord& record) override { records.push_back(record); }
-  std::vector<AIUsageRecord> records;
-};
 
 const std::string kAnswer =
     "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"delta\":\"ok\"}\n\n"
@@ -44,7 +39,7 @@ class AIServiceFactoryTest : public ::testing::Test {
   platform::testing::FakeRandomSource random_;
   platform::testing::FakeClock wallClock_;
   platform::testing::InMemoryCredentialStore credentials_;
-  CollectingRecorder recorder_;
+  platform::testing::CollectingUsageRecorder recorder_;
   core::InMemorySettingsStore settings_;
 };
 
@@ -69,11 +64,11 @@ TEST_F(AIServiceFactoryTest, TheStackRecordsUsageAndRunsTheBudgetFirst) {
   credentials_.setSecret("openAIAPIKey", "sk");
   AIStreamRequest request{.input = "hi", .model = "openai:gpt-6-sol"};
   stream(factory(), request);
-  ASSERT_EQ(recorder_.records.size(), 1u);
-  EXPECT_EQ(recorder_.records[0].provider, AIProvider::kOpenAIAPI);
-  ASSERT_EQ(recorder_.records[0].reports.size(), 1u);
-  EXPECT_EQ(recorder_.records[0].reports[0].usage.totalTokens, 4);
-  EXPECT_EQ(recorder_.records[0].reports[0].responseID, "r1");
+  const auto records = recorder_.records();
+  ASSERT_EQ(records.size(), 1u);
+  EXPECT_EQ(records[0].provider, AIProvider::kOpenAIAPI);
+  EXPECT_EQ(records[0].reports,
+            (std::vector<AIUsageReport>{{AIReportedUsage{3, std::nullopt, 1, std::nullopt, 4}, "r1"}}));
 
   // The instructions count against the budget too.
   request.instructions = std::string(AIRequestBudget::kMaximumRequestBytes, 'x');
@@ -108,9 +103,9 @@ TEST_F(AIServiceFactoryTest, AgentModelsGoThroughTheWiredAgentWithUsageRecorded)
                                            [&](AIStreamEvent event) { events.push_back(std::move(event)); });
     ASSERT_FALSE(events.empty());
     EXPECT_EQ(events.front(), AIStreamEvent(AIStreamEvent::AssistantMessageDelta{"from " + model}));
-    ASSERT_FALSE(recorder_.records.empty());
-    EXPECT_EQ(recorder_.records.back().provider, AIProvider::kGemini);
-    EXPECT_EQ(recorder_.records.back().model, model);
+    ASSERT_FALSE(recorder_.records().empty());
+    EXPECT_EQ(recorder_.records().back().provider, AIProvider::kGemini);
+    EXPECT_EQ(recorder_.records().back().model, model);
     EXPECT_FALSE(withAgent.requestBody(request).has_value()) << "an agent has no HTTP body";
   }
   EXPECT_EQ(built, (std::vector<std::string>{"Gemini 3.8 Flash", "acp:example"}));

@@ -1,43 +1,20 @@
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <stdexcept>
 
 #include "ai/ai_http_client.h"
 #include "ai/budgeted_ai_stream_provider.h"
 #include "ai/usage_recording_ai_stream_provider.h"
+#include "platform/testing/collecting_usage_recorder.h"
 #include "platform/testing/fake_monotonic_clock.h"
+#include "platform/testing/scripted_ai_stream_provider.h"
 
 namespace zephyl::ai {
 namespace {
 
 using namespace std::chrono_literals;
 
-// Emits its script, then throws `failure` if set; counts its calls.
-class ScriptedProvider : public AIStreamProvider {
- public:
-  void produce(const AIStreamRequest&, std::stop_token stop, const Emit& emit) override {
-    ++calls;
-    for (const auto& event : events) {
-      if (clock != nullptr) clock->advance(1s);
-      emit(event);
-    }
-    if (failure) std::rethrow_exception(failure);
-    if (waitForStop) {
-      // A stalled service: only cancellation ends it.
-      std::mutex mutex;
-      std::condition_variable_any never;
-      std::unique_lock lock(mutex);
-      never.wait(lock, stop, [] { return false; });
-      throw core::CancellationError();
-    }
-  }
-  std::vector<AIStreamEvent> events;
-  std::exception_ptr failure;
-  bool waitForStop = false;
-  platform::testing::FakeMonotonicClock* clock = nullptr;
-  std::atomic<int> calls = 0;
-};
+using ScriptedProvider = platform::testing::ScriptedAIStreamProvider;
 
 std::vector<AIStreamEvent> collect(AIStreamProvider& provider, const AIStreamRequest& request) {
   std::vector<AIStreamEvent> events;
@@ -62,10 +39,10 @@ TEST(BudgetedAIStreamProvider, RefusesBeforeTheWrappedProviderIsCalled) {
   AIStreamRequest attached = requestFor(std::string(20'000, 'a'));
   attached.limits = AIRequestLimits{8'000, std::nullopt};
   EXPECT_THROW(collect(budgeted, attached), AIRequestBudgetError);
-  EXPECT_EQ(wrapped.calls, 0);
+  EXPECT_EQ(wrapped.requests.size(), 0u);
 
   EXPECT_EQ(collect(budgeted, requestFor(std::string(20'000, 'a'))), wrapped.events);
-  EXPECT_EQ(wrapped.calls, 1);
+  EXPECT_EQ(wrapped.requests.size(), 1u);
 }
 
 TEST(BudgetedAIStreamProvider, ServiceOverflowBecomesContextTooLargeAfterEarlierEvents) {
@@ -97,12 +74,6 @@ TEST(BudgetedAIStreamProvider, CancellingTheConsumerStopsAStalledProducer) {
   EXPECT_EQ(stream.next(), std::nullopt);
 }
 
-class RecordingRecorder : public AIUsageRecorder {
- public:
-  void record(const AIUsageRecord& record) override { records.push_back(record); }
-  std::vector<AIUsageRecord> records;
-};
-
 TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDuration) {
   platform::testing::FakeMonotonicClock clock;
   ScriptedProvider wrapped;
@@ -110,7 +81,7 @@ TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDu
   wrapped.events = {AIStreamEvent::RequestID{"resp_7"}, AIStreamEvent::AssistantMessageDelta{"hi"},
                     AIStreamEvent::UsageReported{AIReportedUsage{10, 2, 5, 1, 15}},
                     AIStreamEvent::Completed{}};
-  RecordingRecorder recorder;
+  platform::testing::CollectingUsageRecorder recorder;
   const AIModelCatalog catalog;
   UsageRecordingAIStreamProvider recording(
       wrapped, recorder, clock, [&catalog](const std::string& model) { return catalog.provider(model); });
@@ -120,26 +91,25 @@ TEST(UsageRecordingAIStreamProvider, RecordsReportedUsageOnceWithResponseIdAndDu
   request.performanceContext->kind = "chatTitle";
 
   EXPECT_EQ(collect(recording, request), wrapped.events);
-  ASSERT_EQ(recorder.records.size(), 1u);
-  EXPECT_EQ(recorder.records[0], (AIUsageRecord{AIProvider::kZAICodingPlan,
-                                                "zai:glm-5.3",
-                                                AIUsageRequestKind::kTitle,
-                                                ReasoningEffort::kMax,
-                                                {{AIReportedUsage{10, 2, 5, 1, 15}, "resp_7"}},
-                                                4s}));
+  EXPECT_EQ(recorder.records(), (std::vector<AIUsageRecord>{{AIProvider::kZAICodingPlan,
+                                                             "zai:glm-5.3",
+                                                             AIUsageRequestKind::kTitle,
+                                                             ReasoningEffort::kMax,
+                                                             {{AIReportedUsage{10, 2, 5, 1, 15}, "resp_7"}},
+                                                             4s}}));
 
   // A stream that fails after reporting usage still records it; one without usage counts as a
   // request; an unknown kind is a generic request.
   wrapped.failure = std::make_exception_ptr(std::runtime_error("dropped"));
   EXPECT_THROW(collect(recording, request), std::runtime_error);
-  EXPECT_EQ(recorder.records.size(), 2u);
+  EXPECT_EQ(recorder.records().size(), 2u);
   wrapped.events = {AIStreamEvent::Completed{}};
   wrapped.failure = nullptr;
   request.performanceContext->kind = "summary";
   collect(recording, request);
-  ASSERT_EQ(recorder.records.size(), 3u);
-  EXPECT_TRUE(recorder.records[2].reports.empty());
-  EXPECT_EQ(recorder.records[2].kind, AIUsageRequestKind::kRequest);
+  ASSERT_EQ(recorder.records().size(), 3u);
+  EXPECT_TRUE(recorder.records()[2].reports.empty());
+  EXPECT_EQ(recorder.records()[2].kind, AIUsageRequestKind::kRequest);
 }
 
 }  // namespace

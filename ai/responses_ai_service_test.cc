@@ -15,6 +15,7 @@
 #include "platform/linux/curl_http_transport.h"
 #include "platform/testing/fake_clock.h"
 #include "platform/testing/fake_monotonic_clock.h"
+#include "platform/testing/fake_notes_function_tool.h"
 #include "platform/testing/fake_random_source.h"
 #include "platform/testing/in_memory_credential_store.h"
 #include "platform/testing/loopback_http_server.h"
@@ -57,18 +58,6 @@ AIStreamEvent toolCall(std::string id, AIToolKind kind, AIToolCallStatus status,
   update.sourceURLs = std::move(sources);
   return E::ToolCallUpdated{std::move(update)};
 }
-
-// A function tool, its definition passed through as it is; never run here.
-class DeclaredNotesTool : public AIFunctionTool {
- public:
-  std::string name() const override { return "query_notes"; }
-  JSONValue definition() const override {
-    return JSONValue::parse(R"({"type":"function","name":"query_notes","parameters":{"type":"object"}})");
-  }
-  AIToolKind kind() const override { return AIToolKind::kNoteSearch; }
-  AIToolCallUpdate started(const JSONValue&) const override { return {}; }
-  AIFunctionToolOutcome run(const JSONValue&, std::stop_token, AIToolCallUpdate&) override { return {}; }
-};
 
 struct Reply {
   int status;
@@ -260,7 +249,7 @@ TEST_F(ResponsesServiceTest, ChatGPTRequestCarriesTheAccountAndTheBodyInProtocol
   turn.reasoningEffort = ReasoningEffort::kHigh;
   turn.webSearchMode = AIWebToolMode::kAutomatic;
   turn.allowsLocalNotesQuery = true;
-  turn.functionTools = {std::make_shared<DeclaredNotesTool>()};
+  turn.functionTools = {std::make_shared<platform::testing::FakeNotesTool>()};
   turn.allowsGeneratedImages = true;
   turn.conversationID = "chat-9";
   turn.attachments = {{"p.png", "image/png", "PNG"}, {"a.txt", "text/plain", "hey"}};
@@ -340,7 +329,7 @@ TEST_F(ResponsesServiceTest, BodyVariesWithToolsEffortAndMember) {
     turn.reasoningEffort = test.turn.effort;
     turn.webSearchMode = test.turn.web;
     turn.allowsLocalNotesQuery = test.turn.notes;
-    turn.functionTools = {std::make_shared<DeclaredNotesTool>()};
+    turn.functionTools = {std::make_shared<platform::testing::FakeNotesTool>()};
     turn.allowsGeneratedImages = test.turn.images;
     const ResponsesServiceMember& member =
         test.turn.model.starts_with("grok") ? XAIResponsesAIService::kMember : OpenAIAPIService::kMember;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "assistant/internal/sample_chat_sessions.h"
+
 namespace zephyl::assistant {
 namespace {
 
@@ -13,9 +15,7 @@ constexpr year_month_day kNovember14 = 2026y / 11 / 14;
 
 ChatMessage message(ChatMessageRole role, std::string text,
                     std::optional<ChatTurnInput> turn = std::nullopt) {
-  ChatMessage result;
-  result.role = role;
-  result.text = std::move(text);
+  ChatMessage result = internal::chatMessage("", role, std::move(text));
   result.turnInput = std::move(turn);
   return result;
 }

@@ -4,6 +4,7 @@
 
 #include "ai/ai_request_budget.h"
 #include "assistant/assistant_prompt_composer.h"
+#include "assistant/internal/sample_chat_sessions.h"
 
 namespace zephyl::assistant {
 namespace {
@@ -62,12 +63,7 @@ TEST(AssistantTurn, NotesAreCutToTheLargestLengthThatFitsTheBudget) {
   EXPECT_GT(mentioned.size(), 9'000u);
 }
 
-ChatMessage message(ChatMessageRole role, std::string text) {
-  ChatMessage result;
-  result.role = role;
-  result.text = std::move(text);
-  return result;
-}
+ChatMessage message(ChatMessageRole role, std::string text) { return internal::chatMessage("", role, text); }
 
 TEST(AssistantTurn, HistoryIsReplayedWithProviderItemsAndGeneratedImages) {
   ChatMessage asked = message(ChatMessageRole::kUser, "shown text");

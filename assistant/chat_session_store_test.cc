@@ -48,12 +48,6 @@ std::set<std::string> idsOf(const std::vector<ChatSession>& sessions) {
   return ids;
 }
 
-std::string readAll(const std::string& path) {
-  std::ostringstream text;
-  text << std::ifstream(path).rdbuf();
-  return text.str();
-}
-
 class ChatSessionStoreTest : public ::testing::Test {
  protected:
   void SetUp() override { core::setLogConfiguration({log_, core::LogLevel::kInfo, false}); }
@@ -107,14 +101,14 @@ TEST_F(ChatSessionStoreTest, CorruptFileIsSetAsideAndHistoryStartsEmpty) {
   EXPECT_TRUE(process.store.sessions().empty());
   EXPECT_TRUE(log_->has("Failed to load chat sessions path=" + path + ": "));
   const std::string aside = path + ".corrupt-2026-11-14T09-30-00Z";
-  EXPECT_EQ(readAll(aside), damaged);
+  EXPECT_EQ(platform::testing::readFile(aside), damaged);
 
   // A second bad file in the same second gets its own name; neither is overwritten.
   std::ofstream(path) << "\x01";
   EXPECT_FALSE(process.store.load());
-  EXPECT_EQ(readAll(aside + "-2"), "\x01");
+  EXPECT_EQ(platform::testing::readFile(aside + "-2"), "\x01");
   ASSERT_TRUE(process.store.put(sampleChatSession(1, 1, kStart)));
-  EXPECT_EQ(readAll(aside), damaged);
+  EXPECT_EQ(platform::testing::readFile(aside), damaged);
   Process next(folder_.path());
   EXPECT_TRUE(next.store.load());
   EXPECT_EQ(next.store.sessions().size(), 1u);

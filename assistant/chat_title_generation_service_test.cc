@@ -6,22 +6,12 @@
 
 #include "assistant/internal/sample_chat_sessions.h"
 #include "platform/testing/capturing_log_sink.h"
+#include "platform/testing/scripted_ai_stream_provider.h"
 
 namespace zephyl::assistant {
 namespace {
 
-// Replays its events, or throws `failure` after them; remembers the request.
-class FakeProvider : public ai::AIStreamProvider {
- public:
-  void produce(const ai::AIStreamRequest& request, std::stop_token, const Emit& emit) override {
-    requests.push_back(request);
-    for (const ai::AIStreamEvent& event : events) emit(event);
-    if (!failure.empty()) throw std::runtime_error(failure);
-  }
-  std::vector<ai::AIStreamEvent> events;
-  std::string failure;
-  std::vector<ai::AIStreamRequest> requests;
-};
+using FakeProvider = platform::testing::ScriptedAIStreamProvider;
 
 const std::vector<ChatMessage> kMessages = {
     internal::chatMessage("c", ChatMessageRole::kContext, "Lisbon note"),
@@ -95,7 +85,7 @@ TEST(ChatTitleGenerationService, SkipsColdProvidersAndSwallowsFailures) {
   core::setLogConfiguration({log, core::LogLevel::kInfo, false});
   FakeProvider provider;
   provider.events = {ai::AIStreamEvent::AssistantMessage{"Half a title"}};
-  provider.failure = "connection reset";
+  provider.failure = std::make_exception_ptr(std::runtime_error("connection reset"));
   ChatTitleGenerationService service(provider, [](ai::AIProvider p) { return p == ai::AIProvider::kGemini; });
 
   EXPECT_EQ(service.generateTitle(kMessages, ai::AIProvider::kGemini, "Gemini 3.8 Flash", std::nullopt),

@@ -43,8 +43,7 @@ TEST(WebSearchToolTest, SendsTheQueryWithTheKeyAndWrapsTheResultsOrSaysWhatWentW
     LoopbackRequest received;
     LoopbackHTTPServer server([&](const LoopbackRequest& request, LoopbackConnection& connection, int) {
       received = request;
-      connection.write("HTTP/1.1 " + test.status + "\r\nContent-Type: application/json\r\nContent-Length: " +
-                       std::to_string(test.body.size()) + "\r\n\r\n" + test.body);
+      connection.writeResponse(test.status, "application/json", test.body);
     });
     WebSearchTool tool(transport, server.url("/search?lang=en"), "search-key");
     const core::JSONValue arguments = core::JSONValue::Object{{"query", "bakery & bread"}};

@@ -102,8 +102,7 @@ TEST_F(AgentCommandsTest, AsksACustomAgentThroughTheAssistantPath) {
   EXPECT_EQ(asked.out, "You chose yes.\n");
 
   // The prompt was composed: instructions and a request section around the question.
-  std::ifstream logFile(folder_.file("agent.log"));
-  const std::string sent((std::istreambuf_iterator<char>(logFile)), std::istreambuf_iterator<char>());
+  const std::string sent = platform::testing::readFile(folder_.file("agent.log"));
   EXPECT_NE(sent.find("## Current Request\\necho hi"), std::string::npos) << sent;
 
   const auto chats = nlohmann::json::parse(run({"chat", "list", "--json"}).out);
@@ -115,8 +114,7 @@ TEST_F(AgentCommandsTest, AsksACustomAgentThroughTheAssistantPath) {
   // An agent opens a session per turn: a continued chat reaches it in the prompt.
   const std::string chatID = chats[0]["id"];
   ASSERT_EQ(run({"ask", "--model", "acp:scripted", "--chat", chatID, "echo again"}).code, 0);
-  std::ifstream again(folder_.file("agent.log"));
-  const std::string resent((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>());
+  const std::string resent = platform::testing::readFile(folder_.file("agent.log"));
   const size_t history = resent.find("## Conversation History\\nUSER:\\n");
   ASSERT_NE(history, std::string::npos) << resent;
   EXPECT_NE(resent.find("Current Request:\\necho hi\\n\\nASSISTANT:\\nYou chose", history),
@@ -156,8 +154,7 @@ TEST_F(AgentCommandsTest, AskSendsGeminiModelsToTheInstalledAgentOnceSignedIn) {
   const CommandResult answered = run(ask);
   ASSERT_EQ(answered.code, 0) << answered.err;
   EXPECT_EQ(answered.out, "You chose no.\n");
-  std::ifstream logFile(folder_.file("agent.log"));
-  const std::string sent((std::istreambuf_iterator<char>(logFile)), std::istreambuf_iterator<char>());
+  const std::string sent = platform::testing::readFile(folder_.file("agent.log"));
   EXPECT_NE(sent.find(R"("configId":"model","value":"gemini-3.7-flash-high")"), std::string::npos) << sent;
   const auto chats = nlohmann::json::parse(run({"chat", "list", "--json"}).out);
   ASSERT_EQ(chats.size(), 1u);

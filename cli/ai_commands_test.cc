@@ -21,17 +21,12 @@ namespace fs = std::filesystem;
 
 using testing::CommandResult;
 
-class AICommandsTest : public ::testing::Test {
+class AICommandsTest : public testing::CommandTest {
  protected:
-  void SetUp() override { fs::create_directories(directory_ / "config"); }
-
-  CommandResult run(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
-    return testing::runCommand(arguments, {{"HOME", (directory_ / "home").string()}});
+  AICommandsTest() {
+    fs::create_directories(config());
+    leadingArguments_ = {"--config-dir", config()};
   }
-
-  platform::testing::TestFolder folder_;
-  fs::path directory_ = folder_.path();
 };
 
 TEST_F(AICommandsTest, ModelsJsonListsProviderModelsInPickerOrder) {
@@ -98,11 +93,7 @@ TEST_F(AICommandsTest, DebugStreamServesEveryProviderWithAKey) {
         for (const auto& [name, value] : request.headers) {
           if (name == "Authorization" || name == "x-goog-api-key") authorization = value;
         }
-        connection.write(
-            "HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
-        for (size_t at = 0; at < body.size(); at += 5)
-          connection.writeChunk(std::string_view(body).substr(at, 5));
-        connection.writeChunk("");
+        connection.writeChunkedResponse("200 OK", "text/event-stream", body, 5);
       },
       64);
   std::ofstream(directory_ / "config" / "settings.json")
@@ -136,17 +127,14 @@ TEST_F(AICommandsTest, DebugStreamServesEveryProviderWithAKey) {
     SCOPED_TRACE(test.model);
     body = test.body;
     fs::remove(directory_ / "data" / "ai-usage.json");
-    std::vector<std::string> arguments = {"--config-dir", (directory_ / "config").string(),
-                                          "--data-dir",   (directory_ / "data").string(),
-                                          "debug",        "stream",
-                                          "hi",           "--model",
-                                          test.model};
+    std::vector<std::string> arguments = {"--data-dir", data(),    "debug",   "stream",
+                                          "hi",         "--model", test.model};
     // The custom provider's own base URL comes from its settings.
     if (!test.model.starts_with("custom-openai:"))
       arguments.insert(arguments.end(), {"--base-url", server.url("")});
-    auto environment = test.environment;
-    environment["HOME"] = (directory_ / "home").string();
-    const CommandResult result = testing::runCommand(arguments, environment);
+    environment_ = test.environment;
+    environment_["HOME"] = (directory_ / "home").string();
+    const CommandResult result = run(arguments);
     ASSERT_EQ(result.code, 0) << result.err << result.out;
     EXPECT_EQ(authorization, test.credential);
     EXPECT_TRUE(result.out.ends_with(R"({"type":"completed"})"
@@ -189,16 +177,12 @@ TEST_F(AICommandsTest, DebugStreamPrintsEventsAndEndsFailuresWithAnErrorLine) {
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);
-    platform::testing::LoopbackHTTPServer server([&test](const platform::testing::LoopbackRequest&,
-                                                         platform::testing::LoopbackConnection& connection,
-                                                         int) {
-      connection.write("HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(test.body.size()) + "\r\n\r\n" +
-                       test.body);
-    });
+    platform::testing::LoopbackHTTPServer server(
+        [&test](const platform::testing::LoopbackRequest&, platform::testing::LoopbackConnection& connection,
+                int) { connection.writeResponse("200 OK", "", test.body); });
+    environment_["OPENAI_API_KEY"] = "k";
     const CommandResult result =
-        testing::runCommand({"--config-dir", (directory_ / "config").string(), "debug", "stream", "hello",
-                             "--model", "openai:gpt-6-sol", "--base-url", server.url("/v1")},
-                            {{"HOME", (directory_ / "home").string()}, {"OPENAI_API_KEY", "k"}});
+        run({"debug", "stream", "hello", "--model", "openai:gpt-6-sol", "--base-url", server.url("/v1")});
     EXPECT_EQ(result.code, test.code) << result.err;
     EXPECT_EQ(result.out, test.out);
     EXPECT_EQ(result.err.starts_with("zephyl: "), test.code != kExitSuccess) << result.err;

@@ -30,21 +30,12 @@ using platform::testing::LoopbackHTTPServer;
 using platform::testing::LoopbackRequest;
 using testing::CommandResult;
 
-class AssistantCommandsTest : public ::testing::Test {
+class AssistantCommandsTest : public testing::CommandTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "home");
-    environment_["HOME"] = (directory_ / "home").string();
+  AssistantCommandsTest() {
+    leadingArguments_ = {"--data-dir", data(), "--config-dir", config()};
     environment_["TZ"] = "UTC";
   }
-
-  CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
-    arguments.insert(arguments.begin(),
-                     {"--data-dir", data(), "--config-dir", (directory_ / "config").string()});
-    return testing::runCommand(arguments, environment_, input);
-  }
-
-  std::string data() const { return (directory_ / "data").string(); }
 
   // One note, "Plan", whose Markdown the assistant must receive.
   std::string writeLibrary() {
@@ -66,10 +57,6 @@ class AssistantCommandsTest : public ::testing::Test {
     builder.write(path);
     return path;
   }
-
-  platform::testing::TestFolder folder_;
-  fs::path directory_ = folder_.path();
-  std::map<std::string, std::string> environment_;
 };
 
 TEST_F(AssistantCommandsTest, ComposeTurnPrintsTheSystemsOwnTexts) {
@@ -205,8 +192,7 @@ TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
           R"("response":{"id":"resp_9","usage":{"input_tokens":40,"output_tokens":6,"total_tokens":46}})");
   LoopbackHTTPServer server([&](const LoopbackRequest& request, LoopbackConnection& connection, int) {
     bodies.push_back(request.body);
-    connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: " +
-                     std::to_string(stream.size()) + "\r\n\r\n" + stream);
+    connection.writeResponse("200 OK", "text/event-stream", stream);
   });
   environment_["OPENAI_API_KEY"] = "sk-test";
   const std::vector<std::string> ask = {"--db",       library,       "ask",     "Summarise this note",
@@ -295,8 +281,7 @@ class ReplayServer {
               sse("response.output_text.delta",
                   R"("item_id":"m","delta":)" + json(title ? "“Beta plans”" : answer_).dump()) +
               sse("response.completed", R"("response":{"id":"resp_)" + n + "\"}");
-          connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: " +
-                           std::to_string(stream.size()) + "\r\n\r\n" + stream);
+          connection.writeResponse("200 OK", "text/event-stream", stream);
         }) {}
 
   std::string url() const { return server_.url(""); }

@@ -61,19 +61,12 @@ std::pair<std::string, std::string> firstNote(const std::string& output) {
           output.substr(id, output.find('\n', id) - id)};
 }
 
-class AssistantToolsTest : public ::testing::Test {
+class AssistantToolsTest : public testing::CommandTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "home");
-    environment_["HOME"] = (directory_ / "home").string();
+  AssistantToolsTest() {
+    leadingArguments_ = {"--data-dir", data(), "--config-dir", config()};
     environment_["TZ"] = "UTC";
     environment_["OPENAI_API_KEY"] = "sk-test";
-  }
-
-  CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
-    arguments.insert(arguments.begin(), {"--data-dir", (directory_ / "data").string(), "--config-dir",
-                                         (directory_ / "config").string()});
-    return testing::runCommand(arguments, environment_, input);
   }
 
   // Serves each chat request with `reply(round, body)`; a title request with a title.
@@ -90,15 +83,11 @@ class AssistantToolsTest : public ::testing::Test {
           }
           events +=
               sse("response.completed", {{"response", {{"id", "resp_" + std::to_string(chats.size())}}}});
-          connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: " +
-                           std::to_string(events.size()) + "\r\n\r\n" + events);
+          connection.writeResponse("200 OK", "text/event-stream", events);
         },
         32);
   }
 
-  platform::testing::TestFolder folder_;
-  fs::path directory_ = folder_.path();
-  std::map<std::string, std::string> environment_;
   std::vector<json> chats;  // the bodies of the chat requests, in order
 };
 
@@ -153,8 +142,7 @@ TEST_F(AssistantToolsTest, AskWithWebFetchesThePageTheModelNamesAndGivesItBackWr
   LoopbackHTTPServer page([](const LoopbackRequest&, LoopbackConnection& connection, int) {
     const std::string html =
         "<html><title>Bakery hours</title><script>steal()</script><p>Open 7&ndash;9 daily.</p></html>";
-    connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/html\r\nContent-Length: " +
-                     std::to_string(html.size()) + "\r\n\r\n" + html);
+    connection.writeResponse("200 OK", "text/html", html);
   });
   const std::string pageURL = page.url("/hours");
   auto server = serve([&](int round, const json&) {

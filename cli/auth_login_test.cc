@@ -27,11 +27,6 @@ std::string jwt(const std::string& payload) {
   return ai::base64URLEncode(R"({"alg":"none"})") + "." + ai::base64URLEncode(payload) + ".sig";
 }
 
-std::string readAll(const std::string& path) {
-  std::ifstream in(path);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
 // A Responses service on loopback: a short answer to any request; keeps the
 // credentials each request carried.
 class ResponsesReplay {
@@ -68,8 +63,7 @@ class ResponsesReplay {
         "event: response.output_text.delta\ndata: {\"type\":\"response.output_text.delta\",\"item_id\":"
         "\"m\",\"delta\":\"Hi\"}\n\nevent: response.completed\ndata: {\"type\":\"response.completed\","
         "\"response\":{\"id\":\"r1\"}}\n\n";
-    connection.write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: " +
-                     std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+    connection.writeResponse("200 OK", "text/event-stream", body);
   }
 
   std::mutex mutex_;  // guards the fields below
@@ -112,7 +106,7 @@ class AuthLoginProcessTest : public ::testing::Test {
     }
     const int status = ::pclose(pipe);
     result.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.err = readAll(errFile);
+    result.err = platform::testing::readFile(errFile);
     transcript_ += result.out + result.err;
     return result;
   }
@@ -177,7 +171,9 @@ TEST_F(AuthLoginProcessTest, CodexSignInStoresTheAccountAndNoSecretLeaks) {
   EXPECT_NE(transcript_.find("[OAuthTokenClient]"), std::string::npos) << "debug logging was on";
   for (const std::string& secret : {accessToken, refreshToken, apiKey, idToken}) {
     EXPECT_EQ(transcript_.find(secret), std::string::npos) << "output shows " << secret;
-    EXPECT_EQ(readAll(folder_.file("config/settings.json")).find(secret), std::string::npos) << secret;
+    EXPECT_EQ(platform::testing::readFile(folder_.file("config/settings.json")).find(secret),
+              std::string::npos)
+        << secret;
   }
 }
 
@@ -247,8 +243,7 @@ TEST_F(AuthLoginProcessTest, AKeyEchoedByTheServiceLeaksNowhere) {
       [&](const platform::testing::LoopbackRequest&, platform::testing::LoopbackConnection& connection, int) {
         const std::string body = R"({"error":{"message":"Incorrect API key provided: )" + key +
                                  R"(","header":"Bearer )" + key + R"("}})";
-        connection.write("HTTP/1.1 401 Unauthorized\r\nContent-Type: application/json\r\nContent-Length: " +
-                         std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+        connection.writeResponse("401 Unauthorized", "application/json", body);
       });
   environment_ = "OPENAI_API_KEY=" + key;
   const Run failed = run("debug stream hi --model openai:gpt-6-sol --base-url " + service.url(""));
@@ -261,7 +256,8 @@ TEST_F(AuthLoginProcessTest, AKeyEchoedByTheServiceLeaksNowhere) {
   for (const auto& entry : fs::recursive_directory_iterator(folder_.file("data"))) {
     if (entry.is_regular_file()) files.push_back(entry.path().string());
   }
-  for (const auto& file : files) EXPECT_EQ(readAll(file).find(key), std::string::npos) << file;
+  for (const auto& file : files)
+    EXPECT_EQ(platform::testing::readFile(file).find(key), std::string::npos) << file;
 }
 
 }  // namespace

@@ -16,9 +16,10 @@ namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using testing::CommandResult;
 
-class ChatCommandsTest : public ::testing::Test {
+class ChatCommandsTest : public testing::CommandTest {
  protected:
   void SetUp() override {
+    leadingArguments_ = {"--config-dir", config(), "--data-dir", data()};
     fs::create_directories(data_);
     const core::TimePoint now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
     older_ = assistant::internal::sampleChatSession(1, 2, now - 48h);
@@ -29,14 +30,7 @@ class ChatCommandsTest : public ::testing::Test {
     std::ofstream(data_ / "chat-session-images" / older_.id / "image-a.jpeg") << "jpeg";
   }
 
-  CommandResult run(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(),
-                     {"--config-dir", folder_.file("config"), "--data-dir", data_.string()});
-    return testing::runCommand(arguments, {{"HOME", folder_.file("home")}});
-  }
-
-  platform::testing::TestFolder folder_;
-  fs::path data_ = fs::path(folder_.path()) / "data";
+  fs::path data_ = data();
   assistant::ChatSession older_, newer_;
 };
 

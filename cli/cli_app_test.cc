@@ -19,26 +19,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string readBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
-}
-
 using testing::CommandResult;
 
-class CliAppTest : public ::testing::Test {
+class CliAppTest : public testing::CommandTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "home");
-    environment_["HOME"] = (directory_ / "home").string();
-  }
-
-  CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
-    return testing::runCommand(arguments, environment_, input);
-  }
-
   std::string writeLibrary() {
     notes_store::NotesLibraryBuilder builder;
     const int64_t account = builder.addAccount({.name = "iCloud"});
@@ -79,16 +63,13 @@ class CliAppTest : public ::testing::Test {
     return path;
   }
 
-  platform::testing::TestFolder folder_;
-  fs::path directory_ = folder_.path();
-  std::map<std::string, std::string> environment_;
   int64_t workFolderKey_ = 0;
   int64_t trashedNoteKey_ = 0;
 };
 
 TEST_F(CliAppTest, FoldersAndNotesAsJson) {
   const std::string library = writeLibrary();
-  const std::string before = readBytes(library);
+  const std::string before = platform::testing::readFile(library);
 
   const CommandResult folders = run({"--db", library, "folders", "--json"});
   ASSERT_EQ(folders.code, 0) << folders.err;
@@ -127,7 +108,7 @@ TEST_F(CliAppTest, FoldersAndNotesAsJson) {
   EXPECT_NE(human.out.find("[locked] Locked"), std::string::npos);
   EXPECT_EQ(human.out.find("Thrown away"), std::string::npos);
   EXPECT_EQ(run({"--db", library, "folders"}).code, 0);
-  EXPECT_EQ(readBytes(library), before);
+  EXPECT_EQ(platform::testing::readFile(library), before);
 }
 
 TEST_F(CliAppTest, ShowPrintsMarkdownOrDecodedJsonForAnyWayOfNamingTheNote) {
@@ -248,13 +229,13 @@ TEST_F(CliAppTest, DatabaseLocationPrecedence) {
   // The setting is used when nothing else is given...
   fs::create_directories(directory_ / "config");
   std::ofstream(directory_ / "config" / "settings.json") << R"({"notesDatabasePath": ")" << library << "\"}";
-  EXPECT_EQ(run({"--config-dir", (directory_ / "config").string(), "notes"}).code, 0);
+  EXPECT_EQ(run({"--config-dir", config(), "notes"}).code, 0);
   // ...the environment wins over the setting, and --db over both.
   environment_["ZEPHYL_NOTES_DB"] = (directory_ / "elsewhere").string();
-  const CommandResult fromEnvironment = run({"--config-dir", (directory_ / "config").string(), "notes"});
+  const CommandResult fromEnvironment = run({"--config-dir", config(), "notes"});
   EXPECT_EQ(fromEnvironment.code, 1);
   EXPECT_NE(fromEnvironment.err.find("ZEPHYL_NOTES_DB"), std::string::npos) << fromEnvironment.err;
-  EXPECT_EQ(run({"--config-dir", (directory_ / "config").string(), "--db", library, "notes"}).code, 0);
+  EXPECT_EQ(run({"--config-dir", config(), "--db", library, "notes"}).code, 0);
 }
 
 TEST_F(CliAppTest, MissingUnreadableAndCorruptDatabasesExitOneWithClearMessages) {
@@ -276,12 +257,12 @@ TEST_F(CliAppTest, MissingUnreadableAndCorruptDatabasesExitOneWithClearMessages)
 
   fs::create_directories(directory_ / "config");
   std::ofstream(directory_ / "config" / "settings.json") << "{ not json";
-  const CommandResult malformed = run({"--config-dir", (directory_ / "config").string(), "notes"});
+  const CommandResult malformed = run({"--config-dir", config(), "notes"});
   EXPECT_EQ(malformed.code, 1);
   EXPECT_NE(malformed.err.find("settings file is not valid JSON"), std::string::npos) << malformed.err;
 
   std::ofstream(directory_ / "config" / "settings.json") << R"({"notesDatabasePath": 123})";
-  const CommandResult wrongType = run({"--config-dir", (directory_ / "config").string(), "notes"});
+  const CommandResult wrongType = run({"--config-dir", config(), "notes"});
   EXPECT_EQ(wrongType.code, 1);
   EXPECT_NE(wrongType.err.find("notesDatabasePath (it must be a string)"), std::string::npos)
       << wrongType.err;

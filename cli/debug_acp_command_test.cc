@@ -17,13 +17,6 @@ namespace {
 using core::JSONValue;
 using testing::CommandResult;
 
-std::vector<JSONValue> outputLines(const std::string& out) {
-  std::vector<JSONValue> lines;
-  std::istringstream stream(out);
-  for (std::string line; std::getline(stream, line);) lines.push_back(JSONValue::parse(line));
-  return lines;
-}
-
 CommandResult debugACP(std::vector<std::string> options, std::vector<std::string> command,
                        const std::string& input) {
   std::vector<std::string> arguments{"debug", "acp"};
@@ -72,7 +65,7 @@ TEST(DebugACPCommand, PrintsEverythingThatHappensInStreamOrder) {
       R"({"closed":"finished"})",
   };
   std::vector<std::string> lines;
-  for (const auto& line : outputLines(result.out)) lines.push_back(line.serialized());
+  for (const auto& line : testing::outputLines<JSONValue>(result.out)) lines.push_back(line.serialized());
   EXPECT_EQ(lines, expected);
 }
 
@@ -94,7 +87,7 @@ TEST(DebugACPCommand, FailsWhenTheAgentStopsOrATimeOutPasses) {
   for (const auto& c : cases) {
     const CommandResult result = debugACP(c.options, {ZEPHYL_FAKE_ACP_AGENT}, c.input + "\n");
     EXPECT_EQ(result.code, 1) << c.name;
-    const auto lines = outputLines(result.out);
+    const auto lines = testing::outputLines<JSONValue>(result.out);
     ASSERT_FALSE(lines.empty()) << c.name;
     EXPECT_EQ(lines.back(), JSONValue(JSONValue::Object{{"closed", c.reason}})) << c.name;
   }
@@ -141,7 +134,7 @@ TEST(DebugACPCommand, DrivesTheReferenceExampleAgentThroughATurn) {
     const CommandResult result = runs[i].get();
     const std::string name = c.permission + (c.permissionOutcome.empty() ? " then session/cancel" : "");
     ASSERT_EQ(result.code, 0) << name << "\n" << result.out << result.err;
-    const auto lines = outputLines(result.out);
+    const auto lines = testing::outputLines<JSONValue>(result.out);
     std::string sessionID, lastText, permissionOutcome, stopReason;
     for (const auto& line : lines) {
       if (const auto* response = line.find("response"); response != nullptr && line.find("result")) {

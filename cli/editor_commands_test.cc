@@ -17,19 +17,11 @@ CommandResult run(std::vector<std::string> arguments, const std::string& input =
   return testing::runCommand(arguments, {}, input);
 }
 
-std::vector<nlohmann::json> jsonLines(const std::string& text) {
-  std::vector<nlohmann::json> lines;
-  std::istringstream stream(text);
-  std::string line;
-  while (std::getline(stream, line)) lines.push_back(nlohmann::json::parse(line));
-  return lines;
-}
-
 // What is recognised is MarkdownTriggerEngineTest's; here, each line's fields and --full-width.
 TEST(EditorCommands, TriggersPrintOneJsonLinePerRecognisedTrigger) {
   const CommandResult result = run({"triggers"}, "## Plan\n[ ] milk\n【】 ");
   ASSERT_EQ(result.code, 0) << result.err;
-  const auto lines = jsonLines(result.out);
+  const auto lines = testing::outputLines<nlohmann::json>(result.out);
   ASSERT_EQ(lines.size(), 2u) << result.out;
   EXPECT_EQ(lines[0]["kind"], "heading");
   EXPECT_EQ(lines[0]["text"], "##");
@@ -41,7 +33,7 @@ TEST(EditorCommands, TriggersPrintOneJsonLinePerRecognisedTrigger) {
   EXPECT_NE(lines[0]["id"], lines[1]["id"]);
   EXPECT_TRUE(lines[0]["createdAt"].get<std::string>().ends_with("Z"));
 
-  const auto fullWidth = jsonLines(run({"triggers", "--full-width"}, "【】 ").out);
+  const auto fullWidth = testing::outputLines<nlohmann::json>(run({"triggers", "--full-width"}, "【】 ").out);
   ASSERT_EQ(fullWidth.size(), 1u);
   EXPECT_EQ(fullWidth[0]["command"], "checklist");
 }

@@ -28,19 +28,9 @@ std::string body(const std::vector<NoteRunSpec>& runs) {
   return notes_store::gzipCompress(notes_store::encodeNoteDocument(runs));
 }
 
-class NavigationCommandsTest : public ::testing::Test {
+class NavigationCommandsTest : public testing::CommandTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "home");
-    environment_["HOME"] = (directory_ / "home").string();
-  }
-
-  CommandResult run(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), {"--data-dir", dataDirectory()});
-    return testing::runCommand(arguments, environment_);
-  }
-
-  std::string dataDirectory() const { return (directory_ / "data").string(); }
+  NavigationCommandsTest() { leadingArguments_ = {"--data-dir", data()}; }
 
   // Work › Projects with two notes, one linking to the other, a note with
   // headings, and the trash with a note in it.
@@ -82,9 +72,6 @@ class NavigationCommandsTest : public ::testing::Test {
     return path;
   }
 
-  platform::testing::TestFolder folder_;
-  fs::path directory_ = folder_.path();
-  std::map<std::string, std::string> environment_;
   int64_t planKey_ = 0;
 };
 
@@ -119,13 +106,12 @@ TEST_F(NavigationCommandsTest, SearchPrintsNotesThenFoldersAsJson) {
 // and that what a save cut short by kill -9 left there goes, but not a running save's.
 TEST_F(NavigationCommandsTest, SearchKeepsItsCacheInTheDataFolderAndRemovesStaleTemporaryFiles) {
   const std::string library = writeLibrary();
-  fs::create_directories(dataDirectory());
+  fs::create_directories(data());
   const pid_t ended = ::fork();
   if (ended == 0) ::_exit(0);
   ::waitpid(ended, nullptr, 0);
-  const fs::path stale = fs::path(dataDirectory()) / ("S.searchcache.tmp-" + std::to_string(ended) + "-0");
-  const fs::path running =
-      fs::path(dataDirectory()) / ("S.searchcache.tmp-" + std::to_string(::getpid()) + "-0");
+  const fs::path stale = fs::path(data()) / ("S.searchcache.tmp-" + std::to_string(ended) + "-0");
+  const fs::path running = fs::path(data()) / ("S.searchcache.tmp-" + std::to_string(::getpid()) + "-0");
   std::ofstream(stale) << "half";
   std::ofstream(running) << "half";
   ASSERT_EQ(run({"--db", library, "search", "crème"}).code, 0);
@@ -133,7 +119,7 @@ TEST_F(NavigationCommandsTest, SearchKeepsItsCacheInTheDataFolderAndRemovesStale
   EXPECT_TRUE(fs::exists(running));
   fs::remove(running);
   std::vector<fs::path> caches;
-  for (const auto& entry : fs::directory_iterator(dataDirectory())) caches.push_back(entry.path());
+  for (const auto& entry : fs::directory_iterator(data())) caches.push_back(entry.path());
   ASSERT_EQ(caches.size(), 1u);
   EXPECT_TRUE(caches[0].filename().string().starts_with("quick-open-search-"));
   EXPECT_GT(fs::file_size(caches[0]), 100u);

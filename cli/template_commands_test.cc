@@ -23,17 +23,11 @@ namespace fs = std::filesystem;
 
 using testing::CommandResult;
 
-class TemplateCommandsTest : public ::testing::Test {
+class TemplateCommandsTest : public testing::CommandTest {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_ / "home");
-    fs::create_directories(directory_ / "config");
-    environment_["HOME"] = (directory_ / "home").string();
-  }
-
-  CommandResult run(std::vector<std::string> arguments, const std::string& input = "") {
-    arguments.insert(arguments.begin(), {"--config-dir", (directory_ / "config").string()});
-    return testing::runCommand(arguments, environment_, input);
+  TemplateCommandsTest() {
+    fs::create_directories(config());
+    leadingArguments_ = {"--config-dir", config()};
   }
 
   // `zephyl debug replay [OPTION] -` with `events` as the recording, without a library by default.
@@ -42,13 +36,6 @@ class TemplateCommandsTest : public ::testing::Test {
     std::vector<std::string> arguments = {"--db", db, "debug", "replay", "-"};
     if (!option.empty()) arguments.insert(arguments.end() - 1, option);
     return run(arguments, events);
-  }
-
-  static std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) result.push_back(line);
-    return result;
   }
 
   // A root "Templates" folder (listed) and a "Templates" folder nested in
@@ -74,10 +61,6 @@ class TemplateCommandsTest : public ::testing::Test {
     builder.write(path);
     return path;
   }
-
-  platform::testing::TestFolder folder_;
-  fs::path directory_ = folder_.path();
-  std::map<std::string, std::string> environment_;
 };
 
 TEST_F(TemplateCommandsTest, ListShowAndExpandTemplatesOfRootFoldersOnly) {
@@ -206,7 +189,7 @@ TEST_F(TemplateCommandsTest, ReplayReadsEachKindOfEvent) {
     for (const std::string& event : c.events) events += event + "\n";
     const CommandResult result = replay(events, c.option, c.library ? library : "");
     ASSERT_EQ(result.code, 0) << result.err;
-    const std::vector<std::string> output = lines(result.out);
+    const std::vector<std::string> output = testing::outputLines(result.out);
     ASSERT_FALSE(output.empty());
     EXPECT_EQ(output[0], R"({"status":"Apple Notes is active"})");
     auto line = output.begin();

@@ -21,11 +21,6 @@ using platform::RecordingPlatform;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-class FixedUuids : public UuidGenerator {
- public:
-  std::string makeUuid() override { return "00000000-0000-4000-8000-000000000000"; }
-};
-
 // The controller wired to the recording desktop. Statuses reach the display
 // through the main queue, which the test drains, as the main thread would.
 class AppControllerTest : public ::testing::Test {
@@ -85,7 +80,7 @@ class AppControllerTest : public ::testing::Test {
 
   core::InMemorySettingsStore settings_;
   platform::testing::FakeClock clock_;
-  FixedUuids uuids_;
+  RandomUuidGenerator uuids_{[] { return uint64_t{0}; }};  // the same identifier every time
   KeyboardConsumeStore consumeStore_;
   RecordingPlatform platform_;
   platform::testing::FakeScriptRunner templateScripts_;

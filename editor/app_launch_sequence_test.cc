@@ -23,15 +23,13 @@ using ::testing::ElementsAre;
 
 // Every collaborator writes what it was asked to do into one list, so the
 // test sees the order of the launch.
-struct Steps {
-  std::vector<std::string> names;
-};
+using Steps = std::vector<std::string>;
 
 class StepUpdater : public SoftwareUpdater {
  public:
   explicit StepUpdater(Steps& steps) : steps_(steps) {}
   bool start() override {
-    steps_.names.push_back("updater");
+    steps_.push_back("updater");
     return false;
   }
   Steps& steps_;
@@ -41,7 +39,7 @@ class StepAppearance : public AppearanceApplier {
  public:
   explicit StepAppearance(Steps& steps) : steps_(steps) {}
   bool apply(AppAppearance appearance) override {
-    steps_.names.push_back(appearance == AppAppearance::kDark ? "appearance:dark" : "appearance:other");
+    steps_.push_back(appearance == AppAppearance::kDark ? "appearance:dark" : "appearance:other");
     return true;
   }
   Steps& steps_;
@@ -51,7 +49,7 @@ class StepDesktop : public platform::RecordingPlatform {
  public:
   explicit StepDesktop(Steps& steps) : steps_(steps) {}
   ObserverToken addActivationObserver(ActivationHandler handler) override {
-    steps_.names.push_back("presence");
+    steps_.push_back("presence");
     return RecordingPlatform::addActivationObserver(std::move(handler));
   }
   Steps& steps_;
@@ -61,7 +59,7 @@ class StepLocalMonitor : public platform::testing::FakeLocalKeyMonitor {
  public:
   explicit StepLocalMonitor(Steps& steps) : steps_(steps) {}
   void install(LocalKeyHandler handler) override {
-    steps_.names.push_back("keyboardMonitor");
+    steps_.push_back("keyboardMonitor");
     FakeLocalKeyMonitor::install(std::move(handler));
   }
   Steps& steps_;
@@ -101,7 +99,7 @@ TEST(AppLaunchSequenceTest, StartsEachServiceInOrderAndWarmsBacklinksInTheBackgr
     AppLaunchSequence launch({settings, updater, appearance, controller, monitor,
                               [&] { warmedOn.set_value(std::this_thread::get_id()); }});
     launch.launch();
-    EXPECT_THAT(steps.names, ElementsAre("updater", "appearance:dark", "presence", "keyboardMonitor"));
+    EXPECT_THAT(steps, ElementsAre("updater", "appearance:dark", "presence", "keyboardMonitor"));
     EXPECT_TRUE(monitor.isStarted());
     EXPECT_EQ(settings.stringListValue("AppleLanguages"), (std::vector<std::string>{"de"}));
   }  // the sequence waits for the warm-up as it goes

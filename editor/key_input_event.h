@@ -38,6 +38,8 @@ struct KeyInputEvent {
   uint64_t modifierFlags = 0;  // the event's full flags, unmasked
   std::optional<int32_t> targetProcessIdentifier;
   std::optional<int32_t> keyboardFocusProcessIdentifier;
+
+  bool operator==(const KeyInputEvent&) const = default;
 };
 
 }  // namespace zephyl::editor

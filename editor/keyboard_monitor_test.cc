@@ -2,9 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <mutex>
-
 #include "core/logger.h"
+#include "platform/testing/capturing_log_sink.h"
 #include "platform/testing/fake_accessibility.h"
 #include "platform/testing/fake_event_tap_factory.h"
 #include "platform/testing/fake_local_key_monitor.h"
@@ -20,22 +19,6 @@ using TapRecord = platform::testing::FakeEventTapFactory::TapRecord;
 
 constexpr int32_t kNotesPid = 501;
 constexpr uint16_t kKeyO = 31;
-
-class CapturingSink : public core::LogSink {
- public:
-  void write(core::LogLevel, std::string_view, std::string_view message) override {
-    std::lock_guard lock(mutex_);
-    lines_.emplace_back(message);
-  }
-  size_t count(std::string_view line) {
-    std::lock_guard lock(mutex_);
-    return std::count(lines_.begin(), lines_.end(), line);
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<std::string> lines_;
-};
 
 TapEvent keyDown(int64_t keyCode, std::string characters, uint64_t flags = 0, int64_t target = kNotesPid) {
   return TapEvent{TapEventType::kKeyDown, flags, keyCode, target, std::move(characters)};
@@ -71,7 +54,8 @@ class KeyboardMonitorTest : public ::testing::Test {
     return live;
   }
 
-  std::shared_ptr<CapturingSink> sink_ = std::make_shared<CapturingSink>();
+  std::shared_ptr<platform::testing::CapturingLogSink> sink_ =
+      std::make_shared<platform::testing::CapturingLogSink>();
   platform::testing::FakeEventTapFactory taps_;
   platform::testing::FakeAccessibility accessibility_;
   platform::testing::FakeProgramFileInspector programFile_;
@@ -102,12 +86,9 @@ TEST_F(KeyboardMonitorTest, ForwardedKeysReachTheMainQueueAndOnlyConsumedOnesAre
   // The controller only hears of keys on the main queue.
   EXPECT_TRUE(keys_.empty());
   EXPECT_EQ(mainQueue_.drain(), 2u);
-  ASSERT_EQ(keys_.size(), 2u);
-  EXPECT_EQ(keys_[0].characters, "H");
-  EXPECT_EQ(keys_[0].modifierFlags, kShiftModifier);
-  EXPECT_EQ(keys_[0].targetProcessIdentifier, kNotesPid);
-  EXPECT_EQ(keys_[1].keyCode, kReturnKeyCode);
-  EXPECT_EQ(keys_[1].targetProcessIdentifier, std::nullopt);  // ids below 1 mean none
+  // Target ids below 1 mean none.
+  EXPECT_EQ(keys_, (std::vector<KeyInputEvent>{{"H", 4, kShiftModifier, kNotesPid, std::nullopt},
+                                               {"\r", kReturnKeyCode, 0, std::nullopt, std::nullopt}}));
   EXPECT_EQ(accessibility_.focusQueries(), 0);
 }
 
@@ -278,8 +259,7 @@ TEST_F(KeyboardMonitorTest, LocalMonitorUsesTheForwardRuleWithoutProcessIds) {
   });
   EXPECT_EQ(localMonitor_.type(KeyInputEvent{"", kDownArrowKeyCode, 0, {}, {}}), true);
   ASSERT_EQ(keys_.size(), 2u);  // handed over at once: the local monitor runs on the main thread
-  EXPECT_EQ(keys_[0].targetProcessIdentifier, std::nullopt);
-  EXPECT_EQ(keys_[0].keyboardFocusProcessIdentifier, std::nullopt);
+  EXPECT_EQ(keys_[0], (KeyInputEvent{"h", 4, 0, std::nullopt, std::nullopt}));
   EXPECT_TRUE(taps_.creationAttempts().empty());  // no tap wanted
   monitor_->stop();
   EXPECT_FALSE(localMonitor_.installed());

@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 #include "editor/slash_command_session.h"
 #include "notes_store/fixtures/note_document_writer.h"
@@ -38,11 +39,6 @@ std::string styledBody() {
 
 class NoteTemplateServiceTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    fs::create_directories(directory_);
-    path_ = (directory_ / "NoteStore.sqlite").string();
-  }
-
   // A root "Templates" folder with a styled note and an untitled one, a nested
   // "Templates" folder and a deleted root one, whose notes never appear.
   void writeLibrary(double weeklyModified = 200) {
@@ -75,17 +71,27 @@ class NoteTemplateServiceTest : public ::testing::Test {
 
   platform::testing::TestFolder folder_;
   fs::path directory_ = folder_.path();
-  std::string path_;
+  std::string path_ = folder_.file("NoteStore.sqlite");
   std::string storeUUID_;
   int64_t untitledKey_ = 0;
   platform::PosixFileSystem files_;
+  FakeNotesDatabaseGrant grant_{path_};
+  notes_store::NotesDatabaseAccess access_{grant_, files_, "/home/nobody"};
 };
+
+// The description of the NoteTemplateServiceError that `action` throws.
+std::string failureOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const NoteTemplateServiceError& error) {
+    return error.description();
+  }
+  return "no error";
+}
 
 TEST_F(NoteTemplateServiceTest, ListsRootTemplatesFoldersOnlyWithDecodedBodies) {
   writeLibrary();
-  FakeNotesDatabaseGrant grant(path_);
-  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
-  NoteTemplateService service(&access, nullptr);
+  NoteTemplateService service(&access_, nullptr);
   const auto& templates = service.synchronize();
   ASSERT_EQ(templates.size(), 2u);
   EXPECT_EQ(templates[0].title, "Weekly");  // newest first
@@ -98,14 +104,12 @@ TEST_F(NoteTemplateServiceTest, ListsRootTemplatesFoldersOnlyWithDecodedBodies) 
   EXPECT_EQ(templates[1].displayTitle, "Untitled Template");
   EXPECT_EQ(templates[1].noteID, "x-coredata://" + storeUUID_ + "/ICNote/p" + std::to_string(untitledKey_));
   EXPECT_EQ(templates[1].htmlBody, "<div>plain</div>\n");
-  EXPECT_EQ(grant.openScopes(), 0);
+  EXPECT_EQ(grant_.openScopes(), 0);
 }
 
 TEST_F(NoteTemplateServiceTest, UnchangedRevisionSkipsTheFullReadAndAChangeRereads) {
   writeLibrary();
-  FakeNotesDatabaseGrant grant(path_);
-  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
-  NoteTemplateService service(&access, nullptr);
+  NoteTemplateService service(&access_, nullptr);
   service.synchronize();
   service.synchronize();
   EXPECT_EQ(service.fullReads(), 1);
@@ -116,10 +120,8 @@ TEST_F(NoteTemplateServiceTest, UnchangedRevisionSkipsTheFullReadAndAChangeRerea
 
 TEST_F(NoteTemplateServiceTest, FailedReadsKeepTheCachedListAndSayWhy) {
   writeLibrary();
-  FakeNotesDatabaseGrant grant(path_);
-  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
   FakeScriptRunner scripts;
-  NoteTemplateService service(&access, &scripts);
+  NoteTemplateService service(&access_, &scripts);
   ASSERT_EQ(service.synchronize().size(), 2u);
 
   // A file that is no database: the script fallback fails too, the database error is reported.
@@ -132,36 +134,25 @@ TEST_F(NoteTemplateServiceTest, FailedReadsKeepTheCachedListAndSayWhy) {
   // No database: the script fallback's own error is reported.
   fs::remove(path_);
   scripts.setFailure(ScriptError(ScriptError::Code::kExecutionFailed, "Notes got an error: timed out"));
-  try {
-    service.synchronize();
-    FAIL() << "no error";
-  } catch (const NoteTemplateServiceError& error) {
-    EXPECT_EQ(error.code(), NoteTemplateServiceError::Code::kAppleScriptError);
-    EXPECT_EQ(error.description(), "Apple Notes returned an error: Notes got an error: timed out");
-  }
+  EXPECT_EQ(failureOf([&] { service.synchronize(); }),
+            "Apple Notes returned an error: Notes got an error: timed out");
   EXPECT_EQ(service.templates().size(), 2u);
 
   // No database and no scripting on this system: ask for database access.
   scripts.setFailure(ScriptError(ScriptError::Code::kUnavailable));
-  try {
-    service.synchronize();
-    FAIL() << "no error";
-  } catch (const NoteTemplateServiceError& error) {
-    EXPECT_EQ(error.description(), "Grant Apple Notes database access in Settings to use templates.");
-  }
+  EXPECT_EQ(failureOf([&] { service.synchronize(); }),
+            "Grant Apple Notes database access in Settings to use templates.");
   NoteTemplateService noRunner(nullptr, nullptr);
   EXPECT_THROW(noRunner.fetchViaScript(), NoteTemplateServiceError);
 }
 
 TEST_F(NoteTemplateServiceTest, FallsBackToTheScriptWhenThereIsNoDatabase) {
-  FakeNotesDatabaseGrant grant(path_);  // nothing written there
-  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
   FakeScriptRunner scripts;
   scripts.queueResult(std::string("folder\x1F"
                                   "F1\x1FTemplates\x1FiCloud\x1E") +
                       "template\x1F"
                       "F1\x1FTemplates\x1FiCloud\x1Fn1\x1FStandup\x1F\x1F<div>{{time}}</div>");
-  NoteTemplateService service(&access, &scripts);
+  NoteTemplateService service(&access_, &scripts);
   const auto& templates = service.synchronize();
   ASSERT_EQ(templates.size(), 1u);
   EXPECT_EQ(templates[0].title, "Standup");
@@ -179,23 +170,18 @@ TEST_F(NoteTemplateServiceTest, InstallReportsExistingOrCreatedAndScriptErrors) 
   scripts.queueResult("maybe");
   EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::kCreated);
   EXPECT_EQ(service.install(meeting), NoteTemplateScripts::InstallResult::kExisting);
-  EXPECT_THROW(service.install(meeting), NoteTemplateServiceError);
+  EXPECT_EQ(failureOf([&] { service.install(meeting); }),
+            "Apple Notes returned an error: Unexpected result: maybe");
   EXPECT_EQ(scripts.runs()[0].source, NoteTemplateScripts::installScript(meeting));
 
   scripts.setFailure(ScriptError(ScriptError::Code::kExecutionFailed, std::string(kNoAccountMessage)));
-  try {
-    service.install(meeting);
-    FAIL() << "no error";
-  } catch (const NoteTemplateServiceError& error) {
-    EXPECT_EQ(error.scriptMessage(), "No Apple Notes account is available.");
-  }
+  EXPECT_EQ(failureOf([&] { service.install(meeting); }),
+            "Apple Notes returned an error: No Apple Notes account is available.");
 }
 
 TEST_F(NoteTemplateServiceTest, SlashSessionSynchronisesOncePerSessionAndRunsCommands) {
   writeLibrary();
-  FakeNotesDatabaseGrant grant(path_);
-  notes_store::NotesDatabaseAccess access(grant, files_, "/home/nobody");
-  NoteTemplateService service(&access, nullptr);
+  NoteTemplateService service(&access_, nullptr);
   const TemplateDateFormatter utc("UTC");
   SlashCommandSession session(service, utc);
   session.begin();
@@ -203,7 +189,7 @@ TEST_F(NoteTemplateServiceTest, SlashSessionSynchronisesOncePerSessionAndRunsCom
   session.rows("wee");
   session.rows("");
   auto opens = [&] {
-    const std::vector<std::string> events = grant.events();
+    const std::vector<std::string> events = grant_.events();
     return std::count_if(events.begin(), events.end(), [](const auto& e) { return e.starts_with("start:"); });
   };
   EXPECT_EQ(opens(), 1);

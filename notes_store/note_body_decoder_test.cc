@@ -444,15 +444,10 @@ std::optional<Style> styleAt(const NotesDatabaseBodyTextCandidate& candidate, si
   return std::nullopt;
 }
 
-class RealLibraryBodies : public testing::TestWithParam<const char*> {};
+using RealLibraryBodies = internal::RealLibraryTest;
 
 TEST_P(RealLibraryBodies, EveryUnlockedNoteDecodesWithItsTitleFirst) {
-  const auto folder = internal::RealNotesLibrary::sourceFolder();
-  if (!folder) {
-    GTEST_SKIP() << "shared test data not found at " << ZEPHYL_SHARED_TESTDATA;
-  }
-  const internal::RealNotesLibrary library(*folder, GetParam());
-  const auto rows = library.rows(
+  const auto rows = library_->rows(
       "SELECT n.Z_PK, n.ZTITLE1, d.ZDATA FROM ZICCLOUDSYNCINGOBJECT n "
       "JOIN ZICNOTEDATA d ON d.Z_PK = n.ZNOTEDATA "
       "WHERE d.ZDATA IS NOT NULL AND IFNULL(n.ZISPASSWORDPROTECTED, 0) = 0");
@@ -473,12 +468,7 @@ TEST_P(RealLibraryBodies, EveryUnlockedNoteDecodesWithItsTitleFirst) {
 }
 
 TEST_P(RealLibraryBodies, ChecklistShowsItsDoneStatesAndTheTableIsAnAttachment) {
-  const auto folder = internal::RealNotesLibrary::sourceFolder();
-  if (!folder) {
-    GTEST_SKIP() << "shared test data not found at " << ZEPHYL_SHARED_TESTDATA;
-  }
-  const internal::RealNotesLibrary library(*folder, GetParam());
-  const auto rows = library.rows(
+  const auto rows = library_->rows(
       "SELECT d.ZDATA, (SELECT a.ZIDENTIFIER FROM ZICCLOUDSYNCINGOBJECT a "
       "WHERE a.ZTYPEUTI = 'com.apple.notes.table') FROM ZICCLOUDSYNCINGOBJECT n "
       "JOIN ZICNOTEDATA d ON d.Z_PK = n.ZNOTEDATA WHERE n.ZTITLE1 = 'This note has special formatting'");

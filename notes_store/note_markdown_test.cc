@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "core/utf8.h"
+
 namespace zephyl::notes_store {
 namespace {
 
@@ -9,14 +11,7 @@ namespace {
 class DocumentBuilder {
  public:
   DocumentBuilder& run(std::string text, NotesDatabaseAttributeStyle style = {}) {
-    int64_t units = 0;
-    for (size_t i = 0; i < text.size();) {
-      const auto c = static_cast<unsigned char>(text[i]);
-      const size_t length = c < 0x80 ? 1 : c < 0xE0 ? 2 : c < 0xF0 ? 3 : 4;
-      units += length == 4 ? 2 : 1;
-      i += length;
-    }
-    style.length = units;
+    style.length = static_cast<int64_t>(core::utf16LengthOfValidUtf8(text).value());
     document_.text += text;
     document_.runs.push_back(style);
     return *this;

@@ -369,15 +369,10 @@ TEST(TableUUIDText, MatchesWholeAndEmbeddedUUIDs) {
   }
 }
 
-class RealLibraryTable : public testing::TestWithParam<const char*> {};
+using RealLibraryTable = internal::RealLibraryTest;
 
 TEST_P(RealLibraryTable, DecodesWithItsCellsInDisplayOrder) {
-  const auto folder = internal::RealNotesLibrary::sourceFolder();
-  if (!folder) {
-    GTEST_SKIP() << "shared test data not found at " << ZEPHYL_SHARED_TESTDATA;
-  }
-  const internal::RealNotesLibrary library(*folder, GetParam());
-  const auto rows = library.rows(
+  const auto rows = library_->rows(
       "SELECT ZMERGEABLEDATA1, ZMERGEABLEDATA FROM ZICCLOUDSYNCINGOBJECT "
       "WHERE ZTYPEUTI = 'com.apple.notes.table'");
   ASSERT_EQ(rows.size(), 1u);

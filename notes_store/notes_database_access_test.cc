@@ -25,18 +25,19 @@ namespace {
 namespace fs = std::filesystem;
 using platform::testing::FakeNotesDatabaseGrant;
 
-std::string readBytes(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream bytes;
-  bytes << in.rdbuf();
-  return bytes.str();
+// Runs `sql` on the library at `path` through a connection of its own; with
+// `keepWal`, closing does not checkpoint a -wal into the file.
+void execute(const std::string& path, const std::string& sql, bool keepWal = false) {
+  sqlite3* db = nullptr;
+  ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
+  if (keepWal) sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+  sqlite3_close(db);
 }
 
 // A fresh folder per test, removed afterwards.
 class NotesDatabaseAccessTest : public ::testing::Test {
  protected:
-  void SetUp() override { fs::create_directories(directory_); }
-
   // Writes `builder` as NoteStore.sqlite in the test folder and returns its path.
   std::string write(const NotesLibraryBuilder& builder, const std::string& name = "NoteStore.sqlite") {
     const std::string path = (directory_ / name).string();
@@ -51,6 +52,21 @@ class NotesDatabaseAccessTest : public ::testing::Test {
     auto result = access.withDatabase(std::forward<Body>(body));
     EXPECT_EQ(grant.openScopes(), 0);
     return result;
+  }
+
+  // The message of the error that reading through a grant of `granted` ends with; "" when it reads.
+  std::string readFailure(const std::string& granted, core::FileSystem& files) {
+    FakeNotesDatabaseGrant grant(granted);
+    NotesDatabaseAccess access(grant, files, "/home/nobody");
+    std::string message;
+    try {
+      access.withDatabase([](auto& c) { return NotesDatabaseAccess::fetchNoteList(c); });
+    } catch (const NotesDatabaseError& error) {
+      EXPECT_EQ(error.description(), "Zephyl could not read the Apple Notes database: " + error.message());
+      message = error.message();
+    }
+    EXPECT_EQ(grant.openScopes(), 0);
+    return message;
   }
 
   platform::testing::TestFolder folder_;
@@ -202,14 +218,10 @@ TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
   for (const auto& date : dates) {
     for (const auto& c : cases) {
       SCOPED_TRACE(std::string(date.column) + " = " + c.stored);
-      sqlite3* db = nullptr;
-      ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-      const std::string update = std::string(
-                                     "UPDATE ziccloudsyncingobject SET zcreationdate3 = 0, "
-                                     "zmodificationdate1 = 0; UPDATE ziccloudsyncingobject SET ") +
-                                 date.column + " = " + c.stored + " WHERE z_pk = " + std::to_string(note);
-      EXPECT_EQ(sqlite3_exec(db, update.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
-      sqlite3_close(db);
+      execute(path,
+              std::string("UPDATE ziccloudsyncingobject SET zcreationdate3 = 0, zmodificationdate1 = 0; ") +
+                  "UPDATE ziccloudsyncingobject SET " + date.column + " = " + c.stored +
+                  " WHERE z_pk = " + std::to_string(note));
       const auto notes =
           read(path, [](auto& connection) { return NotesDatabaseAccess::fetchNoteList(connection); });
       ASSERT_TRUE(notes && notes->size() == 1u);
@@ -450,10 +462,8 @@ TEST_F(NotesDatabaseAccessTest, GrantNamingFolderOrFileOpensTheSameDatabaseAndSc
   }
   // A copy with another file name is used as it is.
   fs::copy_file(path, directory_ / "copy.sqlite");
-  FakeNotesDatabaseGrant grant((directory_ / "copy.sqlite").string());
-  NotesDatabaseAccess access(grant, files_, "/home/nobody");
-  EXPECT_TRUE(
-      access.withDatabase([](auto& c) { return NotesDatabaseAccess::fetchStoreUUID(c); }).has_value());
+  EXPECT_EQ(read((directory_ / "copy.sqlite").string(), NotesDatabaseAccess::fetchStoreUUID),
+            library.builder.storeUUID());
 }
 
 TEST_F(NotesDatabaseAccessTest, MissingDatabaseIsNoDatabaseNotAnError) {
@@ -480,16 +490,7 @@ TEST_F(NotesDatabaseAccessTest, MissingDatabaseIsNoDatabaseNotAnError) {
 TEST_F(NotesDatabaseAccessTest, CorruptAndReadOnlyFailuresCarrySQLiteMessages) {
   const std::string corrupt = (directory_ / "corrupt.sqlite").string();
   std::ofstream(corrupt) << std::string(8192, 'x');
-  FakeNotesDatabaseGrant grant(corrupt);
-  NotesDatabaseAccess access(grant, files_, "/home/nobody");
-  try {
-    access.withDatabase([](auto& c) { return NotesDatabaseAccess::fetchNoteList(c); });
-    ADD_FAILURE() << "corrupt file was read";
-  } catch (const NotesDatabaseError& error) {
-    EXPECT_EQ(error.message(), "file is not a database");
-    EXPECT_EQ(error.description(), "Zephyl could not read the Apple Notes database: file is not a database");
-  }
-  EXPECT_EQ(grant.openScopes(), 0);
+  EXPECT_EQ(readFailure(corrupt, files_), "file is not a database");
 
   SmallLibrary library;
   const auto path = write(library.builder);
@@ -600,16 +601,10 @@ std::string writeLibraryWithPendingWal(const fs::path& directory) {
   SmallLibrary library;
   const std::string path = (directory / "NoteStore.sqlite").string();
   library.builder.write(path);
-  sqlite3* db = nullptr;
-  EXPECT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-  EXPECT_EQ(sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr), SQLITE_OK);
-  EXPECT_EQ(sqlite3_exec(db,
-                         "PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;"
-                         "UPDATE ziccloudsyncingobject SET ztitle1 = 'Changed' WHERE ztitle1 = 'Plan'",
-                         nullptr, nullptr, nullptr),
-            SQLITE_OK)
-      << sqlite3_errmsg(db);
-  sqlite3_close(db);
+  execute(path,
+          "PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0;"
+          "UPDATE ziccloudsyncingobject SET ztitle1 = 'Changed' WHERE ztitle1 = 'Plan'",
+          /*keepWal=*/true);
   fs::remove(path + "-shm");
   EXPECT_TRUE(fs::exists(path + "-wal"));
   return path;
@@ -638,14 +633,11 @@ TEST_F(NotesDatabaseAccessTest, ReadOnlyFolderIsReadAsImmutableAndSaysThatTheWal
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
     if (!c.keepWal && fs::exists(path + "-wal")) {
-      sqlite3* db = nullptr;
-      ASSERT_EQ(sqlite3_open(path.c_str(), &db), SQLITE_OK);
-      sqlite3_exec(db, "PRAGMA wal_checkpoint(TRUNCATE)", nullptr, nullptr, nullptr);
-      sqlite3_close(db);
+      execute(path, "PRAGMA wal_checkpoint(TRUNCATE)");
       fs::remove(path + "-wal");
       fs::remove(path + "-shm");
     }
-    const std::string bytes = readBytes(path);
+    const std::string bytes = platform::testing::readFile(path);
     FakeNotesDatabaseGrant grant(path);
     NotesDatabaseAccess access(grant, files_, "/home/nobody");
     std::vector<std::string> warnings;
@@ -668,7 +660,7 @@ TEST_F(NotesDatabaseAccessTest, ReadOnlyFolderIsReadAsImmutableAndSaysThatTheWal
     EXPECT_EQ(warnings, c.keepWal ? std::vector<std::string>{std::string(kUnreadWalWarning)}
                                   : std::vector<std::string>{})
         << "once, and only when a -wal was left unread";
-    EXPECT_EQ(readBytes(path), bytes);
+    EXPECT_EQ(platform::testing::readFile(path), bytes);
     EXPECT_FALSE(fs::exists(path + "-shm"));
   }
 }
@@ -679,16 +671,8 @@ TEST_F(NotesDatabaseAccessTest, FolderWithoutSearchPermissionIsUnreadableNotMiss
   memory.denySearch("/media/locked");
   for (const std::string granted :
        {"/media/locked", "/media/locked/copy.sqlite", "/media/locked/NoteStore.sqlite"}) {
-    SCOPED_TRACE(granted);
-    FakeNotesDatabaseGrant grant(granted);
-    NotesDatabaseAccess access(grant, memory, "/home/nobody");
-    try {
-      access.withDatabase([](auto&) { return 0; });
-      ADD_FAILURE() << "taken for no database";
-    } catch (const NotesDatabaseError& error) {
-      EXPECT_EQ(error.message(), "the folder /media/locked cannot be read (permission denied)");
-    }
-    EXPECT_EQ(grant.openScopes(), 0);
+    EXPECT_EQ(readFailure(granted, memory), "the folder /media/locked cannot be read (permission denied)")
+        << granted;
   }
 
   // And on disk, where chmod binds (not for root, who may search any folder).
@@ -698,36 +682,9 @@ TEST_F(NotesDatabaseAccessTest, FolderWithoutSearchPermissionIsUnreadableNotMiss
   fs::create_directories(locked);
   library.builder.write((locked / "NoteStore.sqlite").string());
   fs::permissions(locked, fs::perms::none);
-  FakeNotesDatabaseGrant grant(locked.string());
-  NotesDatabaseAccess access(grant, files_, "/home/nobody");
-  std::string message;
-  try {
-    access.withDatabase([](auto&) { return 0; });
-  } catch (const NotesDatabaseError& error) {
-    message = error.message();
-  }
+  const std::string message = readFailure(locked.string(), files_);
   fs::permissions(locked, fs::perms::owner_all);
   EXPECT_EQ(message, "the folder " + locked.string() + " cannot be read (permission denied)");
-}
-
-TEST_F(NotesDatabaseAccessTest, EveryOperationLeavesTheFileUnchanged) {
-  SmallLibrary library;
-  const auto path = write(library.builder);
-  const std::string before = readBytes(path);
-  read(path, [](auto& c) {
-    NotesDatabaseAccess::fetchFolderTree(c);
-    auto notes = NotesDatabaseAccess::fetchNoteList(c);
-    NotesDatabaseAccess::fetchNoteBodies(c, {1, 2, 3});
-    NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
-    NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kSkills);
-    NotesDatabaseAccess::fetchLinkAttachments(c);
-    NotesDatabaseAccess::fetchLinkTargets(c);
-    NotesDatabaseAccess::forEachCandidateBody(c, [](NotesCandidateBodyRow) {});
-    NotesDatabaseAccess::executeStatement(c, "BEGIN DEFERRED");
-    NotesDatabaseAccess::executeStatement(c, "ROLLBACK");
-    return notes.size();
-  });
-  EXPECT_EQ(readBytes(path), before);
 }
 
 // The real libraries made by Apple Notes on macOS 13 and 15.
@@ -739,7 +696,7 @@ TEST_P(RealLibraryTest, ListsExactlyTheLiveFoldersAndNotes) {
   // Copied first: even a read-only open creates -shm and -wal beside a WAL library.
   const fs::path copy = directory_ / "NoteStore.sqlite";
   fs::copy_file(source, copy);
-  const std::string before = readBytes(copy);
+  const std::string before = platform::testing::readFile(copy);
 
   const auto result = read(copy.string(), [](auto& c) {
     return std::make_pair(NotesDatabaseAccess::fetchFolderTree(c), NotesDatabaseAccess::fetchNoteList(c));
@@ -765,7 +722,7 @@ TEST_P(RealLibraryTest, ListsExactlyTheLiveFoldersAndNotes) {
   EXPECT_EQ(titles.count("This is a deleted note"), 0u);  // it lies in the trash
   EXPECT_TRUE(titles.count("This note is in a subfolder"));
   EXPECT_TRUE(titles.count("This note is password protected"));
-  EXPECT_EQ(readBytes(copy), before);
+  EXPECT_EQ(platform::testing::readFile(copy), before);
 }
 
 INSTANTIATE_TEST_SUITE_P(Libraries, RealLibraryTest,

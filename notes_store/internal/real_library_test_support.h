@@ -4,6 +4,7 @@
 // untouched. Test use only.
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sqlite3.h>
 #include <stdlib.h>
 
@@ -80,6 +81,19 @@ class RealNotesLibrary {
 
   std::filesystem::path directory_;
   sqlite3* db_ = nullptr;
+};
+
+// A test run once per real library (its name the parameter), skipped when the
+// shared test data is absent.
+class RealLibraryTest : public ::testing::TestWithParam<const char*> {
+ protected:
+  void SetUp() override {
+    const auto folder = RealNotesLibrary::sourceFolder();
+    if (!folder) GTEST_SKIP() << "shared test data not found at " << ZEPHYL_SHARED_TESTDATA;
+    library_.emplace(*folder, GetParam());
+  }
+
+  std::optional<RealNotesLibrary> library_;
 };
 
 }  // namespace zephyl::notes_store::internal

@@ -31,6 +31,12 @@ class CapturingLogSink : public core::LogSink {
                        [&](const std::string& line) { return line.starts_with(prefix); });
   }
 
+  // How many lines are exactly `line`.
+  size_t count(std::string_view line) const {
+    std::lock_guard lock(mutex_);
+    return static_cast<size_t>(std::count(lines_.begin(), lines_.end(), line));
+  }
+
  private:
   mutable std::mutex mutex_;  // guards lines_
   std::vector<std::string> lines_;

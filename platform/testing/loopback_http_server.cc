@@ -129,6 +129,21 @@ bool LoopbackConnection::writeChunk(std::string_view bytes) {
   return write(std::string(size) + std::string(bytes) + "\r\n");
 }
 
+bool LoopbackConnection::writeResponse(std::string_view status, std::string_view contentType,
+                                       std::string_view body) {
+  const std::string type = contentType.empty() ? "" : "Content-Type: " + std::string(contentType) + "\r\n";
+  return write("HTTP/1.1 " + std::string(status) + "\r\n" + type + "Content-Length: " +
+               std::to_string(body.size()) + "\r\nConnection: close\r\n\r\n" + std::string(body));
+}
+
+bool LoopbackConnection::writeChunkedResponse(std::string_view status, std::string_view contentType,
+                                              std::string_view body, size_t chunk) {
+  bool written = write("HTTP/1.1 " + std::string(status) + "\r\nContent-Type: " + std::string(contentType) +
+                       "\r\nTransfer-Encoding: chunked\r\n\r\n");
+  for (size_t at = 0; written && at < body.size(); at += chunk) written = writeChunk(body.substr(at, chunk));
+  return written && writeChunk("");
+}
+
 void LoopbackConnection::stallUntilServerStops() {
   while (!stopping_()) {
     pollfd entry{socket_, POLLIN, 0};

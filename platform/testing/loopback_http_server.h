@@ -56,6 +56,12 @@ class LoopbackConnection {
   bool write(std::string_view bytes);
   // Writes one chunk of a chunked body ("" ends the body).
   bool writeChunk(std::string_view bytes);
+  // Writes a whole response: the status ("200 OK"), the Content-Type unless
+  // empty, the Content-Length, "Connection: close" and `body`.
+  bool writeResponse(std::string_view status, std::string_view contentType, std::string_view body);
+  // Writes a response with a chunked body: `body` in chunks of `chunk` bytes, then the end.
+  bool writeChunkedResponse(std::string_view status, std::string_view contentType, std::string_view body,
+                            size_t chunk);
   // Blocks until the server stops: a stalled response.
   void stallUntilServerStops();
 

@@ -1,15 +1,23 @@
 // A fresh temporary folder for one test, removed with everything in it when
-// the test ends. Test use only.
+// the test ends, and the reading of a file the code under test wrote. Test use only.
 #pragma once
 
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
 namespace zephyl::platform::testing {
+
+// The bytes of the file at `path`; empty when it cannot be read.
+inline std::string readFile(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
 
 class TestFolder {
  public:
