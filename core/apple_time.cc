@@ -28,23 +28,43 @@ std::string formatIso8601(TimePoint time) {
   const std::chrono::year_month_day ymd{days};
   const std::chrono::hh_mm_ss hms{std::chrono::floor<std::chrono::microseconds>(time - days)};
   char buffer[64];
-  int length =
-      std::snprintf(buffer, sizeof buffer, "%04d-%02u-%02uT%02d:%02d:%02lld", static_cast<int>(ymd.year()),
-                    static_cast<unsigned>(ymd.month()), static_cast<unsigned>(ymd.day()),
-                    static_cast<int>(hms.hours().count()), static_cast<int>(hms.minutes().count()),
-                    static_cast<long long>(hms.seconds().count()));
+  size_t length = 0;
+  const int year = static_cast<int>(ymd.year());
+  // Written by hand for the years of four digits: an export formats two
+  // times a note, and snprintf costs more than the rest of the check.
+  const auto digits = [&](long long value, int count) {
+    for (int i = count - 1; i >= 0; --i, value /= 10)
+      buffer[length + i] = static_cast<char>('0' + value % 10);
+    length += count;
+  };
+  const auto put = [&](char c) { buffer[length++] = c; };
+  if (year >= 0 && year <= 9999) {
+    digits(year, 4);
+  } else {
+    length = static_cast<size_t>(std::snprintf(buffer, sizeof buffer, "%04d", year));
+  }
+  put('-');
+  digits(static_cast<unsigned>(ymd.month()), 2);
+  put('-');
+  digits(static_cast<unsigned>(ymd.day()), 2);
+  put('T');
+  digits(hms.hours().count(), 2);
+  put(':');
+  digits(hms.minutes().count(), 2);
+  put(':');
+  digits(hms.seconds().count(), 2);
   long long fraction = hms.subseconds().count();
   if (fraction != 0) {
-    int digits = 6;
+    int count = 6;
     while (fraction % 10 == 0) {
       fraction /= 10;
-      --digits;
+      --count;
     }
-    length += std::snprintf(buffer + length, sizeof buffer - length, ".%0*lld", digits, fraction);
+    put('.');
+    digits(fraction, count);
   }
-  std::string result(buffer, length);
-  result += 'Z';
-  return result;
+  put('Z');
+  return std::string(buffer, length);
 }
 
 std::optional<std::string> formatIso8601(const std::optional<TimePoint>& time) {
