@@ -4,7 +4,11 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <future>
+#include <iterator>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -139,6 +143,11 @@ void NotesQuickOpenService::refresh(std::stop_token stop) {
     }
     readSearchText(connection, stop);
   });
+#ifdef __GLIBC__
+  // Reading leaves freed memory behind (SQLite's page caches, the note list's
+  // parts, fetched bodies) that glibc keeps; the snapshot lives on without it.
+  ::malloc_trim(0);
+#endif
 }
 
 void NotesQuickOpenService::loadSnapshot() {
@@ -153,15 +162,79 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   // Built aside and swapped in, so that a failure leaves the last snapshot in use.
   QuickOpenSnapshot next;
   const std::string storeUUID = NotesDatabaseAccess::fetchStoreUUID(connection).value_or("");
-  std::unordered_map<std::string, size_t> folderIndex;
-  std::vector<std::string> foldedFolderPaths;  // by folder index: notes share them
-  // The folder tree runs on a connection of its own while the note list runs on
-  // this one; a one-shot search waits for both.
+  // The folder tree and the second half of the note list (by key) run on
+  // connections of their own while the first half runs on this one: a one-shot
+  // search waits for the longest of them, not for all in turn.
   auto pendingFolders = std::async(std::launch::async, [this] {
     return database_.withDatabase(
         [](NotesDatabaseConnection& own) { return NotesDatabaseAccess::fetchFolderTree(own); });
   });
-  std::vector<notes_store::NotesNoteRow> noteRows = NotesDatabaseAccess::fetchNoteList(connection);
+  // Notes as listed, with their accounts (for the path of a folder past the
+  // folder tree's cap) beside them until the folders are known.
+  struct ListPart {
+    std::vector<QuickOpenNote> notes;
+    std::vector<std::string> accountNames;
+  };
+  const auto bounds = NotesDatabaseAccess::objectKeyBounds(connection);
+  // Room for every note a part can hold, so that a part's array never moves
+  // (pages never written cost nothing).
+  const auto readPart = [&](NotesDatabaseConnection& own, int64_t firstKey, int64_t lastKey, size_t room) {
+    ListPart part;
+    part.notes.reserve(room);
+    part.accountNames.reserve(room);
+    NotesDatabaseAccess::forEachNote(own, firstKey, lastKey, [&](notes_store::NotesNoteRow& row) {
+      QuickOpenNote& note = part.notes.emplace_back();
+      note.noteURLIdentifier = std::move(row.id);
+      if (const auto key = notes_store::notesObjectKey(note.noteURLIdentifier)) note.noteKey = *key;
+      note.uuid = std::move(row.uuid);
+      note.title = std::move(row.title);
+      note.previewText = std::move(row.preview);
+      note.folderID = std::move(row.folderID);
+      note.folderName =
+          row.folderName.empty() ? std::string(kUntitledFolderTitle) : std::move(row.folderName);
+      note.noteDataPK = row.noteDataPK;
+      note.isPasswordProtected = row.isPasswordProtected != 0;
+      note.createdAt = row.createdAt;
+      note.modifiedAt = row.modifiedAt;
+      part.accountNames.push_back(std::move(row.accountName));
+    });
+    return part;
+  };
+  ListPart list;
+  if (bounds) {
+    // Unsigned, so that keys far apart cannot overflow.
+    const auto span = [](int64_t firstKey, int64_t lastKey) {
+      return static_cast<uint64_t>(lastKey) - static_cast<uint64_t>(firstKey);
+    };
+    const int64_t middle =
+        static_cast<int64_t>(static_cast<uint64_t>(bounds->first) + span(bounds->first, bounds->last) / 2);
+    const auto room = [&](int64_t firstKey, int64_t lastKey) {
+      return static_cast<size_t>(
+          std::min(static_cast<uint64_t>(std::max<int64_t>(0, bounds->count)), span(firstKey, lastKey) + 1));
+    };
+    // The first part's array takes the second's notes too. With a single key
+    // (middle == last) the second part is empty.
+    std::future<std::optional<ListPart>> pendingSecond;
+    if (middle < bounds->last) {
+      pendingSecond = std::async(std::launch::async, [&] {
+        return database_.withDatabase([&](NotesDatabaseConnection& own) {
+          return readPart(own, middle + 1, bounds->last, room(middle + 1, bounds->last));
+        });
+      });
+    }
+    list = readPart(connection, bounds->first, middle, room(bounds->first, bounds->last));
+    std::optional<ListPart> second = pendingSecond.valid() ? pendingSecond.get() : ListPart{};
+    if (!second) second = readPart(connection, middle + 1, bounds->last, 0);
+    list.notes.reserve(list.notes.size() + second->notes.size());
+    std::move(second->notes.begin(), second->notes.end(), std::back_inserter(list.notes));
+    std::move(second->accountNames.begin(), second->accountNames.end(),
+              std::back_inserter(list.accountNames));
+  }
+  next.notes = std::move(list.notes);
+
+  std::unordered_map<std::string, size_t> folderIndex;
+  std::vector<std::string> folderPaths;        // by folder index
+  std::vector<std::string> foldedFolderPaths;  // by folder index: notes share them
   std::vector<notes_store::NotesFolderRow> folderRows =
       pendingFolders.get().value_or(std::vector<notes_store::NotesFolderRow>{});
   for (auto& row : folderRows) {
@@ -173,33 +246,25 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
         notes_store::parseComponentPath(row.componentPath).value_or(std::vector<std::string>{folder.title});
     folder.modifiedAt = row.modifiedAt;
     folderIndex.emplace(folder.id, next.folders.size());
-    foldedFolderPaths.push_back(folder_.fold(joinPath(folder.pathComponents)));
+    folderPaths.push_back(joinPath(folder.pathComponents));
+    foldedFolderPaths.push_back(folder_.fold(folderPaths.back()));
     next.folders.push_back(std::move(folder));
   }
-  next.notes.reserve(noteRows.size());
-  for (auto& row : noteRows) {
-    QuickOpenNote note;
-    note.noteURLIdentifier = std::move(row.id);
-    if (const auto key = notes_store::notesObjectKey(note.noteURLIdentifier)) note.noteKey = *key;
-    note.uuid = std::move(row.uuid);
-    note.title = std::move(row.title);
-    note.previewText = std::move(row.preview);
-    note.folderID = std::move(row.folderID);
-    note.folderName = row.folderName.empty() ? std::string(kUntitledFolderTitle) : std::move(row.folderName);
+  // Notes share their folder's folded path; a note whose folder is past the
+  // folder tree's cap gets one of its own after the tree's.
+  std::vector<size_t> folderPathOf(next.notes.size());
+  for (size_t i = 0; i < next.notes.size(); ++i) {
+    QuickOpenNote& note = next.notes[i];
     if (const auto it = folderIndex.find(note.folderID); it != folderIndex.end()) {
-      note.folderPath = joinPath(next.folders[it->second].pathComponents);
+      note.folderPath = folderPaths[it->second];
+      folderPathOf[i] = it->second;
     } else {
-      // A folder past the folder tree's cap.
-      note.folderPath = notes_store::folderDisplayPath(row.accountName, note.folderName);
+      note.folderPath = notes_store::folderDisplayPath(list.accountNames[i], note.folderName);
+      folderPathOf[i] = foldedFolderPaths.size();
+      foldedFolderPaths.push_back(folder_.fold(note.folderPath));
     }
-    note.noteDataPK = row.noteDataPK;
-    note.isPasswordProtected = row.isPasswordProtected != 0;
-    note.createdAt = row.createdAt;
-    note.modifiedAt = row.modifiedAt;
-    next.notes.push_back(std::move(note));
   }
-  // The rows' strings were moved out; their array goes before more is allocated.
-  std::vector<notes_store::NotesNoteRow>().swap(noteRows);
+  std::vector<std::string>().swap(list.accountNames);
   {
     // Sorting positions and moving each note once is cheaper than letting the
     // sort shuffle 100,000 notes of eight strings each; the moves follow the
@@ -212,31 +277,26 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     for (size_t start = 0; start < order.size(); ++start) {
       if (order[start] == start) continue;
       QuickOpenNote held = std::move(next.notes[start]);
+      const size_t heldPath = folderPathOf[start];
       size_t at = start;
       while (order[at] != start) {
         next.notes[at] = std::move(next.notes[order[at]]);
+        folderPathOf[at] = folderPathOf[order[at]];
         at = std::exchange(order[at], at);
       }
       next.notes[at] = std::move(held);
+      folderPathOf[at] = heldPath;
       order[at] = at;
     }
   }
 
-  // Notes share their folder's folded path; a note whose folder is past the
-  // folder tree's cap gets one of its own after the tree's.
   std::vector<SearchableNote> searchable(next.notes.size());
   // Folded titles back to back: one block, not a string of its own for each note.
   std::string foldedTitles;
   for (size_t i = 0; i < next.notes.size(); ++i) {
     foldedTitles += folder_.fold(next.notes[i].title);
     searchable[i].titleEnd = foldedTitles.size();
-    const auto it = folderIndex.find(next.notes[i].folderID);
-    if (it != folderIndex.end()) {
-      searchable[i].folderPath = it->second;
-    } else {
-      searchable[i].folderPath = foldedFolderPaths.size();
-      foldedFolderPaths.push_back(folder_.fold(next.notes[i].folderPath));
-    }
+    searchable[i].folderPath = folderPathOf[i];
   }
   std::vector<std::string> folderTitles;
   folderTitles.reserve(next.folders.size());
@@ -328,7 +388,7 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
       prepare(begin, begin, middle);
       helper.get();
       for (size_t i = begin; i < end; ++i) {
-        const Prepared& item = prepared[i - begin];
+        Prepared& item = prepared[i - begin];
         const QuickOpenNote& note = snapshot_.notes[work[i].first];
         if (item.tooLarge) {
           // Not cached as its preview either: each update says again that it was skipped.
@@ -337,7 +397,7 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
         }
         if (!item.text) continue;
         ++decodedBodyCount_;
-        cache_.store(note.noteKey, {*note.modifiedAt, *item.text, item.folded, true});
+        cache_.store(note.noteKey, *note.modifiedAt, std::move(*item.text), std::move(item.folded), true);
         ++storedCount;
       }
     }
@@ -352,7 +412,7 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
     }
     std::string text = cleanSnippetText(note.previewText);
     std::string folded = folder_.fold(text);
-    cache_.store(note.noteKey, {*note.modifiedAt, text, folded, false});
+    cache_.store(note.noteKey, *note.modifiedAt, std::move(text), std::move(folded), false);
     ++storedCount;
   }
 
@@ -378,6 +438,9 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
     if (storedCount > 0) found[i] = note.modifiedAt ? cache_.find(note.noteKey, *note.modifiedAt) : nullptr;
     searchable_[i].text = found[i];
     note.searchTextIsComplete = found[i] != nullptr && found[i]->complete;
+    // The cached text starts from the preview or holds the whole note: the
+    // preview is not read again, and 100,000 of them are worth 12 MB.
+    if (found[i] != nullptr) std::string().swap(note.previewText);
   }
   kLog.debug() << "Search text: " << decodedBodyCount_ << " bodies decoded, " << cache_.size() << " cached";
 }

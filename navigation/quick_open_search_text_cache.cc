@@ -4,6 +4,7 @@
 #include <cstring>
 #include <vector>
 
+#include "core/file_system_error.h"
 #include "core/logger.h"
 
 namespace zephyl::navigation {
@@ -79,16 +80,19 @@ const QuickOpenSearchTextCacheEntry* QuickOpenSearchTextCache::find(int64_t note
 }
 
 void QuickOpenSearchTextCache::store(int64_t noteKey, QuickOpenSearchTextCacheEntry entry) {
-  // One block for both texts, copied before the old entry (which they may view)
-  // goes away.
+  // Copied before the old entry (which the texts may view) goes away.
   const bool foldedIsText = entry.foldedText == entry.text;
-  auto owned = std::make_shared<std::string>();
-  owned->reserve(entry.text.size() + (foldedIsText ? 0 : entry.foldedText.size()));
-  owned->append(entry.text);
-  if (!foldedIsText) owned->append(entry.foldedText);
-  const std::string_view block(*owned);
-  entry.text = block.substr(0, entry.text.size());
-  entry.foldedText = foldedIsText ? entry.text : block.substr(entry.text.size());
+  store(noteKey, entry.modifiedAt, std::string(entry.text),
+        foldedIsText ? std::string() : std::string(entry.foldedText), entry.complete);
+}
+
+void QuickOpenSearchTextCache::store(int64_t noteKey, core::TimePoint modifiedAt, std::string text,
+                                     std::string foldedText, bool complete) {
+  auto owned = std::make_shared<OwnedTexts>();
+  owned->text = std::move(text);
+  if (foldedText != owned->text) owned->foldedText = std::move(foldedText);
+  QuickOpenSearchTextCacheEntry entry{modifiedAt, owned->text,
+                                      owned->foldedText.empty() ? owned->text : owned->foldedText, complete};
   entries_.insert_or_assign(noteKey, Slot{entry, std::move(owned)});
   changed_ = true;
 }
@@ -100,6 +104,14 @@ void QuickOpenSearchTextCache::retainOnly(const std::unordered_set<int64_t>& not
 }
 
 std::string QuickOpenSearchTextCache::serialize(std::string_view foldingKey) const {
+  std::string head;
+  std::string out;
+  for (const std::string_view piece : serializedPieces(foldingKey, head)) out += piece;
+  return out;
+}
+
+std::vector<std::string_view> QuickOpenSearchTextCache::serializedPieces(std::string_view foldingKey,
+                                                                         std::string& head) const {
   std::vector<std::pair<int64_t, const QuickOpenSearchTextCacheEntry*>> order;
   order.reserve(entries_.size());
   for (const auto& [key, slot] : entries_) order.emplace_back(key, &slot.entry);
@@ -113,34 +125,46 @@ std::string QuickOpenSearchTextCache::serialize(std::string_view foldingKey) con
     foldedBytes += entry->foldedText.size();
     if (entry->text != entry->foldedText) shownBytes += entry->text.size();
   }
-  std::string out;
-  out.reserve(kMagic.size() + 4 + foldingKey.size() + 8 + order.size() * kRecordSize + 8 + foldedBytes +
-              shownBytes + kTrailer.size());
-  out += kMagic;
-  putText(out, foldingKey);
-  put<uint64_t>(out, order.size());
+  head.clear();
+  head.reserve(kMagic.size() + 4 + foldingKey.size() + 8 + order.size() * kRecordSize + 8);
+  head += kMagic;
+  putText(head, foldingKey);
+  put<uint64_t>(head, order.size());
   uint64_t foldedAt = 0;
   uint64_t shownAt = foldedBytes;
   for (const auto& [key, entry] : order) {
     const bool shownIsFolded = entry->text == entry->foldedText;
-    put<int64_t>(out, key);
-    put<int64_t>(out, entry->modifiedAt.time_since_epoch().count());
-    put<uint8_t>(out, entry->complete ? 1 : 0);
-    out.append(3, '\0');
-    put<uint64_t>(out, foldedAt);
-    put<uint32_t>(out, static_cast<uint32_t>(entry->foldedText.size()));
-    put<uint64_t>(out, shownIsFolded ? foldedAt : shownAt);
-    put<uint32_t>(out, static_cast<uint32_t>(entry->text.size()));
+    put<int64_t>(head, key);
+    put<int64_t>(head, entry->modifiedAt.time_since_epoch().count());
+    put<uint8_t>(head, entry->complete ? 1 : 0);
+    head.append(3, '\0');
+    put<uint64_t>(head, foldedAt);
+    put<uint32_t>(head, static_cast<uint32_t>(entry->foldedText.size()));
+    put<uint64_t>(head, shownIsFolded ? foldedAt : shownAt);
+    put<uint32_t>(head, static_cast<uint32_t>(entry->text.size()));
     foldedAt += entry->foldedText.size();
     if (!shownIsFolded) shownAt += entry->text.size();
   }
-  put<uint64_t>(out, foldedBytes + shownBytes);
-  for (const auto& [key, entry] : order) out += entry->foldedText;
+  put<uint64_t>(head, foldedBytes + shownBytes);
+
+  // Texts that lie back to back in memory (those of a file loaded in the same
+  // order) become one piece.
+  std::vector<std::string_view> pieces{head};
+  const auto add = [&](std::string_view text) {
+    if (text.empty()) return;
+    std::string_view& last = pieces.back();
+    if (pieces.size() > 1 && last.data() + last.size() == text.data()) {
+      last = std::string_view(last.data(), last.size() + text.size());
+    } else {
+      pieces.push_back(text);
+    }
+  };
+  for (const auto& [key, entry] : order) add(entry->foldedText);
   for (const auto& [key, entry] : order) {
-    if (entry->text != entry->foldedText) out += entry->text;
+    if (entry->text != entry->foldedText) add(entry->text);
   }
-  out += kTrailer;
-  return out;
+  pieces.push_back(kTrailer);
+  return pieces;
 }
 
 std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::deserialize(std::string_view bytes,
@@ -231,7 +255,10 @@ void QuickOpenSearchTextCache::save(core::FileSystem& files, const std::string& 
                                     std::string_view foldingKey) {
   if (!changed_) return;
   // The cache can always be rebuilt: no need to wait for the disk.
-  files.replaceFile(path, serialize(foldingKey));
+  std::string head;
+  if (!files.replaceFileUnlessLink(path, serializedPieces(foldingKey, head))) {
+    throw core::FileSystemError(core::FileSystemError::Code::kWriteFailed, path, "a symbolic link is in the way");
+  }
   changed_ = false;
 }
 

@@ -21,6 +21,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
 #include "core/apple_time.h"
 #include "core/file_system.h"
@@ -45,6 +46,9 @@ class QuickOpenSearchTextCache {
   const QuickOpenSearchTextCacheEntry* find(int64_t noteKey, core::TimePoint modifiedAt) const;
 
   void store(int64_t noteKey, QuickOpenSearchTextCacheEntry entry);
+  // As store, taking the texts over instead of copying them.
+  void store(int64_t noteKey, core::TimePoint modifiedAt, std::string text, std::string foldedText,
+             bool complete);
 
   // Drops the entries of notes that are not in `noteKeys` (deleted notes).
   void retainOnly(const std::unordered_set<int64_t>& noteKeys);
@@ -56,6 +60,9 @@ class QuickOpenSearchTextCache {
   // The file image, tagged with `foldingKey`. Entries are laid out newest first,
   // the order in which Quick Open scans them.
   std::string serialize(std::string_view foldingKey) const;
+  // The same image as pieces: `head` (filled here) and views of the texts held
+  // in the cache, so that a save need not copy every text once more.
+  std::vector<std::string_view> serializedPieces(std::string_view foldingKey, std::string& head) const;
   // The cache a file image holds; nullopt when it is damaged, of another format,
   // or made with another folding.
   static std::optional<QuickOpenSearchTextCache> deserialize(std::string_view bytes,
@@ -68,11 +75,15 @@ class QuickOpenSearchTextCache {
   void save(core::FileSystem& files, const std::string& path, std::string_view foldingKey);
 
  private:
+  struct OwnedTexts {
+    std::string text;
+    std::string foldedText;  // empty when it is `text`
+  };
   struct Slot {
     QuickOpenSearchTextCacheEntry entry;
     // The texts of a stored entry; null for a loaded one, whose texts view image_.
     // Shared and immutable, so that copies of the cache stay valid on their own.
-    std::shared_ptr<const std::string> owned;
+    std::shared_ptr<const OwnedTexts> owned;
   };
 
   static std::optional<QuickOpenSearchTextCache> parse(std::shared_ptr<const core::FileView> image,

@@ -20,10 +20,12 @@ struct QuickOpenNote {
   int64_t noteKey = 0;
   std::string uuid{};
   std::string title{};
-  std::string previewText{};  // the snippet Notes stores
-  std::string folderID{};     // "x-coredata://<store>/ICFolder/p<key>"
-  std::string folderName{};   // "Notes" when the folder has no name
-  std::string folderPath{};   // "Account › Folder › Child"
+  // The snippet Notes stores; emptied once the note's search text is cached
+  // (that text starts from it or holds the whole note).
+  std::string previewText{};
+  std::string folderID{};    // "x-coredata://<store>/ICFolder/p<key>"
+  std::string folderName{};  // "Notes" when the folder has no name
+  std::string folderPath{};  // "Account › Folder › Child"
   std::optional<int64_t> noteDataPK{};
   bool isPasswordProtected = false;
   std::optional<core::TimePoint> createdAt{};

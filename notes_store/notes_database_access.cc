@@ -1,5 +1,7 @@
 #include "notes_store/notes_database_access.h"
 
+#include <limits>
+
 #include "core/error.h"
 #include "core/logger.h"
 #include "notes_store/internal/sqlite_statement.h"
@@ -230,10 +232,19 @@ std::vector<NotesFolderRow> NotesDatabaseAccess::fetchFolderTree(NotesDatabaseCo
 }
 
 std::vector<NotesNoteRow> NotesDatabaseAccess::fetchNoteList(NotesDatabaseConnection& connection) {
-  SqliteStatement statement(connection.handle(), statements::noteList(connection.schema()));
   std::vector<NotesNoteRow> notes;
+  forEachNote(connection, std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max(),
+              [&](NotesNoteRow& note) { notes.push_back(std::move(note)); });
+  return notes;
+}
+
+void NotesDatabaseAccess::forEachNote(NotesDatabaseConnection& connection, int64_t firstKey, int64_t lastKey,
+                                      const std::function<void(NotesNoteRow&)>& each) {
+  SqliteStatement statement(connection.handle(), statements::noteList(connection.schema()));
+  statement.bindInt64(1, firstKey);
+  statement.bindInt64(2, lastKey);
+  NotesNoteRow note;
   while (statement.step()) {
-    NotesNoteRow& note = notes.emplace_back();
     note.id = statement.textColumn(0);
     note.uuid = statement.textColumn(1);
     note.title = statement.textColumn(2);
@@ -246,8 +257,15 @@ std::vector<NotesNoteRow> NotesDatabaseAccess::fetchNoteList(NotesDatabaseConnec
     note.createdAt = statement.timeColumn(9);
     // The statement selects only notes with a modification date, which may still be no valid time.
     note.modifiedAt = statement.timeColumn(10);
+    each(note);
   }
-  return notes;
+}
+
+std::optional<NotesDatabaseAccess::ObjectKeyBounds> NotesDatabaseAccess::objectKeyBounds(
+    NotesDatabaseConnection& connection) {
+  SqliteStatement statement(connection.handle(), std::string(statements::kObjectKeyBounds));
+  if (!statement.step() || statement.isNull(0) || statement.isNull(1)) return std::nullopt;
+  return ObjectKeyBounds{statement.int64Column(0), statement.int64Column(1), statement.int64Column(2)};
 }
 
 std::optional<NotesNoteBodyRow> NotesDatabaseAccess::fetchNote(NotesDatabaseConnection& connection,

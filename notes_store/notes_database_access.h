@@ -133,6 +133,21 @@ class NotesDatabaseAccess {
   // Every listed note, unordered (callers sort).
   static std::vector<NotesNoteRow> fetchNoteList(NotesDatabaseConnection& connection);
 
+  // The listed notes whose keys lie in [firstKey, lastKey], in key order, one row
+  // at a time (`each` may move the row's strings out): a caller can read the list
+  // in parts on several connections at once, and keep only what it needs.
+  static void forEachNote(NotesDatabaseConnection& connection, int64_t firstKey, int64_t lastKey,
+                          const std::function<void(NotesNoteRow&)>& each);
+
+  // The smallest and the largest key of the object table (every note's key lies
+  // between them) and its row count; nullopt when it is empty.
+  struct ObjectKeyBounds {
+    int64_t first = 0;
+    int64_t last = 0;
+    int64_t count = 0;
+  };
+  static std::optional<ObjectKeyBounds> objectKeyBounds(NotesDatabaseConnection& connection);
+
   static std::optional<NotesNoteBodyRow> fetchNote(NotesDatabaseConnection& connection, int64_t notePK);
 
   // The keys of the notes that have tables, and of those that keep inline

@@ -42,6 +42,8 @@ inline constexpr std::string_view kTableTypeIdentifier = "com.apple.notes.table"
 namespace statements {
 
 inline constexpr std::string_view kStoreUUID = "SELECT z_uuid FROM z_metadata LIMIT 1";
+inline constexpr std::string_view kObjectKeyBounds =
+    "SELECT min(z_pk), max(z_pk), count(*) FROM ziccloudsyncingobject";
 inline constexpr std::string_view kNoteDataTableCheck =
     "SELECT 1 FROM sqlite_master WHERE type = 'table' AND lower(name) = 'zicnotedata' LIMIT 1";
 
@@ -50,6 +52,7 @@ inline constexpr std::string_view kNoteDataTableCheck =
 std::string noteBodiesByKey(size_t count);
 
 std::string folderTree(const NotesSchema& schema);
+// The listed notes whose keys lie between two bound keys, in key order.
 std::string noteList(const NotesSchema& schema);
 std::string noteByKey();
 std::string passwordProtection();
