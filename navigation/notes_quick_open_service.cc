@@ -118,29 +118,15 @@ auto NotesQuickOpenService::withConnection(Body&& body) {
 
 void NotesQuickOpenService::refresh(std::stop_token stop) {
   withConnection([&](NotesDatabaseConnection& connection) {
-    // The cache file is read on a second thread while the snapshot statements
-    // run: a one-shot search would otherwise wait for both in turn.
-    std::future<QuickOpenSearchTextCache> pendingCache;
-    std::string pendingStore = NotesDatabaseAccess::fetchStoreUUID(connection).value_or("");
-    if (pendingStore.empty()) pendingStore = "-";
-    const std::string path = cacheFilePath(pendingStore);
-    if (pendingStore != loadedCacheStore_ && !path.empty()) {
-      pendingCache = std::async(std::launch::async, [this, path] {
-        QuickOpenSearchTextCache cache;
-        cache.load(files_, path, folder_.foldingKey());
-        return cache;
-      });
+    // The cache file first (mapped, its records walked: a few milliseconds), so
+    // that the note list keeps no preview that a cached text makes unneeded.
+    std::string store = NotesDatabaseAccess::fetchStoreUUID(connection).value_or("");
+    if (store.empty()) store = "-";
+    if (const std::string path = cacheFilePath(store); store != loadedCacheStore_ && !path.empty()) {
+      cache_.load(files_, path, folder_.foldingKey());
+      loadedCacheStore_ = store;
     }
-    try {
-      readSnapshot(connection);
-    } catch (...) {
-      if (pendingCache.valid()) pendingCache.wait();
-      throw;
-    }
-    if (pendingCache.valid()) {
-      cache_ = pendingCache.get();
-      loadedCacheStore_ = pendingStore;
-    }
+    readSnapshot(connection);
     readSearchText(connection, stop);
   });
 #ifdef __GLIBC__
@@ -151,7 +137,16 @@ void NotesQuickOpenService::refresh(std::stop_token stop) {
 }
 
 void NotesQuickOpenService::loadSnapshot() {
-  withConnection([&](NotesDatabaseConnection& connection) { readSnapshot(connection); });
+  // Alone, the snapshot keeps every preview: until the search text is read,
+  // the previews are what its notes show.
+  std::string store = std::exchange(loadedCacheStore_, std::string());
+  try {
+    withConnection([&](NotesDatabaseConnection& connection) { readSnapshot(connection); });
+  } catch (...) {
+    loadedCacheStore_ = std::move(store);
+    throw;
+  }
+  loadedCacheStore_ = std::move(store);
 }
 
 void NotesQuickOpenService::updateSearchText(std::stop_token stop) {
@@ -176,6 +171,9 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     std::vector<std::string> accountNames;
   };
   const auto bounds = NotesDatabaseAccess::objectKeyBounds(connection);
+  // A note whose cached text is current never shows its preview: not kept.
+  const QuickOpenSearchTextCache* cache =
+      loadedCacheStore_ == (storeUUID.empty() ? "-" : storeUUID) ? &cache_ : nullptr;
   // Room for every note a part can hold, so that a part's array never moves
   // (pages never written cost nothing).
   const auto readPart = [&](NotesDatabaseConnection& own, int64_t firstKey, int64_t lastKey, size_t room) {
@@ -188,7 +186,8 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
       if (const auto key = notes_store::notesObjectKey(note.noteURLIdentifier)) note.noteKey = *key;
       note.uuid = std::move(row.uuid);
       note.title = std::move(row.title);
-      note.previewText = std::move(row.preview);
+      if (cache == nullptr || !row.modifiedAt || cache->find(note.noteKey, *row.modifiedAt) == nullptr)
+        note.previewText = std::move(row.preview);
       note.folderID = std::move(row.folderID);
       note.folderName =
           row.folderName.empty() ? std::string(kUntitledFolderTitle) : std::move(row.folderName);

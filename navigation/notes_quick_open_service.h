@@ -9,8 +9,8 @@
 // note results. An empty query lists the most recent notes.
 //
 // Not thread-safe: one owner calls it, off the main thread for the database work.
-// refresh reads the cache file on a helper thread of its own, so `files` must
-// allow a call from another thread.
+// refresh reads the note list on helper threads of its own; `files` is called
+// from the owner's thread only.
 #pragma once
 
 #include <cstddef>

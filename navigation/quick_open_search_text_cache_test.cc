@@ -42,6 +42,12 @@ TEST(QuickOpenSearchTextCache, RoundTripsThroughTheFileImage) {
     EXPECT_EQ(copy->complete, original->complete);
   }
   EXPECT_FALSE(restored->changed());
+  // Written again from the image's texts (lying back to back) and a stored one,
+  // the image is the one made from scratch.
+  QuickOpenSearchTextCache grown = *restored;
+  QuickOpenSearchTextCache fresh = cache;
+  for (auto* each : {&grown, &fresh}) each->store(3, {at(300), "Été", "ete", true});
+  EXPECT_EQ(grown.serialize("default"), fresh.serialize("default"));
 }
 
 TEST(QuickOpenSearchTextCache, LoadedTextsOutliveTheCacheTheyWereCopiedFrom) {
