@@ -37,9 +37,6 @@ TEST(PosixFileSystem, AtomicWriteCreatesFoldersReplacesAndLeavesNoTemporaries) {
   files.writePiecesAtomically(path, std::vector<std::string_view>(numbers.begin(), numbers.end()));
   EXPECT_EQ(files.readFile(path), joined);
   EXPECT_FALSE(before->sameAs(*files.fileVersion(path)));
-  files.replaceFileInPieces(path, {"re", "", "placed"});
-  EXPECT_EQ(files.readFile(path), "replaced");
-  files.writePiecesAtomically(path, std::vector<std::string_view>(numbers.begin(), numbers.end()));
   EXPECT_EQ(files.fileVersion((root / "missing").string()), nullptr);
   EXPECT_TRUE(files.fileExists(path));
   EXPECT_FALSE(files.isDirectory(path));
