@@ -257,7 +257,8 @@ void QuickOpenSearchTextCache::save(core::FileSystem& files, const std::string& 
   // The cache can always be rebuilt: no need to wait for the disk.
   std::string head;
   if (!files.replaceFileUnlessLink(path, serializedPieces(foldingKey, head))) {
-    throw core::FileSystemError(core::FileSystemError::Code::kWriteFailed, path, "a symbolic link is in the way");
+    throw core::FileSystemError(core::FileSystemError::Code::kWriteFailed, path,
+                                "a symbolic link is in the way");
   }
   changed_ = false;
 }
