@@ -1,3 +1,6 @@
+#include <limits>
+#include <string_view>
+
 #include "cli/commands.h"
 
 namespace zephyl::cli {
@@ -21,10 +24,18 @@ void addDebugCommand(CLI::App& app, CliContext& context) {
       ->required()
       ->check(CLI::IsMember({"folder-tree", "note-list"}));
   sql->callback([&context, statement] {
-    const std::string text = context.withRequiredDatabase([&](NotesDatabaseConnection& connection) {
+    std::string text = context.withRequiredDatabase([&](NotesDatabaseConnection& connection) {
       return *statement == "folder-tree" ? notes_store::statements::folderTree(connection.schema())
                                          : notes_store::statements::noteList(connection.schema());
     });
+    // The note list takes a range of keys; printed for the whole library, so
+    // that the sqlite3 shell runs it as a listing does.
+    constexpr std::string_view kKeyRange = "BETWEEN ? AND ?";
+    if (const size_t range = text.find(kKeyRange); range != std::string::npos) {
+      text.replace(range, kKeyRange.size(),
+                   "BETWEEN " + std::to_string(std::numeric_limits<int64_t>::min()) + " AND " +
+                       std::to_string(std::numeric_limits<int64_t>::max()));
+    }
     context.streams().out << text << ";\n";
   });
 }
