@@ -23,6 +23,7 @@ void addExportCommand(CLI::App& app, CliContext& context) {
     notes_store::LibraryExportOptions exportOptions;
     exportOptions.directory = options->directory;
     exportOptions.force = options->force;
+    exportOptions.database = &context.notesDatabase();
     exportOptions.progress = [&](size_t done, size_t total) {
       // Ctrl-C stops between notes; the manifest then records what was written.
       if (InterruptGuard::interrupted()) throw core::CancellationError();

@@ -488,6 +488,57 @@ class ExportWrite {
   std::unordered_map<std::string, size_t> byIdentifier_;
 };
 
+// The library's folders and notes. Given a second connection, the note list
+// is read in two parts by key at once, the folders before the second.
+struct LibraryRows {
+  std::vector<NotesFolderRow> folders;
+  std::vector<NotesNoteRow> notes;
+};
+
+LibraryRows readLibraryRows(NotesDatabaseConnection& connection, NotesDatabaseAccess* database) {
+  LibraryRows rows;
+  const auto bounds = database ? NotesDatabaseAccess::objectKeyBounds(connection) : std::nullopt;
+  const auto readInto = [](NotesDatabaseConnection& from, int64_t first, int64_t last,
+                           std::vector<NotesNoteRow>& into) {
+    NotesDatabaseAccess::forEachNote(from, first, last,
+                                     [&](NotesNoteRow& note) { into.push_back(std::move(note)); });
+  };
+  if (!bounds) {
+    rows.folders = NotesDatabaseAccess::fetchFolderTree(connection);
+    rows.notes = NotesDatabaseAccess::fetchNoteList(connection);
+    return rows;
+  }
+  // The second part also reads the folders: it takes two fifths of the keys.
+  const int64_t split = bounds->first + (bounds->last - bounds->first) / 5 * 3;
+  std::vector<NotesNoteRow> secondPart;
+  bool secondRead = false;
+  std::exception_ptr error;
+  {
+    std::jthread second([&] {
+      try {
+        secondRead = database
+                         ->withDatabase([&](NotesDatabaseConnection& own) {
+                           rows.folders = NotesDatabaseAccess::fetchFolderTree(own);
+                           readInto(own, split + 1, bounds->last, secondPart);
+                           return true;
+                         })
+                         .value_or(false);
+      } catch (...) {
+        error = std::current_exception();
+      }
+    });
+    readInto(connection, bounds->first, split, rows.notes);
+  }
+  if (error) std::rethrow_exception(error);
+  if (!secondRead) {
+    rows.folders = NotesDatabaseAccess::fetchFolderTree(connection);
+    readInto(connection, split + 1, bounds->last, secondPart);
+  }
+  rows.notes.insert(rows.notes.end(), std::make_move_iterator(secondPart.begin()),
+                    std::make_move_iterator(secondPart.end()));
+  return rows;
+}
+
 }  // namespace
 
 LibraryExportError::LibraryExportError(Code code, std::string path)
@@ -512,13 +563,11 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     throw LibraryExportError(LibraryExportError::Code::kNotADirectory, directory);
   }
   // The library is read while the folder is looked at: neither needs the other.
-  std::vector<NotesFolderRow> folderRows;
-  std::vector<NotesNoteRow> rows;
+  LibraryRows library;
   std::exception_ptr readError;
   std::jthread reader([&] {
     try {
-      folderRows = NotesDatabaseAccess::fetchFolderTree(connection);
-      rows = NotesDatabaseAccess::fetchNoteList(connection);
+      library = readLibraryRows(connection, options.database);
     } catch (...) {
       readError = std::current_exception();
     }
@@ -541,9 +590,9 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   reader.join();
   if (readError) std::rethrow_exception(readError);
   LibraryExportSummary summary;
-  summary.notes = rows.size();
+  summary.notes = library.notes.size();
   // The plan points into `manifest`, whose entries change only once their notes are written.
-  LibraryExportPlan plan = planLibraryExport(std::move(rows), folderRows, manifest);
+  LibraryExportPlan plan = planLibraryExport(std::move(library.notes), library.folders, manifest);
   summary.folders = plan.folders;
   summary.staleFiles = std::move(plan.staleFiles);
 

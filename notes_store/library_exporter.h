@@ -42,6 +42,10 @@ struct LibraryExportOptions {
   // Called as notes are done with the count done and the total; from the calling thread.
   std::function<void(size_t done, size_t total)> progress;
   std::stop_token stop;
+  // Opens the library a second time, so that its note list is read in two
+  // parts at once; without it, or when it cannot, all is read on the
+  // connection given.
+  NotesDatabaseAccess* database = nullptr;
 };
 
 // A note that was not written, and why ("File name too long", a refused

@@ -113,6 +113,7 @@ class LibraryExporterTest : public ::testing::Test {
     LibraryExportOptions options;
     options.directory = out;
     options.force = force;
+    options.database = &access;
     return *access.withDatabase([&](auto& connection) { return exportLibrary(connection, files, options); });
   }
 
