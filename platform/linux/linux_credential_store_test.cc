@@ -202,6 +202,12 @@ int runInKeyringSession(bool unlock, const std::vector<std::string>& filters, co
   out << "set -e\nexport HOME='" << home << "' XDG_DATA_HOME='" << home << "/data'\n"
       << (unlock ? "printf '\\n' | gnome-keyring-daemon --unlock --components=secrets >/dev/null\n"
                  : "gnome-keyring-daemon --start --components=secrets >/dev/null\n")
+      // The daemon may not own its bus name yet when it returns; a child that
+      // called then would have the bus start a second daemon, whose keyring
+      // needs a prompt that cannot be shown here.
+      << "for i in $(seq 100); do dbus-send --session --print-reply --dest=org.freedesktop.DBus"
+         " /org/freedesktop/DBus org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets"
+         " 2>/dev/null | grep -q 'boolean true' && break; sleep 0.05; done\n"
       << "export ZEPHYL_SECRET_SERVICE_CHILD=" << (unlock ? "unlocked" : "locked") << "\n";
   for (const auto& filter : filters)
     out << "'" << self << "' --gtest_brief=1 --gtest_filter=" << filter << "\n";
