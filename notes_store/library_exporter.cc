@@ -5,6 +5,7 @@
 #include <deque>
 #include <exception>
 #include <memory>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <unordered_set>
@@ -604,7 +605,11 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
               << summary.lockedSkipped << " locked";
   // Giving back a large library's plan and manifest, a few allocations a
   // note, takes a tenth of a second that the caller need not wait for.
-  std::thread([plan = std::move(plan), manifest = std::move(manifest)] {}).detach();
+  try {
+    std::thread([plan = std::move(plan), manifest = std::move(manifest)] {}).detach();
+  } catch (const std::system_error&) {
+    // No thread to spare: they are given back here.
+  }
   return summary;
 }
 
