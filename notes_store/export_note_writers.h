@@ -21,6 +21,7 @@ namespace zephyl::notes_store {
 // One note of a batch to write, and what came of it.
 struct ExportNoteJob {
   size_t index = 0;  // into the plan
+  int64_t key = 0;   // the note's object key
   std::string body;  // as stored
   bool bodyOverLimit = false;
   bool mayHaveTables = false;

@@ -252,10 +252,10 @@ class ExportWrite {
         links_.onFolders(entry.target)) {
       return false;
     }
-    const size_t slash = entry.target.rfind('/');
-    const std::string folder = slash == std::string::npos ? "" : entry.target.substr(0, slash);
-    const auto& files = regularFilesIn(folder);
-    return files.count(std::string_view(entry.target).substr(slash + 1)) != 0;
+    const std::string folder = exportFolderOf(entry.target);
+    const std::string_view name =
+        std::string_view(entry.target).substr(folder.empty() ? 0 : folder.size() + 1);
+    return regularFilesIn(folder).count(name) != 0;
   }
 
   // The regular files of a folder of the export, listed once: one pass over
@@ -312,16 +312,16 @@ class ExportWrite {
     batch->start = start;
     batch->end = end;
     std::vector<int64_t> keys;
-    std::vector<int64_t> noteKeys;
     for (size_t i = start; i < end; ++i) {
       if (actions_[i] == Action::kSkipLocked) {
         ++summary_.lockedSkipped;
       } else if (actions_[i] == Action::kKeep) {
         ++summary_.unchanged;
       } else {
-        batch->jobs.emplace_back().index = i;
+        ExportNoteJob& job = batch->jobs.emplace_back();
+        job.index = i;
+        job.key = notesObjectKey(notes_[i].note.id).value_or(0);
         if (notes_[i].note.noteDataPK) keys.push_back(*notes_[i].note.noteDataPK);
-        noteKeys.push_back(notesObjectKey(notes_[i].note.id).value_or(0));
       }
     }
     if (batch->jobs.empty()) return batch;
@@ -334,11 +334,10 @@ class ExportWrite {
       for (size_t n = 0; n < notes_.size(); ++n) byIdentifier_.emplace(upper(notes_[n].note.uuid), n);
     }
     const NotesDatabaseAccess::AttachmentHolders& holders = *holders_;
-    for (size_t j = 0; j < batch->jobs.size(); ++j) {
-      ExportNoteJob& job = batch->jobs[j];
+    for (ExportNoteJob& job : batch->jobs) {
       const NotesNoteRow& note = notes_[job.index].note;
-      job.mayHaveTables = holders.withTables.count(noteKeys[j]) != 0;
-      job.mayHaveInlineTexts = holders.withInlineTexts.count(noteKeys[j]) != 0;
+      job.mayHaveTables = holders.withTables.count(job.key) != 0;
+      job.mayHaveInlineTexts = holders.withInlineTexts.count(job.key) != 0;
       if (note.noteDataPK) {
         if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
           job.body = std::move(body->second.bytes);
@@ -395,7 +394,7 @@ class ExportWrite {
     const LibraryExportPlanEntry& entry = notes_[job.index];
     NoteRenderSource source;
     source.id = entry.note.id;
-    source.key = notesObjectKey(entry.note.id).value_or(0);
+    source.key = job.key;
     source.title = entry.note.title;
     source.preview = entry.note.preview;
     source.body = job.body;

@@ -1,6 +1,5 @@
 #include "platform/linux/posix_file_system.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -287,7 +286,11 @@ void PosixFileSystem::removeFile(const std::string& path) {
   }
 }
 
-std::vector<std::string> PosixFileSystem::listDirectory(const std::string& path) {
+namespace {
+
+// The names in a folder whose entries `keep` accepts; empty when it does not exist.
+template <typename Keep>
+std::vector<std::string> namesIn(const std::string& path, Keep keep) {
   std::vector<std::string> names;
   std::error_code error;
   std::filesystem::directory_iterator it(path, error);
@@ -297,33 +300,23 @@ std::vector<std::string> PosixFileSystem::listDirectory(const std::string& path)
   }
   for (; it != std::filesystem::directory_iterator(); it.increment(error)) {
     if (error) throw FileSystemError(FileSystemError::Code::kListFailed, path, error.message());
-    names.push_back(it->path().filename().string());
+    if (keep(*it)) names.push_back(it->path().filename().string());
   }
   return names;
 }
 
+}  // namespace
+
+std::vector<std::string> PosixFileSystem::listDirectory(const std::string& path) {
+  return namesIn(path, [](const std::filesystem::directory_entry&) { return true; });
+}
+
 std::vector<std::string> PosixFileSystem::listRegularFiles(const std::string& path) {
-  std::vector<std::string> names;
-  std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path.c_str()), ::closedir);
-  if (!folder) {
-    if (errno == ENOENT) return names;
-    throw FileSystemError(FileSystemError::Code::kListFailed, path, errnoText(errno));
-  }
-  for (;;) {
-    errno = 0;
-    const dirent* entry = ::readdir(folder.get());
-    if (entry == nullptr) {
-      if (errno != 0) throw FileSystemError(FileSystemError::Code::kListFailed, path, errnoText(errno));
-      return names;
-    }
-    bool regular = entry->d_type == DT_REG;
-    if (entry->d_type == DT_UNKNOWN) {
-      struct stat status;
-      regular = ::fstatat(::dirfd(folder.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
-                S_ISREG(status.st_mode);
-    }
-    if (regular) names.emplace_back(entry->d_name);
-  }
+  // The entry knows its type from the listing, so most names cost no stat.
+  return namesIn(path, [](const std::filesystem::directory_entry& entry) {
+    std::error_code error;
+    return !entry.is_symlink(error) && entry.is_regular_file(error);
+  });
 }
 
 }  // namespace zephyl::platform

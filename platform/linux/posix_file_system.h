@@ -23,7 +23,7 @@ class PosixFileSystem : public core::FileSystem {
   bool replaceFileUnlessLink(const std::string& path, const std::vector<std::string_view>& pieces) override;
   void removeFile(const std::string& path) override;
   std::vector<std::string> listDirectory(const std::string& path) override;
-  // Told by the type readdir gives, without a stat per name where it gives one.
+  // Told by the type the listing gives, without a stat per name where it gives one.
   std::vector<std::string> listRegularFiles(const std::string& path) override;
   void removeStaleTemporaryFiles(const std::string& directory) override;
 
