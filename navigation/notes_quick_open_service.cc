@@ -170,65 +170,46 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     std::vector<QuickOpenNote> notes;
     std::vector<std::string> accountNames;
   };
-  const auto bounds = NotesDatabaseAccess::objectKeyBounds(connection);
   // A note whose cached text is current never shows its preview: not kept.
   const QuickOpenSearchTextCache* cache =
       loadedCacheStore_ == (storeUUID.empty() ? "-" : storeUUID) ? &cache_ : nullptr;
-  // Room for every note a part can hold, so that a part's array never moves
-  // (pages never written cost nothing).
-  const auto readPart = [&](NotesDatabaseConnection& own, int64_t firstKey, int64_t lastKey, size_t room) {
-    ListPart part;
-    part.notes.reserve(room);
-    part.accountNames.reserve(room);
-    NotesDatabaseAccess::forEachNote(own, firstKey, lastKey, [&](notes_store::NotesNoteRow& row) {
-      QuickOpenNote& note = part.notes.emplace_back();
-      note.noteURLIdentifier = std::move(row.id);
-      if (const auto key = notes_store::notesObjectKey(note.noteURLIdentifier)) note.noteKey = *key;
-      note.uuid = std::move(row.uuid);
-      note.title = std::move(row.title);
-      if (cache == nullptr || !row.modifiedAt || cache->find(note.noteKey, *row.modifiedAt) == nullptr)
-        note.previewText = std::move(row.preview);
-      note.folderID = std::move(row.folderID);
-      note.folderName =
-          row.folderName.empty() ? std::string(kUntitledFolderTitle) : std::move(row.folderName);
-      note.noteDataPK = row.noteDataPK;
-      note.isPasswordProtected = row.isPasswordProtected != 0;
-      note.createdAt = row.createdAt;
-      note.modifiedAt = row.modifiedAt;
-      part.accountNames.push_back(std::move(row.accountName));
-    });
-    return part;
-  };
-  ListPart list;
-  if (bounds) {
-    // Unsigned, so that keys far apart cannot overflow.
-    const auto span = [](int64_t firstKey, int64_t lastKey) {
-      return static_cast<uint64_t>(lastKey) - static_cast<uint64_t>(firstKey);
-    };
-    const int64_t middle =
-        static_cast<int64_t>(static_cast<uint64_t>(bounds->first) + span(bounds->first, bounds->last) / 2);
-    const auto room = [&](int64_t firstKey, int64_t lastKey) {
-      return static_cast<size_t>(
-          std::min(static_cast<uint64_t>(std::max<int64_t>(0, bounds->count)), span(firstKey, lastKey) + 1));
-    };
-    // The first part's array takes the second's notes too. With a single key
-    // (middle == last) the second part is empty.
-    std::future<std::optional<ListPart>> pendingSecond;
-    if (middle < bounds->last) {
-      pendingSecond = std::async(std::launch::async, [&] {
-        return database_.withDatabase([&](NotesDatabaseConnection& own) {
-          return readPart(own, middle + 1, bounds->last, room(middle + 1, bounds->last));
-        });
+  ListPart parts[2];
+  database_.readNoteListInTwoParts(
+      connection, 0.5, [&](NotesDatabaseConnection& own, const NotesDatabaseAccess::NoteListPart& range) {
+        ListPart& part = parts[range.index];
+        // Room for every note a part can hold (the first takes the second's
+        // too), so that its array never moves; pages never written cost nothing.
+        const auto room = static_cast<size_t>(
+            range.index == 0 ? range.objects
+                             : std::min<uint64_t>(static_cast<uint64_t>(range.objects),
+                                                  static_cast<uint64_t>(range.lastKey) -
+                                                      static_cast<uint64_t>(range.firstKey) + 1));
+        part.notes.reserve(room);
+        part.accountNames.reserve(room);
+        NotesDatabaseAccess::forEachNote(
+            own, range.firstKey, range.lastKey, [&](notes_store::NotesNoteRow& row) {
+              QuickOpenNote& note = part.notes.emplace_back();
+              note.noteURLIdentifier = std::move(row.id);
+              if (const auto key = notes_store::notesObjectKey(note.noteURLIdentifier)) note.noteKey = *key;
+              note.uuid = std::move(row.uuid);
+              note.title = std::move(row.title);
+              if (cache == nullptr || !row.modifiedAt ||
+                  cache->find(note.noteKey, *row.modifiedAt) == nullptr)
+                note.previewText = std::move(row.preview);
+              note.folderID = std::move(row.folderID);
+              note.folderName =
+                  row.folderName.empty() ? std::string(kUntitledFolderTitle) : std::move(row.folderName);
+              note.noteDataPK = row.noteDataPK;
+              note.isPasswordProtected = row.isPasswordProtected != 0;
+              note.createdAt = row.createdAt;
+              note.modifiedAt = row.modifiedAt;
+              part.accountNames.push_back(std::move(row.accountName));
+            });
       });
-    }
-    list = readPart(connection, bounds->first, middle, room(bounds->first, bounds->last));
-    std::optional<ListPart> second = pendingSecond.valid() ? pendingSecond.get() : ListPart{};
-    if (!second) second = readPart(connection, middle + 1, bounds->last, 0);
-    list.notes.reserve(list.notes.size() + second->notes.size());
-    std::move(second->notes.begin(), second->notes.end(), std::back_inserter(list.notes));
-    std::move(second->accountNames.begin(), second->accountNames.end(),
-              std::back_inserter(list.accountNames));
-  }
+  ListPart& list = parts[0];
+  std::move(parts[1].notes.begin(), parts[1].notes.end(), std::back_inserter(list.notes));
+  std::move(parts[1].accountNames.begin(), parts[1].accountNames.end(),
+            std::back_inserter(list.accountNames));
   next.notes = std::move(list.notes);
 
   std::unordered_map<std::string, size_t> folderIndex;

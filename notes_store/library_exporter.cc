@@ -489,7 +489,7 @@ class ExportWrite {
 };
 
 // The library's folders and notes. Given a second connection, the note list
-// is read in two parts by key at once, the folders before the second.
+// is read in two parts at once, the folders with the second.
 struct LibraryRows {
   std::vector<NotesFolderRow> folders;
   std::vector<NotesNoteRow> notes;
@@ -497,45 +497,29 @@ struct LibraryRows {
 
 LibraryRows readLibraryRows(NotesDatabaseConnection& connection, NotesDatabaseAccess* database) {
   LibraryRows rows;
-  const auto bounds = database ? NotesDatabaseAccess::objectKeyBounds(connection) : std::nullopt;
-  const auto readInto = [](NotesDatabaseConnection& from, int64_t first, int64_t last,
-                           std::vector<NotesNoteRow>& into) {
-    NotesDatabaseAccess::forEachNote(from, first, last,
-                                     [&](NotesNoteRow& note) { into.push_back(std::move(note)); });
-  };
-  if (!bounds) {
+  if (!database) {
     rows.folders = NotesDatabaseAccess::fetchFolderTree(connection);
     rows.notes = NotesDatabaseAccess::fetchNoteList(connection);
     return rows;
   }
+  std::vector<NotesNoteRow> parts[2];
+  bool foldersRead = false;
   // The second part also reads the folders: it takes two fifths of the keys.
-  const int64_t split = bounds->first + (bounds->last - bounds->first) / 5 * 3;
-  std::vector<NotesNoteRow> secondPart;
-  bool secondRead = false;
-  std::exception_ptr error;
-  {
-    std::jthread second([&] {
-      try {
-        secondRead = database
-                         ->withDatabase([&](NotesDatabaseConnection& own) {
-                           rows.folders = NotesDatabaseAccess::fetchFolderTree(own);
-                           readInto(own, split + 1, bounds->last, secondPart);
-                           return true;
-                         })
-                         .value_or(false);
-      } catch (...) {
-        error = std::current_exception();
-      }
-    });
-    readInto(connection, bounds->first, split, rows.notes);
-  }
-  if (error) std::rethrow_exception(error);
-  if (!secondRead) {
-    rows.folders = NotesDatabaseAccess::fetchFolderTree(connection);
-    readInto(connection, split + 1, bounds->last, secondPart);
-  }
-  rows.notes.insert(rows.notes.end(), std::make_move_iterator(secondPart.begin()),
-                    std::make_move_iterator(secondPart.end()));
+  database->readNoteListInTwoParts(
+      connection, 0.6, [&](NotesDatabaseConnection& from, const NotesDatabaseAccess::NoteListPart& part) {
+        if (part.index == 1) {
+          rows.folders = NotesDatabaseAccess::fetchFolderTree(from);
+          foldersRead = true;
+        }
+        NotesDatabaseAccess::forEachNote(from, part.firstKey, part.lastKey, [&](NotesNoteRow& note) {
+          parts[part.index].push_back(std::move(note));
+        });
+      });
+  // An empty object table, or a single key: there was no second part.
+  if (!foldersRead) rows.folders = NotesDatabaseAccess::fetchFolderTree(connection);
+  rows.notes = std::move(parts[0]);
+  rows.notes.insert(rows.notes.end(), std::make_move_iterator(parts[1].begin()),
+                    std::make_move_iterator(parts[1].end()));
   return rows;
 }
 

@@ -1,6 +1,8 @@
 #include "notes_store/notes_database_access.h"
 
+#include <exception>
 #include <limits>
+#include <thread>
 
 #include "core/error.h"
 #include "core/logger.h"
@@ -261,11 +263,42 @@ void NotesDatabaseAccess::forEachNote(NotesDatabaseConnection& connection, int64
   }
 }
 
-std::optional<NotesDatabaseAccess::ObjectKeyBounds> NotesDatabaseAccess::objectKeyBounds(
-    NotesDatabaseConnection& connection) {
-  SqliteStatement statement(connection.handle(), std::string(statements::kObjectKeyBounds));
-  if (!statement.step() || statement.isNull(0) || statement.isNull(1)) return std::nullopt;
-  return ObjectKeyBounds{statement.int64Column(0), statement.int64Column(1), statement.int64Column(2)};
+void NotesDatabaseAccess::readNoteListInTwoParts(NotesDatabaseConnection& connection, double firstShare,
+                                                 const NoteListPartReader& readPart) {
+  int64_t first = 0, last = 0, objects = 0;
+  {
+    SqliteStatement bounds(connection.handle(), std::string(statements::kObjectKeyBounds));
+    if (!bounds.step() || bounds.isNull(0) || bounds.isNull(1)) return;
+    first = bounds.int64Column(0);
+    last = bounds.int64Column(1);
+    objects = bounds.int64Column(2);
+  }
+  // Unsigned, so that keys far apart cannot overflow.
+  const uint64_t span = static_cast<uint64_t>(last) - static_cast<uint64_t>(first);
+  const auto split = static_cast<int64_t>(static_cast<uint64_t>(first) +
+                                          static_cast<uint64_t>(static_cast<long double>(span) * firstShare));
+  const NoteListPart parts[] = {{0, first, std::min(split, last), objects}, {1, split + 1, last, objects}};
+  if (split >= last) {
+    readPart(connection, parts[0]);
+    return;
+  }
+  bool secondRead = false;
+  std::exception_ptr error;
+  {
+    std::jthread second([&] {
+      try {
+        secondRead = withDatabase([&](NotesDatabaseConnection& own) {
+                       readPart(own, parts[1]);
+                       return true;
+                     }).value_or(false);
+      } catch (...) {
+        error = std::current_exception();
+      }
+    });
+    readPart(connection, parts[0]);
+  }
+  if (error) std::rethrow_exception(error);
+  if (!secondRead) readPart(connection, parts[1]);
 }
 
 std::optional<NotesNoteBodyRow> NotesDatabaseAccess::fetchNote(NotesDatabaseConnection& connection,

@@ -139,14 +139,22 @@ class NotesDatabaseAccess {
   static void forEachNote(NotesDatabaseConnection& connection, int64_t firstKey, int64_t lastKey,
                           const std::function<void(NotesNoteRow&)>& each);
 
-  // The smallest and the largest key of the object table (every note's key lies
-  // between them) and its row count; nullopt when it is empty.
-  struct ObjectKeyBounds {
-    int64_t first = 0;
-    int64_t last = 0;
-    int64_t count = 0;
+  // One of the two parts of the note list that readNoteListInTwoParts reads.
+  struct NoteListPart {
+    int index = 0;  // 0 or 1
+    int64_t firstKey = 0;
+    int64_t lastKey = 0;
+    int64_t objects = 0;  // rows of the object table: no part lists more notes
   };
-  static std::optional<ObjectKeyBounds> objectKeyBounds(NotesDatabaseConnection& connection);
+  using NoteListPartReader = std::function<void(NotesDatabaseConnection&, const NoteListPart&)>;
+
+  // Reads the note list in two parts by key at once: `readPart` runs for part
+  // 0 on `connection`, and for part 1 on a connection of its own, or after
+  // part 0 on `connection` when no other opens. Part 0 takes `firstShare` of
+  // the keys; part 1 is left out when it holds none. Rethrows what either
+  // part throws.
+  void readNoteListInTwoParts(NotesDatabaseConnection& connection, double firstShare,
+                              const NoteListPartReader& readPart);
 
   static std::optional<NotesNoteBodyRow> fetchNote(NotesDatabaseConnection& connection, int64_t notePK);
 
