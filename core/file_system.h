@@ -21,6 +21,13 @@ class FileVersion {
   virtual bool sameAs(const FileVersion& other) const = 0;
 };
 
+// A folder of a listed tree, relative to the tree's top ("" for the top),
+// with the names of its regular files.
+struct FolderListing {
+  std::string folder;
+  std::vector<std::string> files;
+};
+
 // Implementations may be called from several threads at once (an export
 // writes notes from two).
 class FileSystem {
@@ -117,10 +124,20 @@ class FileSystem {
     return files;
   }
 
+  // Every folder of the tree at `directory`, itself included (symbolic links
+  // not followed), with its regular files: one pass over the tree. Empty when
+  // `directory` does not exist. Throws FileSystemError when a folder cannot be
+  // listed.
+  virtual std::vector<FolderListing> listRegularFilesBelow(const std::string& directory);
+
+  // True for the name of a temporary file that a write of a process no longer
+  // running left behind (after kill -9 or a power cut). Where writes are never
+  // left half done, none is.
+  virtual bool isStaleTemporaryFile(std::string_view) { return false; }
+
   // Removes, in `directory` and its subfolders (symbolic links not followed),
-  // the temporary files that writes of processes no longer running left behind
-  // (after kill -9 or a power cut). Throws FileSystemError.
-  virtual void removeStaleTemporaryFiles(const std::string& directory) = 0;
+  // the stale temporary files (see isStaleTemporaryFile). Throws FileSystemError.
+  void removeStaleTemporaryFiles(const std::string& directory);
 };
 
 }  // namespace zephyl::core

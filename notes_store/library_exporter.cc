@@ -115,6 +115,32 @@ void removeEarlierFile(core::FileSystem& files, SymbolicLinkCheck& links, const 
   }
 }
 
+// The regular files of the export folder, for telling which notes' files are
+// still there, with the temporary files of interrupted writes removed: one
+// pass over the folder for both. Nothing when it cannot be listed: every note
+// is then written again.
+std::vector<core::FolderListing> listEarlierFiles(core::FileSystem& files, const std::string& directory) {
+  std::vector<core::FolderListing> listings;
+  try {
+    listings = files.listRegularFilesBelow(directory);
+  } catch (const core::FileSystemError& error) {
+    kLog.warning() << "Could not list the export folder: " << error.what();
+    return {};
+  }
+  for (core::FolderListing& listing : listings) {
+    std::erase_if(listing.files, [&](const std::string& name) {
+      if (!files.isStaleTemporaryFile(name)) return false;
+      try {
+        files.removeFile(joinPath(directory, listing.folder.empty() ? name : joinPath(listing.folder, name)));
+      } catch (const core::FileSystemError& error) {
+        kLog.warning() << "Could not remove a temporary file of an earlier export: " << error.what();
+      }
+      return true;
+    });
+  }
+  return listings;
+}
+
 // True when the folder holds nothing but what an interrupted first write of the
 // manifest may have left.
 bool holdsNothingOfTheUser(core::FileSystem& files, const std::string& directory) {
@@ -196,7 +222,8 @@ class ExportWrite {
   ExportWrite(NotesDatabaseConnection& connection, core::FileSystem& files,
               const LibraryExportOptions& options, const std::string& directory,
               const std::string& manifestPath, const std::vector<LibraryExportPlanEntry>& notes,
-              Manifest& manifest, LibraryExportSummary& summary)
+              Manifest& manifest, std::vector<core::FolderListing> earlierFiles,
+              LibraryExportSummary& summary)
       : connection_(connection),
         files_(files),
         options_(options),
@@ -205,8 +232,12 @@ class ExportWrite {
         notes_(notes),
         manifest_(manifest),
         summary_(summary),
-        links_(files, directory),
-        writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)} {}
+        writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)} {
+    for (core::FolderListing& listing : earlierFiles) {
+      std::sort(listing.files.begin(), listing.files.end());
+      regularFiles_.emplace(std::move(listing.folder), std::move(listing.files));
+    }
+  }
 
   void run() {
     classify();
@@ -246,34 +277,19 @@ class ExportWrite {
 
  private:
   // Whether the file of an earlier run still holds this version of the note.
+  // A file below a symbolic link is not in the listing: its note is written,
+  // which refuses the link.
   bool unchanged(const LibraryExportPlanEntry& entry) {
     if (options_.force || !entry.previous || entry.previous->path != entry.target ||
-        entry.previous->modified != core::formatIso8601(entry.note.modifiedAt).value_or("") ||
-        links_.onFolders(entry.target)) {
+        entry.previous->modified != core::formatIso8601(entry.note.modifiedAt).value_or("")) {
       return false;
     }
     const std::string folder = exportFolderOf(entry.target);
+    const auto files = regularFiles_.find(folder);
+    if (files == regularFiles_.end()) return false;
     const std::string_view name =
         std::string_view(entry.target).substr(folder.empty() ? 0 : folder.size() + 1);
-    return regularFilesIn(folder).count(name) != 0;
-  }
-
-  // The regular files of a folder of the export, listed once: one pass over
-  // each folder where a look at each file costs a system call apiece.
-  const std::unordered_set<std::string, StringHash, std::equal_to<>>& regularFilesIn(
-      const std::string& folder) {
-    auto found = regularFiles_.find(folder);
-    if (found != regularFiles_.end()) return found->second;
-    auto& files = regularFiles_[folder];
-    try {
-      for (std::string& name :
-           files_.listRegularFiles(folder.empty() ? directory_ : joinPath(directory_, folder)))
-        files.insert(std::move(name));
-    } catch (const core::FileSystemError& error) {
-      // Its notes are written again.
-      kLog.warning() << "Could not list an export folder: " << error.what();
-    }
-    return files;
+    return std::binary_search(files->second.begin(), files->second.end(), name);
   }
 
   // What each note needs, decided before the first batch.
@@ -284,7 +300,7 @@ class ExportWrite {
                     : unchanged(notes_[i])                  ? Action::kKeep
                                                             : Action::kWrite;
     }
-    regularFiles_.clear();
+    std::unordered_map<std::string, std::vector<std::string>>().swap(regularFiles_);
   }
 
   // Gives each note to write its place in the manifest before the first write,
@@ -475,10 +491,10 @@ class ExportWrite {
   const std::vector<LibraryExportPlanEntry>& notes_;
   Manifest& manifest_;
   LibraryExportSummary& summary_;
-  SymbolicLinkCheck links_;                  // the calling thread's
   SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
   enum class Action : uint8_t { kWrite, kKeep, kSkipLocked };
-  std::unordered_map<std::string, std::unordered_set<std::string, StringHash, std::equal_to<>>> regularFiles_;
+  // The export's regular files before the run, sorted by name, by folder.
+  std::unordered_map<std::string, std::vector<std::string>> regularFiles_;
   std::vector<Action> actions_;              // for each note of the plan
   std::vector<Manifest::iterator> records_;  // for each note to write, its place in the manifest
   ManifestSchedule schedule_;
@@ -562,11 +578,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     throw LibraryExportError(LibraryExportError::Code::kFolderNotEmpty, directory);
   }
   Manifest manifest = std::move(earlier.manifest);
-  try {
-    files.removeStaleTemporaryFiles(directory);
-  } catch (const core::FileSystemError& error) {
-    kLog.warning() << "Could not remove temporary files of an earlier export: " << error.what();
-  }
+  std::vector<core::FolderListing> earlierFiles = listEarlierFiles(files, directory);
   // From here on the folder is ours: a run that stops at any point, even by
   // kill -9, leaves a manifest, so the next one resumes instead of refusing.
   if (earlier.state != ManifestState::kOurs) writeManifest(files, manifestPath, manifest);
@@ -581,7 +593,9 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   summary.staleFiles = std::move(plan.staleFiles);
 
   {
-    ExportWrite write{connection, files, options, directory, manifestPath, plan.entries, manifest, summary};
+    ExportWrite write{connection,   files,        options,  directory,
+                      manifestPath, plan.entries, manifest, std::move(earlierFiles),
+                      summary};
     write.run();
   }
   kLog.info() << "Exported " << summary.written << " notes, " << summary.unchanged << " unchanged, "

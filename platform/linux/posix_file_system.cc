@@ -288,57 +288,72 @@ void PosixFileSystem::removeFile(const std::string& path) {
 
 namespace {
 
-// The names in a folder whose entries `keep` accepts; empty when it does not exist.
-template <typename Keep>
-std::vector<std::string> namesIn(const std::string& path, Keep keep) {
-  std::vector<std::string> names;
+// Calls `take` with each entry of a folder; nothing when it does not exist.
+template <typename Take>
+void forEachEntry(const std::string& path, Take take) {
   std::error_code error;
   std::filesystem::directory_iterator it(path, error);
   if (error) {
-    if (error == std::errc::no_such_file_or_directory) return names;
+    if (error == std::errc::no_such_file_or_directory) return;
     throw FileSystemError(FileSystemError::Code::kListFailed, path, error.message());
   }
   for (; it != std::filesystem::directory_iterator(); it.increment(error)) {
     if (error) throw FileSystemError(FileSystemError::Code::kListFailed, path, error.message());
-    if (keep(*it)) names.push_back(it->path().filename().string());
+    // The name sliced off the entry's path: splitting a path into components
+    // costs more than the listing itself.
+    const std::string& full = it->path().native();
+    take(*it, std::string_view(full).substr(full.rfind('/') + 1));
   }
-  return names;
+}
+
+// The type the listing gave, without a stat where it gave one.
+bool isPlainFile(const std::filesystem::directory_entry& entry) {
+  std::error_code error;
+  return !entry.is_symlink(error) && entry.is_regular_file(error);
 }
 
 }  // namespace
 
 std::vector<std::string> PosixFileSystem::listDirectory(const std::string& path) {
-  return namesIn(path, [](const std::filesystem::directory_entry&) { return true; });
+  std::vector<std::string> names;
+  forEachEntry(path, [&](const auto&, std::string_view name) { names.emplace_back(name); });
+  return names;
 }
 
 std::vector<std::string> PosixFileSystem::listRegularFiles(const std::string& path) {
-  // The entry knows its type from the listing, so most names cost no stat.
-  return namesIn(path, [](const std::filesystem::directory_entry& entry) {
-    std::error_code error;
-    return !entry.is_symlink(error) && entry.is_regular_file(error);
+  std::vector<std::string> names;
+  forEachEntry(path, [&](const auto& entry, std::string_view name) {
+    if (isPlainFile(entry)) names.emplace_back(name);
   });
+  return names;
 }
 
-}  // namespace zephyl::platform
-
-namespace zephyl::platform {
-
-void PosixFileSystem::removeStaleTemporaryFiles(const std::string& directory) {
-  namespace fs = std::filesystem;
-  std::error_code error;
-  // The iterator does not descend into linked folders.
-  fs::recursive_directory_iterator it(directory, error);
-  if (error) {
-    if (error == std::errc::no_such_file_or_directory) return;
-    throw FileSystemError(FileSystemError::Code::kListFailed, directory, error.message());
+std::vector<core::FolderListing> PosixFileSystem::listRegularFilesBelow(const std::string& directory) {
+  std::vector<core::FolderListing> listings;
+  if (isSymbolicLink(directory) || !isDirectory(directory)) return listings;
+  std::vector<std::string> pending{""};
+  while (!pending.empty()) {
+    core::FolderListing listing{std::move(pending.back()), {}};
+    pending.pop_back();
+    forEachEntry(listing.folder.empty() ? directory : directory + "/" + listing.folder,
+                 [&](const std::filesystem::directory_entry& entry, std::string_view name) {
+                   std::error_code error;
+                   if (isPlainFile(entry)) {
+                     listing.files.emplace_back(name);
+                   } else if (!entry.is_symlink(error) && entry.is_directory(error)) {
+                     pending.push_back(listing.folder.empty() ? std::string(name)
+                                                              : listing.folder + "/" + std::string(name));
+                   }
+                 });
+    listings.push_back(std::move(listing));
   }
-  for (; it != fs::recursive_directory_iterator(); it.increment(error)) {
-    if (error) throw FileSystemError(FileSystemError::Code::kListFailed, directory, error.message());
-    const auto owner = temporaryOwner(it->path().filename().native());
-    // A live process (this one included) may still rename its file into place.
-    if (!owner || processRuns(*owner) || !fs::is_regular_file(it->symlink_status(error))) continue;
-    removeFile(it->path().string());
-  }
+  return listings;
+}
+
+bool PosixFileSystem::isStaleTemporaryFile(std::string_view name) {
+  const auto owner = temporaryOwner(name);
+  // A live process (this one included) may still rename its file into place.
+  return owner && !processRuns(*owner);
 }
 
 }  // namespace zephyl::platform

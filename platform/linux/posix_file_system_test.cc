@@ -6,6 +6,8 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
+#include <set>
 
 #include "core/file_system_error.h"
 #include "platform/testing/test_folder.h"
@@ -112,6 +114,15 @@ TEST(PosixFileSystem, RemovesTemporaryFilesOfEndedProcessesOnlyAndNeverThroughLi
   PosixFileSystem files;
   files.removeStaleTemporaryFiles(root.string());
   for (const auto& entry : cases) EXPECT_EQ(fs::exists(entry.path), !entry.removed) << entry.path;
+  // What is left, as one pass over the tree sees it: the linked folder is not entered.
+  std::map<std::string, std::set<std::string>> left;
+  for (auto& listing : files.listRegularFilesBelow(root.string()))
+    left[listing.folder].insert(listing.files.begin(), listing.files.end());
+  const std::map<std::string, std::set<std::string>> expected{
+      {"", {"a.md.tmp-" + alive + "-0", "a.md.tmp-" + dead + "-x", "a.md.tmp-" + dead, "notes.tmp-file.md"}},
+      {"sub", {}}};
+  EXPECT_EQ(left, expected);
+  EXPECT_TRUE(files.listRegularFilesBelow((root / "missing").string()).empty());
   EXPECT_TRUE(files.isSymbolicLink((root / "link").string()));
   EXPECT_FALSE(files.isSymbolicLink((root / "sub").string()));
 }

@@ -54,9 +54,10 @@ class FaultInjectingFileSystem : public core::FileSystem {
   std::vector<std::string> listDirectory(const std::string& path) override {
     return target_.listDirectory(path);
   }
-  void removeStaleTemporaryFiles(const std::string& directory) override {
-    target_.removeStaleTemporaryFiles(directory);
+  std::vector<core::FolderListing> listRegularFilesBelow(const std::string& directory) override {
+    return target_.listRegularFilesBelow(directory);
   }
+  bool isStaleTemporaryFile(std::string_view name) override { return target_.isStaleTemporaryFile(name); }
 
  private:
   void admitWrite(const std::string& path, core::FileSystemError::Code code) {

@@ -22,8 +22,6 @@ class InMemoryFileSystem : public core::FileSystem {
   void replaceFile(const std::string& path, const std::string& contents) override;
   void removeFile(const std::string& path) override;
   std::vector<std::string> listDirectory(const std::string& path) override;
-  // Nothing to do: writes here are never left half done.
-  void removeStaleTemporaryFiles(const std::string&) override {}
 
   void addFile(const std::string& path, const std::string& contents);
   void addDirectory(const std::string& path);

@@ -1,0 +1,35 @@
+#include "core/file_system.h"
+
+namespace zephyl::core {
+
+std::vector<FolderListing> FileSystem::listRegularFilesBelow(const std::string& directory) {
+  std::vector<FolderListing> listings;
+  if (!isDirectory(directory) || isSymbolicLink(directory)) return listings;
+  std::vector<std::string> pending{""};
+  while (!pending.empty()) {
+    FolderListing listing{std::move(pending.back()), {}};
+    pending.pop_back();
+    const std::string path = listing.folder.empty() ? directory : directory + "/" + listing.folder;
+    for (std::string& name : listDirectory(path)) {
+      const std::string full = path + "/" + name;
+      if (isRegularFile(full)) {
+        listing.files.push_back(std::move(name));
+      } else if (isDirectory(full) && !isSymbolicLink(full)) {
+        pending.push_back(listing.folder.empty() ? name : listing.folder + "/" + name);
+      }
+    }
+    listings.push_back(std::move(listing));
+  }
+  return listings;
+}
+
+void FileSystem::removeStaleTemporaryFiles(const std::string& directory) {
+  for (const FolderListing& listing : listRegularFilesBelow(directory)) {
+    for (const std::string& name : listing.files) {
+      if (!isStaleTemporaryFile(name)) continue;
+      removeFile(directory + "/" + (listing.folder.empty() ? name : listing.folder + "/" + name));
+    }
+  }
+}
+
+}  // namespace zephyl::core
