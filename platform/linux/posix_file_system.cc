@@ -1,5 +1,6 @@
 #include "platform/linux/posix_file_system.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -288,42 +289,49 @@ void PosixFileSystem::removeFile(const std::string& path) {
 
 namespace {
 
-// Calls `take` with each entry of a folder; nothing when it does not exist.
+enum class EntryType { kFile, kFolder, kOther };  // symbolic links are kOther
+
+// Calls `take` with the type and name of each entry of a folder; nothing when
+// it does not exist. The type comes from the listing where the file system
+// gives it, so that most names cost no stat.
 template <typename Take>
 void forEachEntry(const std::string& path, Take take) {
-  std::error_code error;
-  std::filesystem::directory_iterator it(path, error);
-  if (error) {
-    if (error == std::errc::no_such_file_or_directory) return;
-    throw FileSystemError(FileSystemError::Code::kListFailed, path, error.message());
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path.c_str()), ::closedir);
+  if (!folder) {
+    if (errno == ENOENT) return;
+    throw FileSystemError(FileSystemError::Code::kListFailed, path, errnoText(errno));
   }
-  for (; it != std::filesystem::directory_iterator(); it.increment(error)) {
-    if (error) throw FileSystemError(FileSystemError::Code::kListFailed, path, error.message());
-    // The name sliced off the entry's path: splitting a path into components
-    // costs more than the listing itself.
-    const std::string& full = it->path().native();
-    take(*it, std::string_view(full).substr(full.rfind('/') + 1));
+  for (;;) {
+    errno = 0;
+    const dirent* entry = ::readdir(folder.get());
+    if (!entry) {
+      if (errno != 0) throw FileSystemError(FileSystemError::Code::kListFailed, path, errnoText(errno));
+      return;
+    }
+    const std::string_view name = entry->d_name;
+    if (name == "." || name == "..") continue;
+    unsigned char type = entry->d_type;
+    if (type == DT_UNKNOWN) {
+      struct stat status;
+      if (::fstatat(::dirfd(folder.get()), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
+      type = S_ISREG(status.st_mode) ? DT_REG : S_ISDIR(status.st_mode) ? DT_DIR : DT_LNK;
+    }
+    take(type == DT_REG ? EntryType::kFile : type == DT_DIR ? EntryType::kFolder : EntryType::kOther, name);
   }
-}
-
-// The type the listing gave, without a stat where it gave one.
-bool isPlainFile(const std::filesystem::directory_entry& entry) {
-  std::error_code error;
-  return !entry.is_symlink(error) && entry.is_regular_file(error);
 }
 
 }  // namespace
 
 std::vector<std::string> PosixFileSystem::listDirectory(const std::string& path) {
   std::vector<std::string> names;
-  forEachEntry(path, [&](const auto&, std::string_view name) { names.emplace_back(name); });
+  forEachEntry(path, [&](EntryType, std::string_view name) { names.emplace_back(name); });
   return names;
 }
 
 std::vector<std::string> PosixFileSystem::listRegularFiles(const std::string& path) {
   std::vector<std::string> names;
-  forEachEntry(path, [&](const auto& entry, std::string_view name) {
-    if (isPlainFile(entry)) names.emplace_back(name);
+  forEachEntry(path, [&](EntryType type, std::string_view name) {
+    if (type == EntryType::kFile) names.emplace_back(name);
   });
   return names;
 }
@@ -336,11 +344,10 @@ std::vector<core::FolderListing> PosixFileSystem::listRegularFilesBelow(const st
     core::FolderListing listing{std::move(pending.back()), {}};
     pending.pop_back();
     forEachEntry(listing.folder.empty() ? directory : directory + "/" + listing.folder,
-                 [&](const std::filesystem::directory_entry& entry, std::string_view name) {
-                   std::error_code error;
-                   if (isPlainFile(entry)) {
+                 [&](EntryType type, std::string_view name) {
+                   if (type == EntryType::kFile) {
                      listing.files.emplace_back(name);
-                   } else if (!entry.is_symlink(error) && entry.is_directory(error)) {
+                   } else if (type == EntryType::kFolder) {
                      pending.push_back(listing.folder.empty() ? std::string(name)
                                                               : listing.folder + "/" + std::string(name));
                    }
