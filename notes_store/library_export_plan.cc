@@ -68,11 +68,14 @@ class EarlierNotes {
     std::sort(notes_.begin(), notes_.end(), [](const Note& a, const Note& b) { return a.key < b.key; });
   }
 
-  // What the manifest says of the note `id`, which is then claimed; null when nothing.
-  const LibraryExportManifestEntry* claim(const std::string& id) {
-    const int64_t key = notesObjectKey(id).value_or(-1);
-    auto it = std::lower_bound(notes_.begin(), notes_.end(), key,
+  // What the manifest says of the note `id`, whose number is `key`, which is
+  // then claimed; null when nothing. Asked in increasing key order, each look
+  // starts where the last one ended.
+  const LibraryExportManifestEntry* claim(int64_t key, const std::string& id) {
+    auto from = notes_.begin() + (cursor_ < notes_.size() && notes_[cursor_].key <= key ? cursor_ : 0);
+    auto it = std::lower_bound(from, notes_.end(), key,
                                [](const Note& note, int64_t wanted) { return note.key < wanted; });
+    cursor_ = it - notes_.begin();
     for (; it != notes_.end() && it->key == key; ++it) {
       if (*it->id == id) {
         it->claimed = true;
@@ -105,6 +108,7 @@ class EarlierNotes {
     bool claimed = false;
   };
   std::vector<Note> notes_;
+  size_t cursor_ = 0;  // where the last look ended
 };
 
 }  // namespace
@@ -122,11 +126,16 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
     std::optional<core::TimePoint> time;
     int64_t key;
     size_t index;
+    // What an earlier export recorded of the note. Looked up in the order the
+    // notes come, by key, so that one look into the manifest follows another.
+    const LibraryExportManifestEntry* previous;
   };
+  EarlierNotes earlierNotes(earlier);
   std::vector<NamingOrder> order(notes.size());
   for (size_t i = 0; i < notes.size(); ++i) {
-    order[i] = {notes[i].createdAt ? notes[i].createdAt : notes[i].modifiedAt,
-                notesObjectKey(notes[i].id).value_or(0), i};
+    const int64_t key = notesObjectKey(notes[i].id).value_or(0);
+    order[i] = {notes[i].createdAt ? notes[i].createdAt : notes[i].modifiedAt, key, i,
+                earlierNotes.claim(key, notes[i].id)};
   }
   std::sort(order.begin(), order.end(), [](const NamingOrder& a, const NamingOrder& b) {
     if (a.time != b.time) return a.time < b.time;
@@ -151,24 +160,26 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
     components.push_back(note.folderName);
     return components;
   };
+
+  LibraryExportPlan plan;
   // A note's export folder and display path depend on its folder's row alone:
   // worked out once per folder.
   struct NoteFolder {
     std::string path;
-    std::string displayPath;
+    size_t displayPath;  // in plan.folderDisplayPaths
   };
   std::unordered_map<std::string, NoteFolder> noteFolders;  // folder id, account and name → folder
   std::string folderKey;
 
-  LibraryExportPlan plan;
   plan.entries.reserve(notes.size());
-  for (const NamingOrder& next : order) plan.entries.push_back({std::move(notes[next.index]), {}, {}, {}});
+  for (const NamingOrder& next : order) {
+    plan.entries.push_back({std::move(notes[next.index]), {}, next.previous, 0});
+  }
   std::vector<NotesNoteRow>().swap(notes);
   std::vector<const std::string*> folderPaths(plan.entries.size());
   // Every file of the earlier export stays reserved for its note, even one about
   // to be renamed, so that no other note is written over it. Earlier names are
   // reserved before any new one is handed out.
-  EarlierNotes earlierNotes(earlier);
   for (const auto& [id, entry] : earlier)
     allocator.reserve(entry.path, id);  // both outlive the plan's making
   FolderLayout layout(allocator);
@@ -178,14 +189,13 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
     (((folderKey += '\0') += entry.note.accountName) += '\0') += entry.note.folderName;
     auto folder = noteFolders.find(folderKey);
     if (folder == noteFolders.end()) {
-      NoteFolder resolved{layout.relativePath(componentsOf(entry.note)),
-                          folderDisplayPath(folderDisplay, entry.note.folderID, entry.note.accountName,
-                                            entry.note.folderName)};
+      plan.folderDisplayPaths.push_back(folderDisplayPath(folderDisplay, entry.note.folderID,
+                                                          entry.note.accountName, entry.note.folderName));
+      NoteFolder resolved{layout.relativePath(componentsOf(entry.note)), plan.folderDisplayPaths.size() - 1};
       folder = noteFolders.emplace(folderKey, std::move(resolved)).first;
     }
     folderPaths[i] = &folder->second.path;
-    entry.folderDisplayPath = folder->second.displayPath;
-    entry.previous = earlierNotes.claim(entry.note.id);
+    entry.folder = folder->second.displayPath;
     if (!entry.previous) continue;
     const std::string stem = safePathComponent(entry.note.title, "Untitled");
     if (stillFits(entry.previous->path, *folderPaths[i], stem)) entry.target = entry.previous->path;

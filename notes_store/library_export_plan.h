@@ -32,14 +32,16 @@ struct LibraryExportPlanEntry {
   // made from; null when it had nothing. A note whose target differs from its
   // path is renamed.
   const LibraryExportManifestEntry* previous = nullptr;
-  std::string folderDisplayPath;  // "Account › Folder" for the front matter
+  size_t folder = 0;  // the note's folder, in LibraryExportPlan::folderDisplayPaths
 };
 
 struct LibraryExportPlan {
   // The notes in naming order: older ones first, so that a new note never
   // takes an old one's name.
   std::vector<LibraryExportPlanEntry> entries;
-  size_t folders = 0;                   // folders the export holds
+  size_t folders = 0;  // folders the export holds
+  // The notes' folders as the front matter shows them ("Account › Folder").
+  std::vector<std::string> folderDisplayPaths;
   std::vector<std::string> staleFiles;  // earlier files whose notes are gone
 };
 

@@ -48,7 +48,7 @@ TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
   EXPECT_EQ(plan.entries[1].previous->path, "iCloud/Work/Old name.md");
   EXPECT_EQ(plan.entries[3].previous, nullptr);
   EXPECT_EQ(plan.staleFiles, std::vector<std::string>{"iCloud/Work/Gone.md"});
-  EXPECT_EQ(plan.entries[0].folderDisplayPath, "iCloud › Work");
+  EXPECT_EQ(plan.folderDisplayPaths[plan.entries[0].folder], "iCloud › Work");
   EXPECT_EQ(plan.folders, 2u);  // iCloud and iCloud/Work
 }
 

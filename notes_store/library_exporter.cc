@@ -221,15 +221,15 @@ class ExportWrite {
 
   ExportWrite(NotesDatabaseConnection& connection, core::FileSystem& files,
               const LibraryExportOptions& options, const std::string& directory,
-              const std::string& manifestPath, const std::vector<LibraryExportPlanEntry>& notes,
-              Manifest& manifest, std::vector<core::FolderListing> earlierFiles,
-              LibraryExportSummary& summary)
+              const std::string& manifestPath, const LibraryExportPlan& plan, Manifest& manifest,
+              std::vector<core::FolderListing> earlierFiles, LibraryExportSummary& summary)
       : connection_(connection),
         files_(files),
         options_(options),
         directory_(directory),
         manifestPath_(manifestPath),
-        notes_(notes),
+        notes_(plan.entries),
+        folderDisplayPaths_(plan.folderDisplayPaths),
         manifest_(manifest),
         summary_(summary),
         writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)} {
@@ -442,7 +442,7 @@ class ExportWrite {
       job.outcome = ExportNoteJob::Outcome::kOverLimit;
       return;
     }
-    const std::string front = frontMatter(entry.note, entry.folderDisplayPath);
+    const std::string front = frontMatter(entry.note, folderDisplayPaths_[entry.folder]);
     try {
       if (!files_.replaceFileUnlessLink(joinPath(directory_, target), {front, rendered.markdown})) {
         job.skipReason = std::string(kSymbolicLinkRefused) + target;
@@ -489,6 +489,7 @@ class ExportWrite {
   const std::string& directory_;
   const std::string& manifestPath_;
   const std::vector<LibraryExportPlanEntry>& notes_;
+  const std::vector<std::string>& folderDisplayPaths_;
   Manifest& manifest_;
   LibraryExportSummary& summary_;
   SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
@@ -593,8 +594,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   summary.staleFiles = std::move(plan.staleFiles);
 
   {
-    ExportWrite write{connection,   files,        options,  directory,
-                      manifestPath, plan.entries, manifest, std::move(earlierFiles),
+    ExportWrite write{connection,   files, options,  directory,
+                      manifestPath, plan,  manifest, std::move(earlierFiles),
                       summary};
     write.run();
   }
