@@ -2,6 +2,7 @@
 // tested on an in-memory file system and never touches the disk by accident.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -80,6 +81,16 @@ class FileSystem {
   virtual void writePiecesAtomically(const std::string& path, const std::vector<std::string_view>& pieces) {
     std::string contents;
     for (std::string_view piece : pieces) contents += piece;
+    writeFileAtomically(path, contents);
+  }
+  // Hands the pieces of a file, in order, to the function it is given.
+  using FileWriter = std::function<void(const std::function<void(std::string_view)>& piece)>;
+
+  // As writeFileAtomically, with the contents made as they are written: a file
+  // of tens of megabytes made on the fly need not be held whole.
+  virtual void writeStreamAtomically(const std::string& path, const FileWriter& writer) {
+    std::string contents;
+    writer([&](std::string_view piece) { contents += piece; });
     writeFileAtomically(path, contents);
   }
 

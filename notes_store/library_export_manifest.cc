@@ -63,13 +63,11 @@ std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view
   return manifest;
 }
 
-std::string formatLibraryExportManifest(const LibraryExportManifest& manifest) {
+void formatLibraryExportManifest(const LibraryExportManifest& manifest,
+                                 const std::function<void(std::string_view)>& piece) {
   // The bytes a JSON library's dump with an indent of one gives, without the tree.
-  size_t size = 64;
-  for (const auto& [id, entry] : manifest) size += id.size() + entry.path.size() + entry.modified.size() + 48;
-  std::string out;
-  out.reserve(size);
-  out += "{\n \"notes\": {";
+  constexpr size_t kPiece = 64 * 1024;
+  std::string out = "{\n \"notes\": {";
   bool first = true;
   for (const auto& [id, entry] : manifest) {
     if (entry.path.empty()) continue;
@@ -81,9 +79,13 @@ std::string formatLibraryExportManifest(const LibraryExportManifest& manifest) {
     out += ",\n   \"path\": ";
     appendQuoted(out, entry.path);
     out += "\n  }";
+    if (out.size() >= kPiece) {
+      piece(out);
+      out.clear();
+    }
   }
   out += first ? "},\n \"version\": 1\n}\n" : "\n },\n \"version\": 1\n}\n";
-  return out;
+  piece(out);
 }
 
 }  // namespace zephyl::notes_store

@@ -4,6 +4,7 @@
 // manifest runs to tens of megabytes and is read on every export.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -17,9 +18,11 @@ namespace zephyl::notes_store {
 // folder.
 std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text);
 
-// The manifest's text: a JSON object with one space of indent per level, keys
-// sorted, invalid UTF-8 replaced, and a final newline. An entry without a path
-// is left out: its note has a place in the manifest but no file yet.
-std::string formatLibraryExportManifest(const LibraryExportManifest& manifest);
+// The manifest's text, handed out in pieces as it is made: a JSON object with
+// one space of indent per level, keys sorted, invalid UTF-8 replaced, and a
+// final newline. An entry without a path is left out: its note has a place in
+// the manifest but no file yet.
+void formatLibraryExportManifest(const LibraryExportManifest& manifest,
+                                 const std::function<void(std::string_view)>& piece);
 
 }  // namespace zephyl::notes_store

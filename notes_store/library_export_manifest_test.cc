@@ -18,7 +18,8 @@ TEST(LibraryExportManifest, WritesWhatTheJsonLibraryWouldAndReadsItBack) {
     nlohmann::json notes = nlohmann::json::object();
     for (const auto& [id, entry] : manifest) notes[id] = {{"path", entry.path}, {"modified", entry.modified}};
     const nlohmann::json json = {{"version", 1}, {"notes", std::move(notes)}};
-    const std::string text = formatLibraryExportManifest(manifest);
+    std::string text;
+    formatLibraryExportManifest(manifest, [&](std::string_view piece) { text += piece; });
     EXPECT_EQ(text, json.dump(1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
     if (manifest.size() != 1) {
       EXPECT_EQ(parseLibraryExportManifest(text), manifest);

@@ -151,7 +151,8 @@ bool holdsNothingOfTheUser(core::FileSystem& files, const std::string& directory
 }
 
 void writeManifest(core::FileSystem& files, const std::string& path, const Manifest& manifest) {
-  files.writeFileAtomically(path, formatLibraryExportManifest(manifest));
+  // Written as it is made: a large library's manifest runs to tens of megabytes.
+  files.writeStreamAtomically(path, [&](const auto& piece) { formatLibraryExportManifest(manifest, piece); });
 }
 
 // When the manifest is written during a run: at most a fortieth of the run

@@ -244,7 +244,33 @@ bool PosixFileSystem::replaceFileUnlessLink(const std::string& path,
   return write(path, pieces, /*flush=*/false, Over::kAnythingButALink);
 }
 
+void PosixFileSystem::writeStreamAtomically(const std::string& path, const FileWriter& writer) {
+  constexpr size_t kChunk = size_t{1} << 20;
+  write(
+      path,
+      [&](int fd) {
+        std::string chunk;
+        int error = 0;
+        writer([&](std::string_view piece) {
+          if (error != 0) return;
+          chunk += piece;
+          if (chunk.size() < kChunk) return;
+          if (!writeAll(fd, {chunk})) error = errno;
+          chunk.clear();
+        });
+        if (error == 0 && !writeAll(fd, {chunk})) error = errno;
+        return error;
+      },
+      /*flush=*/true, Over::kAnything);
+}
+
 bool PosixFileSystem::write(const std::string& path, const std::vector<std::string_view>& pieces, bool flush,
+                            Over over) {
+  return write(
+      path, [&](int fd) { return writeAll(fd, pieces) ? 0 : errno; }, flush, over);
+}
+
+bool PosixFileSystem::write(const std::string& path, const std::function<int(int fd)>& fill, bool flush,
                             Over over) {
   // A unique name per process and call, in the same folder so rename is atomic.
   static std::atomic<unsigned> counter{0};
@@ -266,7 +292,8 @@ bool PosixFileSystem::write(const std::string& path, const std::vector<std::stri
     ::unlink(temporary.c_str());
     throw FileSystemError(FileSystemError::Code::kWriteFailed, path, errnoText(saved));
   };
-  if (!writeAll(fd.get(), pieces) || (flush && ::fsync(fd.get()) != 0)) fail(errno);
+  if (const int error = fill(fd.get()); error != 0) fail(error);
+  if (flush && ::fsync(fd.get()) != 0) fail(errno);
   if (::close(fd.release()) != 0) fail(errno);
   if (over == Over::kAnythingButALink) {
     // A new file takes its name in one step; only a name in use is looked at.

@@ -17,6 +17,8 @@ class PosixFileSystem : public core::FileSystem {
   std::shared_ptr<const core::FileView> viewFile(const std::string& path) override;
   void writeFileAtomically(const std::string& path, const std::string& contents) override;
   void writePiecesAtomically(const std::string& path, const std::vector<std::string_view>& pieces) override;
+  // Written in pieces of about a megabyte as they are made.
+  void writeStreamAtomically(const std::string& path, const FileWriter& writer) override;
   // Keeps the file open, so its inode is not reused while the version lives.
   std::unique_ptr<core::FileVersion> fileVersion(const std::string& path) override;
   void replaceFile(const std::string& path, const std::string& contents) override;
@@ -36,6 +38,8 @@ class PosixFileSystem : public core::FileSystem {
   // False when `over` refused what is at path.
   bool write(const std::string& path, const std::vector<std::string_view>& pieces, bool flush,
              Over over = Over::kAnything);
+  // Writes through `fill`, which gives 0 or the errno of a failed write.
+  bool write(const std::string& path, const std::function<int(int fd)>& fill, bool flush, Over over);
 };
 
 }  // namespace zephyl::platform

@@ -38,6 +38,13 @@ TEST(PosixFileSystem, AtomicWriteCreatesFoldersReplacesAndLeavesNoTemporaries) {
   for (int i = 0; i < 3000; ++i) joined += numbers.emplace_back(std::to_string(i));
   files.writePiecesAtomically(path, std::vector<std::string_view>(numbers.begin(), numbers.end()));
   EXPECT_EQ(files.readFile(path), joined);
+  // Made as it is written, across the chunks it is written in.
+  const std::string large(700 * 1024, 'x');
+  files.writeStreamAtomically(path, [&](const auto& piece) {
+    for (const std::string& part : {large, joined, large}) piece(part);
+  });
+  EXPECT_EQ(files.readFile(path), large + joined + large);
+  files.writePiecesAtomically(path, std::vector<std::string_view>(numbers.begin(), numbers.end()));
   EXPECT_FALSE(before->sameAs(*files.fileVersion(path)));
   EXPECT_EQ(files.fileVersion((root / "missing").string()), nullptr);
   EXPECT_TRUE(files.fileExists(path));

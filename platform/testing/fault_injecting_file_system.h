@@ -40,6 +40,10 @@ class FaultInjectingFileSystem : public core::FileSystem {
     admitWrite(path, core::FileSystemError::Code::kWriteFailed);
     target_.writePiecesAtomically(path, pieces);
   }
+  void writeStreamAtomically(const std::string& path, const FileWriter& writer) override {
+    admitWrite(path, core::FileSystemError::Code::kWriteFailed);
+    target_.writeStreamAtomically(path, writer);
+  }
   std::unique_ptr<core::FileVersion> fileVersion(const std::string& path) override {
     return target_.fileVersion(path);
   }
