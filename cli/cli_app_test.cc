@@ -215,8 +215,8 @@ TEST_F(CliAppTest, DecodeBodyAndTableFromStandardInput) {
   EXPECT_TRUE(json["candidates"][1]["text"].is_null());  // the gzip bytes themselves are no document
   EXPECT_EQ(json["markdown"], "## Plan\ntext\n");
 
-  const std::string table =
-      notes_store::gzipCompress(notes_store::encodeTableDocument({{"a", "b"}, {"c", "d"}}, true));
+  const std::string table = notes_store::gzipCompress(
+      notes_store::encodeTableDocument({{"a", "b"}, {"c", "d"}}, {.rightToLeft = true}));
   const auto tableJson = nlohmann::json::parse(run({"debug", "decode-table"}, table).out);
   // Stored left to right; a right-to-left table shows each row reversed.
   EXPECT_EQ(tableJson["rows"], nlohmann::json::parse(R"([["b", "a"], ["d", "c"]])"));

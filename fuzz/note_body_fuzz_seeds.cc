@@ -40,7 +40,8 @@ int main(int argc, char** argv) {
        .attachmentTypeUTI = "com.apple.notes.table"},
   });
   const std::string table = zephyl::notes_store::encodeTableDocument({{"a", "b"}, {"c"}});
-  const std::string rightToLeft = zephyl::notes_store::encodeTableDocument({{"x", "y", "z"}}, true);
+  const std::string rightToLeft =
+      zephyl::notes_store::encodeTableDocument({{"x", "y", "z"}}, {.rightToLeft = true});
   const std::vector<std::pair<std::string, std::string>> documents = {
       {"body", body}, {"table", table}, {"table-rtl", rightToLeft}};
   for (const auto& [name, document] : documents) {

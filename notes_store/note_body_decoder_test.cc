@@ -92,6 +92,7 @@ TEST(ProtobufScanner, ReadsFieldsAndStopsOnMalformedLists) {
       {"nine-byte value", hex("08 FF FF FF FF FF FF FF FF 7F  12 01 7A"), 1, none, 0x7FFFFFFFFFFFFFFF, {"z"}},
       {"ten-byte value fails the scan", hex("08") + hex(kTenBytes) + hex("12 01 7A"), 2, none, noValue, {}},
       {"ten-byte tag fails the scan", hex(kTenBytes) + hex("12 01 7A"), 2, none, noValue, {}},
+      {"found before a break, no list", hex("12 01 61  08") + hex(kTenBytes), 2, "a", noValue, {}},
       {"varint past the end", hex("12 01 61  08 80"), 1, none, noValue, {}},
       {"length past the end", hex("12 05 61 62 63"), 2, none, noValue, {}},
       {"fixed64 past the end", hex("09 01020304050607"), 1, none, noValue, {}},
@@ -110,12 +111,6 @@ TEST(ProtobufScanner, ReadsFieldsAndStopsOnMalformedLists) {
     const std::vector<std::string_view> all = readProtobufFields(2, c.bytes);
     EXPECT_EQ(std::vector<std::string>(all.begin(), all.end()), c.allOfField2);
   }
-}
-
-TEST(ProtobufScanner, FindsAFieldBeforeTheListBreaksOffButNoListOfThem) {
-  const std::string bytes = hex("12 01 61  08") + hex(kTenBytes);
-  EXPECT_EQ(readProtobufField(2, bytes), "a");
-  EXPECT_TRUE(readProtobufFields(2, bytes).empty());
 }
 
 TEST(MarkdownStyleOfParagraph, MapsStyleTypesChecklistsAndQuotes) {

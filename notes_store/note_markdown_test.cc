@@ -84,8 +84,8 @@ TEST(NoteMarkdown, MonospacedLinesShareOneFenceThatTheirContentCannotClose) {
 
 TEST(NoteMarkdown, InlineStylesWrapTextButNotItsOuterBlanks) {
   DocumentBuilder doc;
-  doc.run("Make ")
-      .run("this bold ", {.fontWeight = 1})
+  doc.run("Make")
+      .run(" this bold ", {.fontWeight = 1})
       .run("and", {.fontWeight = 2})
       .run(" ")
       .run("both", {.fontWeight = 3})
