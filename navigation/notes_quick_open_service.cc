@@ -186,7 +186,7 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
                                                       static_cast<uint64_t>(range.firstKey) + 1));
         part.notes.reserve(room);
         part.accountNames.reserve(room);
-        NotesDatabaseAccess::forEachNote(
+        NotesDatabaseAccess::forEachNoteWithoutJoins(
             own, range.firstKey, range.lastKey, [&](notes_store::NotesNoteRow& row) {
               QuickOpenNote& note = part.notes.emplace_back();
               note.noteURLIdentifier = std::move(row.id);

@@ -1,6 +1,8 @@
 #include "notes_store/notes_database_access.h"
 
+#include <algorithm>
 #include <exception>
+#include <iterator>
 #include <limits>
 #include <thread>
 
@@ -8,6 +10,7 @@
 #include "core/logger.h"
 #include "notes_store/internal/sqlite_statement.h"
 #include "notes_store/notes_database_error.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -260,6 +263,78 @@ void NotesDatabaseAccess::forEachNote(NotesDatabaseConnection& connection, int64
     // The statement selects only notes with a modification date, which may still be no valid time.
     note.modifiedAt = statement.timeColumn(10);
     each(note);
+  }
+}
+
+void NotesDatabaseAccess::forEachNoteWithoutJoins(NotesDatabaseConnection& connection, int64_t firstKey,
+                                                  int64_t lastKey,
+                                                  const std::function<void(NotesNoteRow&)>& each) {
+  struct LinkedObject {
+    std::string title;
+    bool listsNotes = false;          // not marked for deletion (a NULL mark counts as marked), not the trash
+    std::optional<int64_t> links[4];  // zowner, zaccount4, zaccount7, zfolder: where an account may be
+    std::string name;
+  };
+  std::unordered_map<int64_t, LinkedObject> objects;
+  {
+    SqliteStatement statement(connection.handle(), statements::linkedObjects(connection.schema()));
+    while (statement.step()) {
+      LinkedObject& object = objects[statement.int64Column(0)];
+      object.title = statement.textColumn(1);
+      object.listsNotes =
+          !statement.isNull(2) && statement.int64Column(2) != 1 && statement.int64Column(3) != 1;
+      for (int i = 0; i < 4; ++i) object.links[i] = statement.optionalInt64Column(4 + i);
+      object.name = statement.textColumn(8);
+    }
+  }
+  const std::string store = fetchStoreUUID(connection).value_or("");
+  SqliteStatement statement(connection.handle(), statements::noteListWithoutJoins(connection.schema()));
+  statement.bindInt64(1, firstKey);
+  statement.bindInt64(2, lastKey);
+  NotesNoteRow note;
+  while (statement.step()) {
+    const auto folder = objects.find(statement.int64Column(3));
+    if (folder == objects.end() || !folder->second.listsNotes) continue;
+    note.id = NotesObjectIdentifier{store, NotesObjectKind::kNote, statement.int64Column(0)}.format();
+    note.uuid = statement.textColumn(1);
+    note.title = statement.textColumn(2);
+    note.folderID = NotesObjectIdentifier{store, NotesObjectKind::kFolder, folder->first}.format();
+    note.folderName = folder->second.title;
+    note.preview = statement.textColumn(4);
+    note.noteDataPK = statement.optionalInt64Column(5);
+    note.isPasswordProtected = statement.int64Column(6);
+    note.createdAt = statement.timeColumn(7);
+    note.modifiedAt = statement.timeColumn(8);
+    // A join on any of the links gives one row for each distinct account they
+    // name, in the links' order, and one without an account when none exists.
+    const std::optional<int64_t> links[] = {
+        statement.optionalInt64Column(9), statement.optionalInt64Column(10), folder->second.links[0],
+        folder->second.links[1],          folder->second.links[2],           folder->second.links[3]};
+    int64_t accountKeys[std::size(links)];
+    const std::string* accountNames[std::size(links)];
+    size_t accounts = 0;
+    for (const auto& link : links) {
+      if (!link || std::find(accountKeys, accountKeys + accounts, *link) != accountKeys + accounts) continue;
+      if (const auto account = objects.find(*link); account != objects.end()) {
+        accountKeys[accounts] = *link;
+        accountNames[accounts++] = &account->second.name;
+      }
+    }
+    if (accounts == 0) {
+      note.accountName.clear();
+      each(note);
+      continue;
+    }
+    for (size_t i = 0; i < accounts; ++i) {
+      note.accountName = *accountNames[i];
+      // `each` may take the strings: every row but the last gets a copy.
+      if (i + 1 == accounts) {
+        each(note);
+      } else {
+        NotesNoteRow copy = note;
+        each(copy);
+      }
+    }
   }
 }
 
