@@ -73,6 +73,31 @@ std::optional<std::string> bodyText(std::string_view blob, int64_t noteKey, bool
   return cleanSnippetText(text);
 }
 
+// The notes in the note comparator's order, `folderPathOf` moved alongside.
+void sortNewestFirst(std::vector<QuickOpenNote>& notes, std::vector<size_t>& folderPathOf) {
+  // Sorting positions and moving each note once is cheaper than letting the
+  // sort shuffle 100,000 notes of eight strings each; the moves follow the
+  // permutation's cycles in place, so that no second array of notes is needed.
+  std::vector<size_t> order(notes.size());
+  for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::stable_sort(order.begin(), order.end(),
+                   [&](size_t a, size_t b) { return quickOpenNoteComesBefore(notes[a], notes[b]); });
+  for (size_t start = 0; start < order.size(); ++start) {
+    if (order[start] == start) continue;
+    QuickOpenNote held = std::move(notes[start]);
+    const size_t heldPath = folderPathOf[start];
+    size_t at = start;
+    while (order[at] != start) {
+      notes[at] = std::move(notes[order[at]]);
+      folderPathOf[at] = folderPathOf[order[at]];
+      at = std::exchange(order[at], at);
+    }
+    notes[at] = std::move(held);
+    folderPathOf[at] = heldPath;
+    order[at] = at;
+  }
+}
+
 }  // namespace
 
 bool quickOpenNoteComesBefore(const QuickOpenNote& a, const QuickOpenNote& b) {
@@ -164,19 +189,49 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     return database_.withDatabase(
         [](NotesDatabaseConnection& own) { return NotesDatabaseAccess::fetchFolderTree(own); });
   });
-  // Notes as listed, with their accounts (for the path of a folder past the
-  // folder tree's cap) beside them until the folders are known.
-  struct ListPart {
-    std::vector<QuickOpenNote> notes;
-    std::vector<std::string> accountNames;
-  };
   // A note whose cached text is current never shows its preview: not kept.
   const QuickOpenSearchTextCache* cache =
       loadedCacheStore_ == (storeUUID.empty() ? "-" : storeUUID) ? &cache_ : nullptr;
-  ListPart parts[2];
+  ListedNotes list = readNoteList(connection, cache);
+  next.notes = std::move(list.notes);
+  FolderPaths paths =
+      readFolders(pendingFolders.get().value_or(std::vector<notes_store::NotesFolderRow>{}), next.folders);
+  std::vector<size_t> folderPathOf = placeInFolders(next.notes, list.accountNames, paths);
+  std::vector<std::string>().swap(list.accountNames);
+  sortNewestFirst(next.notes, folderPathOf);
+
+  std::vector<SearchableNote> searchable(next.notes.size());
+  // Folded titles back to back: one block, not a string of its own for each note.
+  std::string foldedTitles;
+  for (size_t i = 0; i < next.notes.size(); ++i) {
+    foldedTitles += folder_.fold(next.notes[i].title);
+    searchable[i].titleEnd = foldedTitles.size();
+    searchable[i].folderPath = folderPathOf[i];
+  }
+  std::vector<std::string> folderTitles;
+  folderTitles.reserve(next.folders.size());
+  for (const auto& folder : next.folders) {
+    const std::string_view title = trimmedBlanks(folder.title);
+    folderTitles.push_back(folder_.fold(title.empty() ? kUntitledFolderTitle : title));
+  }
+
+  snapshot_ = std::move(next);
+  foldedTitles.shrink_to_fit();
+  searchable_ = std::move(searchable);
+  foldedTitles_ = std::move(foldedTitles);
+  foldedFolderPaths_ = std::move(paths.folded);
+  foldedFolderTitles_ = std::move(folderTitles);
+  storeUUID_ = storeUUID;
+  kLog.debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
+               << " folders";
+}
+
+NotesQuickOpenService::ListedNotes NotesQuickOpenService::readNoteList(
+    NotesDatabaseConnection& connection, const QuickOpenSearchTextCache* cache) {
+  ListedNotes parts[2];
   database_.readNoteListInTwoParts(
       connection, 0.5, [&](NotesDatabaseConnection& own, const NotesDatabaseAccess::NoteListPart& range) {
-        ListPart& part = parts[range.index];
+        ListedNotes& part = parts[range.index];
         // Room for every note a part can hold (the first takes the second's
         // too), so that its array never moves; pages never written cost nothing.
         const auto room = static_cast<size_t>(
@@ -206,18 +261,17 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
               part.accountNames.push_back(std::move(row.accountName));
             });
       });
-  ListPart& list = parts[0];
+  ListedNotes& list = parts[0];
   std::move(parts[1].notes.begin(), parts[1].notes.end(), std::back_inserter(list.notes));
   std::move(parts[1].accountNames.begin(), parts[1].accountNames.end(),
             std::back_inserter(list.accountNames));
-  next.notes = std::move(list.notes);
+  return std::move(list);
+}
 
-  std::unordered_map<std::string, size_t> folderIndex;
-  std::vector<std::string> folderPaths;        // by folder index
-  std::vector<std::string> foldedFolderPaths;  // by folder index: notes share them
-  std::vector<notes_store::NotesFolderRow> folderRows =
-      pendingFolders.get().value_or(std::vector<notes_store::NotesFolderRow>{});
-  for (auto& row : folderRows) {
+NotesQuickOpenService::FolderPaths NotesQuickOpenService::readFolders(
+    std::vector<notes_store::NotesFolderRow> rows, std::vector<QuickOpenFolder>& folders) const {
+  FolderPaths paths;
+  for (auto& row : rows) {
     QuickOpenFolder folder;
     folder.id = std::move(row.id);
     folder.title = std::move(row.title);
@@ -225,75 +279,32 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     folder.pathComponents =
         notes_store::parseComponentPath(row.componentPath).value_or(std::vector<std::string>{folder.title});
     folder.modifiedAt = row.modifiedAt;
-    folderIndex.emplace(folder.id, next.folders.size());
-    folderPaths.push_back(joinPath(folder.pathComponents));
-    foldedFolderPaths.push_back(folder_.fold(folderPaths.back()));
-    next.folders.push_back(std::move(folder));
+    paths.index.emplace(folder.id, folders.size());
+    paths.shown.push_back(joinPath(folder.pathComponents));
+    paths.folded.push_back(folder_.fold(paths.shown.back()));
+    folders.push_back(std::move(folder));
   }
+  return paths;
+}
+
+std::vector<size_t> NotesQuickOpenService::placeInFolders(std::vector<QuickOpenNote>& notes,
+                                                          const std::vector<std::string>& accountNames,
+                                                          FolderPaths& paths) const {
   // Notes share their folder's folded path; a note whose folder is past the
   // folder tree's cap gets one of its own after the tree's.
-  std::vector<size_t> folderPathOf(next.notes.size());
-  for (size_t i = 0; i < next.notes.size(); ++i) {
-    QuickOpenNote& note = next.notes[i];
-    if (const auto it = folderIndex.find(note.folderID); it != folderIndex.end()) {
-      note.folderPath = folderPaths[it->second];
+  std::vector<size_t> folderPathOf(notes.size());
+  for (size_t i = 0; i < notes.size(); ++i) {
+    QuickOpenNote& note = notes[i];
+    if (const auto it = paths.index.find(note.folderID); it != paths.index.end()) {
+      note.folderPath = paths.shown[it->second];
       folderPathOf[i] = it->second;
     } else {
-      note.folderPath = notes_store::folderDisplayPath(list.accountNames[i], note.folderName);
-      folderPathOf[i] = foldedFolderPaths.size();
-      foldedFolderPaths.push_back(folder_.fold(note.folderPath));
+      note.folderPath = notes_store::folderDisplayPath(accountNames[i], note.folderName);
+      folderPathOf[i] = paths.folded.size();
+      paths.folded.push_back(folder_.fold(note.folderPath));
     }
   }
-  std::vector<std::string>().swap(list.accountNames);
-  {
-    // Sorting positions and moving each note once is cheaper than letting the
-    // sort shuffle 100,000 notes of eight strings each; the moves follow the
-    // permutation's cycles in place, so that no second array of notes is needed.
-    std::vector<size_t> order(next.notes.size());
-    for (size_t i = 0; i < order.size(); ++i) order[i] = i;
-    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
-      return quickOpenNoteComesBefore(next.notes[a], next.notes[b]);
-    });
-    for (size_t start = 0; start < order.size(); ++start) {
-      if (order[start] == start) continue;
-      QuickOpenNote held = std::move(next.notes[start]);
-      const size_t heldPath = folderPathOf[start];
-      size_t at = start;
-      while (order[at] != start) {
-        next.notes[at] = std::move(next.notes[order[at]]);
-        folderPathOf[at] = folderPathOf[order[at]];
-        at = std::exchange(order[at], at);
-      }
-      next.notes[at] = std::move(held);
-      folderPathOf[at] = heldPath;
-      order[at] = at;
-    }
-  }
-
-  std::vector<SearchableNote> searchable(next.notes.size());
-  // Folded titles back to back: one block, not a string of its own for each note.
-  std::string foldedTitles;
-  for (size_t i = 0; i < next.notes.size(); ++i) {
-    foldedTitles += folder_.fold(next.notes[i].title);
-    searchable[i].titleEnd = foldedTitles.size();
-    searchable[i].folderPath = folderPathOf[i];
-  }
-  std::vector<std::string> folderTitles;
-  folderTitles.reserve(next.folders.size());
-  for (const auto& folder : next.folders) {
-    const std::string_view title = trimmedBlanks(folder.title);
-    folderTitles.push_back(folder_.fold(title.empty() ? kUntitledFolderTitle : title));
-  }
-
-  snapshot_ = std::move(next);
-  foldedTitles.shrink_to_fit();
-  searchable_ = std::move(searchable);
-  foldedTitles_ = std::move(foldedTitles);
-  foldedFolderPaths_ = std::move(foldedFolderPaths);
-  foldedFolderTitles_ = std::move(folderTitles);
-  storeUUID_ = storeUUID;
-  kLog.debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
-               << " folders";
+  return folderPathOf;
 }
 
 std::string NotesQuickOpenService::cacheFilePath(const std::string& storeUUID) const {
@@ -313,105 +324,18 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
     if (!path.empty()) cache_.load(files_, path, folder_.foldingKey());
     loadedCacheStore_ = store;
   }
-
   // One look-up per note; what it finds stays valid until an entry is stored.
   std::vector<const QuickOpenSearchTextCacheEntry*> found(snapshot_.notes.size(), nullptr);
-  std::unordered_map<int64_t, size_t> noteOfBody;  // note-data key → note index
-  std::vector<int64_t> bodyKeys;
   for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
     const QuickOpenNote& note = snapshot_.notes[i];
-    if (!note.modifiedAt) continue;
-    found[i] = cache_.find(note.noteKey, *note.modifiedAt);
-    if (found[i] != nullptr) continue;
-    // Locked bodies are encrypted: the preview is all there is to search.
-    if (!note.isPasswordProtected && note.noteDataPK) {
-      noteOfBody.emplace(*note.noteDataPK, i);
-      bodyKeys.push_back(*note.noteDataPK);
-    }
+    if (note.modifiedAt) found[i] = cache_.find(note.noteKey, *note.modifiedAt);
   }
-
   decodedBodyCount_ = 0;
   overLimitNoteKeys_.clear();
   std::unordered_set<size_t> overLimit;  // note indices
-  size_t storedCount = 0;
-  if (!bodyKeys.empty()) {
-    const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, bodyKeys, stop);
-    std::vector<std::pair<size_t, const notes_store::NotesBodyBlob*>> work;  // note index, body
-    work.reserve(bodies.size());
-    for (const auto& [dataKey, blob] : bodies) {
-      if (const auto it = noteOfBody.find(dataKey); it != noteOfBody.end())
-        work.emplace_back(it->second, &blob);
-    }
-    // Decoding, cleaning and folding a body does not depend on any other, so two
-    // threads share it; batches keep few texts waiting to be stored.
-    struct Prepared {
-      std::optional<std::string> text;
-      std::string folded;
-      bool tooLarge = false;
-    };
-    constexpr size_t kBatch = 4096;
-    std::vector<Prepared> prepared(std::min(kBatch, work.size()));
-    const auto prepare = [&](size_t begin, size_t from, size_t to) {
-      for (size_t i = from; i < to; ++i) {
-        Prepared& item = prepared[i - begin];
-        item.tooLarge = work[i].second->overLimit;
-        item.text = item.tooLarge ? std::nullopt
-                                  : bodyText(work[i].second->bytes, snapshot_.notes[work[i].first].noteKey,
-                                             item.tooLarge);
-        item.folded = item.text ? folder_.fold(*item.text) : std::string();
-      }
-    };
-    for (size_t begin = 0; begin < work.size(); begin += kBatch) {
-      const size_t end = std::min(work.size(), begin + kBatch);
-      const size_t middle = begin + (end - begin) / 2;
-      auto helper = std::async(std::launch::async, prepare, begin, middle, end);
-      prepare(begin, begin, middle);
-      helper.get();
-      for (size_t i = begin; i < end; ++i) {
-        Prepared& item = prepared[i - begin];
-        const QuickOpenNote& note = snapshot_.notes[work[i].first];
-        if (item.tooLarge) {
-          // Not cached as its preview either: each update says again that it was skipped.
-          overLimit.insert(work[i].first);
-          overLimitNoteKeys_.push_back(note.noteKey);
-        }
-        if (!item.text) continue;
-        ++decodedBodyCount_;
-        cache_.store(note.noteKey, *note.modifiedAt, std::move(*item.text), std::move(item.folded), true);
-        ++storedCount;
-      }
-    }
-  }
-  // Whatever is still missing (locked, no body, an unreadable body) is searched by
-  // its preview.
-  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
-    const QuickOpenNote& note = snapshot_.notes[i];
-    if (!note.modifiedAt || found[i] != nullptr || overLimit.count(i) != 0 ||
-        cache_.find(note.noteKey, *note.modifiedAt) != nullptr) {
-      continue;
-    }
-    std::string text = cleanSnippetText(note.previewText);
-    std::string folded = folder_.fold(text);
-    cache_.store(note.noteKey, *note.modifiedAt, std::move(text), std::move(folded), false);
-    ++storedCount;
-  }
-
-  // Deleted notes leave entries behind. When nothing was stored and every entry
-  // was found, none can be stale: the common case skips a set of every key.
-  std::vector<int64_t> hitKeys;
-  hitKeys.reserve(snapshot_.notes.size());
-  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
-    if (found[i] != nullptr) hitKeys.push_back(snapshot_.notes[i].noteKey);
-  }
-  std::sort(hitKeys.begin(), hitKeys.end());
-  const size_t distinctHits =
-      static_cast<size_t>(std::unique(hitKeys.begin(), hitKeys.end()) - hitKeys.begin());
-  if (storedCount > 0 || distinctHits != cache_.size()) {
-    std::unordered_set<int64_t> liveKeys;
-    liveKeys.reserve(snapshot_.notes.size());
-    for (const QuickOpenNote& note : snapshot_.notes) liveKeys.insert(note.noteKey);
-    cache_.retainOnly(liveKeys);
-  }
+  size_t storedCount = storeBodyTexts(connection, found, overLimit, stop);
+  storedCount += storePreviewTexts(found, overLimit);
+  dropDeletedNotes(found, storedCount);
 
   for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
     QuickOpenNote& note = snapshot_.notes[i];
@@ -423,6 +347,109 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
     if (found[i] != nullptr) std::string().swap(note.previewText);
   }
   kLog.debug() << "Search text: " << decodedBodyCount_ << " bodies decoded, " << cache_.size() << " cached";
+}
+
+size_t NotesQuickOpenService::storeBodyTexts(NotesDatabaseConnection& connection,
+                                             const std::vector<const QuickOpenSearchTextCacheEntry*>& found,
+                                             std::unordered_set<size_t>& overLimit, std::stop_token stop) {
+  std::unordered_map<int64_t, size_t> noteOfBody;  // note-data key → note index
+  std::vector<int64_t> bodyKeys;
+  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
+    const QuickOpenNote& note = snapshot_.notes[i];
+    // Locked bodies are encrypted: the preview is all there is to search.
+    if (note.modifiedAt && found[i] == nullptr && !note.isPasswordProtected && note.noteDataPK) {
+      noteOfBody.emplace(*note.noteDataPK, i);
+      bodyKeys.push_back(*note.noteDataPK);
+    }
+  }
+  if (bodyKeys.empty()) return 0;
+  const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, bodyKeys, stop);
+  std::vector<std::pair<size_t, const notes_store::NotesBodyBlob*>> work;  // note index, body
+  work.reserve(bodies.size());
+  for (const auto& [dataKey, blob] : bodies) {
+    if (const auto it = noteOfBody.find(dataKey); it != noteOfBody.end())
+      work.emplace_back(it->second, &blob);
+  }
+  // Decoding, cleaning and folding a body does not depend on any other, so two
+  // threads share it; batches keep few texts waiting to be stored.
+  struct Prepared {
+    std::optional<std::string> text;
+    std::string folded;
+    bool tooLarge = false;
+  };
+  constexpr size_t kBatch = 4096;
+  std::vector<Prepared> prepared(std::min(kBatch, work.size()));
+  const auto prepare = [&](size_t begin, size_t from, size_t to) {
+    for (size_t i = from; i < to; ++i) {
+      Prepared& item = prepared[i - begin];
+      item.tooLarge = work[i].second->overLimit;
+      item.text = item.tooLarge ? std::nullopt
+                                : bodyText(work[i].second->bytes, snapshot_.notes[work[i].first].noteKey,
+                                           item.tooLarge);
+      item.folded = item.text ? folder_.fold(*item.text) : std::string();
+    }
+  };
+  size_t storedCount = 0;
+  for (size_t begin = 0; begin < work.size(); begin += kBatch) {
+    const size_t end = std::min(work.size(), begin + kBatch);
+    const size_t middle = begin + (end - begin) / 2;
+    auto helper = std::async(std::launch::async, prepare, begin, middle, end);
+    prepare(begin, begin, middle);
+    helper.get();
+    for (size_t i = begin; i < end; ++i) {
+      Prepared& item = prepared[i - begin];
+      const QuickOpenNote& note = snapshot_.notes[work[i].first];
+      if (item.tooLarge) {
+        // Not cached as its preview either: each update says again that it was skipped.
+        overLimit.insert(work[i].first);
+        overLimitNoteKeys_.push_back(note.noteKey);
+      }
+      if (!item.text) continue;
+      ++decodedBodyCount_;
+      cache_.store(note.noteKey, *note.modifiedAt, std::move(*item.text), std::move(item.folded), true);
+      ++storedCount;
+    }
+  }
+  return storedCount;
+}
+
+size_t NotesQuickOpenService::storePreviewTexts(
+    const std::vector<const QuickOpenSearchTextCacheEntry*>& found,
+    const std::unordered_set<size_t>& overLimit) {
+  // Whatever is still missing (locked, no body, an unreadable body) is searched by
+  // its preview.
+  size_t storedCount = 0;
+  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
+    const QuickOpenNote& note = snapshot_.notes[i];
+    if (!note.modifiedAt || found[i] != nullptr || overLimit.count(i) != 0 ||
+        cache_.find(note.noteKey, *note.modifiedAt) != nullptr) {
+      continue;
+    }
+    std::string text = cleanSnippetText(note.previewText);
+    std::string folded = folder_.fold(text);
+    cache_.store(note.noteKey, *note.modifiedAt, std::move(text), std::move(folded), false);
+    ++storedCount;
+  }
+  return storedCount;
+}
+
+void NotesQuickOpenService::dropDeletedNotes(const std::vector<const QuickOpenSearchTextCacheEntry*>& found,
+                                             size_t storedCount) {
+  // Deleted notes leave entries behind. When nothing was stored and every entry
+  // was found, none can be stale: the common case skips a set of every key.
+  std::vector<int64_t> hitKeys;
+  hitKeys.reserve(snapshot_.notes.size());
+  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
+    if (found[i] != nullptr) hitKeys.push_back(snapshot_.notes[i].noteKey);
+  }
+  std::sort(hitKeys.begin(), hitKeys.end());
+  const size_t distinctHits =
+      static_cast<size_t>(std::unique(hitKeys.begin(), hitKeys.end()) - hitKeys.begin());
+  if (storedCount == 0 && distinctHits == cache_.size()) return;
+  std::unordered_set<int64_t> liveKeys;
+  liveKeys.reserve(snapshot_.notes.size());
+  for (const QuickOpenNote& note : snapshot_.notes) liveKeys.insert(note.noteKey);
+  cache_.retainOnly(liveKeys);
 }
 
 void NotesQuickOpenService::saveSearchTextCache() {
