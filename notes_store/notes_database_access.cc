@@ -306,19 +306,24 @@ void NotesDatabaseAccess::forEachNoteWithoutJoins(NotesDatabaseConnection& conne
     note.createdAt = statement.timeColumn(7);
     note.modifiedAt = statement.timeColumn(8);
     // A join on any of the links gives one row for each distinct account they
-    // name, in the links' order, and one without an account when none exists.
+    // name, by key (SQLite reads the links as a list of keys), and one without
+    // an account when none exists.
     const std::optional<int64_t> links[] = {
         statement.optionalInt64Column(9), statement.optionalInt64Column(10), folder->second.links[0],
         folder->second.links[1],          folder->second.links[2],           folder->second.links[3]};
-    int64_t accountKeys[std::size(links)];
-    const std::string* accountNames[std::size(links)];
+    std::pair<int64_t, const std::string*> accountsFound[std::size(links)];
     size_t accounts = 0;
     for (const auto& link : links) {
-      if (!link || std::find(accountKeys, accountKeys + accounts, *link) != accountKeys + accounts) continue;
-      if (const auto account = objects.find(*link); account != objects.end()) {
-        accountKeys[accounts] = *link;
-        accountNames[accounts++] = &account->second.name;
-      }
+      if (!link) continue;
+      const auto account = objects.find(*link);
+      if (account == objects.end()) continue;
+      // Kept in key order as they come: at most six.
+      size_t at = 0;
+      while (at < accounts && accountsFound[at].first < *link) ++at;
+      if (at < accounts && accountsFound[at].first == *link) continue;
+      std::move_backward(accountsFound + at, accountsFound + accounts, accountsFound + accounts + 1);
+      accountsFound[at] = {*link, &account->second.name};
+      ++accounts;
     }
     if (accounts == 0) {
       note.accountName.clear();
@@ -326,7 +331,7 @@ void NotesDatabaseAccess::forEachNoteWithoutJoins(NotesDatabaseConnection& conne
       continue;
     }
     for (size_t i = 0; i < accounts; ++i) {
-      note.accountName = *accountNames[i];
+      note.accountName = *accountsFound[i].second;
       // `each` may take the strings: every row but the last gets a copy.
       if (i + 1 == accounts) {
         each(note);
