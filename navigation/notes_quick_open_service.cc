@@ -199,7 +199,14 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   std::vector<size_t> folderPathOf = placeInFolders(next.notes, list.accountNames, paths);
   std::vector<std::string>().swap(list.accountNames);
   sortNewestFirst(next.notes, folderPathOf);
+  adoptSnapshot(std::move(next), std::move(paths.folded), folderPathOf);
+  storeUUID_ = storeUUID;
+  kLog.debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
+               << " folders";
+}
 
+void NotesQuickOpenService::adoptSnapshot(QuickOpenSnapshot next, std::vector<std::string> foldedFolderPaths,
+                                          const std::vector<size_t>& folderPathOf) {
   std::vector<SearchableNote> searchable(next.notes.size());
   // Folded titles back to back: one block, not a string of its own for each note.
   std::string foldedTitles;
@@ -219,11 +226,8 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   foldedTitles.shrink_to_fit();
   searchable_ = std::move(searchable);
   foldedTitles_ = std::move(foldedTitles);
-  foldedFolderPaths_ = std::move(paths.folded);
+  foldedFolderPaths_ = std::move(foldedFolderPaths);
   foldedFolderTitles_ = std::move(folderTitles);
-  storeUUID_ = storeUUID;
-  kLog.debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
-               << " folders";
 }
 
 NotesQuickOpenService::ListedNotes NotesQuickOpenService::readNoteList(

@@ -107,6 +107,9 @@ class NotesQuickOpenService {
   // The folder tree's rows as folders (appended to `folders`) and their paths.
   FolderPaths readFolders(std::vector<notes_store::NotesFolderRow> rows,
                           std::vector<QuickOpenFolder>& folders) const;
+  // Puts `next` in use, with the folded titles and paths that search scans.
+  void adoptSnapshot(QuickOpenSnapshot next, std::vector<std::string> foldedFolderPaths,
+                     const std::vector<size_t>& folderPathOf);
   // Sets each note's folder path; returns the index of its folded path.
   std::vector<size_t> placeInFolders(std::vector<QuickOpenNote>& notes,
                                      const std::vector<std::string>& accountNames, FolderPaths& paths) const;
