@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <iterator>
 #include <limits>
 #include <thread>
 
@@ -32,6 +31,43 @@ std::string joinPath(const std::string& folder, std::string_view name) {
   if (path.empty() || path.back() != '/') path += '/';
   path += name;
   return path;
+}
+
+// A folder or account that a link of some row names.
+struct LinkedObject {
+  std::string title;
+  bool listsNotes = false;          // not marked for deletion (a NULL mark counts as marked), not the trash
+  std::optional<int64_t> links[4];  // zowner, zaccount4, zaccount7, zfolder: where an account may be
+  std::string name;
+};
+
+// The names of the accounts among a note's six links: note.zaccount4,
+// note.zaccount7, then the folder's four.
+struct LinkedAccounts {
+  const std::string* names[6];
+  size_t count = 0;
+};
+
+// As a join on any of the links gives them: each distinct account that exists
+// once, by key (SQLite reads the links as a list of keys).
+LinkedAccounts linkedAccounts(const std::unordered_map<int64_t, LinkedObject>& objects,
+                              const std::optional<int64_t> (&links)[6]) {
+  LinkedAccounts found;
+  int64_t keys[6];
+  for (const auto& link : links) {
+    if (!link) continue;
+    const auto account = objects.find(*link);
+    if (account == objects.end()) continue;
+    size_t at = 0;
+    while (at < found.count && keys[at] < *link) ++at;
+    if (at < found.count && keys[at] == *link) continue;
+    std::move_backward(keys + at, keys + found.count, keys + found.count + 1);
+    std::move_backward(found.names + at, found.names + found.count, found.names + found.count + 1);
+    keys[at] = *link;
+    found.names[at] = &account->second.name;
+    ++found.count;
+  }
+  return found;
 }
 
 // "file:" URI of a path, with the characters that URIs give a meaning escaped.
@@ -269,12 +305,6 @@ void NotesDatabaseAccess::forEachNote(NotesDatabaseConnection& connection, int64
 void NotesDatabaseAccess::forEachNoteWithoutJoins(NotesDatabaseConnection& connection, int64_t firstKey,
                                                   int64_t lastKey,
                                                   const std::function<void(NotesNoteRow&)>& each) {
-  struct LinkedObject {
-    std::string title;
-    bool listsNotes = false;          // not marked for deletion (a NULL mark counts as marked), not the trash
-    std::optional<int64_t> links[4];  // zowner, zaccount4, zaccount7, zfolder: where an account may be
-    std::string name;
-  };
   std::unordered_map<int64_t, LinkedObject> objects;
   {
     SqliteStatement statement(connection.handle(), statements::linkedObjects(connection.schema()));
@@ -305,33 +335,18 @@ void NotesDatabaseAccess::forEachNoteWithoutJoins(NotesDatabaseConnection& conne
     note.isPasswordProtected = statement.int64Column(6);
     note.createdAt = statement.timeColumn(7);
     note.modifiedAt = statement.timeColumn(8);
-    // A join on any of the links gives one row for each distinct account they
-    // name, by key (SQLite reads the links as a list of keys), and one without
-    // an account when none exists.
-    const std::optional<int64_t> links[] = {
-        statement.optionalInt64Column(9), statement.optionalInt64Column(10), folder->second.links[0],
-        folder->second.links[1],          folder->second.links[2],           folder->second.links[3]};
-    std::pair<int64_t, const std::string*> accountsFound[std::size(links)];
-    size_t accounts = 0;
-    for (const auto& link : links) {
-      if (!link) continue;
-      const auto account = objects.find(*link);
-      if (account == objects.end()) continue;
-      // Kept in key order as they come: at most six.
-      size_t at = 0;
-      while (at < accounts && accountsFound[at].first < *link) ++at;
-      if (at < accounts && accountsFound[at].first == *link) continue;
-      std::move_backward(accountsFound + at, accountsFound + accounts, accountsFound + accounts + 1);
-      accountsFound[at] = {*link, &account->second.name};
-      ++accounts;
-    }
+    const LinkedAccounts found =
+        linkedAccounts(objects, {statement.optionalInt64Column(9), statement.optionalInt64Column(10),
+                                 folder->second.links[0], folder->second.links[1], folder->second.links[2],
+                                 folder->second.links[3]});
+    const size_t accounts = found.count;
     if (accounts == 0) {
       note.accountName.clear();
       each(note);
       continue;
     }
     for (size_t i = 0; i < accounts; ++i) {
-      note.accountName = *accountsFound[i].second;
+      note.accountName = *found.names[i];
       // `each` may take the strings: every row but the last gets a copy.
       if (i + 1 == accounts) {
         each(note);
