@@ -73,6 +73,31 @@ std::optional<std::string> bodyText(std::string_view blob, int64_t noteKey, bool
   return cleanSnippetText(text);
 }
 
+// The notes in the note comparator's order, `folderPathOf` moved alongside.
+void sortNewestFirst(std::vector<QuickOpenNote>& notes, std::vector<size_t>& folderPathOf) {
+  // Sorting positions and moving each note once is cheaper than letting the
+  // sort shuffle 100,000 notes of eight strings each; the moves follow the
+  // permutation's cycles in place, so that no second array of notes is needed.
+  std::vector<size_t> order(notes.size());
+  for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::stable_sort(order.begin(), order.end(),
+                   [&](size_t a, size_t b) { return quickOpenNoteComesBefore(notes[a], notes[b]); });
+  for (size_t start = 0; start < order.size(); ++start) {
+    if (order[start] == start) continue;
+    QuickOpenNote held = std::move(notes[start]);
+    const size_t heldPath = folderPathOf[start];
+    size_t at = start;
+    while (order[at] != start) {
+      notes[at] = std::move(notes[order[at]]);
+      folderPathOf[at] = folderPathOf[order[at]];
+      at = std::exchange(order[at], at);
+    }
+    notes[at] = std::move(held);
+    folderPathOf[at] = heldPath;
+    order[at] = at;
+  }
+}
+
 }  // namespace
 
 bool quickOpenNoteComesBefore(const QuickOpenNote& a, const QuickOpenNote& b) {
@@ -164,112 +189,24 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
     return database_.withDatabase(
         [](NotesDatabaseConnection& own) { return NotesDatabaseAccess::fetchFolderTree(own); });
   });
-  // Notes as listed, with their accounts (for the path of a folder past the
-  // folder tree's cap) beside them until the folders are known.
-  struct ListPart {
-    std::vector<QuickOpenNote> notes;
-    std::vector<std::string> accountNames;
-  };
   // A note whose cached text is current never shows its preview: not kept.
   const QuickOpenSearchTextCache* cache =
       loadedCacheStore_ == (storeUUID.empty() ? "-" : storeUUID) ? &cache_ : nullptr;
-  ListPart parts[2];
-  database_.readNoteListInTwoParts(
-      connection, 0.5, [&](NotesDatabaseConnection& own, const NotesDatabaseAccess::NoteListPart& range) {
-        ListPart& part = parts[range.index];
-        // Room for every note a part can hold (the first takes the second's
-        // too), so that its array never moves; pages never written cost nothing.
-        const auto room = static_cast<size_t>(
-            range.index == 0 ? range.objects
-                             : std::min<uint64_t>(static_cast<uint64_t>(range.objects),
-                                                  static_cast<uint64_t>(range.lastKey) -
-                                                      static_cast<uint64_t>(range.firstKey) + 1));
-        part.notes.reserve(room);
-        part.accountNames.reserve(room);
-        NotesDatabaseAccess::forEachNote(
-            own, range.firstKey, range.lastKey, [&](notes_store::NotesNoteRow& row) {
-              QuickOpenNote& note = part.notes.emplace_back();
-              note.noteURLIdentifier = std::move(row.id);
-              if (const auto key = notes_store::notesObjectKey(note.noteURLIdentifier)) note.noteKey = *key;
-              note.uuid = std::move(row.uuid);
-              note.title = std::move(row.title);
-              if (cache == nullptr || !row.modifiedAt ||
-                  cache->find(note.noteKey, *row.modifiedAt) == nullptr)
-                note.previewText = std::move(row.preview);
-              note.folderID = std::move(row.folderID);
-              note.folderName =
-                  row.folderName.empty() ? std::string(kUntitledFolderTitle) : std::move(row.folderName);
-              note.noteDataPK = row.noteDataPK;
-              note.isPasswordProtected = row.isPasswordProtected != 0;
-              note.createdAt = row.createdAt;
-              note.modifiedAt = row.modifiedAt;
-              part.accountNames.push_back(std::move(row.accountName));
-            });
-      });
-  ListPart& list = parts[0];
-  std::move(parts[1].notes.begin(), parts[1].notes.end(), std::back_inserter(list.notes));
-  std::move(parts[1].accountNames.begin(), parts[1].accountNames.end(),
-            std::back_inserter(list.accountNames));
+  ListedNotes list = readNoteList(connection, cache);
   next.notes = std::move(list.notes);
-
-  std::unordered_map<std::string, size_t> folderIndex;
-  std::vector<std::string> folderPaths;        // by folder index
-  std::vector<std::string> foldedFolderPaths;  // by folder index: notes share them
-  std::vector<notes_store::NotesFolderRow> folderRows =
-      pendingFolders.get().value_or(std::vector<notes_store::NotesFolderRow>{});
-  for (auto& row : folderRows) {
-    QuickOpenFolder folder;
-    folder.id = std::move(row.id);
-    folder.title = std::move(row.title);
-    // A damaged component path still leaves the folder findable by its title.
-    folder.pathComponents =
-        notes_store::parseComponentPath(row.componentPath).value_or(std::vector<std::string>{folder.title});
-    folder.modifiedAt = row.modifiedAt;
-    folderIndex.emplace(folder.id, next.folders.size());
-    folderPaths.push_back(joinPath(folder.pathComponents));
-    foldedFolderPaths.push_back(folder_.fold(folderPaths.back()));
-    next.folders.push_back(std::move(folder));
-  }
-  // Notes share their folder's folded path; a note whose folder is past the
-  // folder tree's cap gets one of its own after the tree's.
-  std::vector<size_t> folderPathOf(next.notes.size());
-  for (size_t i = 0; i < next.notes.size(); ++i) {
-    QuickOpenNote& note = next.notes[i];
-    if (const auto it = folderIndex.find(note.folderID); it != folderIndex.end()) {
-      note.folderPath = folderPaths[it->second];
-      folderPathOf[i] = it->second;
-    } else {
-      note.folderPath = notes_store::folderDisplayPath(list.accountNames[i], note.folderName);
-      folderPathOf[i] = foldedFolderPaths.size();
-      foldedFolderPaths.push_back(folder_.fold(note.folderPath));
-    }
-  }
+  FolderPaths paths =
+      readFolders(pendingFolders.get().value_or(std::vector<notes_store::NotesFolderRow>{}), next.folders);
+  std::vector<size_t> folderPathOf = placeInFolders(next.notes, list.accountNames, paths);
   std::vector<std::string>().swap(list.accountNames);
-  {
-    // Sorting positions and moving each note once is cheaper than letting the
-    // sort shuffle 100,000 notes of eight strings each; the moves follow the
-    // permutation's cycles in place, so that no second array of notes is needed.
-    std::vector<size_t> order(next.notes.size());
-    for (size_t i = 0; i < order.size(); ++i) order[i] = i;
-    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
-      return quickOpenNoteComesBefore(next.notes[a], next.notes[b]);
-    });
-    for (size_t start = 0; start < order.size(); ++start) {
-      if (order[start] == start) continue;
-      QuickOpenNote held = std::move(next.notes[start]);
-      const size_t heldPath = folderPathOf[start];
-      size_t at = start;
-      while (order[at] != start) {
-        next.notes[at] = std::move(next.notes[order[at]]);
-        folderPathOf[at] = folderPathOf[order[at]];
-        at = std::exchange(order[at], at);
-      }
-      next.notes[at] = std::move(held);
-      folderPathOf[at] = heldPath;
-      order[at] = at;
-    }
-  }
+  sortNewestFirst(next.notes, folderPathOf);
+  adoptSnapshot(std::move(next), std::move(paths.folded), folderPathOf);
+  storeUUID_ = storeUUID;
+  kLog.debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
+               << " folders";
+}
 
+void NotesQuickOpenService::adoptSnapshot(QuickOpenSnapshot next, std::vector<std::string> foldedFolderPaths,
+                                          const std::vector<size_t>& folderPathOf) {
   std::vector<SearchableNote> searchable(next.notes.size());
   // Folded titles back to back: one block, not a string of its own for each note.
   std::string foldedTitles;
@@ -291,9 +228,87 @@ void NotesQuickOpenService::readSnapshot(NotesDatabaseConnection& connection) {
   foldedTitles_ = std::move(foldedTitles);
   foldedFolderPaths_ = std::move(foldedFolderPaths);
   foldedFolderTitles_ = std::move(folderTitles);
-  storeUUID_ = storeUUID;
-  kLog.debug() << "Snapshot: " << snapshot_.notes.size() << " notes, " << snapshot_.folders.size()
-               << " folders";
+}
+
+NotesQuickOpenService::ListedNotes NotesQuickOpenService::readNoteList(
+    NotesDatabaseConnection& connection, const QuickOpenSearchTextCache* cache) {
+  ListedNotes parts[2];
+  database_.readNoteListInTwoParts(
+      connection, 0.5, [&](NotesDatabaseConnection& own, const NotesDatabaseAccess::NoteListPart& range) {
+        ListedNotes& part = parts[range.index];
+        // Room for every note a part can hold (the first takes the second's
+        // too), so that its array never moves; pages never written cost nothing.
+        const auto room = static_cast<size_t>(
+            range.index == 0 ? range.objects
+                             : std::min<uint64_t>(static_cast<uint64_t>(range.objects),
+                                                  static_cast<uint64_t>(range.lastKey) -
+                                                      static_cast<uint64_t>(range.firstKey) + 1));
+        part.notes.reserve(room);
+        part.accountNames.reserve(room);
+        NotesDatabaseAccess::forEachNoteWithoutJoins(
+            own, range.firstKey, range.lastKey, [&](notes_store::NotesNoteRow& row) {
+              QuickOpenNote& note = part.notes.emplace_back();
+              note.noteURLIdentifier = std::move(row.id);
+              if (const auto key = notes_store::notesObjectKey(note.noteURLIdentifier)) note.noteKey = *key;
+              note.uuid = std::move(row.uuid);
+              note.title = std::move(row.title);
+              if (cache == nullptr || !row.modifiedAt ||
+                  cache->find(note.noteKey, *row.modifiedAt) == nullptr)
+                note.previewText = std::move(row.preview);
+              note.folderID = std::move(row.folderID);
+              note.folderName =
+                  row.folderName.empty() ? std::string(kUntitledFolderTitle) : std::move(row.folderName);
+              note.noteDataPK = row.noteDataPK;
+              note.isPasswordProtected = row.isPasswordProtected != 0;
+              note.createdAt = row.createdAt;
+              note.modifiedAt = row.modifiedAt;
+              part.accountNames.push_back(std::move(row.accountName));
+            });
+      });
+  ListedNotes& list = parts[0];
+  std::move(parts[1].notes.begin(), parts[1].notes.end(), std::back_inserter(list.notes));
+  std::move(parts[1].accountNames.begin(), parts[1].accountNames.end(),
+            std::back_inserter(list.accountNames));
+  return std::move(list);
+}
+
+NotesQuickOpenService::FolderPaths NotesQuickOpenService::readFolders(
+    std::vector<notes_store::NotesFolderRow> rows, std::vector<QuickOpenFolder>& folders) const {
+  FolderPaths paths;
+  for (auto& row : rows) {
+    QuickOpenFolder folder;
+    folder.id = std::move(row.id);
+    folder.title = std::move(row.title);
+    // A damaged component path still leaves the folder findable by its title.
+    folder.pathComponents =
+        notes_store::parseComponentPath(row.componentPath).value_or(std::vector<std::string>{folder.title});
+    folder.modifiedAt = row.modifiedAt;
+    paths.index.emplace(folder.id, folders.size());
+    paths.shown.push_back(joinPath(folder.pathComponents));
+    paths.folded.push_back(folder_.fold(paths.shown.back()));
+    folders.push_back(std::move(folder));
+  }
+  return paths;
+}
+
+std::vector<size_t> NotesQuickOpenService::placeInFolders(std::vector<QuickOpenNote>& notes,
+                                                          const std::vector<std::string>& accountNames,
+                                                          FolderPaths& paths) const {
+  // Notes share their folder's folded path; a note whose folder is past the
+  // folder tree's cap gets one of its own after the tree's.
+  std::vector<size_t> folderPathOf(notes.size());
+  for (size_t i = 0; i < notes.size(); ++i) {
+    QuickOpenNote& note = notes[i];
+    if (const auto it = paths.index.find(note.folderID); it != paths.index.end()) {
+      note.folderPath = paths.shown[it->second];
+      folderPathOf[i] = it->second;
+    } else {
+      note.folderPath = notes_store::folderDisplayPath(accountNames[i], note.folderName);
+      folderPathOf[i] = paths.folded.size();
+      paths.folded.push_back(folder_.fold(note.folderPath));
+    }
+  }
+  return folderPathOf;
 }
 
 std::string NotesQuickOpenService::cacheFilePath(const std::string& storeUUID) const {
@@ -313,105 +328,18 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
     if (!path.empty()) cache_.load(files_, path, folder_.foldingKey());
     loadedCacheStore_ = store;
   }
-
   // One look-up per note; what it finds stays valid until an entry is stored.
   std::vector<const QuickOpenSearchTextCacheEntry*> found(snapshot_.notes.size(), nullptr);
-  std::unordered_map<int64_t, size_t> noteOfBody;  // note-data key → note index
-  std::vector<int64_t> bodyKeys;
   for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
     const QuickOpenNote& note = snapshot_.notes[i];
-    if (!note.modifiedAt) continue;
-    found[i] = cache_.find(note.noteKey, *note.modifiedAt);
-    if (found[i] != nullptr) continue;
-    // Locked bodies are encrypted: the preview is all there is to search.
-    if (!note.isPasswordProtected && note.noteDataPK) {
-      noteOfBody.emplace(*note.noteDataPK, i);
-      bodyKeys.push_back(*note.noteDataPK);
-    }
+    if (note.modifiedAt) found[i] = cache_.find(note.noteKey, *note.modifiedAt);
   }
-
   decodedBodyCount_ = 0;
   overLimitNoteKeys_.clear();
   std::unordered_set<size_t> overLimit;  // note indices
-  size_t storedCount = 0;
-  if (!bodyKeys.empty()) {
-    const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, bodyKeys, stop);
-    std::vector<std::pair<size_t, const notes_store::NotesBodyBlob*>> work;  // note index, body
-    work.reserve(bodies.size());
-    for (const auto& [dataKey, blob] : bodies) {
-      if (const auto it = noteOfBody.find(dataKey); it != noteOfBody.end())
-        work.emplace_back(it->second, &blob);
-    }
-    // Decoding, cleaning and folding a body does not depend on any other, so two
-    // threads share it; batches keep few texts waiting to be stored.
-    struct Prepared {
-      std::optional<std::string> text;
-      std::string folded;
-      bool tooLarge = false;
-    };
-    constexpr size_t kBatch = 4096;
-    std::vector<Prepared> prepared(std::min(kBatch, work.size()));
-    const auto prepare = [&](size_t begin, size_t from, size_t to) {
-      for (size_t i = from; i < to; ++i) {
-        Prepared& item = prepared[i - begin];
-        item.tooLarge = work[i].second->overLimit;
-        item.text = item.tooLarge ? std::nullopt
-                                  : bodyText(work[i].second->bytes, snapshot_.notes[work[i].first].noteKey,
-                                             item.tooLarge);
-        item.folded = item.text ? folder_.fold(*item.text) : std::string();
-      }
-    };
-    for (size_t begin = 0; begin < work.size(); begin += kBatch) {
-      const size_t end = std::min(work.size(), begin + kBatch);
-      const size_t middle = begin + (end - begin) / 2;
-      auto helper = std::async(std::launch::async, prepare, begin, middle, end);
-      prepare(begin, begin, middle);
-      helper.get();
-      for (size_t i = begin; i < end; ++i) {
-        Prepared& item = prepared[i - begin];
-        const QuickOpenNote& note = snapshot_.notes[work[i].first];
-        if (item.tooLarge) {
-          // Not cached as its preview either: each update says again that it was skipped.
-          overLimit.insert(work[i].first);
-          overLimitNoteKeys_.push_back(note.noteKey);
-        }
-        if (!item.text) continue;
-        ++decodedBodyCount_;
-        cache_.store(note.noteKey, *note.modifiedAt, std::move(*item.text), std::move(item.folded), true);
-        ++storedCount;
-      }
-    }
-  }
-  // Whatever is still missing (locked, no body, an unreadable body) is searched by
-  // its preview.
-  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
-    const QuickOpenNote& note = snapshot_.notes[i];
-    if (!note.modifiedAt || found[i] != nullptr || overLimit.count(i) != 0 ||
-        cache_.find(note.noteKey, *note.modifiedAt) != nullptr) {
-      continue;
-    }
-    std::string text = cleanSnippetText(note.previewText);
-    std::string folded = folder_.fold(text);
-    cache_.store(note.noteKey, *note.modifiedAt, std::move(text), std::move(folded), false);
-    ++storedCount;
-  }
-
-  // Deleted notes leave entries behind. When nothing was stored and every entry
-  // was found, none can be stale: the common case skips a set of every key.
-  std::vector<int64_t> hitKeys;
-  hitKeys.reserve(snapshot_.notes.size());
-  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
-    if (found[i] != nullptr) hitKeys.push_back(snapshot_.notes[i].noteKey);
-  }
-  std::sort(hitKeys.begin(), hitKeys.end());
-  const size_t distinctHits =
-      static_cast<size_t>(std::unique(hitKeys.begin(), hitKeys.end()) - hitKeys.begin());
-  if (storedCount > 0 || distinctHits != cache_.size()) {
-    std::unordered_set<int64_t> liveKeys;
-    liveKeys.reserve(snapshot_.notes.size());
-    for (const QuickOpenNote& note : snapshot_.notes) liveKeys.insert(note.noteKey);
-    cache_.retainOnly(liveKeys);
-  }
+  size_t storedCount = storeBodyTexts(connection, found, overLimit, stop);
+  storedCount += storePreviewTexts(found, overLimit);
+  dropDeletedNotes(found, storedCount);
 
   for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
     QuickOpenNote& note = snapshot_.notes[i];
@@ -423,6 +351,109 @@ void NotesQuickOpenService::readSearchText(NotesDatabaseConnection& connection, 
     if (found[i] != nullptr) std::string().swap(note.previewText);
   }
   kLog.debug() << "Search text: " << decodedBodyCount_ << " bodies decoded, " << cache_.size() << " cached";
+}
+
+size_t NotesQuickOpenService::storeBodyTexts(NotesDatabaseConnection& connection,
+                                             const std::vector<const QuickOpenSearchTextCacheEntry*>& found,
+                                             std::unordered_set<size_t>& overLimit, std::stop_token stop) {
+  std::unordered_map<int64_t, size_t> noteOfBody;  // note-data key → note index
+  std::vector<int64_t> bodyKeys;
+  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
+    const QuickOpenNote& note = snapshot_.notes[i];
+    // Locked bodies are encrypted: the preview is all there is to search.
+    if (note.modifiedAt && found[i] == nullptr && !note.isPasswordProtected && note.noteDataPK) {
+      noteOfBody.emplace(*note.noteDataPK, i);
+      bodyKeys.push_back(*note.noteDataPK);
+    }
+  }
+  if (bodyKeys.empty()) return 0;
+  const auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection, bodyKeys, stop);
+  std::vector<std::pair<size_t, const notes_store::NotesBodyBlob*>> work;  // note index, body
+  work.reserve(bodies.size());
+  for (const auto& [dataKey, blob] : bodies) {
+    if (const auto it = noteOfBody.find(dataKey); it != noteOfBody.end())
+      work.emplace_back(it->second, &blob);
+  }
+  // Decoding, cleaning and folding a body does not depend on any other, so two
+  // threads share it; batches keep few texts waiting to be stored.
+  struct Prepared {
+    std::optional<std::string> text;
+    std::string folded;
+    bool tooLarge = false;
+  };
+  constexpr size_t kBatch = 4096;
+  std::vector<Prepared> prepared(std::min(kBatch, work.size()));
+  const auto prepare = [&](size_t begin, size_t from, size_t to) {
+    for (size_t i = from; i < to; ++i) {
+      Prepared& item = prepared[i - begin];
+      item.tooLarge = work[i].second->overLimit;
+      item.text = item.tooLarge ? std::nullopt
+                                : bodyText(work[i].second->bytes, snapshot_.notes[work[i].first].noteKey,
+                                           item.tooLarge);
+      item.folded = item.text ? folder_.fold(*item.text) : std::string();
+    }
+  };
+  size_t storedCount = 0;
+  for (size_t begin = 0; begin < work.size(); begin += kBatch) {
+    const size_t end = std::min(work.size(), begin + kBatch);
+    const size_t middle = begin + (end - begin) / 2;
+    auto helper = std::async(std::launch::async, prepare, begin, middle, end);
+    prepare(begin, begin, middle);
+    helper.get();
+    for (size_t i = begin; i < end; ++i) {
+      Prepared& item = prepared[i - begin];
+      const QuickOpenNote& note = snapshot_.notes[work[i].first];
+      if (item.tooLarge) {
+        // Not cached as its preview either: each update says again that it was skipped.
+        overLimit.insert(work[i].first);
+        overLimitNoteKeys_.push_back(note.noteKey);
+      }
+      if (!item.text) continue;
+      ++decodedBodyCount_;
+      cache_.store(note.noteKey, *note.modifiedAt, std::move(*item.text), std::move(item.folded), true);
+      ++storedCount;
+    }
+  }
+  return storedCount;
+}
+
+size_t NotesQuickOpenService::storePreviewTexts(
+    const std::vector<const QuickOpenSearchTextCacheEntry*>& found,
+    const std::unordered_set<size_t>& overLimit) {
+  // Whatever is still missing (locked, no body, an unreadable body) is searched by
+  // its preview.
+  size_t storedCount = 0;
+  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
+    const QuickOpenNote& note = snapshot_.notes[i];
+    if (!note.modifiedAt || found[i] != nullptr || overLimit.count(i) != 0 ||
+        cache_.find(note.noteKey, *note.modifiedAt) != nullptr) {
+      continue;
+    }
+    std::string text = cleanSnippetText(note.previewText);
+    std::string folded = folder_.fold(text);
+    cache_.store(note.noteKey, *note.modifiedAt, std::move(text), std::move(folded), false);
+    ++storedCount;
+  }
+  return storedCount;
+}
+
+void NotesQuickOpenService::dropDeletedNotes(const std::vector<const QuickOpenSearchTextCacheEntry*>& found,
+                                             size_t storedCount) {
+  // Deleted notes leave entries behind. When nothing was stored and every entry
+  // was found, none can be stale: the common case skips a set of every key.
+  std::vector<int64_t> hitKeys;
+  hitKeys.reserve(snapshot_.notes.size());
+  for (size_t i = 0; i < snapshot_.notes.size(); ++i) {
+    if (found[i] != nullptr) hitKeys.push_back(snapshot_.notes[i].noteKey);
+  }
+  std::sort(hitKeys.begin(), hitKeys.end());
+  const size_t distinctHits =
+      static_cast<size_t>(std::unique(hitKeys.begin(), hitKeys.end()) - hitKeys.begin());
+  if (storedCount == 0 && distinctHits == cache_.size()) return;
+  std::unordered_set<int64_t> liveKeys;
+  liveKeys.reserve(snapshot_.notes.size());
+  for (const QuickOpenNote& note : snapshot_.notes) liveKeys.insert(note.noteKey);
+  cache_.retainOnly(liveKeys);
 }
 
 void NotesQuickOpenService::saveSearchTextCache() {

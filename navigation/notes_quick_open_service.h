@@ -19,6 +19,8 @@
 #include <stop_token>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "core/file_system.h"
@@ -84,10 +86,44 @@ class NotesQuickOpenService {
     const QuickOpenSearchTextCacheEntry* text = nullptr;  // owned by cache_
   };
 
+  // Notes as listed, with their accounts (for the path of a folder past the
+  // folder tree's cap) beside them until the folders are known.
+  struct ListedNotes {
+    std::vector<QuickOpenNote> notes;
+    std::vector<std::string> accountNames;
+  };
+  struct FolderPaths {
+    std::unordered_map<std::string, size_t> index;  // folder ID → folder index
+    std::vector<std::string> shown;                 // by folder index
+    std::vector<std::string> folded;                // by folder index, then unlisted folders
+  };
+
   template <typename Body>
   auto withConnection(Body&& body);
   void readSnapshot(notes_store::NotesDatabaseConnection& connection);
+  // The note list; a note whose text `cache` holds current is read without its preview.
+  ListedNotes readNoteList(notes_store::NotesDatabaseConnection& connection,
+                           const QuickOpenSearchTextCache* cache);
+  // The folder tree's rows as folders (appended to `folders`) and their paths.
+  FolderPaths readFolders(std::vector<notes_store::NotesFolderRow> rows,
+                          std::vector<QuickOpenFolder>& folders) const;
+  // Puts `next` in use, with the folded titles and paths that search scans.
+  void adoptSnapshot(QuickOpenSnapshot next, std::vector<std::string> foldedFolderPaths,
+                     const std::vector<size_t>& folderPathOf);
+  // Sets each note's folder path; returns the index of its folded path.
+  std::vector<size_t> placeInFolders(std::vector<QuickOpenNote>& notes,
+                                     const std::vector<std::string>& accountNames, FolderPaths& paths) const;
   void readSearchText(notes_store::NotesDatabaseConnection& connection, std::stop_token stop);
+  // Decodes and caches the bodies of the notes that `found` lacks; a body past
+  // the size limit is put in `overLimit` (note indices). Returns how many were stored.
+  size_t storeBodyTexts(notes_store::NotesDatabaseConnection& connection,
+                        const std::vector<const QuickOpenSearchTextCacheEntry*>& found,
+                        std::unordered_set<size_t>& overLimit, std::stop_token stop);
+  // Caches the previews of the notes still without text; returns how many.
+  size_t storePreviewTexts(const std::vector<const QuickOpenSearchTextCacheEntry*>& found,
+                           const std::unordered_set<size_t>& overLimit);
+  // Drops the cached texts of notes no longer listed.
+  void dropDeletedNotes(const std::vector<const QuickOpenSearchTextCacheEntry*>& found, size_t storedCount);
   std::string cacheFilePath(const std::string& storeUUID) const;
   QuickOpenSearchResult noteResult(size_t index, std::string_view query,
                                    std::optional<QuickOpenMatchKind> kind) const;

@@ -75,8 +75,8 @@ class Reader {
 const QuickOpenSearchTextCacheEntry* QuickOpenSearchTextCache::find(int64_t noteKey,
                                                                     core::TimePoint modifiedAt) const {
   const auto it = entries_.find(noteKey);
-  if (it == entries_.end() || it->second.entry.modifiedAt != modifiedAt) return nullptr;
-  return &it->second.entry;
+  if (it == entries_.end() || it->second.modifiedAt != modifiedAt) return nullptr;
+  return &it->second;
 }
 
 void QuickOpenSearchTextCache::store(int64_t noteKey, QuickOpenSearchTextCacheEntry entry) {
@@ -93,13 +93,15 @@ void QuickOpenSearchTextCache::store(int64_t noteKey, core::TimePoint modifiedAt
   if (foldedText != owned->text) owned->foldedText = std::move(foldedText);
   QuickOpenSearchTextCacheEntry entry{modifiedAt, owned->text,
                                       owned->foldedText.empty() ? owned->text : owned->foldedText, complete};
-  entries_.insert_or_assign(noteKey, Slot{entry, std::move(owned)});
+  entries_.insert_or_assign(noteKey, entry);
+  owned_.insert_or_assign(noteKey, std::move(owned));
   changed_ = true;
 }
 
 void QuickOpenSearchTextCache::retainOnly(const std::unordered_set<int64_t>& noteKeys) {
   const size_t before = entries_.size();
   std::erase_if(entries_, [&](const auto& item) { return !noteKeys.contains(item.first); });
+  std::erase_if(owned_, [&](const auto& item) { return !noteKeys.contains(item.first); });
   if (entries_.size() != before) changed_ = true;
 }
 
@@ -114,7 +116,7 @@ std::vector<std::string_view> QuickOpenSearchTextCache::serializedPieces(std::st
                                                                          std::string& head) const {
   std::vector<std::pair<int64_t, const QuickOpenSearchTextCacheEntry*>> order;
   order.reserve(entries_.size());
-  for (const auto& [key, slot] : entries_) order.emplace_back(key, &slot.entry);
+  for (const auto& [key, entry] : entries_) order.emplace_back(key, &entry);
   std::sort(order.begin(), order.end(), [](const auto& a, const auto& b) {
     if (a.second->modifiedAt != b.second->modifiedAt) return a.second->modifiedAt > b.second->modifiedAt;
     return a.first < b.first;
@@ -219,7 +221,7 @@ std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::parse(
     }
     entry.modifiedAt = core::TimePoint(std::chrono::microseconds(micros));
     entry.complete = complete == 1;
-    if (!cache.entries_.emplace(key, Slot{entry, nullptr}).second) return std::nullopt;
+    if (!cache.entries_.emplace(key, entry).second) return std::nullopt;
   }
   cache.image_ = std::move(image);
   return cache;
@@ -228,6 +230,7 @@ std::optional<QuickOpenSearchTextCache> QuickOpenSearchTextCache::parse(
 bool QuickOpenSearchTextCache::load(core::FileSystem& files, const std::string& path,
                                     std::string_view foldingKey) {
   entries_.clear();
+  owned_.clear();
   image_.reset();
   changed_ = false;
   std::shared_ptr<const core::FileView> image;

@@ -79,18 +79,16 @@ class QuickOpenSearchTextCache {
     std::string text;
     std::string foldedText;  // empty when it is `text`
   };
-  struct Slot {
-    QuickOpenSearchTextCacheEntry entry;
-    // The texts of a stored entry; null for a loaded one, whose texts view image_.
-    // Shared and immutable, so that copies of the cache stay valid on their own.
-    std::shared_ptr<const OwnedTexts> owned;
-  };
 
   static std::optional<QuickOpenSearchTextCache> parse(std::shared_ptr<const core::FileView> image,
                                                        std::string_view foldingKey);
 
   std::shared_ptr<const core::FileView> image_;  // the file the loaded entries view
-  std::unordered_map<int64_t, Slot> entries_;
+  std::unordered_map<int64_t, QuickOpenSearchTextCacheEntry> entries_;
+  // The texts of the stored entries, by key; a loaded entry's texts view image_
+  // and have none. Kept apart, so that 100,000 loaded entries carry no pointer
+  // each. Shared and immutable, so that copies of the cache stay valid on their own.
+  std::unordered_map<int64_t, std::shared_ptr<const OwnedTexts>> owned_;
   bool changed_ = false;
 };
 

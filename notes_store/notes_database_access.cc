@@ -1,5 +1,6 @@
 #include "notes_store/notes_database_access.h"
 
+#include <algorithm>
 #include <exception>
 #include <limits>
 #include <thread>
@@ -8,6 +9,7 @@
 #include "core/logger.h"
 #include "notes_store/internal/sqlite_statement.h"
 #include "notes_store/notes_database_error.h"
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -29,6 +31,43 @@ std::string joinPath(const std::string& folder, std::string_view name) {
   if (path.empty() || path.back() != '/') path += '/';
   path += name;
   return path;
+}
+
+// A folder or account that a link of some row names.
+struct LinkedObject {
+  std::string title;
+  bool listsNotes = false;          // not marked for deletion (a NULL mark counts as marked), not the trash
+  std::optional<int64_t> links[4];  // zowner, zaccount4, zaccount7, zfolder: where an account may be
+  std::string name;
+};
+
+// The names of the accounts among a note's six links: note.zaccount4,
+// note.zaccount7, then the folder's four.
+struct LinkedAccounts {
+  const std::string* names[6];
+  size_t count = 0;
+};
+
+// As a join on any of the links gives them: each distinct account that exists
+// once, by key (SQLite reads the links as a list of keys).
+LinkedAccounts linkedAccounts(const std::unordered_map<int64_t, LinkedObject>& objects,
+                              const std::optional<int64_t> (&links)[6]) {
+  LinkedAccounts found;
+  int64_t keys[6];
+  for (const auto& link : links) {
+    if (!link) continue;
+    const auto account = objects.find(*link);
+    if (account == objects.end()) continue;
+    size_t at = 0;
+    while (at < found.count && keys[at] < *link) ++at;
+    if (at < found.count && keys[at] == *link) continue;
+    std::move_backward(keys + at, keys + found.count, keys + found.count + 1);
+    std::move_backward(found.names + at, found.names + found.count, found.names + found.count + 1);
+    keys[at] = *link;
+    found.names[at] = &account->second.name;
+    ++found.count;
+  }
+  return found;
 }
 
 // "file:" URI of a path, with the characters that URIs give a meaning escaped.
@@ -260,6 +299,62 @@ void NotesDatabaseAccess::forEachNote(NotesDatabaseConnection& connection, int64
     // The statement selects only notes with a modification date, which may still be no valid time.
     note.modifiedAt = statement.timeColumn(10);
     each(note);
+  }
+}
+
+void NotesDatabaseAccess::forEachNoteWithoutJoins(NotesDatabaseConnection& connection, int64_t firstKey,
+                                                  int64_t lastKey,
+                                                  const std::function<void(NotesNoteRow&)>& each) {
+  std::unordered_map<int64_t, LinkedObject> objects;
+  {
+    SqliteStatement statement(connection.handle(), statements::linkedObjects(connection.schema()));
+    while (statement.step()) {
+      LinkedObject& object = objects[statement.int64Column(0)];
+      object.title = statement.textColumn(1);
+      object.listsNotes =
+          !statement.isNull(2) && statement.int64Column(2) != 1 && statement.int64Column(3) != 1;
+      for (int i = 0; i < 4; ++i) object.links[i] = statement.optionalInt64Column(4 + i);
+      object.name = statement.textColumn(8);
+    }
+  }
+  const std::string store = fetchStoreUUID(connection).value_or("");
+  SqliteStatement statement(connection.handle(), statements::noteListWithoutJoins(connection.schema()));
+  statement.bindInt64(1, firstKey);
+  statement.bindInt64(2, lastKey);
+  NotesNoteRow note;
+  while (statement.step()) {
+    const auto folder = objects.find(statement.int64Column(3));
+    if (folder == objects.end() || !folder->second.listsNotes) continue;
+    note.id = NotesObjectIdentifier{store, NotesObjectKind::kNote, statement.int64Column(0)}.format();
+    note.uuid = statement.textColumn(1);
+    note.title = statement.textColumn(2);
+    note.folderID = NotesObjectIdentifier{store, NotesObjectKind::kFolder, folder->first}.format();
+    note.folderName = folder->second.title;
+    note.preview = statement.textColumn(4);
+    note.noteDataPK = statement.optionalInt64Column(5);
+    note.isPasswordProtected = statement.int64Column(6);
+    note.createdAt = statement.timeColumn(7);
+    note.modifiedAt = statement.timeColumn(8);
+    const LinkedAccounts found =
+        linkedAccounts(objects, {statement.optionalInt64Column(9), statement.optionalInt64Column(10),
+                                 folder->second.links[0], folder->second.links[1], folder->second.links[2],
+                                 folder->second.links[3]});
+    const size_t accounts = found.count;
+    if (accounts == 0) {
+      note.accountName.clear();
+      each(note);
+      continue;
+    }
+    for (size_t i = 0; i < accounts; ++i) {
+      note.accountName = *found.names[i];
+      // `each` may take the strings: every row but the last gets a copy.
+      if (i + 1 == accounts) {
+        each(note);
+      } else {
+        NotesNoteRow copy = note;
+        each(copy);
+      }
+    }
   }
 }
 

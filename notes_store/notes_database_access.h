@@ -139,6 +139,13 @@ class NotesDatabaseAccess {
   static void forEachNote(NotesDatabaseConnection& connection, int64_t firstKey, int64_t lastKey,
                           const std::function<void(NotesNoteRow&)>& each);
 
+  // The same rows as forEachNote, read another way: the note rows alone, each
+  // note's folder and accounts looked up among the linked rows read once
+  // beforehand instead of joined to every note. Quicker for a whole list, where
+  // a few thousand folders hold 100,000 notes; `each` may move strings out.
+  static void forEachNoteWithoutJoins(NotesDatabaseConnection& connection, int64_t firstKey, int64_t lastKey,
+                                      const std::function<void(NotesNoteRow&)>& each);
+
   // One of the two parts of the note list that readNoteListInTwoParts reads.
   struct NoteListPart {
     int index = 0;  // 0 or 1

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <set>
 #include <sstream>
@@ -33,6 +34,28 @@ void execute(const std::string& path, const std::string& sql, bool keepWal = fal
   if (keepWal) sqlite3_db_config(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
   sqlite3_close(db);
+}
+
+// Every field of each row, in order, as text.
+std::vector<std::string> rowTexts(const std::vector<NotesNoteRow>& rows) {
+  std::vector<std::string> texts;
+  for (const auto& r : rows) {
+    texts.push_back(r.id + "|" + r.uuid + "|" + r.title + "|" + r.folderID + "|" + r.accountName + "|" +
+                    r.folderName + "|" + r.preview + "|" + std::to_string(r.noteDataPK.value_or(-1)) + "|" +
+                    std::to_string(r.isPasswordProtected) + "|" +
+                    core::formatIso8601(r.createdAt).value_or("-") + "|" +
+                    core::formatIso8601(r.modifiedAt).value_or("-"));
+  }
+  return texts;
+}
+
+// The note list as the reader without joins gives it.
+std::vector<NotesNoteRow> noteListWithoutJoins(NotesDatabaseConnection& connection) {
+  std::vector<NotesNoteRow> rows;
+  NotesDatabaseAccess::forEachNoteWithoutJoins(connection, std::numeric_limits<int64_t>::min(),
+                                               std::numeric_limits<int64_t>::max(),
+                                               [&](NotesNoteRow& row) { rows.push_back(row); });
+  return rows;
 }
 
 // A fresh folder per test, removed afterwards.
@@ -166,6 +189,8 @@ TEST_F(NotesDatabaseAccessTest,
   EXPECT_EQ(byTitle["Locked"].accountName, "On My Mac");  // through ZACCOUNT4 and the folder owner
   EXPECT_EQ(byTitle["Locked"].noteDataPK, std::nullopt);
   EXPECT_EQ(byTitle["Locked"].preview, "");
+  // Read without joins, the same rows.
+  EXPECT_EQ(rowTexts(*read(path, noteListWithoutJoins)), rowTexts(*notes));
 
   const auto named = read(path, [](auto& c) {
     return NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
@@ -235,6 +260,9 @@ TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7ListWithTheirAccounts) {
   const int64_t account = builder.addAccount({.name = "iCloud"});
   const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
   builder.addNote({.title = "Old", .folder = folder, .account4 = account, .modifiedAt = 5});
+  // Linked to two accounts, the note is listed once with each.
+  const int64_t other = builder.addAccount({.name = "On My Mac"});
+  builder.addNote({.title = "Two", .folder = folder, .account4 = other, .modifiedAt = 6});
   const auto path = write(builder);
   const auto result = read(path, [](auto& c) {
     EXPECT_EQ(NotesDatabaseAccess::tableColumns(c, "ZICCLOUDSYNCINGOBJECT").count("zaccount7"), 0u);
@@ -243,8 +271,9 @@ TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7ListWithTheirAccounts) {
   ASSERT_TRUE(result.has_value());
   ASSERT_EQ(result->first.size(), 1u);
   EXPECT_EQ(result->first[0].path, "iCloud › Notes");
-  ASSERT_EQ(result->second.size(), 1u);
+  ASSERT_EQ(result->second.size(), 3u);
   EXPECT_EQ(result->second[0].accountName, "iCloud");
+  EXPECT_EQ(rowTexts(*read(path, noteListWithoutJoins)), rowTexts(result->second));
   // The other statements prepare too.
   EXPECT_NO_THROW(read(path, [](auto& c) {
     NotesDatabaseAccess::fetchLinkAttachments(c);

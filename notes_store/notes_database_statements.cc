@@ -238,6 +238,39 @@ std::string noteList(const NotesSchema& schema) {
          " AND note.z_pk BETWEEN ? AND ? ORDER BY note.z_pk";
 }
 
+std::string noteListWithoutJoins(const NotesSchema& schema) {
+  const auto link = [&](std::string_view column) {
+    return schema.has(column) ? "note." + std::string(column) : std::string("NULL");
+  };
+  return "SELECT note.z_pk, note.zidentifier, note.ztitle1, note.zfolder, note.zsnippet, note.znotedata,"
+         " COALESCE(note.zispasswordprotected, 0), note.zcreationdate3, note.zmodificationdate1, " +
+         link("zaccount4") + ", " + link("zaccount7") +
+         " FROM ziccloudsyncingobject AS note"
+         // Joined as noteList joins it: a store without metadata lists no notes.
+         " JOIN z_metadata AS metadata ON 1 = 1"
+         " WHERE note.ztitle1 IS NOT NULL AND note.zidentifier IS NOT NULL"
+         " AND note.zmodificationdate1 IS NOT NULL AND note.z_pk IS NOT NULL"
+         " AND note.zmarkedfordeletion != 1 AND note.zfolder IS NOT NULL"
+         " AND note.z_pk BETWEEN ? AND ? ORDER BY note.z_pk";
+}
+
+std::string linkedObjects(const NotesSchema& schema) {
+  // Each link column is read from its index, distinct values only: a few
+  // thousand keys, not a pass over every row.
+  std::string keys;
+  std::string columns;
+  for (const std::string_view column : {"zowner", "zaccount4", "zaccount7", "zfolder"}) {
+    const bool present = column == "zfolder" || schema.has(column);
+    columns.append(", ").append(present ? column : "NULL");
+    if (!present) continue;
+    if (!keys.empty()) keys += " UNION ";
+    keys.append("SELECT DISTINCT ").append(column).append(" FROM ziccloudsyncingobject WHERE ");
+    keys.append(column).append(" IS NOT NULL");
+  }
+  return "SELECT z_pk, COALESCE(ztitle2, ''), zmarkedfordeletion, COALESCE(zfoldertype, 0)" + columns +
+         ", COALESCE(zname, '') FROM ziccloudsyncingobject WHERE z_pk IN (" + keys + ")";
+}
+
 std::string noteByKey() {
   return "SELECT note.z_pk AS notePK, COALESCE(note.ztitle1, '') AS title,"
          " COALESCE(note.zsnippet, '') AS preview, " +

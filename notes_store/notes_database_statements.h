@@ -54,6 +54,15 @@ std::string noteBodiesByKey(size_t count);
 std::string folderTree(const NotesSchema& schema);
 // The listed notes whose keys lie between two bound keys, in key order.
 std::string noteList(const NotesSchema& schema);
+// The note columns of the notes that noteList may list, between two bound keys
+// in key order, without joins: key, uuid, title, folder key, preview, note-data
+// key, locked, created, modified, and the note's two account links (NULL where
+// the library lacks the column).
+std::string noteListWithoutJoins(const NotesSchema& schema);
+// The rows that a folder or account link of any row names: key, title, deletion
+// mark, folder type, the links zowner, zaccount4, zaccount7 (NULL where the
+// library lacks the column) and zfolder, and name.
+std::string linkedObjects(const NotesSchema& schema);
 std::string noteByKey();
 std::string passwordProtection();
 std::string inlineAttachmentTexts();
