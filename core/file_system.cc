@@ -6,21 +6,29 @@ std::vector<FolderListing> FileSystem::listRegularFilesBelow(const std::string& 
   std::vector<FolderListing> listings;
   if (!isDirectory(directory) || isSymbolicLink(directory)) return listings;
   std::vector<std::string> pending{""};
+  std::vector<std::string> folders;
   while (!pending.empty()) {
     FolderListing listing{std::move(pending.back()), {}};
     pending.pop_back();
-    const std::string path = listing.folder.empty() ? directory : directory + "/" + listing.folder;
-    for (std::string& name : listDirectory(path)) {
-      const std::string full = path + "/" + name;
-      if (isRegularFile(full)) {
-        listing.files.push_back(std::move(name));
-      } else if (isDirectory(full) && !isSymbolicLink(full)) {
-        pending.push_back(listing.folder.empty() ? name : listing.folder + "/" + name);
-      }
-    }
+    folders.clear();
+    listFolder(listing.folder.empty() ? directory : directory + "/" + listing.folder, listing.files, folders);
+    for (const std::string& name : folders)
+      pending.push_back(listing.folder.empty() ? name : listing.folder + "/" + name);
     listings.push_back(std::move(listing));
   }
   return listings;
+}
+
+void FileSystem::listFolder(const std::string& path, std::vector<std::string>& files,
+                            std::vector<std::string>& folders) {
+  for (std::string& name : listDirectory(path)) {
+    const std::string full = path + "/" + name;
+    if (isRegularFile(full)) {
+      files.push_back(std::move(name));
+    } else if (isDirectory(full) && !isSymbolicLink(full)) {
+      folders.push_back(std::move(name));
+    }
+  }
 }
 
 void FileSystem::removeStaleTemporaryFiles(const std::string& directory) {

@@ -139,7 +139,7 @@ class FileSystem {
   // not followed), with its regular files: one pass over the tree. Empty when
   // `directory` does not exist. Throws FileSystemError when a folder cannot be
   // listed.
-  virtual std::vector<FolderListing> listRegularFilesBelow(const std::string& directory);
+  std::vector<FolderListing> listRegularFilesBelow(const std::string& directory);
 
   // True for the name of a temporary file that a write of a process no longer
   // running left behind (after kill -9 or a power cut). Where writes are never
@@ -149,6 +149,12 @@ class FileSystem {
   // Removes, in `directory` and its subfolders (symbolic links not followed),
   // the stale temporary files (see isStaleTemporaryFile). Throws FileSystemError.
   void removeStaleTemporaryFiles(const std::string& directory);
+
+ protected:
+  // Adds the names of a folder's regular files and of its subfolders (not
+  // symbolic links) to `files` and `folders`.
+  virtual void listFolder(const std::string& path, std::vector<std::string>& files,
+                          std::vector<std::string>& folders);
 };
 
 }  // namespace zephyl::core

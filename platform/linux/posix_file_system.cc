@@ -363,25 +363,12 @@ std::vector<std::string> PosixFileSystem::listRegularFiles(const std::string& pa
   return names;
 }
 
-std::vector<core::FolderListing> PosixFileSystem::listRegularFilesBelow(const std::string& directory) {
-  std::vector<core::FolderListing> listings;
-  if (isSymbolicLink(directory) || !isDirectory(directory)) return listings;
-  std::vector<std::string> pending{""};
-  while (!pending.empty()) {
-    core::FolderListing listing{std::move(pending.back()), {}};
-    pending.pop_back();
-    forEachEntry(listing.folder.empty() ? directory : directory + "/" + listing.folder,
-                 [&](EntryType type, std::string_view name) {
-                   if (type == EntryType::kFile) {
-                     listing.files.emplace_back(name);
-                   } else if (type == EntryType::kFolder) {
-                     pending.push_back(listing.folder.empty() ? std::string(name)
-                                                              : listing.folder + "/" + std::string(name));
-                   }
-                 });
-    listings.push_back(std::move(listing));
-  }
-  return listings;
+void PosixFileSystem::listFolder(const std::string& path, std::vector<std::string>& files,
+                                 std::vector<std::string>& folders) {
+  forEachEntry(path, [&](EntryType type, std::string_view name) {
+    if (type == EntryType::kFile) files.emplace_back(name);
+    if (type == EntryType::kFolder) folders.emplace_back(name);
+  });
 }
 
 bool PosixFileSystem::isStaleTemporaryFile(std::string_view name) {

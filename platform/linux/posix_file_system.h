@@ -27,11 +27,14 @@ class PosixFileSystem : public core::FileSystem {
   std::vector<std::string> listDirectory(const std::string& path) override;
   // Told by the type the listing gives, without a stat per name where it gives one.
   std::vector<std::string> listRegularFiles(const std::string& path) override;
-  // One listing a folder, the types taken from it.
-  std::vector<core::FolderListing> listRegularFilesBelow(const std::string& directory) override;
   // A file that writeFileAtomically, writePiecesAtomically or replaceFile left,
   // of a process no longer running.
   bool isStaleTemporaryFile(std::string_view name) override;
+
+ protected:
+  // One listing a folder, the types taken from it.
+  void listFolder(const std::string& path, std::vector<std::string>& files,
+                  std::vector<std::string>& folders) override;
 
  private:
   enum class Over { kAnything, kAnythingButALink };

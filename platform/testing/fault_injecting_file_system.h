@@ -58,9 +58,6 @@ class FaultInjectingFileSystem : public core::FileSystem {
   std::vector<std::string> listDirectory(const std::string& path) override {
     return target_.listDirectory(path);
   }
-  std::vector<core::FolderListing> listRegularFilesBelow(const std::string& directory) override {
-    return target_.listRegularFilesBelow(directory);
-  }
   bool isStaleTemporaryFile(std::string_view name) override { return target_.isStaleTemporaryFile(name); }
 
  private:
