@@ -71,7 +71,7 @@ class EarlierNotes {
   // What the manifest says of the note `id`, whose number is `key`, which is
   // then claimed; null when nothing. Asked in increasing key order, each look
   // starts where the last one ended.
-  const LibraryExportManifestEntry* claim(int64_t key, const std::string& id) {
+  const LibraryExportManifestEntry* claim(int64_t key, std::string_view id) {
     auto from = notes_.begin() + (cursor_ < notes_.size() && notes_[cursor_].key <= key ? cursor_ : 0);
     auto it = std::lower_bound(from, notes_.end(), key,
                                [](const Note& note, int64_t wanted) { return note.key < wanted; });
@@ -118,9 +118,31 @@ std::string exportFolderOf(const std::string& relativePath) {
   return slash == std::string::npos ? "" : relativePath.substr(0, slash);
 }
 
-LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
-                                    const std::vector<NotesFolderRow>& folders,
+namespace {
+
+// Puts notes[from[i]] at i, moving each note once.
+void permute(std::vector<LibraryExportNote>& notes, const std::vector<size_t>& from) {
+  std::vector<bool> placed(notes.size());
+  for (size_t cycle = 0; cycle < notes.size(); ++cycle) {
+    if (placed[cycle] || from[cycle] == cycle) continue;
+    LibraryExportNote first = std::move(notes[cycle]);
+    size_t to = cycle;
+    for (; from[to] != cycle; to = from[to]) {
+      notes[to] = std::move(notes[from[to]]);
+      placed[to] = true;
+    }
+    notes[to] = std::move(first);
+    placed[to] = true;
+  }
+}
+
+}  // namespace
+
+LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vector<NotesFolderRow>& folders,
                                     const LibraryExportManifest& earlier) {
+  LibraryExportPlan plan;
+  plan.notes = std::move(list.notes());
+  std::vector<LibraryExportNote>& notes = plan.notes;
   // Older notes choose names first, so a new note never takes an old one's name.
   struct NamingOrder {
     std::optional<core::TimePoint> time;
@@ -133,14 +155,24 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
   EarlierNotes earlierNotes(earlier);
   std::vector<NamingOrder> order(notes.size());
   for (size_t i = 0; i < notes.size(); ++i) {
-    const int64_t key = notesObjectKey(notes[i].id).value_or(0);
+    const int64_t key = notesObjectKey(notes[i].id()).value_or(0);
     order[i] = {notes[i].createdAt ? notes[i].createdAt : notes[i].modifiedAt, key, i,
-                earlierNotes.claim(key, notes[i].id)};
+                earlierNotes.claim(key, notes[i].id())};
   }
   std::sort(order.begin(), order.end(), [](const NamingOrder& a, const NamingOrder& b) {
     if (a.time != b.time) return a.time < b.time;
     return a.key < b.key;
   });
+  plan.entries.resize(notes.size());
+  {
+    std::vector<size_t> from(notes.size());
+    for (size_t i = 0; i < order.size(); ++i) {
+      from[i] = order[i].index;
+      plan.entries[i].previous = order[i].previous;
+    }
+    std::vector<NamingOrder>().swap(order);
+    permute(notes, from);
+  }
 
   ExportPathAllocator allocator;
   allocator.claim(std::string(kExportManifestName), "manifest");
@@ -151,60 +183,44 @@ LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
         parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
     folderDisplay[folder.id] = folder.path;
   }
-  auto componentsOf = [&](const NotesNoteRow& note) {
-    auto it = folderComponents.find(note.folderID);
+  auto componentsOf = [&](const LibraryExportNoteFolder& folder) {
+    auto it = folderComponents.find(folder.id);
     if (it != folderComponents.end()) return it->second;
     // A folder past the folder list's cap.
     std::vector<std::string> components;
-    if (!note.accountName.empty()) components.push_back(note.accountName);
-    components.push_back(note.folderName);
+    if (!folder.accountName.empty()) components.push_back(folder.accountName);
+    components.push_back(folder.name);
     return components;
   };
 
-  LibraryExportPlan plan;
-  // A note's export folder and display path depend on its folder's row alone:
-  // worked out once per folder.
-  struct NoteFolder {
-    std::string path;
-    size_t displayPath;  // in plan.folderDisplayPaths
-  };
-  std::unordered_map<std::string, NoteFolder> noteFolders;  // folder id, account and name → folder
-  std::string folderKey;
-
-  plan.entries.reserve(notes.size());
-  for (const NamingOrder& next : order) {
-    plan.entries.push_back({std::move(notes[next.index]), {}, next.previous, 0});
-  }
-  std::vector<NotesNoteRow>().swap(notes);
-  std::vector<const std::string*> folderPaths(plan.entries.size());
   // Every file of the earlier export stays reserved for its note, even one about
   // to be renamed, so that no other note is written over it. Earlier names are
   // reserved before any new one is handed out.
   for (const auto& [id, entry] : earlier)
     allocator.reserve(entry.path, id);  // both outlive the plan's making
+  // A note's export folder and display path depend on its folder alone: worked
+  // out once per folder, as notes first come to it.
+  const std::vector<LibraryExportNoteFolder>& noteFolders = list.folders();
+  std::vector<std::optional<std::string>> folderPaths(noteFolders.size());
+  plan.folderDisplayPaths.resize(noteFolders.size());
   FolderLayout layout(allocator);
-  for (size_t i = 0; i < plan.entries.size(); ++i) {
-    LibraryExportPlanEntry& entry = plan.entries[i];
-    folderKey = entry.note.folderID;
-    (((folderKey += '\0') += entry.note.accountName) += '\0') += entry.note.folderName;
-    auto folder = noteFolders.find(folderKey);
-    if (folder == noteFolders.end()) {
-      plan.folderDisplayPaths.push_back(folderDisplayPath(folderDisplay, entry.note.folderID,
-                                                          entry.note.accountName, entry.note.folderName));
-      NoteFolder resolved{layout.relativePath(componentsOf(entry.note)), plan.folderDisplayPaths.size() - 1};
-      folder = noteFolders.emplace(folderKey, std::move(resolved)).first;
+  std::vector<bool> fits(notes.size());  // the earlier file's name still fits the note
+  for (size_t i = 0; i < notes.size(); ++i) {
+    const LibraryExportNote& note = notes[i];
+    std::optional<std::string>& folderPath = folderPaths[note.folder];
+    if (!folderPath) {
+      const LibraryExportNoteFolder& folder = noteFolders[note.folder];
+      plan.folderDisplayPaths[note.folder] =
+          folderDisplayPath(folderDisplay, folder.id, folder.accountName, folder.name);
+      folderPath = layout.relativePath(componentsOf(folder));
     }
-    folderPaths[i] = &folder->second.path;
-    entry.folder = folder->second.displayPath;
-    if (!entry.previous) continue;
-    const std::string stem = safePathComponent(entry.note.title, "Untitled");
-    if (stillFits(entry.previous->path, *folderPaths[i], stem)) entry.target = entry.previous->path;
+    const LibraryExportManifestEntry* previous = plan.entries[i].previous;
+    fits[i] = previous && stillFits(previous->path, *folderPath, safePathComponent(note.title(), "Untitled"));
   }
-  for (size_t i = 0; i < plan.entries.size(); ++i) {
-    LibraryExportPlanEntry& entry = plan.entries[i];
-    if (!entry.target.empty()) continue;
-    entry.target = allocator.allocate(*folderPaths[i], safePathComponent(entry.note.title, "Untitled"), ".md",
-                                      entry.note.id);
+  for (size_t i = 0; i < notes.size(); ++i) {
+    if (fits[i]) continue;
+    plan.entries[i].newPath = allocator.allocate(
+        *folderPaths[notes[i].folder], safePathComponent(notes[i].title(), "Untitled"), ".md", notes[i].id());
   }
 
   plan.folders = layout.count();

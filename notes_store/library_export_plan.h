@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "notes_store/library_export_notes.h"
 #include "notes_store/notes_database_records.h"
 
 namespace zephyl::notes_store {
@@ -24,29 +25,32 @@ struct LibraryExportManifestEntry {
 
 using LibraryExportManifest = std::map<std::string, LibraryExportManifestEntry>;  // note id → entry
 
-// One note of the plan.
+// What the plan decided for one note.
 struct LibraryExportPlanEntry {
-  NotesNoteRow note;
-  std::string target;  // the note's file, relative to the export folder
   // What an earlier export recorded of the note, in the manifest the plan was
-  // made from; null when it had nothing. A note whose target differs from its
-  // path is renamed.
+  // made from; null when it had nothing.
   const LibraryExportManifestEntry* previous = nullptr;
-  size_t folder = 0;  // the note's folder, in LibraryExportPlan::folderDisplayPaths
+  // The note's file when it is not the earlier one: a new note's, or a renamed
+  // one's. Empty when the earlier file still fits, which then need not be copied.
+  std::string newPath;
+
+  // The note's file, relative to the export folder.
+  const std::string& target() const { return previous && newPath.empty() ? previous->path : newPath; }
 };
 
 struct LibraryExportPlan {
   // The notes in naming order: older ones first, so that a new note never
-  // takes an old one's name.
+  // takes an old one's name. entries[i] is notes[i]'s.
+  std::vector<LibraryExportNote> notes;
   std::vector<LibraryExportPlanEntry> entries;
   size_t folders = 0;  // folders the export holds
-  // The notes' folders as the front matter shows them ("Account › Folder").
+  // The notes' folders as the front matter shows them ("Account › Folder"), by
+  // LibraryExportNote::folder.
   std::vector<std::string> folderDisplayPaths;
   std::vector<std::string> staleFiles;  // earlier files whose notes are gone
 };
 
-LibraryExportPlan planLibraryExport(std::vector<NotesNoteRow> notes,
-                                    const std::vector<NotesFolderRow>& folders,
+LibraryExportPlan planLibraryExport(LibraryExportNoteList notes, const std::vector<NotesFolderRow>& folders,
                                     const LibraryExportManifest& earlier);
 
 // The folder part of a path relative to the export folder ("" at the top).

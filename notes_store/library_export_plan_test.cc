@@ -32,23 +32,26 @@ TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
       {"x-coredata://S/ICNote/p3", {"iCloud/Work/Plan (2).md", "t"}},  // a twin keeps its number
   };
   // Listed newest first: the plan orders them by creation.
-  const LibraryExportPlan plan = planLibraryExport(
-      {note(4, "Gone", 40), note(3, "Plan", 30), note(2, "New name", 20), note(1, "Plan", 10)}, workFolder(),
-      earlier);
+  LibraryExportNoteList notes;
+  for (const NotesNoteRow& row :
+       {note(4, "Gone", 40), note(3, "Plan", 30), note(2, "New name", 20), note(1, "Plan", 10)}) {
+    notes.add(row);
+  }
+  const LibraryExportPlan plan = planLibraryExport(std::move(notes), workFolder(), earlier);
   ASSERT_EQ(plan.entries.size(), 4u);
-  EXPECT_EQ(plan.entries[0].note.id, "x-coredata://S/ICNote/p1");
-  EXPECT_EQ(plan.entries[3].note.id, "x-coredata://S/ICNote/p4");
+  EXPECT_EQ(plan.notes[0].id(), "x-coredata://S/ICNote/p1");
+  EXPECT_EQ(plan.notes[3].id(), "x-coredata://S/ICNote/p4");
   const std::vector<std::string> targets = {"iCloud/Work/Plan.md", "iCloud/Work/New name.md",
                                             "iCloud/Work/Plan (2).md",
                                             // The deleted note's file stays reserved: a new note
                                             // of the same title does not write over it.
                                             "iCloud/Work/Gone (2).md"};
-  for (size_t i = 0; i < targets.size(); ++i) EXPECT_EQ(plan.entries[i].target, targets[i]);
+  for (size_t i = 0; i < targets.size(); ++i) EXPECT_EQ(plan.entries[i].target(), targets[i]);
   ASSERT_NE(plan.entries[1].previous, nullptr);
   EXPECT_EQ(plan.entries[1].previous->path, "iCloud/Work/Old name.md");
   EXPECT_EQ(plan.entries[3].previous, nullptr);
   EXPECT_EQ(plan.staleFiles, std::vector<std::string>{"iCloud/Work/Gone.md"});
-  EXPECT_EQ(plan.folderDisplayPaths[plan.entries[0].folder], "iCloud › Work");
+  EXPECT_EQ(plan.folderDisplayPaths[plan.notes[0].folder], "iCloud › Work");
   EXPECT_EQ(plan.folders, 2u);  // iCloud and iCloud/Work
 }
 

@@ -4,7 +4,9 @@
 #include <chrono>
 #include <deque>
 #include <exception>
+#include <limits>
 #include <memory>
+#include <numeric>
 #include <system_error>
 #include <thread>
 #include <unordered_map>
@@ -53,9 +55,10 @@ ManifestRead readManifest(core::FileSystem& files, const std::string& path) {
     kLog.warning() << "The export manifest is a symbolic link; not following it";
     return {ManifestState::kForeign, {}};
   }
-  const auto contents = files.readFile(path);
+  // Mapped, not read: a large library's manifest runs to tens of megabytes.
+  const auto contents = files.viewFile(path);
   if (!contents) return {};
-  auto manifest = parseLibraryExportManifest(*contents);
+  auto manifest = parseLibraryExportManifest(contents->bytes());
   if (!manifest) {
     kLog.warning() << "The export manifest is unreadable or names a path outside the export folder";
     return {ManifestState::kForeign, {}};
@@ -141,6 +144,36 @@ std::vector<core::FolderListing> listEarlierFiles(core::FileSystem& files, const
   return listings;
 }
 
+// The entries of the earlier manifest whose files are still in the export
+// folder as regular files, by address. Matched as the folder is listed, so
+// that the listing, a string a file, is not kept while the library is read.
+std::vector<const LibraryExportManifestEntry*> presentEarlierFiles(
+    const Manifest& manifest, const std::vector<core::FolderListing>& listings) {
+  std::vector<const LibraryExportManifestEntry*> byPath;
+  byPath.reserve(manifest.size());
+  for (const auto& [id, entry] : manifest) byPath.push_back(&entry);
+  std::sort(byPath.begin(), byPath.end(),
+            [](const LibraryExportManifestEntry* a, const LibraryExportManifestEntry* b) {
+              return a->path < b->path;
+            });
+  std::vector<const LibraryExportManifestEntry*> present;
+  std::string path;
+  for (const core::FolderListing& listing : listings) {
+    for (const std::string& name : listing.files) {
+      path = listing.folder;
+      if (!path.empty()) path += '/';
+      path += name;
+      auto it = std::lower_bound(byPath.begin(), byPath.end(), path,
+                                 [](const LibraryExportManifestEntry* entry, const std::string& wanted) {
+                                   return entry->path < wanted;
+                                 });
+      for (; it != byPath.end() && (*it)->path == path; ++it) present.push_back(*it);
+    }
+  }
+  std::sort(present.begin(), present.end(), std::less<>());
+  return present;
+}
+
 // True when the folder holds nothing but what an interrupted first write of the
 // manifest may have left.
 bool holdsNothingOfTheUser(core::FileSystem& files, const std::string& directory) {
@@ -195,10 +228,10 @@ std::string yamlQuoted(std::string_view text) {
   return out + "\"";
 }
 
-std::string frontMatter(const NotesNoteRow& note, const std::string& folderPath) {
+std::string frontMatter(const LibraryExportNote& note, const std::string& folderPath) {
   std::string out = "---\n";
-  out += "id: " + yamlQuoted(note.id) + "\n";
-  out += "title: " + yamlQuoted(note.title) + "\n";
+  out += "id: " + yamlQuoted(note.id()) + "\n";
+  out += "title: " + yamlQuoted(note.title()) + "\n";
   out += "created: " + (note.createdAt ? core::formatIso8601(*note.createdAt) : std::string("null")) + "\n";
   out += "modified: " + core::formatIso8601(note.modifiedAt).value_or("null") + "\n";
   out += "folder: " + yamlQuoted(folderPath) + "\n";
@@ -206,9 +239,11 @@ std::string frontMatter(const NotesNoteRow& note, const std::string& folderPath)
   return out;
 }
 
-std::string upper(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::toupper(c); });
-  return text;
+// For finding notes by UUID without telling case apart.
+bool lessIgnoringCase(std::string_view a, std::string_view b) {
+  return std::lexicographical_compare(
+      a.begin(), a.end(), b.begin(), b.end(),
+      [](unsigned char x, unsigned char y) { return std::toupper(x) < std::toupper(y); });
 }
 
 // The write step of one export: the plan's notes in batches, each changed note
@@ -223,22 +258,19 @@ class ExportWrite {
   ExportWrite(NotesDatabaseConnection& connection, core::FileSystem& files,
               const LibraryExportOptions& options, const std::string& directory,
               const std::string& manifestPath, const LibraryExportPlan& plan, Manifest& manifest,
-              std::vector<core::FolderListing> earlierFiles, LibraryExportSummary& summary)
+              std::vector<const LibraryExportManifestEntry*> presentFiles, LibraryExportSummary& summary)
       : connection_(connection),
         files_(files),
         options_(options),
         directory_(directory),
         manifestPath_(manifestPath),
-        notes_(plan.entries),
+        notes_(plan.notes),
+        entries_(plan.entries),
         folderDisplayPaths_(plan.folderDisplayPaths),
         manifest_(manifest),
         summary_(summary),
-        writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)} {
-    for (core::FolderListing& listing : earlierFiles) {
-      std::sort(listing.files.begin(), listing.files.end());
-      regularFiles_.emplace(std::move(listing.folder), std::move(listing.files));
-    }
-  }
+        writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)},
+        presentFiles_(std::move(presentFiles)) {}
 
   void run() {
     classify();
@@ -280,28 +312,22 @@ class ExportWrite {
   // Whether the file of an earlier run still holds this version of the note.
   // A file below a symbolic link is not in the listing: its note is written,
   // which refuses the link.
-  bool unchanged(const LibraryExportPlanEntry& entry) {
-    if (options_.force || !entry.previous || entry.previous->path != entry.target ||
-        entry.previous->modified != core::formatIso8601(entry.note.modifiedAt).value_or("")) {
+  bool unchanged(size_t index) {
+    const LibraryExportPlanEntry& entry = entries_[index];
+    if (options_.force || !entry.previous || entry.previous->path != entry.target() ||
+        entry.previous->modified != core::formatIso8601(notes_[index].modifiedAt).value_or("")) {
       return false;
     }
-    const std::string folder = exportFolderOf(entry.target);
-    const auto files = regularFiles_.find(folder);
-    if (files == regularFiles_.end()) return false;
-    const std::string_view name =
-        std::string_view(entry.target).substr(folder.empty() ? 0 : folder.size() + 1);
-    return std::binary_search(files->second.begin(), files->second.end(), name);
+    return std::binary_search(presentFiles_.begin(), presentFiles_.end(), entry.previous, std::less<>());
   }
 
   // What each note needs, decided before the first batch.
   void classify() {
     actions_.resize(notes_.size());
     for (size_t i = 0; i < notes_.size(); ++i) {
-      actions_[i] = notes_[i].note.isPasswordProtected != 0 ? Action::kSkipLocked
-                    : unchanged(notes_[i])                  ? Action::kKeep
-                                                            : Action::kWrite;
+      actions_[i] = notes_[i].locked ? Action::kSkipLocked : unchanged(i) ? Action::kKeep : Action::kWrite;
     }
-    std::unordered_map<std::string, std::vector<std::string>>().swap(regularFiles_);
+    std::vector<const LibraryExportManifestEntry*>().swap(presentFiles_);
   }
 
   // Gives each note to write its place in the manifest before the first write,
@@ -313,11 +339,12 @@ class ExportWrite {
       if (actions_[i] == Action::kWrite) toWrite.push_back(i);
     }
     std::sort(toWrite.begin(), toWrite.end(),
-              [this](size_t a, size_t b) { return notes_[a].note.id < notes_[b].note.id; });
+              [this](size_t a, size_t b) { return notes_[a].id() < notes_[b].id(); });
     records_.resize(notes_.size());
     auto hint = manifest_.begin();
     for (size_t i : toWrite) {
-      records_[i] = manifest_.try_emplace(hint, notes_[i].note.id);  // an earlier record stays as it was
+      records_[i] =
+          manifest_.try_emplace(hint, std::string(notes_[i].id()));  // an earlier record stays as it was
       hint = std::next(records_[i]);
     }
   }
@@ -337,8 +364,8 @@ class ExportWrite {
       } else {
         ExportNoteJob& job = batch->jobs.emplace_back();
         job.index = i;
-        job.key = notesObjectKey(notes_[i].note.id).value_or(0);
-        if (notes_[i].note.noteDataPK) keys.push_back(*notes_[i].note.noteDataPK);
+        job.key = notesObjectKey(notes_[i].id()).value_or(0);
+        if (notes_[i].noteDataPK) keys.push_back(*notes_[i].noteDataPK);
       }
     }
     if (batch->jobs.empty()) return batch;
@@ -348,11 +375,15 @@ class ExportWrite {
     // their table is made before any starts.
     if (!holders_) {
       holders_ = NotesDatabaseAccess::fetchAttachmentHolders(connection_);
-      for (size_t n = 0; n < notes_.size(); ++n) byIdentifier_.emplace(upper(notes_[n].note.uuid), n);
+      byIdentifier_.resize(notes_.size());
+      std::iota(byIdentifier_.begin(), byIdentifier_.end(), 0);
+      std::stable_sort(byIdentifier_.begin(), byIdentifier_.end(), [this](uint32_t a, uint32_t b) {
+        return lessIgnoringCase(notes_[a].uuid(), notes_[b].uuid());
+      });
     }
     const NotesDatabaseAccess::AttachmentHolders& holders = *holders_;
     for (ExportNoteJob& job : batch->jobs) {
-      const NotesNoteRow& note = notes_[job.index].note;
+      const LibraryExportNote& note = notes_[job.index];
       job.mayHaveTables = holders.withTables.count(job.key) != 0;
       job.mayHaveInlineTexts = holders.withInlineTexts.count(job.key) != 0;
       if (note.noteDataPK) {
@@ -379,25 +410,24 @@ class ExportWrite {
   void takeIn(ExportNoteBatch& batch) {
     std::exception_ptr error;
     for (ExportNoteJob& job : batch.jobs) {
-      const LibraryExportPlanEntry& entry = notes_[job.index];
+      const LibraryExportPlanEntry& entry = entries_[job.index];
       switch (job.outcome) {
         case ExportNoteJob::Outcome::kNotDone:
           if (job.error && !error) error = job.error;
           break;
         case ExportNoteJob::Outcome::kSkipped:
           kLog.warning() << "Skipped a note: " << job.skipReason;
-          summary_.skipped.push_back({entry.target, std::move(job.skipReason)});
+          summary_.skipped.push_back({entry.target(), std::move(job.skipReason)});
           break;
         case ExportNoteJob::Outcome::kOverLimit:
           kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
-          summary_.overLimitSkipped.push_back(entry.target);
+          summary_.overLimitSkipped.push_back(entry.target());
           break;
         case ExportNoteJob::Outcome::kWritten:
           summary_.tablesUnreadable += job.tablesUnreadable;
           if (job.withoutBody) ++summary_.withoutBody;
           if (job.renamed) ++summary_.renamed;
-          records_[job.index]->second = {entry.target,
-                                         core::formatIso8601(entry.note.modifiedAt).value_or("")};
+          record(job.index);
           recorded_ = false;
           ++summary_.written;
           break;
@@ -407,18 +437,27 @@ class ExportWrite {
     if (options_.stop.stop_requested()) throw core::CancellationError();
   }
 
+  // Records a written note in the manifest. A note that kept its earlier file
+  // has that record's path as its target, which workers may be reading for
+  // links: the path is then left as it is.
+  void record(size_t index) {
+    LibraryExportManifestEntry& record = records_[index]->second;
+    if (record.path != entries_[index].target()) record.path = entries_[index].target();
+    record.modified = core::formatIso8601(notes_[index].modifiedAt).value_or("");
+  }
+
   RenderedNote render(const ExportNoteJob& job) {
-    const LibraryExportPlanEntry& entry = notes_[job.index];
+    const LibraryExportNote& note = notes_[job.index];
     NoteRenderSource source;
-    source.id = entry.note.id;
+    source.id = note.id();
     source.key = job.key;
-    source.title = entry.note.title;
-    source.preview = entry.note.preview;
+    source.title = note.title();
+    source.preview = note.preview();
     source.body = job.body;
     source.bodyOverLimit = job.bodyOverLimit;
     source.mayHaveTables = job.mayHaveTables;
     source.mayHaveInlineTexts = job.mayHaveInlineTexts;
-    const std::string fromFolder = exportFolderOf(entry.target);
+    const std::string fromFolder = exportFolderOf(entries_[job.index].target());
     NoteRenderOptions renderOptions;
     renderOptions.noteLinkTarget = [&](std::string_view identifier) {
       return linkTarget(fromFolder, identifier);
@@ -429,8 +468,8 @@ class ExportWrite {
 
   // On a worker: renders the note unless that was done ahead, and replaces its file.
   void writeNote(ExportNoteJob& job, SymbolicLinkCheck& links) {
-    const LibraryExportPlanEntry& entry = notes_[job.index];
-    const std::string& target = entry.target;
+    const LibraryExportPlanEntry& entry = entries_[job.index];
+    const std::string& target = entry.target();
     if (const auto link = links.onFolders(target)) {
       job.skipReason = std::string(kSymbolicLinkRefused) + *link;
       job.outcome = ExportNoteJob::Outcome::kSkipped;
@@ -443,7 +482,8 @@ class ExportWrite {
       job.outcome = ExportNoteJob::Outcome::kOverLimit;
       return;
     }
-    const std::string front = frontMatter(entry.note, folderDisplayPaths_[entry.folder]);
+    const LibraryExportNote& note = notes_[job.index];
+    const std::string front = frontMatter(note, folderDisplayPaths_[note.folder]);
     try {
       if (!files_.replaceFileUnlessLink(joinPath(directory_, target), {front, rendered.markdown})) {
         job.skipReason = std::string(kSymbolicLinkRefused) + target;
@@ -471,10 +511,15 @@ class ExportWrite {
   // The relative link from a note in `fromFolder` to the note `identifier`
   // names, when that note is exported.
   std::optional<std::string> linkTarget(const std::string& fromFolder, std::string_view identifier) const {
-    const auto linked = byIdentifier_.find(upper(std::string(identifier)));
-    if (linked == byIdentifier_.end() || notes_[linked->second].note.isPasswordProtected != 0)
+    const auto linked = std::lower_bound(byIdentifier_.begin(), byIdentifier_.end(), identifier,
+                                         [this](uint32_t note, std::string_view wanted) {
+                                           return lessIgnoringCase(notes_[note].uuid(), wanted);
+                                         });
+    if (linked == byIdentifier_.end() || lessIgnoringCase(identifier, notes_[*linked].uuid()) ||
+        notes_[*linked].locked) {
       return std::nullopt;
-    return relativeLink(fromFolder, notes_[linked->second].target);
+    }
+    return relativeLink(fromFolder, entries_[*linked].target());
   }
 
   void saveManifest() {
@@ -489,38 +534,41 @@ class ExportWrite {
   const LibraryExportOptions& options_;
   const std::string& directory_;
   const std::string& manifestPath_;
-  const std::vector<LibraryExportPlanEntry>& notes_;
+  const std::vector<LibraryExportNote>& notes_;
+  const std::vector<LibraryExportPlanEntry>& entries_;  // for each of notes_
   const std::vector<std::string>& folderDisplayPaths_;
   Manifest& manifest_;
   LibraryExportSummary& summary_;
   SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
   enum class Action : uint8_t { kWrite, kKeep, kSkipLocked };
-  // The export's regular files before the run, sorted by name, by folder.
-  std::unordered_map<std::string, std::vector<std::string>> regularFiles_;
+  // The earlier manifest's entries whose files were there before the run, by address.
+  std::vector<const LibraryExportManifestEntry*> presentFiles_;
   std::vector<Action> actions_;              // for each note of the plan
   std::vector<Manifest::iterator> records_;  // for each note to write, its place in the manifest
   ManifestSchedule schedule_;
   bool recorded_ = true;  // the manifest on disk holds every record made so far
   std::optional<NotesDatabaseAccess::AttachmentHolders> holders_;
-  // Upper-case UUID → note index, for links between notes; made before any worker starts.
-  std::unordered_map<std::string, size_t> byIdentifier_;
+  // The notes by UUID, case aside, for links between notes; made before any worker starts.
+  std::vector<uint32_t> byIdentifier_;
 };
 
 // The library's folders and notes. Given a second connection, the note list
 // is read in two parts at once, the folders with the second.
 struct LibraryRows {
   std::vector<NotesFolderRow> folders;
-  std::vector<NotesNoteRow> notes;
+  LibraryExportNoteList notes;
 };
 
 LibraryRows readLibraryRows(NotesDatabaseConnection& connection, NotesDatabaseAccess* database) {
   LibraryRows rows;
   if (!database) {
     rows.folders = NotesDatabaseAccess::fetchFolderTree(connection);
-    rows.notes = NotesDatabaseAccess::fetchNoteList(connection);
+    NotesDatabaseAccess::forEachNote(connection, std::numeric_limits<int64_t>::min(),
+                                     std::numeric_limits<int64_t>::max(),
+                                     [&](NotesNoteRow& note) { rows.notes.add(note); });
     return rows;
   }
-  std::vector<NotesNoteRow> parts[2];
+  LibraryExportNoteList parts[2];
   bool foldersRead = false;
   // The second part also reads the folders: it takes two fifths of the keys.
   database->readNoteListInTwoParts(
@@ -529,15 +577,13 @@ LibraryRows readLibraryRows(NotesDatabaseConnection& connection, NotesDatabaseAc
           rows.folders = NotesDatabaseAccess::fetchFolderTree(from);
           foldersRead = true;
         }
-        NotesDatabaseAccess::forEachNote(from, part.firstKey, part.lastKey, [&](NotesNoteRow& note) {
-          parts[part.index].push_back(std::move(note));
-        });
+        NotesDatabaseAccess::forEachNote(from, part.firstKey, part.lastKey,
+                                         [&](NotesNoteRow& note) { parts[part.index].add(note); });
       });
   // An empty object table, or a single key: there was no second part.
   if (!foldersRead) rows.folders = NotesDatabaseAccess::fetchFolderTree(connection);
   rows.notes = std::move(parts[0]);
-  rows.notes.insert(rows.notes.end(), std::make_move_iterator(parts[1].begin()),
-                    std::make_move_iterator(parts[1].end()));
+  rows.notes.append(std::move(parts[1]));
   return rows;
 }
 
@@ -580,7 +626,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     throw LibraryExportError(LibraryExportError::Code::kFolderNotEmpty, directory);
   }
   Manifest manifest = std::move(earlier.manifest);
-  std::vector<core::FolderListing> earlierFiles = listEarlierFiles(files, directory);
+  std::vector<const LibraryExportManifestEntry*> presentFiles =
+      presentEarlierFiles(manifest, listEarlierFiles(files, directory));
   // From here on the folder is ours: a run that stops at any point, even by
   // kill -9, leaves a manifest, so the next one resumes instead of refusing.
   if (earlier.state != ManifestState::kOurs) writeManifest(files, manifestPath, manifest);
@@ -588,7 +635,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   reader.join();
   if (readError) std::rethrow_exception(readError);
   LibraryExportSummary summary;
-  summary.notes = library.notes.size();
+  summary.notes = library.notes.notes().size();
   // The plan points into `manifest`, whose entries change only once their notes are written.
   LibraryExportPlan plan = planLibraryExport(std::move(library.notes), library.folders, manifest);
   summary.folders = plan.folders;
@@ -596,7 +643,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
 
   {
     ExportWrite write{connection,   files, options,  directory,
-                      manifestPath, plan,  manifest, std::move(earlierFiles),
+                      manifestPath, plan,  manifest, std::move(presentFiles),
                       summary};
     write.run();
   }
