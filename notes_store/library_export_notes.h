@@ -46,6 +46,8 @@ class LibraryExportNote {
 
 class LibraryExportNoteList {
  public:
+  // Room for `count` notes. Pages of it that no note reaches are never touched.
+  void reserve(size_t count) { notes_.reserve(count); }
   void add(const NotesNoteRow& row);
   // Adds `other`'s notes after these.
   void append(LibraryExportNoteList&& other);

@@ -577,6 +577,9 @@ LibraryRows readLibraryRows(NotesDatabaseConnection& connection, NotesDatabaseAc
           rows.folders = NotesDatabaseAccess::fetchFolderTree(from);
           foldersRead = true;
         }
+        // Room for every note of the library, so that neither part is moved
+        // as it grows, nor the first when the second joins it.
+        parts[part.index].reserve(static_cast<size_t>(part.objects));
         NotesDatabaseAccess::forEachNote(from, part.firstKey, part.lastKey,
                                          [&](NotesNoteRow& note) { parts[part.index].add(note); });
       });
