@@ -107,12 +107,37 @@ ExportPathAllocator::Folder& ExportPathAllocator::folder(std::string_view path) 
   return folders_[key->second];
 }
 
-ExportPathAllocator::Folder& ExportPathAllocator::opened(std::string_view path) {
+namespace {
+
+constexpr std::string_view kMarkdownExtension = ".md";
+
+// False when the key of `name` surely does not end in ".md": an ASCII name that
+// does not, case aside (its key is the name in lower case).
+bool mayBeMarkdownFileName(std::string_view name) {
+  if (std::any_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; })) {
+    return true;
+  }
+  if (name.size() < kMarkdownExtension.size()) return false;
+  const std::string_view end = name.substr(name.size() - kMarkdownExtension.size());
+  return std::equal(end.begin(), end.end(), kMarkdownExtension.begin(),
+                    [](char a, char b) { return std::tolower(static_cast<unsigned char>(a)) == b; });
+}
+
+}  // namespace
+
+ExportPathAllocator::Folder& ExportPathAllocator::openedFor(std::string_view path, std::string_view name) {
   Folder& names = folder(path);
-  if (!names.opened) {
+  auto claimAll = [&](std::vector<Reservation>& reservations) {
+    for (const auto& [reservedName, owner] : reservations) claimIn(names, reservedName, owner);
+    std::vector<Reservation>().swap(reservations);
+  };
+  if (!names.othersClaimed) {
+    names.othersClaimed = true;
+    claimAll(names.reserved);
+  }
+  if (!names.opened && mayBeMarkdownFileName(name)) {
     names.opened = true;
-    for (const auto& [name, owner] : names.reserved) claimIn(names, name, owner);
-    std::vector<std::pair<std::string_view, std::string_view>>().swap(names.reserved);
+    claimAll(names.reservedMarkdown);
   }
   return names;
 }
@@ -135,13 +160,21 @@ std::pair<std::string_view, std::string_view> splitFolder(std::string_view relat
 
 bool ExportPathAllocator::claim(std::string_view relativePath, std::string_view owner) {
   const auto [folderPath, name] = splitFolder(relativePath);
-  return claimIn(opened(folderPath), name, owner);
+  return claimIn(openedFor(folderPath, name), name, owner);
 }
 
 void ExportPathAllocator::reserve(std::string_view relativePath, std::string_view owner) {
   const auto [folderPath, name] = splitFolder(relativePath);
   Folder& names = folder(folderPath);
-  if (names.opened) {
+  // A name ending in ".md" has a key that ends so (normalising and folding
+  // leave those three characters as they are).
+  if (name.ends_with(kMarkdownExtension)) {
+    if (names.opened) {
+      claimIn(names, name, owner);
+    } else {
+      names.reservedMarkdown.emplace_back(name, owner);
+    }
+  } else if (names.othersClaimed) {
     claimIn(names, name, owner);
   } else {
     names.reserved.emplace_back(name, owner);
@@ -150,7 +183,8 @@ void ExportPathAllocator::reserve(std::string_view relativePath, std::string_vie
 
 std::string ExportPathAllocator::allocate(const std::string& folderPath, const std::string& stem,
                                           const std::string& extension, std::string_view owner) {
-  Folder& names = opened(folderPath);
+  // Every name tried here ends as stem + extension does, or in ")".
+  Folder& names = openedFor(folderPath, stem + extension);
   auto withFolder = [&](std::string name) { return folderPath.empty() ? name : folderPath + "/" + name; };
   const auto next = names.nextAttempt.find(stem + extension);
   if (next == names.nextAttempt.end()) {

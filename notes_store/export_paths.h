@@ -45,15 +45,22 @@ class ExportPathAllocator {
                        std::string_view owner);
 
  private:
+  using Reservation = std::pair<std::string_view, std::string_view>;  // name, owner
   struct Folder {
-    bool opened = false;
+    bool opened = false;         // every reserved name claimed
+    bool othersClaimed = false;  // the reserved names but Markdown files claimed
     std::unordered_map<std::string, std::string_view> owners;  // name key → owner
     // Stem + extension → the number to try first, once a stem's plain name was taken.
     std::unordered_map<std::string, int> nextAttempt;
-    std::vector<std::pair<std::string_view, std::string_view>> reserved;  // name, owner; until opened
+    std::vector<Reservation> reserved;  // until claimed
+    // Reserved names ending in ".md", apart: no name whose key does not end so
+    // can be one of them, so naming a subfolder leaves them unclaimed, and a
+    // run that keeps every note's name folds none of them.
+    std::vector<Reservation> reservedMarkdown;
   };
   Folder& folder(std::string_view path);
-  Folder& opened(std::string_view path);
+  // The folder, with the reserved names that `name` might be claimed.
+  Folder& openedFor(std::string_view path, std::string_view name);
   bool claimIn(Folder& folder, std::string_view name, std::string_view owner);
 
   struct Hash : std::hash<std::string_view> {

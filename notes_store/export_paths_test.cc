@@ -47,6 +47,15 @@ TEST(ExportPaths, UniqueRegardlessOfCaseAndUnicodeForm) {
                                "Twins/Plan (5).md"};
   for (const std::string& expected : twins)
     EXPECT_EQ(allocator.allocate("Twins", "Plan", ".md", expected), expected);
+  // Earlier files keep their names from folders named after them, and the
+  // Markdown files set apart for speed still count once a note needs a name.
+  allocator.reserve("Mixed/Plan.md", "old1");
+  allocator.reserve("Mixed/Notes", "old2");
+  allocator.reserve("Mixed/Caf\xC3\xA9.md", "old3");
+  EXPECT_EQ(allocator.allocate("Mixed", "notes", "", "f1"), "Mixed/notes (2)");
+  EXPECT_EQ(allocator.allocate("Mixed", "PLAN.MD", "", "f2"), "Mixed/PLAN.MD (2)");
+  EXPECT_EQ(allocator.allocate("Mixed", "Cafe\xCC\x81.md", "", "f3"), "Mixed/Cafe\xCC\x81.md (2)");
+  EXPECT_EQ(allocator.allocate("Mixed", "Plan", ".md", "n7"), "Mixed/Plan (2).md");
   // A claim keeps its owner; the same owner may claim again.
   EXPECT_TRUE(allocator.claim("Work/Plan.md", "n1"));
   EXPECT_FALSE(allocator.claim("WORK/plan.MD", "n9"));
