@@ -563,9 +563,9 @@ LibraryRows readLibraryRows(NotesDatabaseConnection& connection, NotesDatabaseAc
   LibraryRows rows;
   if (!database) {
     rows.folders = NotesDatabaseAccess::fetchFolderTree(connection);
-    NotesDatabaseAccess::forEachNote(connection, std::numeric_limits<int64_t>::min(),
-                                     std::numeric_limits<int64_t>::max(),
-                                     [&](NotesNoteRow& note) { rows.notes.add(note); });
+    NotesDatabaseAccess::forEachNoteWithoutJoins(connection, std::numeric_limits<int64_t>::min(),
+                                                 std::numeric_limits<int64_t>::max(),
+                                                 [&](NotesNoteRow& note) { rows.notes.add(note); });
     return rows;
   }
   LibraryExportNoteList parts[2];
@@ -580,8 +580,8 @@ LibraryRows readLibraryRows(NotesDatabaseConnection& connection, NotesDatabaseAc
         // Room for every note of the library, so that neither part is moved
         // as it grows, nor the first when the second joins it.
         parts[part.index].reserve(static_cast<size_t>(part.objects));
-        NotesDatabaseAccess::forEachNote(from, part.firstKey, part.lastKey,
-                                         [&](NotesNoteRow& note) { parts[part.index].add(note); });
+        NotesDatabaseAccess::forEachNoteWithoutJoins(
+            from, part.firstKey, part.lastKey, [&](NotesNoteRow& note) { parts[part.index].add(note); });
       });
   // An empty object table, or a single key: there was no second part.
   if (!foldersRead) rows.folders = NotesDatabaseAccess::fetchFolderTree(connection);
