@@ -62,9 +62,8 @@ class EarlierNotes {
  public:
   explicit EarlierNotes(const LibraryExportManifest& manifest) {
     notes_.reserve(manifest.size());
-    for (const auto& [id, entry] : manifest) {
-      notes_.push_back({notesObjectKey(id).value_or(-1), notes_.size(), &id, &entry});
-    }
+    for (const auto& record : manifest)
+      notes_.push_back({notesObjectKey(record.first).value_or(-1), &record});
     std::sort(notes_.begin(), notes_.end(), [](const Note& a, const Note& b) { return a.key < b.key; });
   }
 
@@ -77,9 +76,9 @@ class EarlierNotes {
                                [](const Note& note, int64_t wanted) { return note.key < wanted; });
     cursor_ = it - notes_.begin();
     for (; it != notes_.end() && it->key == key; ++it) {
-      if (*it->id == id) {
+      if (it->record->first == id) {
         it->claimed = true;
-        return it->entry;
+        return &it->record->second;
       }
     }
     return nullptr;
@@ -92,19 +91,17 @@ class EarlierNotes {
       if (!note.claimed) unclaimed.push_back(&note);
     }
     std::sort(unclaimed.begin(), unclaimed.end(),
-              [](const Note* a, const Note* b) { return a->order < b->order; });
+              [](const Note* a, const Note* b) { return a->record->first < b->record->first; });
     std::vector<std::string> paths;
     paths.reserve(unclaimed.size());
-    for (const Note* note : unclaimed) paths.push_back(note->entry->path);
+    for (const Note* note : unclaimed) paths.push_back(note->record->second.path);
     return paths;
   }
 
  private:
   struct Note {
     int64_t key;
-    size_t order;  // in the manifest
-    const std::string* id;
-    const LibraryExportManifestEntry* entry;
+    const LibraryExportManifest::value_type* record;
     bool claimed = false;
   };
   std::vector<Note> notes_;
@@ -112,6 +109,13 @@ class EarlierNotes {
 };
 
 }  // namespace
+
+const std::string& LibraryExportPlan::target(size_t index) const {
+  static const std::string kNone;
+  const LibraryExportPlanEntry& entry = entries[index];
+  if (entry.newPath != LibraryExportPlanEntry::kEarlierPath) return newPaths[entry.newPath];
+  return entry.previous ? entry.previous->path : kNone;
+}
 
 std::string exportFolderOf(const std::string& relativePath) {
   const size_t slash = relativePath.rfind('/');
@@ -215,12 +219,16 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
       folderPath = layout.relativePath(componentsOf(folder));
     }
     const LibraryExportManifestEntry* previous = plan.entries[i].previous;
-    fits[i] = previous && stillFits(previous->path, *folderPath, safePathComponent(note.title(), "Untitled"));
+    // A locked note has no file, and takes no name from the notes after it.
+    fits[i] = note.locked || (previous && stillFits(previous->path, *folderPath,
+                                                    safePathComponent(note.title(), "Untitled")));
   }
   for (size_t i = 0; i < notes.size(); ++i) {
     if (fits[i]) continue;
-    plan.entries[i].newPath = allocator.allocate(
-        *folderPaths[notes[i].folder], safePathComponent(notes[i].title(), "Untitled"), ".md", notes[i].id());
+    plan.entries[i].newPath = static_cast<uint32_t>(plan.newPaths.size());
+    plan.newPaths.push_back(allocator.allocate(*folderPaths[notes[i].folder],
+                                               safePathComponent(notes[i].title(), "Untitled"), ".md",
+                                               notes[i].id()));
   }
 
   plan.folders = layout.count();

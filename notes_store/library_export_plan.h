@@ -4,6 +4,7 @@
 // gone. Pure: the library's rows and the earlier manifest in, names out.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <string_view>
@@ -27,15 +28,14 @@ using LibraryExportManifest = std::map<std::string, LibraryExportManifestEntry>;
 
 // What the plan decided for one note.
 struct LibraryExportPlanEntry {
+  static constexpr uint32_t kEarlierPath = UINT32_MAX;
   // What an earlier export recorded of the note, in the manifest the plan was
   // made from; null when it had nothing.
   const LibraryExportManifestEntry* previous = nullptr;
-  // The note's file when it is not the earlier one: a new note's, or a renamed
-  // one's. Empty when the earlier file still fits, which then need not be copied.
-  std::string newPath;
-
-  // The note's file, relative to the export folder.
-  const std::string& target() const { return previous && newPath.empty() ? previous->path : newPath; }
+  // The note's file in LibraryExportPlan::newPaths when it is not the earlier
+  // one (a new note's, a renamed one's); kEarlierPath when the earlier file
+  // still fits, or the note is locked and has no file.
+  uint32_t newPath = kEarlierPath;
 };
 
 struct LibraryExportPlan {
@@ -43,11 +43,16 @@ struct LibraryExportPlan {
   // takes an old one's name. entries[i] is notes[i]'s.
   std::vector<LibraryExportNote> notes;
   std::vector<LibraryExportPlanEntry> entries;
+  std::vector<std::string> newPaths;
   size_t folders = 0;  // folders the export holds
   // The notes' folders as the front matter shows them ("Account › Folder"), by
   // LibraryExportNote::folder.
   std::vector<std::string> folderDisplayPaths;
   std::vector<std::string> staleFiles;  // earlier files whose notes are gone
+
+  // The file of notes[index], relative to the export folder; empty for a
+  // locked note that no earlier export wrote.
+  const std::string& target(size_t index) const;
 };
 
 LibraryExportPlan planLibraryExport(LibraryExportNoteList notes, const std::vector<NotesFolderRow>& folders,

@@ -5,8 +5,9 @@
 namespace zephyl::notes_store {
 namespace {
 
-NotesNoteRow note(int64_t key, std::string title, double created) {
+NotesNoteRow note(int64_t key, std::string title, double created, bool locked = false) {
   NotesNoteRow row;
+  row.isPasswordProtected = locked;
   row.id = "x-coredata://S/ICNote/p" + std::to_string(key);
   row.title = std::move(title);
   row.folderID = "x-coredata://S/ICFolder/p1";
@@ -34,19 +35,22 @@ TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
   // Listed newest first: the plan orders them by creation.
   LibraryExportNoteList notes;
   for (const NotesNoteRow& row :
-       {note(4, "Gone", 40), note(3, "Plan", 30), note(2, "New name", 20), note(1, "Plan", 10)}) {
+       {note(4, "Gone", 40), note(3, "Plan", 30), note(2, "New name", 20), note(1, "Plan", 10),
+        note(6, "Twin", 60), note(5, "Twin", 50, /*locked=*/true)}) {
     notes.add(row);
   }
   const LibraryExportPlan plan = planLibraryExport(std::move(notes), workFolder(), earlier);
-  ASSERT_EQ(plan.entries.size(), 4u);
+  ASSERT_EQ(plan.entries.size(), 6u);
   EXPECT_EQ(plan.notes[0].id(), "x-coredata://S/ICNote/p1");
   EXPECT_EQ(plan.notes[3].id(), "x-coredata://S/ICNote/p4");
   const std::vector<std::string> targets = {"iCloud/Work/Plan.md", "iCloud/Work/New name.md",
                                             "iCloud/Work/Plan (2).md",
                                             // The deleted note's file stays reserved: a new note
                                             // of the same title does not write over it.
-                                            "iCloud/Work/Gone (2).md"};
-  for (size_t i = 0; i < targets.size(); ++i) EXPECT_EQ(plan.entries[i].target(), targets[i]);
+                                            "iCloud/Work/Gone (2).md",
+                                            // A locked note has no file and leaves its name to a twin.
+                                            "", "iCloud/Work/Twin.md"};
+  for (size_t i = 0; i < targets.size(); ++i) EXPECT_EQ(plan.target(i), targets[i]);
   ASSERT_NE(plan.entries[1].previous, nullptr);
   EXPECT_EQ(plan.entries[1].previous->path, "iCloud/Work/Old name.md");
   EXPECT_EQ(plan.entries[3].previous, nullptr);

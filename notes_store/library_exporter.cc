@@ -264,6 +264,7 @@ class ExportWrite {
         options_(options),
         directory_(directory),
         manifestPath_(manifestPath),
+        plan_(plan),
         notes_(plan.notes),
         entries_(plan.entries),
         folderDisplayPaths_(plan.folderDisplayPaths),
@@ -314,7 +315,7 @@ class ExportWrite {
   // which refuses the link.
   bool unchanged(size_t index) {
     const LibraryExportPlanEntry& entry = entries_[index];
-    if (options_.force || !entry.previous || entry.previous->path != entry.target() ||
+    if (options_.force || !entry.previous || entry.previous->path != plan_.target(index) ||
         entry.previous->modified != core::formatIso8601(notes_[index].modifiedAt).value_or("")) {
       return false;
     }
@@ -410,18 +411,17 @@ class ExportWrite {
   void takeIn(ExportNoteBatch& batch) {
     std::exception_ptr error;
     for (ExportNoteJob& job : batch.jobs) {
-      const LibraryExportPlanEntry& entry = entries_[job.index];
       switch (job.outcome) {
         case ExportNoteJob::Outcome::kNotDone:
           if (job.error && !error) error = job.error;
           break;
         case ExportNoteJob::Outcome::kSkipped:
           kLog.warning() << "Skipped a note: " << job.skipReason;
-          summary_.skipped.push_back({entry.target(), std::move(job.skipReason)});
+          summary_.skipped.push_back({plan_.target(job.index), std::move(job.skipReason)});
           break;
         case ExportNoteJob::Outcome::kOverLimit:
           kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
-          summary_.overLimitSkipped.push_back(entry.target());
+          summary_.overLimitSkipped.push_back(plan_.target(job.index));
           break;
         case ExportNoteJob::Outcome::kWritten:
           summary_.tablesUnreadable += job.tablesUnreadable;
@@ -442,7 +442,7 @@ class ExportWrite {
   // links: the path is then left as it is.
   void record(size_t index) {
     LibraryExportManifestEntry& record = records_[index]->second;
-    if (record.path != entries_[index].target()) record.path = entries_[index].target();
+    if (record.path != plan_.target(index)) record.path = plan_.target(index);
     record.modified = core::formatIso8601(notes_[index].modifiedAt).value_or("");
   }
 
@@ -457,7 +457,7 @@ class ExportWrite {
     source.bodyOverLimit = job.bodyOverLimit;
     source.mayHaveTables = job.mayHaveTables;
     source.mayHaveInlineTexts = job.mayHaveInlineTexts;
-    const std::string fromFolder = exportFolderOf(entries_[job.index].target());
+    const std::string fromFolder = exportFolderOf(plan_.target(job.index));
     NoteRenderOptions renderOptions;
     renderOptions.noteLinkTarget = [&](std::string_view identifier) {
       return linkTarget(fromFolder, identifier);
@@ -469,7 +469,7 @@ class ExportWrite {
   // On a worker: renders the note unless that was done ahead, and replaces its file.
   void writeNote(ExportNoteJob& job, SymbolicLinkCheck& links) {
     const LibraryExportPlanEntry& entry = entries_[job.index];
-    const std::string& target = entry.target();
+    const std::string& target = plan_.target(job.index);
     if (const auto link = links.onFolders(target)) {
       job.skipReason = std::string(kSymbolicLinkRefused) + *link;
       job.outcome = ExportNoteJob::Outcome::kSkipped;
@@ -519,7 +519,7 @@ class ExportWrite {
         notes_[*linked].locked) {
       return std::nullopt;
     }
-    return relativeLink(fromFolder, entries_[*linked].target());
+    return relativeLink(fromFolder, plan_.target(*linked));
   }
 
   void saveManifest() {
@@ -534,6 +534,7 @@ class ExportWrite {
   const LibraryExportOptions& options_;
   const std::string& directory_;
   const std::string& manifestPath_;
+  const LibraryExportPlan& plan_;
   const std::vector<LibraryExportNote>& notes_;
   const std::vector<LibraryExportPlanEntry>& entries_;  // for each of notes_
   const std::vector<std::string>& folderDisplayPaths_;
