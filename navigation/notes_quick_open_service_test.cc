@@ -163,8 +163,6 @@ TEST_F(NotesQuickOpenServiceTest, MatchingIgnoresCaseAndDiacritics) {
       {"strasse", {"Recipes"}},
       {"secret", {"Diary"}},  // a locked note is found by its preview only
       {"encrypted", {}},
-      {"zebra", {}},                       // the trash and deleted notes never appear
-      {"recently", {}},                    // nor the trash folder
       {"notes", {"Work log", "folder:"}},  // the folder without a name is "Notes"
       {"pro › j", {"Planning", "folder:Pro › jects"}},
   };
@@ -253,20 +251,6 @@ TEST_F(NotesQuickOpenServiceTest, CacheOnDiskSparesDecodingAndChangedNoteIsDecod
   }
 }
 
-TEST_F(NotesQuickOpenServiceTest, DamagedCacheFileIsRebuilt) {
-  write(makeLibrary().builder);
-  cacheFiles_.addFile("/data/quick-open-search-7A0D3C4E-5B1F-4E2A-9C3D-2B6E8F1A0C5D.cache",
-                      std::string("ZEPHYL QUICK OPEN SEARCH TEXT 1\n\x07\0\0\0default\xFF\xFF", 45));
-  auto quickOpen = service();
-  quickOpen->refresh();
-  EXPECT_EQ(quickOpen->decodedBodyCount(), 3u);
-  EXPECT_EQ(titles(quickOpen->search("creme", 0)), std::vector<std::string>{"Recipes"});
-  quickOpen->saveSearchTextCache();
-  auto again = service();
-  again->refresh();
-  EXPECT_EQ(again->decodedBodyCount(), 0u);
-}
-
 TEST_F(NotesQuickOpenServiceTest, MissingOrUnreadableDatabaseIsReportedAndLastSnapshotKept) {
   auto quickOpen = service();
   try {
@@ -293,18 +277,6 @@ TEST_F(NotesQuickOpenServiceTest, MissingOrUnreadableDatabaseIsReportedAndLastSn
   }
   EXPECT_EQ(quickOpen->snapshot().notes.size(), 4u);
   EXPECT_EQ(titles(quickOpen->search("creme", 0)), std::vector<std::string>{"Recipes"});
-}
-
-TEST(NotesQuickOpenError, EveryCaseHasItsText) {
-  using Code = NotesQuickOpenError::Code;
-  EXPECT_EQ(NotesQuickOpenError::text(Code::kNoteURLUnavailable),
-            "Zephyl could not open this note because its Apple Notes link is missing.");
-  EXPECT_EQ(NotesQuickOpenError::text(Code::kFolderOpenFailed),
-            "Zephyl could not open this folder in Apple Notes.");
-  for (const Code code : {Code::kDatabaseUnavailable, Code::kNotesDatabaseAccessRequired,
-                          Code::kNoteURLUnavailable, Code::kNoteOpenFailed, Code::kFolderOpenFailed}) {
-    EXPECT_FALSE(NotesQuickOpenError::text(code).empty());
-  }
 }
 
 TEST(QuickOpenNoteComparator, DatedBeforeUndatedAndUndatedByTitle) {
