@@ -278,6 +278,7 @@ TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7ListWithTheirAccounts) {
   EXPECT_NO_THROW(read(path, [](auto& c) {
     NotesDatabaseAccess::fetchLinkAttachments(c);
     NotesDatabaseAccess::fetchLinkTargets(c);
+    NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kTemplates);
     return NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
   }));
 }
