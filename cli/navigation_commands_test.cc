@@ -172,36 +172,5 @@ TEST_F(NavigationCommandsTest, QuickOpenRefusesWithoutATerminal) {
   EXPECT_NE(result.err.find("zephyl search"), std::string::npos);
 }
 
-// The real libraries that Apple Notes wrote: a body word finds its note with a
-// snippet around it, a folder title finds the folder, the trash never appears.
-TEST_F(NavigationCommandsTest, SearchesRealLibraries) {
-  const fs::path testdata = fs::path(ZEPHYL_SHARED_TESTDATA) / "apple-notes";
-  if (!fs::exists(testdata)) GTEST_SKIP() << "no real libraries at " << testdata;
-  for (const char* name : {"NoteStore-macOS-13.sqlite", "NoteStore-macOS-15.sqlite"}) {
-    const fs::path copy = directory_ / name / "NoteStore.sqlite";
-    fs::create_directories(copy.parent_path());
-    fs::copy_file(testdata / name, copy);
-    const std::string db = copy.string();
-
-    const auto byBody = nlohmann::json::parse(run({"--db", db, "search", "CHECKLIST", "--json"}).out);
-    ASSERT_EQ(byBody.size(), 1u) << name;
-    EXPECT_EQ(byBody[0]["matchKind"], "text");
-    EXPECT_NE(byBody[0]["snippet"].get<std::string>().find("This is a checklist with 3 items"),
-              std::string::npos);
-
-    const auto byFolder = nlohmann::json::parse(run({"--db", db, "search", "subsubfolder", "--json"}).out);
-    ASSERT_FALSE(byFolder.empty()) << name;
-    EXPECT_EQ(byFolder.back()["kind"], "folder");
-    EXPECT_EQ(byFolder.back()["title"], "Subsubfolder");
-
-    const auto everything =
-        nlohmann::json::parse(run({"--db", db, "search", "", "--limit", "0", "--json"}).out);
-    for (const auto& result : everything) {
-      EXPECT_EQ(result["folderPath"].get<std::string>().find("Recently Deleted"), std::string::npos);
-    }
-    EXPECT_TRUE(nlohmann::json::parse(run({"--db", db, "search", "recently deleted", "--json"}).out).empty());
-  }
-}
-
 }  // namespace
 }  // namespace zephyl::cli

@@ -752,6 +752,7 @@ TEST_P(RealLibraryTest, ListsExactlyTheLiveFoldersAndNotes) {
   EXPECT_EQ(titles.count("This is a deleted note"), 0u);  // it lies in the trash
   EXPECT_TRUE(titles.count("This note is in a subfolder"));
   EXPECT_TRUE(titles.count("This note is password protected"));
+  EXPECT_EQ(rowTexts(*read(copy.string(), noteListWithoutJoins)), rowTexts(result->second));
   EXPECT_EQ(platform::testing::readFile(copy), before);
 }
 
