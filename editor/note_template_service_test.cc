@@ -87,7 +87,7 @@ std::string failureOf(const std::function<void()>& action) {
   return "no error";
 }
 
-TEST_F(NoteTemplateServiceTest, ListsRootTemplatesFoldersOnlyWithDecodedBodies) {
+TEST_F(NoteTemplateServiceTest, ListsRootTemplatesFoldersOnlyWithDecodedBodiesAndRereadsOnlyAChange) {
   writeLibrary();
   NoteTemplateService service(&access_, nullptr);
   const auto& templates = service.synchronize();
@@ -103,12 +103,7 @@ TEST_F(NoteTemplateServiceTest, ListsRootTemplatesFoldersOnlyWithDecodedBodies) 
   EXPECT_EQ(templates[1].noteID, "x-coredata://" + storeUUID_ + "/ICNote/p" + std::to_string(untitledKey_));
   EXPECT_EQ(templates[1].htmlBody, "<div>plain</div>\n");
   EXPECT_EQ(grant_.openScopes(), 0);
-}
 
-TEST_F(NoteTemplateServiceTest, UnchangedRevisionSkipsTheFullReadAndAChangeRereads) {
-  writeLibrary();
-  NoteTemplateService service(&access_, nullptr);
-  service.synchronize();
   service.synchronize();
   EXPECT_EQ(service.fullReads(), 1);
   writeLibrary(/*weeklyModified=*/50);  // Weekly is now older than the untitled note

@@ -112,7 +112,7 @@ class NotesQuickOpenServiceTest : public ::testing::Test {
   platform::testing::InMemoryFileSystem cacheFiles_;
 };
 
-TEST_F(NotesQuickOpenServiceTest, SnapshotLeavesOutTrashAndDeletedAndSplitsFolderPaths) {
+TEST_F(NotesQuickOpenServiceTest, SnapshotLeavesOutTrashAndResultsAreTitleThenFolderThenTextIgnoringCase) {
   write(makeLibrary().builder);
   auto quickOpen = service();
   quickOpen->refresh();
@@ -130,12 +130,7 @@ TEST_F(NotesQuickOpenServiceTest, SnapshotLeavesOutTrashAndDeletedAndSplitsFolde
   EXPECT_EQ(snapshot.notes[2].folderPath, "iCloud › Notes");
   EXPECT_TRUE(snapshot.notes[0].searchTextIsComplete);
   EXPECT_FALSE(snapshot.notes[3].searchTextIsComplete);  // locked: preview only
-}
 
-TEST_F(NotesQuickOpenServiceTest, ResultsAreTitleThenFolderThenTextThenFolders) {
-  write(makeLibrary().builder);
-  auto quickOpen = service();
-  quickOpen->refresh();
   const auto results = quickOpen->search("  work\n", 0);
   // "Work log" by title; Recipes, Planning and Diary by folder path; the trashed
   // and deleted notes never; then the folder named Work.
@@ -151,12 +146,7 @@ TEST_F(NotesQuickOpenServiceTest, ResultsAreTitleThenFolderThenTextThenFolders) 
   ASSERT_EQ(titles(textMatches), std::vector<std::string>{"Planning"});
   EXPECT_EQ(textMatches[0].matchKind, QuickOpenMatchKind::kText);
   EXPECT_EQ(textMatches[0].snippet, "Planning work items for the quarter");
-}
 
-TEST_F(NotesQuickOpenServiceTest, MatchingIgnoresCaseAndDiacritics) {
-  write(makeLibrary().builder);
-  auto quickOpen = service();
-  quickOpen->refresh();
   const std::pair<std::string, std::vector<std::string>> cases[] = {
       {"BRULEE", {"Recipes"}},  // how text folds is SearchTextFolder's; here, that both sides are folded
       {"secret", {"Diary"}},    // a locked note is found by its preview only

@@ -139,7 +139,7 @@ class LibraryExporterTest : public ::testing::Test {
   InMemoryFileSystem files_;
 };
 
-TEST_F(LibraryExporterTest, WritesOneFilePerNoteWithFrontMatterLinksAndTables) {
+TEST_F(LibraryExporterTest, WritesOneFilePerNoteThenRewritesOnlyChangedNotesAndKeepsNames) {
   buildLibrary();
   const LibraryExportSummary summary = runExport();
   EXPECT_EQ(summary.notes, 5u);
@@ -160,11 +160,6 @@ TEST_F(LibraryExporterTest, WritesOneFilePerNoteWithFrontMatterLinksAndTables) {
   EXPECT_NE(file("iCloud/Work/Deep- 1-2/Target.md").find("here"), std::string::npos);
   EXPECT_NE(file("iCloud/Work/Bare.md").find("# Bare\n\nonly a preview"), std::string::npos);
   EXPECT_EQ(files_.contents(std::string(kOut) + "/iCloud/Work/Secret.md"), std::nullopt);
-}
-
-TEST_F(LibraryExporterTest, SecondExportRewritesOnlyChangedNotesAndKeepsNames) {
-  buildLibrary();
-  runExport();
   const int writesAfterFirst = files_.writeCount();
 
   buildLibrary(/*planModified=*/200);
