@@ -133,7 +133,7 @@ TEST_F(NavigationCommandsTest, NavigationCommandsNeedADatabase) {
   }
 }
 
-TEST_F(NavigationCommandsTest, BacklinksListTheNotesThatLinkToANote) {
+TEST_F(NavigationCommandsTest, BacklinksListTheNotesThatLinkToANoteAndTocItsHeadings) {
   const std::string library = writeLibrary();
   const CommandResult result = run({"--db", library, "backlinks", "budget-uuid", "--json"});
   ASSERT_EQ(result.code, 0) << result.err;
@@ -147,13 +147,10 @@ TEST_F(NavigationCommandsTest, BacklinksListTheNotesThatLinkToANote) {
           .empty());
   EXPECT_EQ(run({"--db", library, "backlinks", "no-such-note"}).code, 2);
   EXPECT_NE(run({"--db", library, "backlinks", "BUDGET-UUID"}).out.find("1 backlink"), std::string::npos);
-}
 
-TEST_F(NavigationCommandsTest, TocListsTitleHeadingsAndSubheadings) {
-  const std::string library = writeLibrary();
-  const CommandResult result = run({"--db", library, "toc", std::to_string(planKey_), "--json"});
-  ASSERT_EQ(result.code, 0) << result.err;
-  EXPECT_EQ(nlohmann::json::parse(result.out), nlohmann::json::parse(R"([
+  const CommandResult toc = run({"--db", library, "toc", std::to_string(planKey_), "--json"});
+  ASSERT_EQ(toc.code, 0) << toc.err;
+  EXPECT_EQ(nlohmann::json::parse(toc.out), nlohmann::json::parse(R"([
       {"level": "title", "text": "Plan", "line": 1},
       {"level": "heading", "text": "Goals", "line": 2},
       {"level": "subheading", "text": "Details", "line": 4}])"));
