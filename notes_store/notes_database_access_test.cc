@@ -143,7 +143,7 @@ struct SmallLibrary {
   }
 };
 
-TEST_F(NotesDatabaseAccessTest, FolderTreeHasPathsComponentPathsAndSkipsTrashAndDeleted) {
+TEST_F(NotesDatabaseAccessTest, FolderTreeAndNoteListSkipTrashAndDeletedButNamedFoldersKeepNullFlags) {
   SmallLibrary library;
   const auto path = write(library.builder);
   const auto folders = read(path, [](auto& c) { return NotesDatabaseAccess::fetchFolderTree(c); });
@@ -162,12 +162,7 @@ TEST_F(NotesDatabaseAccessTest, FolderTreeHasPathsComponentPathsAndSkipsTrashAnd
   EXPECT_EQ(folders->back().id, prefix + std::to_string(library.work));
   EXPECT_EQ(core::formatIso8601(folders->back().modifiedAt), "2001-01-01T00:00:10Z");
   EXPECT_EQ(folders->front().modifiedAt, std::nullopt);
-}
 
-TEST_F(NotesDatabaseAccessTest,
-       NoteListDropsNullFlagsTrashAndDeletedButNamedFoldersKeepNullFlagsAndEmptyOnes) {
-  SmallLibrary library;
-  const auto path = write(library.builder);
   const auto notes = read(path, [](auto& c) { return NotesDatabaseAccess::fetchNoteList(c); });
   ASSERT_TRUE(notes.has_value());
   std::map<std::string, NotesNoteRow> byTitle;
