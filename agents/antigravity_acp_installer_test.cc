@@ -127,9 +127,6 @@ TEST_F(AntigravityACPInstallerTest, EveryRefusalLeavesThePreviousInstall) {
   const auto publishing = [this](std::string archive, FakeRegistryBinary binary = {}) {
     return [=, this] { publish("2.0.0", archive, binary); };
   };
-  const auto commandArchive = [](Kind kind, int mode) {
-    return makeTestArchive({{"bin/agent", kind, kind == Kind::kSymlink ? "/bin/sh" : "x", mode}});
-  };
   struct Case {
     const char* name;
     std::function<void()> serve;
@@ -149,9 +146,6 @@ TEST_F(AntigravityACPInstallerTest, EveryRefusalLeavesThePreviousInstall) {
       {"archive on another host",
        publishing(good, {.archiveURL = "https://downloads.example.com/agent.tar.gz"}),
        Code::kUntrustedArchiveURL, false},
-      {"archive host hidden behind user information",
-       publishing(good, {.archiveURL = "https://dl.google.com@" + archiveURL.substr(8)}),
-       Code::kUntrustedArchiveURL, false},
       {"archive missing", publishing(good, {.archiveURL = registry_.url("/archives/gone.tar.gz")}),
        Code::kDownloadFailed, true},
       {"tampered archive", publishing(agentArchive("evil"), {.sha256 = sha256(good)}),
@@ -160,11 +154,10 @@ TEST_F(AntigravityACPInstallerTest, EveryRefusalLeavesThePreviousInstall) {
        publishing(
            makeTestArchive({{"bin/agent", Kind::kFile, "x", 0755}, {"../../escaped", Kind::kFile, "x"}})),
        Code::kExtractionFailed, true},
-      {"link out of the folder", publishing(commandArchive(Kind::kSymlink, 0777)), Code::kExtractionFailed,
-       true},
       {"command missing from the archive",
        publishing(makeTestArchive({{"bin/other", Kind::kFile, "x", 0755}})), Code::kInvalidCommand, true},
-      {"command not executable", publishing(commandArchive(Kind::kFile, 0644)), Code::kInvalidCommand, true},
+      {"command not executable", publishing(makeTestArchive({{"bin/agent", Kind::kFile, "x", 0644}})),
+       Code::kInvalidCommand, true},
       {"command outside the folder", publishing(good, {.command = "../bin/agent"}), Code::kInvalidCommand,
        true},
   };

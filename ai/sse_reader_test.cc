@@ -69,14 +69,6 @@ TEST(SSEReader, BodiesGiveTheirEventsWhateverTheChunking) {
   }
 }
 
-TEST(SSEReader, MultiByteCharacterSplitAcrossChunksArrivesIntact) {
-  SSEReader reader;
-  EXPECT_TRUE(reader.feed("data: caf\xC3").empty());
-  const auto events = reader.feed("\xA9\n\n");
-  ASSERT_EQ(events.size(), 1u);
-  EXPECT_EQ(events[0].data, "caf\xC3\xA9");
-}
-
 TEST(SSEReader, FeedReturnsEventsAsSoonAsTheyComplete) {
   SSEReader reader;
   EXPECT_TRUE(reader.feed("data: one\n").empty());

@@ -56,36 +56,6 @@ class AgentCommandsTest : public ::testing::Test {
   agents::testing::FakeAgentRegistry registry_;
 };
 
-// Which downloads are refused, and that a refusal keeps the install, is
-// AntigravityACPInstallerTest's; here, the command's words and the status it reads.
-TEST_F(AgentCommandsTest, InstallsFromARegistryAndReportsItsStatus) {
-  EXPECT_EQ(status()["installed"], false);
-  publish("1.0.0", {{"bin/agent", Kind::kFile, "#!/bin/sh\n", 0755}});
-  // A registry on this machine does not by itself make its archives trusted.
-  const CommandResult untrusted = run({"agent", "install", "--registry", registry_.url("/")}, false);
-  EXPECT_EQ(untrusted.code, kExitFailure);
-  EXPECT_EQ(untrusted.err, "zephyl: The Antigravity download location is not trusted.\n");
-  EXPECT_EQ(status()["installed"], false);
-
-  const CommandResult installed = run({"agent", "install", "--registry", registry_.url("/")});
-  ASSERT_EQ(installed.code, 0) << installed.err;
-  EXPECT_EQ(installed.out, "Antigravity 1.0.0 installed.\n");
-
-  nlohmann::json json = status();
-  EXPECT_EQ(json["installed"], true);
-  EXPECT_EQ(json["version"], "1.0.0");
-  EXPECT_EQ(json["command"], folder_.file("data") + "/agents/antigravity/bin/agent");
-  EXPECT_EQ(json["arguments"], nlohmann::json::parse(R"(["--acp"])"));
-  EXPECT_EQ(json["signedIn"], false);
-
-  fs::create_directories(folder_.file("home/.gemini/antigravity-acp"));
-  std::ofstream(folder_.file("home/.gemini/antigravity-acp/settings.json"))
-      << R"({"auth":{"type":"oauth-personal"}})";
-  json = status();
-  EXPECT_EQ(json["signedIn"], true);
-  EXPECT_EQ(json["signInKind"], "oauth-personal");
-}
-
 TEST_F(AgentCommandsTest, AsksACustomAgentThroughTheAssistantPath) {
   fs::create_directories(folder_.file("config"));
   std::ofstream(folder_.file("config/settings.json"))
@@ -138,12 +108,30 @@ TEST_F(AgentCommandsTest, AsksACustomAgentThroughTheAssistantPath) {
             "zephyl: Antigravity is not installed. Install it in Settings → Providers.\n");
 }
 
-TEST_F(AgentCommandsTest, AskSendsGeminiModelsToTheInstalledAgentOnceSignedIn) {
+// Which downloads are refused, and that a refusal keeps the install, is
+// AntigravityACPInstallerTest's; here, the command's words, the status it reads
+// and that Gemini models go to the installed agent once signed in.
+TEST_F(AgentCommandsTest, InstallsFromARegistryReportsItsStatusAndAnswersGeminiModelsOnceSignedIn) {
+  EXPECT_EQ(status()["installed"], false);
   publish("1.0.0",
           {{"bin/agent", Kind::kFile,
             "#!/bin/sh\nexec '" ZEPHYL_FAKE_ANTIGRAVITY_AGENT "' --log '" + folder_.file("agent.log") + "'\n",
             0755}});
-  ASSERT_EQ(run({"agent", "install", "--registry", registry_.url("/")}).code, 0);
+  // A registry on this machine does not by itself make its archives trusted.
+  const CommandResult untrusted = run({"agent", "install", "--registry", registry_.url("/")}, false);
+  EXPECT_EQ(untrusted.code, kExitFailure);
+  EXPECT_EQ(untrusted.err, "zephyl: The Antigravity download location is not trusted.\n");
+  EXPECT_EQ(status()["installed"], false);
+
+  const CommandResult installed = run({"agent", "install", "--registry", registry_.url("/")});
+  ASSERT_EQ(installed.code, 0) << installed.err;
+  EXPECT_EQ(installed.out, "Antigravity 1.0.0 installed.\n");
+  nlohmann::json json = status();
+  EXPECT_EQ(json["installed"], true);
+  EXPECT_EQ(json["version"], "1.0.0");
+  EXPECT_EQ(json["command"], folder_.file("data") + "/agents/antigravity/bin/agent");
+  EXPECT_EQ(json["arguments"], nlohmann::json::parse(R"(["--acp"])"));
+  EXPECT_EQ(json["signedIn"], false);
   const std::vector<std::string> ask{"ask", "--model", "Gemini 3.7 Flash", "--effort", "high", "echo hi"};
   EXPECT_EQ(run(ask).err,
             "zephyl: Antigravity needs sign-in. Sign in with Google in Settings → Providers.\n");
@@ -151,6 +139,9 @@ TEST_F(AgentCommandsTest, AskSendsGeminiModelsToTheInstalledAgentOnceSignedIn) {
   fs::create_directories(folder_.file("home/.gemini/antigravity-acp"));
   std::ofstream(folder_.file("home/.gemini/antigravity-acp/settings.json"))
       << R"({"auth":{"type":"oauth-personal"}})";
+  json = status();
+  EXPECT_EQ(json["signedIn"], true);
+  EXPECT_EQ(json["signInKind"], "oauth-personal");
   const CommandResult answered = run(ask);
   ASSERT_EQ(answered.code, 0) << answered.err;
   EXPECT_EQ(answered.out, "You chose no.\n");

@@ -181,74 +181,6 @@ TEST(TerminalMarkdown, RendersBlocksReadablyWithoutColour) {
 
 constexpr auto sse = platform::testing::responsesStreamEvent;
 
-TEST_F(AssistantCommandsTest, AskStreamsTheAnswerAndStoresTheTurnAndItsUsage) {
-  const std::string library = writeLibrary();
-  std::vector<std::string> bodies;
-  const std::string stream =
-      sse("response.created", R"("response":{"id":"resp_9"})") +
-      sse("response.output_text.delta", R"("item_id":"m","delta":"The beta ships ")") +
-      sse("response.output_text.delta", R"("item_id":"m","delta":"on Friday.")") +
-      sse("response.completed",
-          R"("response":{"id":"resp_9","usage":{"input_tokens":40,"output_tokens":6,"total_tokens":46}})");
-  LoopbackHTTPServer server([&](const LoopbackRequest& request, LoopbackConnection& connection, int) {
-    bodies.push_back(request.body);
-    connection.writeResponse("200 OK", "text/event-stream", stream);
-  });
-  environment_["OPENAI_API_KEY"] = "sk-test";
-  const std::vector<std::string> ask = {"--db",       library,       "ask",     "Summarise this note",
-                                        "--note",     "PLAN-UUID",   "--model", "openai:gpt-6-sol",
-                                        "--base-url", server.url("")};
-
-  std::vector<std::string> dryRun = ask;
-  dryRun.push_back("--dry-run");
-  const CommandResult preview = run(dryRun);
-  ASSERT_EQ(preview.code, 0) << preview.err;
-  EXPECT_TRUE(bodies.empty());
-
-  const CommandResult answered = run(ask);
-  ASSERT_EQ(answered.code, 0) << answered.err;
-  EXPECT_EQ(answered.out, "The beta ships on Friday.\n");
-  ASSERT_EQ(bodies.size(), 2u);
-  const json sent = json::parse(bodies[0]);
-  const json shown = json::parse(preview.out);
-  EXPECT_EQ(shown["provider"], "openAIAPI");
-  // The dry run shows the body that is sent, except the conversation's own id.
-  json sentWithoutKey = sent;
-  json shownWithoutKey = shown["request"];
-  sentWithoutKey.erase("prompt_cache_key");
-  shownWithoutKey.erase("prompt_cache_key");
-  EXPECT_EQ(sentWithoutKey, shownWithoutKey);
-  EXPECT_NE(sent.dump().find("Ship the beta on Friday"), std::string::npos);
-  const std::string input = shown["input"];
-  EXPECT_NE(
-      input.find("## Untrusted References\n[UNTRUSTED REFERENCE DATA — Note: Plan]\n## Environment\nApp: "
-                 "Notes\nApple Notes active: yes\nNote title: Plan"),
-      std::string::npos);
-
-  const json usage = json::parse(run({"usage", "--json", "--days", "1"}).out);
-  // The answer's bucket, and the title's of its own kind.
-  ASSERT_EQ(usage["buckets"].size(), 2u);
-  EXPECT_EQ(usage["buckets"][0]["kind"], "chat");
-  EXPECT_EQ(usage["buckets"][0]["reportedTokens"], 46);
-  EXPECT_EQ(usage["buckets"][1]["kind"], "title");
-  const json sessions = json::parse(std::ifstream(data() + "/chat-sessions.json"));
-  ASSERT_EQ(sessions.size(), 1u);
-  ASSERT_EQ(sessions[0]["messages"].size(), 2u);
-  EXPECT_EQ(sessions[0]["messages"][1]["text"], "The beta ships on Friday.");
-  EXPECT_EQ(sessions[0]["messages"][0]["turnInput"]["request"], "Summarise this note");
-
-  // The new chat was named by a second request, to the chat's model.
-  EXPECT_NE(bodies[1].find("Generate the chat title."), std::string::npos);
-  EXPECT_EQ(sessions[0]["generatedTitle"], "The beta ships on Friday.");
-
-  // Without a key there is nothing to send to.
-  environment_.erase("OPENAI_API_KEY");
-  const CommandResult refused = run(ask);
-  EXPECT_EQ(refused.code, kExitFailure);
-  EXPECT_NE(refused.err.find("Enable an AI provider in Settings first.\nSet a key"), std::string::npos);
-  EXPECT_EQ(bodies.size(), 2u);
-}
-
 // A replay of the Responses service: answers each chat request with `answer`
 // and a reasoning item (and, with `image`, a generated image), each title
 // request with a quoted title; keeps the bodies of both.
@@ -306,16 +238,36 @@ class ReplayServer {
   LoopbackHTTPServer server_;
 };
 
-TEST_F(AssistantCommandsTest, AskContinuesAChatWithItsHistoryAndNamesItOnce) {
+TEST_F(AssistantCommandsTest, AskSendsWhatTheDryRunShowsAndContinuesTheChatItStored) {
   const std::string library = writeLibrary();
   ReplayServer replay("The beta ships on Friday.", true);
   environment_["OPENAI_API_KEY"] = "sk-test";
   const std::vector<std::string> common = {"--model", "openai:gpt-6-sol", "--base-url", replay.url()};
-  std::vector<std::string> first = {"--db",   library,     "ask",   "Summarise this note",
-                                    "--note", "PLAN-UUID", "--json"};
+  std::vector<std::string> first = {"--db", library, "ask", "Summarise this note", "--note", "PLAN-UUID"};
   first.insert(first.end(), common.begin(), common.end());
+  std::vector<std::string> dryRun = first;
+  dryRun.push_back("--dry-run");
+  const CommandResult preview = run(dryRun);
+  ASSERT_EQ(preview.code, 0) << preview.err;
+  EXPECT_TRUE(replay.chats.empty());
+
+  first.push_back("--json");
   const CommandResult asked = run(first);
   ASSERT_EQ(asked.code, 0) << asked.err;
+  ASSERT_EQ(replay.chats.size(), 1u);
+  // The dry run shows the body that is sent, except the conversation's own id.
+  const json shown = json::parse(preview.out);
+  EXPECT_EQ(shown["provider"], "openAIAPI");
+  json sentWithoutKey = replay.chats[0];
+  json shownWithoutKey = shown["request"];
+  sentWithoutKey.erase("prompt_cache_key");
+  shownWithoutKey.erase("prompt_cache_key");
+  EXPECT_EQ(sentWithoutKey, shownWithoutKey);
+  EXPECT_NE(replay.chats[0].dump().find("Ship the beta on Friday"), std::string::npos);
+  EXPECT_NE(shown["input"].get<std::string>().find(
+                "## Untrusted References\n[UNTRUSTED REFERENCE DATA — Note: Plan]\n## Environment\nApp: "
+                "Notes\nApple Notes active: yes\nNote title: Plan"),
+            std::string::npos);
   // The last line names the chat and the stored answer.
   const json last = json::parse(asked.out.substr(asked.out.rfind('\n', asked.out.size() - 2) + 1));
   ASSERT_EQ(last.size(), 3u);
@@ -328,7 +280,9 @@ TEST_F(AssistantCommandsTest, AskContinuesAChatWithItsHistoryAndNamesItOnce) {
   ASSERT_EQ(run(second).code, 0);
 
   ASSERT_EQ(replay.chats.size(), 2u);
-  ASSERT_EQ(replay.titles.size(), 1u);  // the chat is named once, after its first exchange
+  // The new chat was named once, after its first exchange, by the chat's model.
+  ASSERT_EQ(replay.titles.size(), 1u);
+  EXPECT_EQ(replay.titles[0]["model"], "gpt-6-sol");
   const json& body = replay.chats[1];
   const json& input = body["input"];
   // How a history is replayed is AssistantTurnTest's; here, that what the turn
@@ -336,6 +290,9 @@ TEST_F(AssistantCommandsTest, AskContinuesAChatWithItsHistoryAndNamesItOnce) {
   ASSERT_EQ(input.size(), 5u) << input.dump();
   EXPECT_NE(input[0]["content"][0]["text"].get<std::string>().find("Ship the beta on Friday"),
             std::string::npos);
+  EXPECT_NE(ReplayServer::texts(body, "user")[0].find("Current Request:\nSummarise this note"),
+            std::string::npos);
+  EXPECT_EQ(ReplayServer::texts(body, "assistant"), std::vector<std::string>{"The beta ships on Friday."});
   EXPECT_EQ(input[1]["encrypted_content"], "SEALED-0");
   EXPECT_EQ(input[3]["content"][1]["image_url"], "data:image/png;base64,UE5H");
   EXPECT_TRUE(
@@ -347,13 +304,24 @@ TEST_F(AssistantCommandsTest, AskContinuesAChatWithItsHistoryAndNamesItOnce) {
   EXPECT_EQ(chats[0]["id"], chatID);
   EXPECT_EQ(chats[0]["generatedTitle"], "Beta plans");
   EXPECT_EQ(chats[0]["messageCount"], 4);
+  // The answers' buckets, and the title's of its own kind.
+  const json usage = json::parse(run({"usage", "--json", "--days", "1"}).out);
+  ASSERT_EQ(usage["buckets"].size(), 2u);
+  EXPECT_EQ(usage["buckets"][0]["kind"], "chat");
+  EXPECT_EQ(usage["buckets"][0]["requests"], 2);
+  EXPECT_EQ(usage["buckets"][1]["kind"], "title");
 
-  // The images (one per answer) lie in the chat's own folder, and go with the chat.
+  // The images (one per answer) lie in the chat's own folder; ChatCommandsTest removes them with it.
   const fs::path images = fs::path(data()) / "chat-session-images" / chatID;
   ASSERT_TRUE(fs::exists(images));
   EXPECT_EQ(std::distance(fs::directory_iterator(images), fs::directory_iterator()), 2);
-  ASSERT_EQ(run({"chat", "rm", chatID}).code, 0);
-  EXPECT_FALSE(fs::exists(images));
+
+  // Without a key there is nothing to send to.
+  environment_.erase("OPENAI_API_KEY");
+  const CommandResult refused = run(second);
+  EXPECT_EQ(refused.code, kExitFailure);
+  EXPECT_NE(refused.err.find("Enable an AI provider in Settings first.\nSet a key"), std::string::npos);
+  EXPECT_EQ(replay.chats.size(), 2u);
 }
 
 TEST_F(AssistantCommandsTest, ChatReadsTurnsAndCommandsFromAPipe) {

@@ -198,23 +198,6 @@ TEST_F(AssistantToolsTest, WebModeOffersSearchOnlyWhereTheProviderHasNoneAndASer
   }
 }
 
-TEST_F(AssistantToolsTest, AModelThatKeepsQueryingIsStoppedWithAClearMessage) {
-  const std::string library = (directory_ / "lib" / "NoteStore.sqlite").string();
-  ASSERT_EQ(run({"sample-library", library, "--notes", "50"}).code, 0);
-  auto server = serve([](int round, const json&) {
-    return functionCall("call_" + std::to_string(round), {{"action", "count"}, {"text", "plan"}});
-  });
-  const CommandResult result = run({"--db", library, "ask", "How many plans?", "--model", "openai:gpt-6-sol",
-                                    "--base-url", server->url("")});
-  EXPECT_EQ(result.code, 1);
-  EXPECT_NE(
-      result.err.find("The model kept calling tools without answering, so Zephyl stopped it after 8 rounds"),
-      std::string::npos)
-      << result.err;
-  EXPECT_EQ(chats.size(), 9u);
-  EXPECT_TRUE(lastToolOutput(chats[1]).ends_with("notes match (text \"plan\").")) << lastToolOutput(chats[1]);
-}
-
 TEST_F(AssistantToolsTest, InlineRewritesStandardInputWithTheInlineModelAndPrintsOnlyTheRewrite) {
   auto server = serve([](int, const json&) { return text("Short ") + text("version."); });
   fs::create_directories(directory_ / "config");

@@ -59,17 +59,13 @@ TEST_F(ChatCommandsTest, RenameAndRemoveChangeTheFile) {
   ASSERT_EQ(rows.size(), 1u);
   EXPECT_EQ(rows[0]["title"], "Museums");
 
-  struct Case {
-    std::vector<std::string> arguments;
-    int code;
-  };
-  const Case failures[] = {
-      {{"chat", "show", "nope"}, 2},
-      {{"chat", "rm", older_.id}, 2},
-      {{"chat", "show", "5E5"}, 2},  // too short to stand for an id
-      {{"chat", "nope"}, 2},         // no chat to resume
-  };
-  for (const Case& c : failures) EXPECT_EQ(run(c.arguments).code, c.code) << c.arguments.back();
+  // "5E5" is too short to stand for an id; `chat nope` has no chat to resume.
+  for (const std::vector<std::string>& arguments : {std::vector<std::string>{"chat", "show", "nope"},
+                                                    {"chat", "rm", older_.id},
+                                                    {"chat", "show", "5E5"},
+                                                    {"chat", "nope"}}) {
+    EXPECT_EQ(run(arguments).code, kExitUsage) << arguments.back();
+  }
 }
 
 }  // namespace

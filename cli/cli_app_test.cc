@@ -92,14 +92,12 @@ TEST_F(CliAppTest, FoldersAndNotesAsJson) {
   EXPECT_EQ(noteJson[0]["folderPath"], "iCloud › Work › Pro › jects");
   EXPECT_EQ(noteJson[0]["modifiedAt"], "2001-01-01T00:03:20.5Z");
   EXPECT_TRUE(noteJson[0]["noteDataPK"].is_number_integer());
-  EXPECT_EQ(noteJson[1]["uuid"], "UUID-OLDER");
-  EXPECT_EQ(noteJson[1]["createdAt"], "2001-01-01T00:00:00Z");
-  EXPECT_TRUE(noteJson[1]["noteDataPK"].is_null());
-  EXPECT_EQ(noteJson[1]["isPasswordProtected"], false);
-  for (const char* key : {"id", "uuid", "title", "folderID", "accountName", "folderName", "folderPath",
-                          "preview", "noteDataPK", "isPasswordProtected", "createdAt", "modifiedAt"}) {
-    EXPECT_TRUE(noteJson[1].contains(key)) << key;
-  }
+  EXPECT_EQ(noteJson[1]["folderID"], folderJson[1]["id"]);
+  noteJson[1].erase("id");
+  noteJson[1].erase("folderID");
+  EXPECT_EQ(noteJson[1], nlohmann::json::parse(R"({"uuid":"UUID-OLDER","title":"Older","accountName":"iCloud",
+      "folderName":"Work","folderPath":"iCloud › Work","preview":"old","noteDataPK":null,
+      "isPasswordProtected":false,"createdAt":"2001-01-01T00:00:00Z","modifiedAt":"2001-01-01T00:01:40Z"})"));
 
   const CommandResult human = run({"--db", library, "notes"});
   EXPECT_EQ(human.code, 0);

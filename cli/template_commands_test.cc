@@ -63,7 +63,7 @@ class TemplateCommandsTest : public testing::CommandTest {
   }
 };
 
-TEST_F(TemplateCommandsTest, ListShowAndExpandTemplatesOfRootFoldersOnly) {
+TEST_F(TemplateCommandsTest, ListShowExpandAndSlashTemplatesOfRootFoldersOnly) {
   const std::string db = writeLibrary();
   std::ofstream(directory_ / "config" / "settings.json") << R"({"templateDateFormat": "isoDate"})";
 
@@ -93,18 +93,15 @@ TEST_F(TemplateCommandsTest, ListShowAndExpandTemplatesOfRootFoldersOnly) {
   const auto missing = run({"--db", (directory_ / "none" / "NoteStore.sqlite").string(), "templates"});
   EXPECT_EQ(missing.code, 1);
   EXPECT_FALSE(missing.err.empty());
-}
 
-TEST_F(TemplateCommandsTest, SlashListsBuiltInsAndTemplatesRankedForTheQuery) {
-  const std::string db = writeLibrary();
   const auto all = run({"--db", db, "slash", "", "--json"});
   ASSERT_EQ(all.code, 0) << all.err;
-  const auto rows = nlohmann::json::parse(all.out);
-  ASSERT_EQ(rows.size(), editor::builtInSlashCommands().size() + 1);
-  EXPECT_EQ(rows[0]["identifier"], "ask-ai");
-  EXPECT_EQ(rows[13]["assetName"], nullptr);
-  EXPECT_EQ(rows[14]["kind"], "insertTemplate");
-  EXPECT_EQ(rows[14]["templateTitle"], "Standup");
+  const auto slashRows = nlohmann::json::parse(all.out);
+  ASSERT_EQ(slashRows.size(), editor::builtInSlashCommands().size() + 1);
+  EXPECT_EQ(slashRows[0]["identifier"], "ask-ai");
+  EXPECT_EQ(slashRows[13]["assetName"], nullptr);
+  EXPECT_EQ(slashRows[14]["kind"], "insertTemplate");
+  EXPECT_EQ(slashRows[14]["templateTitle"], "Standup");
 
   const auto stand = run({"--db", db, "slash", "STAND", "--json"});
   ASSERT_EQ(stand.code, 0) << stand.err;

@@ -56,7 +56,6 @@ TEST(SearchTextFolder, MappedFoldingPointsBackToSourceCharacters) {
   const SearchTextFolder folder("en_US");
   const auto mapped = folder.foldMapped(U"Aß É");
   EXPECT_EQ(mapped.folded, "ass e");
-  ASSERT_EQ(mapped.sourceIndex.size(), mapped.folded.size());
   EXPECT_EQ(mapped.sourceIndex, (std::vector<uint32_t>{0, 1, 1, 2, 3}));
   EXPECT_EQ(mapped.folded, folder.fold("Aß É"));
 }

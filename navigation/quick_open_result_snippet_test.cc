@@ -26,34 +26,12 @@ class ResultSnippetTest : public ::testing::Test {
   core::SearchTextFolder folder_{"en_US"};
 };
 
-TEST_F(ResultSnippetTest, MatchWithinFirst32CharactersOpensTheSnippetAtTheMatch) {
-  std::string text = filler(300);
-  text.replace(20, 6, "needle");
-  const std::string result = snippet(text, "needle");
-  EXPECT_EQ(result.substr(0, 9), "...needle");
-  EXPECT_EQ(result, "..." + text.substr(20, 170) + "...");
-}
-
-TEST_F(ResultSnippetTest, LaterMatchOpens36CharactersBeforeIt) {
-  std::string text = filler(300);
-  text.replace(100, 6, "needle");
-  const std::string result = snippet(text, "NEEDLE");
-  EXPECT_EQ(result, "..." + text.substr(64, 170) + "...");
-  EXPECT_EQ(result.find("needle"), 3 + 36);
-}
-
 TEST_F(ResultSnippetTest, ShortTextComesBackCleanedAndWhole) {
   const std::string text = "  First line\r\nsecond\t\tline\u2028third\u0085fourth  " + filler(100);
   const std::string result = snippet(text, "fourth");
   EXPECT_EQ(result, "First line second line third fourth " + filler(100));
   EXPECT_LE(characters(result), 170u);
   EXPECT_EQ(result.find("..."), std::string::npos);
-}
-
-TEST_F(ResultSnippetTest, QueryNotFoundGivesTheFirst170CharactersAndDots) {
-  const std::string text = filler(300);
-  EXPECT_EQ(snippet(text, "absent"), text.substr(0, 170) + "...");
-  EXPECT_EQ(snippet(text, "   "), text.substr(0, 170) + "...");
 }
 
 TEST_F(ResultSnippetTest, EdgesOfTheWindow) {
@@ -74,8 +52,10 @@ TEST_F(ResultSnippetTest, EdgesOfTheWindow) {
        (text.substr(0, 33) + "needle" + filler(200)).substr(0, 170) + "..."},
       {"match near the end has no trailing dots", text + "needle", "needle", 50,
        "..." + (text + "needle").substr(264)},
-      {"trimmed query", text.substr(0, 100) + "needle" + text, " needle\n", 20,
+      {"trimmed and folded query", text.substr(0, 100) + "needle" + text, " NEEDLE\n", 20,
        "..." + (text.substr(0, 100) + "needle" + text).substr(64, 20) + "..."},
+      {"no match opens at the start", text, "absent", 170, text.substr(0, 170) + "..."},
+      {"a blank query matches nothing", text, "   ", 170, text.substr(0, 170) + "..."},
       {"empty after cleaning", " \n\t\r ", "x", 170, ""},
   };
   for (const auto& c : cases) {

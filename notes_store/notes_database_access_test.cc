@@ -143,7 +143,7 @@ struct SmallLibrary {
   }
 };
 
-TEST_F(NotesDatabaseAccessTest, FolderTreeHasPathsComponentPathsAndSkipsTrashAndDeleted) {
+TEST_F(NotesDatabaseAccessTest, FolderTreeAndNoteListSkipTrashAndDeletedButNamedFoldersKeepNullFlags) {
   SmallLibrary library;
   const auto path = write(library.builder);
   const auto folders = read(path, [](auto& c) { return NotesDatabaseAccess::fetchFolderTree(c); });
@@ -162,12 +162,7 @@ TEST_F(NotesDatabaseAccessTest, FolderTreeHasPathsComponentPathsAndSkipsTrashAnd
   EXPECT_EQ(folders->back().id, prefix + std::to_string(library.work));
   EXPECT_EQ(core::formatIso8601(folders->back().modifiedAt), "2001-01-01T00:00:10Z");
   EXPECT_EQ(folders->front().modifiedAt, std::nullopt);
-}
 
-TEST_F(NotesDatabaseAccessTest,
-       NoteListDropsNullFlagsTrashAndDeletedButNamedFoldersKeepNullFlagsAndEmptyOnes) {
-  SmallLibrary library;
-  const auto path = write(library.builder);
   const auto notes = read(path, [](auto& c) { return NotesDatabaseAccess::fetchNoteList(c); });
   ASSERT_TRUE(notes.has_value());
   std::map<std::string, NotesNoteRow> byTitle;
@@ -278,6 +273,7 @@ TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7ListWithTheirAccounts) {
   EXPECT_NO_THROW(read(path, [](auto& c) {
     NotesDatabaseAccess::fetchLinkAttachments(c);
     NotesDatabaseAccess::fetchLinkTargets(c);
+    NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kTemplates);
     return NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
   }));
 }
@@ -728,6 +724,9 @@ TEST_P(RealLibraryTest, ListsExactlyTheLiveFoldersAndNotes) {
   const std::string before = platform::testing::readFile(copy);
 
   const auto result = read(copy.string(), [](auto& c) {
+    // The named folders' statements read these schemas too; neither library has such a folder.
+    EXPECT_TRUE(NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates).empty());
+    EXPECT_TRUE(NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kSkills).empty());
     return std::make_pair(NotesDatabaseAccess::fetchFolderTree(c), NotesDatabaseAccess::fetchNoteList(c));
   });
   ASSERT_TRUE(result.has_value());
@@ -751,6 +750,7 @@ TEST_P(RealLibraryTest, ListsExactlyTheLiveFoldersAndNotes) {
   EXPECT_EQ(titles.count("This is a deleted note"), 0u);  // it lies in the trash
   EXPECT_TRUE(titles.count("This note is in a subfolder"));
   EXPECT_TRUE(titles.count("This note is password protected"));
+  EXPECT_EQ(rowTexts(*read(copy.string(), noteListWithoutJoins)), rowTexts(result->second));
   EXPECT_EQ(platform::testing::readFile(copy), before);
 }
 
