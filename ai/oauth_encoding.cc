@@ -5,8 +5,6 @@
 namespace zephyl::ai {
 namespace {
 
-constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
-
 int hexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';
   if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -31,42 +29,6 @@ std::string percentDecode(std::string_view text) {
 }
 
 }  // namespace
-
-std::string base64URLEncode(std::string_view bytes) {
-  std::string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  uint32_t buffer = 0;
-  int bits = 0;
-  for (unsigned char byte : bytes) {
-    buffer = (buffer << 8) | byte;
-    bits += 8;
-    while (bits >= 6) {
-      bits -= 6;
-      out += kAlphabet[(buffer >> bits) & 0x3F];
-    }
-  }
-  if (bits > 0) out += kAlphabet[(buffer << (6 - bits)) & 0x3F];
-  return out;
-}
-
-std::optional<std::string> base64URLDecode(std::string_view text) {
-  while (!text.empty() && text.back() == '=') text.remove_suffix(1);
-  if (text.size() % 4 == 1) return std::nullopt;
-  std::string out;
-  uint32_t buffer = 0;
-  int bits = 0;
-  for (char c : text) {
-    const size_t value = kAlphabet.find(c);
-    if (value == std::string_view::npos) return std::nullopt;
-    buffer = (buffer << 6) | static_cast<uint32_t>(value);
-    bits += 6;
-    if (bits >= 8) {
-      bits -= 8;
-      out += static_cast<char>((buffer >> bits) & 0xFF);
-    }
-  }
-  return out;
-}
 
 std::string percentEncode(std::string_view text) {
   static constexpr char kHex[] = "0123456789ABCDEF";

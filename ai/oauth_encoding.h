@@ -1,4 +1,4 @@
-// The encodings OAuth sign-in needs: base64url without padding (PKCE, JWT),
+// The encodings OAuth sign-in needs beside base64url (core/base64):
 // percent-encoding of query and form values, and reading a query string.
 #pragma once
 
@@ -10,10 +10,6 @@
 #include <vector>
 
 namespace zephyl::ai {
-
-std::string base64URLEncode(std::string_view bytes);
-// Accepts padding or none; nullopt for anything outside the URL-safe alphabet.
-std::optional<std::string> base64URLDecode(std::string_view text);
 
 // Every byte but the unreserved ones (RFC 3986) as %XX.
 std::string percentEncode(std::string_view text);

@@ -2,8 +2,8 @@
 
 #include <cstdio>
 
-#include "ai/oauth_encoding.h"
 #include "ai/oauth_error.h"
+#include "core/base64.h"
 
 namespace zephyl::ai {
 namespace {
@@ -72,7 +72,8 @@ std::optional<core::JSONValue> jwtPayload(std::string_view token) {
   const size_t second = token.find('.', first + 1);
   if (second == std::string_view::npos || token.find('.', second + 1) != std::string_view::npos)
     return std::nullopt;
-  const auto payload = base64URLDecode(token.substr(first + 1, second - first - 1));
+  const auto payload =
+      core::base64Decode(token.substr(first + 1, second - first - 1), core::Base64Alphabet::kURL);
   if (!payload) return std::nullopt;
   try {
     auto claims = core::JSONValue::parse(*payload);

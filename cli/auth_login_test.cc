@@ -13,7 +13,7 @@
 #include <utility>
 
 #include "ai/ai_provider.h"
-#include "ai/oauth_encoding.h"
+#include "core/base64.h"
 #include "platform/linux/curl_http_transport.h"
 #include "platform/testing/fake_authorization_server.h"
 #include "platform/testing/test_folder.h"
@@ -24,7 +24,8 @@ namespace {
 namespace fs = std::filesystem;
 
 std::string jwt(const std::string& payload) {
-  return ai::base64URLEncode(R"({"alg":"none"})") + "." + ai::base64URLEncode(payload) + ".sig";
+  return core::base64Encode(R"({"alg":"none"})", core::Base64Alphabet::kURL) + "." +
+         core::base64Encode(payload, core::Base64Alphabet::kURL) + ".sig";
 }
 
 // A Responses service on loopback: a short answer to any request; keeps the

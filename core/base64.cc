@@ -6,22 +6,25 @@
 namespace zephyl::core {
 namespace {
 
-constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view kStandard = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+constexpr std::string_view kURL = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_";
 
-constexpr std::array<int8_t, 256> decodingTable() {
+constexpr std::array<int8_t, 256> decodingTable(std::string_view alphabet) {
   std::array<int8_t, 256> table{};
   table.fill(-1);
-  for (size_t index = 0; index < kAlphabet.size(); ++index) {
-    table[static_cast<unsigned char>(kAlphabet[index])] = static_cast<int8_t>(index);
+  for (size_t index = 0; index < alphabet.size(); ++index) {
+    table[static_cast<unsigned char>(alphabet[index])] = static_cast<int8_t>(index);
   }
   return table;
 }
 
-constexpr auto kDecoding = decodingTable();
+constexpr auto kStandardDecoding = decodingTable(kStandard);
+constexpr auto kURLDecoding = decodingTable(kURL);
 
 }  // namespace
 
-std::string base64Encode(std::string_view bytes) {
+std::string base64Encode(std::string_view bytes, Base64Alphabet alphabet) {
+  const std::string_view kAlphabet = alphabet == Base64Alphabet::kURL ? kURL : kStandard;
   std::string text;
   text.reserve((bytes.size() + 2) / 3 * 4);
   size_t index = 0;
@@ -40,13 +43,14 @@ std::string base64Encode(std::string_view bytes) {
     if (rest == 2) group |= static_cast<uint32_t>(static_cast<unsigned char>(bytes[index + 1])) << 8;
     text += kAlphabet[group >> 18 & 63];
     text += kAlphabet[group >> 12 & 63];
-    text += rest == 2 ? kAlphabet[group >> 6 & 63] : '=';
-    text += '=';
+    if (rest == 2) text += kAlphabet[group >> 6 & 63];
+    if (alphabet == Base64Alphabet::kStandard) text.append(rest == 2 ? 1 : 2, '=');
   }
   return text;
 }
 
-std::optional<std::string> base64Decode(std::string_view text) {
+std::optional<std::string> base64Decode(std::string_view text, Base64Alphabet alphabet) {
+  const auto& kDecoding = alphabet == Base64Alphabet::kURL ? kURLDecoding : kStandardDecoding;
   std::string bytes;
   bytes.reserve(text.size() / 4 * 3);
   uint32_t group = 0;

@@ -1,6 +1,7 @@
-// Base64 (RFC 4648, standard alphabet with padding): how services carry image
-// and file bytes inside JSON, as data URLs on the way out and as plain base64
-// strings on the way back.
+// Base64 (RFC 4648): in the standard alphabet with padding, how services carry
+// image and file bytes inside JSON, as data URLs on the way out and as plain
+// base64 strings on the way back; in the URL alphabet without padding, what
+// OAuth sign-in uses (PKCE, the parts of a JWT).
 #pragma once
 
 #include <optional>
@@ -9,10 +10,16 @@
 
 namespace zephyl::core {
 
-std::string base64Encode(std::string_view bytes);
+enum class Base64Alphabet {
+  kStandard,  // "+" and "/", padded with "="
+  kURL,       // "-" and "_", not padded
+};
 
-// The bytes of `text`, or nullopt when it is not base64. Padding may be left
-// out; white space (services wrap long values) is skipped.
-std::optional<std::string> base64Decode(std::string_view text);
+std::string base64Encode(std::string_view bytes, Base64Alphabet alphabet = Base64Alphabet::kStandard);
+
+// The bytes of `text`, or nullopt when it is not base64 in `alphabet`. Padding
+// may be left out; white space (services wrap long values) is skipped.
+std::optional<std::string> base64Decode(std::string_view text,
+                                        Base64Alphabet alphabet = Base64Alphabet::kStandard);
 
 }  // namespace zephyl::core

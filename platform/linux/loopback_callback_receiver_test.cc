@@ -12,6 +12,7 @@
 
 #include "ai/oauth_encoding.h"
 #include "ai/oauth_error.h"
+#include "core/base64.h"
 #include "platform/linux/curl_http_transport.h"
 #include "platform/testing/fake_authorization_server.h"
 #include "platform/testing/fake_clock.h"
@@ -31,7 +32,8 @@ class CountingRandom : public ai::SecureRandom {
 };
 
 std::string jwt(const std::string& payload) {
-  return ai::base64URLEncode(R"({"alg":"none"})") + "." + ai::base64URLEncode(payload) + ".sig";
+  return core::base64Encode(R"({"alg":"none"})", core::Base64Alphabet::kURL) + "." +
+         core::base64Encode(payload, core::Base64Alphabet::kURL) + ".sig";
 }
 
 const std::string kIDToken = jwt(R"({"https://api.openai.com/auth":{"chatgpt_account_id":"acct-42"}})");
