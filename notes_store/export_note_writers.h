@@ -23,6 +23,7 @@ struct ExportNoteJob {
   size_t index = 0;  // into the plan
   int64_t key = 0;   // the note's object key
   std::string body;  // as stored
+  std::string preview;
   bool bodyOverLimit = false;
   bool mayHaveTables = false;
   bool mayHaveInlineTexts = false;

@@ -8,14 +8,12 @@ LibraryExportNote::LibraryExportNote(const NotesNoteRow& row, uint32_t folderNum
       modifiedAt(row.modifiedAt),
       folder(folderNumber),
       locked(row.isPasswordProtected != 0) {
-  texts_.reserve(row.id.size() + row.uuid.size() + row.title.size() + row.preview.size());
+  texts_.reserve(row.id.size() + row.uuid.size() + row.title.size());
   texts_ += row.id;
   idEnd_ = static_cast<uint32_t>(texts_.size());
   texts_ += row.uuid;
   uuidEnd_ = static_cast<uint32_t>(texts_.size());
   texts_ += row.title;
-  titleEnd_ = static_cast<uint32_t>(texts_.size());
-  texts_ += row.preview;
 }
 
 void LibraryExportNoteList::add(const NotesNoteRow& row) {

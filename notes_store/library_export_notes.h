@@ -1,7 +1,9 @@
 // The library's notes as an export keeps them while it runs: each note's texts
 // in one allocation, and its folder as a number into the list's folders. A
 // note row holds seven strings, three of them its folder's; a library of
-// 100,000 notes held as rows costs several times its manifest.
+// 100,000 notes held as rows costs several times its manifest. The preview,
+// the longest of them and needed only to write the note, is read again with
+// the note's body.
 #pragma once
 
 #include <cstdint>
@@ -28,8 +30,7 @@ class LibraryExportNote {
 
   std::string_view id() const { return std::string_view(texts_).substr(0, idEnd_); }
   std::string_view uuid() const { return std::string_view(texts_).substr(idEnd_, uuidEnd_ - idEnd_); }
-  std::string_view title() const { return std::string_view(texts_).substr(uuidEnd_, titleEnd_ - uuidEnd_); }
-  std::string_view preview() const { return std::string_view(texts_).substr(titleEnd_); }
+  std::string_view title() const { return std::string_view(texts_).substr(uuidEnd_); }
 
   std::optional<int64_t> noteDataPK;
   std::optional<core::TimePoint> createdAt;
@@ -38,10 +39,9 @@ class LibraryExportNote {
   bool locked = false;
 
  private:
-  std::string texts_;  // id, uuid, title and preview, one after another
+  std::string texts_;  // id, uuid and title, one after another
   uint32_t idEnd_ = 0;
   uint32_t uuidEnd_ = 0;
-  uint32_t titleEnd_ = 0;
 };
 
 class LibraryExportNoteList {

@@ -371,6 +371,10 @@ class ExportWrite {
     }
     if (batch->jobs.empty()) return batch;
     auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection_, keys, options_.stop);
+    std::vector<int64_t> noteKeys;
+    noteKeys.reserve(batch->jobs.size());
+    for (const ExportNoteJob& job : batch->jobs) noteKeys.push_back(job.key);
+    auto previews = NotesDatabaseAccess::fetchNotePreviews(connection_, noteKeys, options_.stop);
     // Made for the first batch with notes to write: a run that writes none
     // does without. Links between notes are looked up from every worker, so
     // their table is made before any starts.
@@ -393,6 +397,8 @@ class ExportWrite {
           job.bodyOverLimit = body->second.overLimit;
         }
       }
+      if (auto preview = previews.find(job.key); preview != previews.end())
+        job.preview = std::move(preview->second);
       if (job.mayHaveTables || job.mayHaveInlineTexts) job.rendered = render(job);
     }
     return batch;
@@ -452,7 +458,7 @@ class ExportWrite {
     source.id = note.id();
     source.key = job.key;
     source.title = note.title();
-    source.preview = note.preview();
+    source.preview = job.preview;
     source.body = job.body;
     source.bodyOverLimit = job.bodyOverLimit;
     source.mayHaveTables = job.mayHaveTables;
@@ -478,6 +484,7 @@ class ExportWrite {
     const RenderedNote rendered = job.rendered ? std::move(*job.rendered) : render(job);
     job.rendered.reset();
     std::string().swap(job.body);
+    std::string().swap(job.preview);
     if (rendered.overLimit) {
       job.outcome = ExportNoteJob::Outcome::kOverLimit;
       return;

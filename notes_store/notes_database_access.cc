@@ -262,6 +262,20 @@ std::unordered_map<int64_t, NotesBodyBlob> NotesDatabaseAccess::fetchNoteBodies(
   return bodies;
 }
 
+std::unordered_map<int64_t, std::string> NotesDatabaseAccess::fetchNotePreviews(
+    NotesDatabaseConnection& connection, const std::vector<int64_t>& keys, std::stop_token stop) {
+  std::unordered_map<int64_t, std::string> previews;
+  previews.reserve(keys.size());
+  for (size_t start = 0; start < keys.size(); start += kNoteBodiesChunkSize) {
+    if (stop.stop_requested()) throw core::CancellationError();
+    const size_t count = std::min(kNoteBodiesChunkSize, keys.size() - start);
+    SqliteStatement statement(connection.handle(), statements::notePreviewsByKey(count));
+    for (size_t i = 0; i < count; ++i) statement.bindInt64(static_cast<int>(i + 1), keys[start + i]);
+    while (statement.step()) previews[statement.int64Column(0)] = statement.textColumn(1);
+  }
+  return previews;
+}
+
 std::vector<NotesFolderRow> NotesDatabaseAccess::fetchFolderTree(NotesDatabaseConnection& connection) {
   SqliteStatement statement(connection.handle(), statements::folderTree(connection.schema()));
   std::vector<NotesFolderRow> folders;

@@ -123,6 +123,12 @@ class NotesDatabaseAccess {
                                                                     const std::vector<int64_t>& keys,
                                                                     std::stop_token stop = {});
 
+  // Previews by note key, as fetchNoteBodies fetches bodies. Throws
+  // core::CancellationError and NotesDatabaseError as it does.
+  static std::unordered_map<int64_t, std::string> fetchNotePreviews(NotesDatabaseConnection& connection,
+                                                                    const std::vector<int64_t>& keys,
+                                                                    std::stop_token stop = {});
+
   static std::optional<std::string> fetchStoreUUID(NotesDatabaseConnection& connection);
   static bool hasNoteDataTable(NotesDatabaseConnection& connection);
 

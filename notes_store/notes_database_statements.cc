@@ -313,6 +313,11 @@ std::string noteBodiesByKey(size_t count) {
   return "SELECT z_pk, " + boundedBody("zdata") + " FROM zicnotedata WHERE z_pk IN " + placeholders(count);
 }
 
+std::string notePreviewsByKey(size_t count) {
+  return "SELECT z_pk, COALESCE(zsnippet, '') FROM ziccloudsyncingobject WHERE z_pk IN " +
+         placeholders(count);
+}
+
 std::string notesWithTables() {
   return "SELECT DISTINCT znote FROM ziccloudsyncingobject"
          " WHERE COALESCE(zmarkedfordeletion, 0) != 1 AND ztypeuti = 'com.apple.notes.table'"

@@ -50,6 +50,8 @@ inline constexpr std::string_view kNoteDataTableCheck =
 // Key, body (NULL past the size limit) and whether it was past it, of the
 // zicnotedata rows whose key is one of `count` bound keys.
 std::string noteBodiesByKey(size_t count);
+// Note key and preview ("" when none) of the notes with `count` bound keys.
+std::string notePreviewsByKey(size_t count);
 
 std::string folderTree(const NotesSchema& schema);
 // The listed notes whose keys lie between two bound keys, in key order.
