@@ -145,8 +145,8 @@ std::vector<core::FolderListing> listEarlierFiles(core::FileSystem& files, const
 }
 
 // The entries of the earlier manifest whose files are still in the export
-// folder as regular files, by address. Matched as the folder is listed, so
-// that the listing, a string a file, is not kept while the library is read.
+// folder as regular files, by address. Matched as soon as the folder is listed,
+// so that the listing, a string a file, is not kept while the library is read.
 std::vector<const LibraryExportManifestEntry*> presentEarlierFiles(
     const Manifest& manifest, const std::vector<core::FolderListing>& listings) {
   std::vector<const LibraryExportManifestEntry*> byPath;
