@@ -182,12 +182,9 @@ TEST_F(AIUsageStoreOnDisk, TwoStoresOnOneFileMergeEachOthersRecords) {
   first.record(recordOf({}, ReasoningEffort::kHigh));
 
   const auto snapshot = open().snapshot();
-  ASSERT_EQ(snapshot.days.size(), 2u);
-  EXPECT_EQ(snapshot.days[0], (AIUsageDayTotal{"2026-11-14", 2, 2}));
-  EXPECT_EQ(snapshot.days[1], (AIUsageDayTotal{"2026-11-15", 4, 2}));
-  ASSERT_EQ(snapshot.models.size(), 1u);
-  EXPECT_EQ(snapshot.models[0].requests, 4);
-  EXPECT_EQ(snapshot.models[0].requestsWithReportedUsage, 2);
+  EXPECT_EQ(snapshot.days, (std::vector<AIUsageDayTotal>{{"2026-11-14", 2, 2}, {"2026-11-15", 4, 2}}));
+  EXPECT_EQ(snapshot.models,
+            (std::vector<AIUsageModelSummary>{{AIProvider::kOpenAIAPI, "gpt-6-sol", 4, 2, 6, 3, 0, 3, 0}}));
   EXPECT_EQ(snapshot.buckets.size(), 3u);
   EXPECT_EQ(first.snapshot().buckets, snapshot.buckets);
 }

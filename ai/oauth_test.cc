@@ -80,15 +80,12 @@ TEST(OAuthTokens, TokenResponsesKeepWhatARefreshLeavesOutAndRoundTripThroughTheS
                        "cid"};
   const OAuthTokens kept =
       tokensFromResponse(json(R"({"access_token":"a2","expires_in":3600})"), now, &previous, false);
-  EXPECT_EQ(kept.refreshToken, "old-r");
-  EXPECT_EQ(kept.accountID, "acct-1");
-  EXPECT_EQ(kept.expiresAt, now + 1h);
+  EXPECT_EQ(kept, (OAuthTokens{"a2", "old-r", jwt("{}"), now + 1h, "acct-1", previous.tokenURL, "cid"}));
+  const std::string access = jwt(R"({"exp":1800000600})");  // expires in 10 minutes
   const OAuthTokens rotated = tokensFromResponse(
-      json(R"({"access_token":")" + jwt(R"({"exp":1800000600})") + R"(","refresh_token":"new-r"})"), now,
-      &previous, false);
-  EXPECT_EQ(rotated.refreshToken, "new-r");
-  EXPECT_EQ(rotated.expiresAt, now + 10min);  // from the access token's own exp claim
-  EXPECT_EQ(rotated.tokenURL, "https://issuer/oauth/token");
+      json(R"({"access_token":")" + access + R"(","refresh_token":"new-r"})"), now, &previous, false);
+  EXPECT_EQ(rotated,
+            (OAuthTokens{access, "new-r", jwt("{}"), now + 10min, "acct-1", previous.tokenURL, "cid"}));
 
   EXPECT_EQ(parseOAuthTokens(serializeOAuthTokens(rotated)), rotated);
   EXPECT_EQ(parseOAuthTokens("sk-plain-api-key"), std::nullopt);

@@ -250,10 +250,10 @@ TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
   }
 }
 
-TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7ListWithTheirAccounts) {
-  NotesLibraryBuilder builder({.hasAccount7Column = false});
+TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7OrNoteDataListWithTheirAccountsAndNoBodies) {
+  NotesLibraryBuilder builder({.hasAccount7Column = false, .hasNoteDataTable = false});
   const int64_t account = builder.addAccount({.name = "iCloud"});
-  const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
+  const int64_t folder = builder.addFolder({.title = "Templates", .owner = account});
   builder.addNote({.title = "Old", .folder = folder, .account4 = account, .modifiedAt = 5});
   // Linked to two accounts, the note is listed once with each.
   const int64_t other = builder.addAccount({.name = "On My Mac"});
@@ -265,17 +265,22 @@ TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7ListWithTheirAccounts) {
   });
   ASSERT_TRUE(result.has_value());
   ASSERT_EQ(result->first.size(), 1u);
-  EXPECT_EQ(result->first[0].path, "iCloud › Notes");
+  EXPECT_EQ(result->first[0].path, "iCloud › Templates");
   ASSERT_EQ(result->second.size(), 3u);
   EXPECT_EQ(result->second[0].accountName, "iCloud");
   EXPECT_EQ(rowTexts(*read(path, noteListWithoutJoins)), rowTexts(result->second));
-  // The other statements prepare too.
-  EXPECT_NO_THROW(read(path, [](auto& c) {
+  // The other statements prepare too; bodies are absent.
+  read(path, [](auto& c) {
+    EXPECT_FALSE(NotesDatabaseAccess::hasNoteDataTable(c));
+    EXPECT_TRUE(NotesDatabaseAccess::fetchNoteBodies(c, {1, 2, 3}).empty());
     NotesDatabaseAccess::fetchLinkAttachments(c);
     NotesDatabaseAccess::fetchLinkTargets(c);
     NotesDatabaseAccess::fetchFolderNotesWithoutBodies(c, NamedFolderSet::kTemplates);
-    return NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
-  }));
+    const auto rows = NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
+    EXPECT_FALSE(rows.empty());
+    for (const auto& row : rows) EXPECT_EQ(row.bodyData, std::nullopt);
+    return 0;
+  });
 }
 
 TEST_F(NotesDatabaseAccessTest, FolderTreeIsCappedAt2000) {
@@ -389,22 +394,6 @@ TEST_F(NotesDatabaseAccessTest, BodiesStoredPastTheInflatedLimitAreNotFetched) {
       EXPECT_EQ(bodies.at(dataKey).overLimit, cases[i].overLimit);
       EXPECT_EQ(bodies.at(dataKey).bytes.size(), fetched);
     }
-    return 0;
-  });
-}
-
-TEST_F(NotesDatabaseAccessTest, StoreWithoutNoteDataGivesEmptyBodies) {
-  NotesLibraryBuilder builder({.hasNoteDataTable = false});
-  const int64_t account = builder.addAccount({.name = "iCloud"});
-  const int64_t folder = builder.addFolder({.title = "Templates", .owner = account});
-  builder.addNote({.title = "T", .folder = folder, .account7 = account, .modifiedAt = 1});
-  const auto path = write(builder);
-  read(path, [](auto& c) {
-    EXPECT_FALSE(NotesDatabaseAccess::hasNoteDataTable(c));
-    EXPECT_TRUE(NotesDatabaseAccess::fetchNoteBodies(c, {1, 2, 3}).empty());
-    const auto rows = NotesDatabaseAccess::fetchFolderNotesWithBodies(c, NamedFolderSet::kTemplates);
-    EXPECT_EQ(rows.size(), 1u);
-    EXPECT_EQ(rows[0].bodyData, std::nullopt);
     return 0;
   });
 }
