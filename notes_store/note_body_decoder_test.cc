@@ -344,10 +344,9 @@ TEST(DecodeNoteBody, InvalidTextMakesACandidateWithNothingElse) {
     const NotesDatabaseParsedNote parsed =
         decodeNoteBody(encodeNoteDocument({{.text = text, .link = "L", .attachmentIdentifier = "ID"}}), 1);
     ASSERT_EQ(parsed.candidates.size(), 1u);
-    EXPECT_FALSE(parsed.candidates[0].text);
-    EXPECT_TRUE(parsed.candidates[0].lineStyles.empty());
-    EXPECT_TRUE(parsed.candidates[0].links.empty());
-    EXPECT_TRUE(parsed.candidates[0].attachmentIdentifiers.empty());
+    const NotesDatabaseBodyTextCandidate& c = parsed.candidates[0];
+    EXPECT_EQ(std::tuple(c.text, c.lineStyles.size(), c.links.size(), c.attachmentIdentifiers.size()),
+              std::tuple(std::nullopt, 0u, 0u, 0u));
   }
 }
 
