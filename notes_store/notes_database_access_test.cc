@@ -469,9 +469,7 @@ TEST_F(NotesDatabaseAccessTest, GrantNamingFolderOrFileOpensTheSameDatabaseAndSc
     FakeNotesDatabaseGrant grant(granted);
     NotesDatabaseAccess access(grant, files_, "/home/nobody");
     EXPECT_EQ(access.resolveDatabasePath(), path) << granted;
-    const auto uuid = access.withDatabase([](auto& c) { return NotesDatabaseAccess::fetchStoreUUID(c); });
-    ASSERT_TRUE(uuid.has_value());
-    EXPECT_EQ(*uuid, library.builder.storeUUID());
+    EXPECT_EQ(access.withDatabase(NotesDatabaseAccess::fetchStoreUUID), library.builder.storeUUID());
     EXPECT_EQ(grant.events(), (std::vector<std::string>{"start:" + granted, "stop:" + granted}));
   }
   // A copy with another file name is used as it is.
@@ -537,59 +535,17 @@ class ReadOnlyFolderVfs {
       base_ = sqlite3_vfs_find(nullptr);
       vfs_ = *base_;
       vfs_.zName = kName;
-      vfs_.szOsFile = static_cast<int>(sizeof(File)) + base_->szOsFile;
       vfs_.pNext = nullptr;
       vfs_.xOpen = open;
-      methods_ = {};
-      methods_.iVersion = 2;  // no memory mapping
-      methods_.xClose = [](sqlite3_file* f) {
-        const int rc = real(f)->pMethods->xClose(real(f));
-        f->pMethods = nullptr;
-        return rc;
-      };
-      methods_.xRead = Forward<&sqlite3_io_methods::xRead>::call;
-      methods_.xWrite = Forward<&sqlite3_io_methods::xWrite>::call;
-      methods_.xTruncate = Forward<&sqlite3_io_methods::xTruncate>::call;
-      methods_.xSync = Forward<&sqlite3_io_methods::xSync>::call;
-      methods_.xFileSize = Forward<&sqlite3_io_methods::xFileSize>::call;
-      methods_.xLock = Forward<&sqlite3_io_methods::xLock>::call;
-      methods_.xUnlock = Forward<&sqlite3_io_methods::xUnlock>::call;
-      methods_.xCheckReservedLock = Forward<&sqlite3_io_methods::xCheckReservedLock>::call;
-      methods_.xFileControl = Forward<&sqlite3_io_methods::xFileControl>::call;
-      methods_.xSectorSize = Forward<&sqlite3_io_methods::xSectorSize>::call;
-      methods_.xDeviceCharacteristics = Forward<&sqlite3_io_methods::xDeviceCharacteristics>::call;
-      methods_.xShmMap = [](sqlite3_file* f, int page, int size, int extend, void volatile** p) {
-        const std::string shm = std::string(static_cast<File*>(static_cast<void*>(f))->name) + "-shm";
-        if (!fs::exists(shm)) return SQLITE_CANTOPEN;
-        return real(f)->pMethods->xShmMap(real(f), page, size, extend, p);
-      };
-      methods_.xShmLock = Forward<&sqlite3_io_methods::xShmLock>::call;
-      methods_.xShmBarrier = Forward<&sqlite3_io_methods::xShmBarrier>::call;
-      methods_.xShmUnmap = Forward<&sqlite3_io_methods::xShmUnmap>::call;
       return sqlite3_vfs_register(&vfs_, 0) == SQLITE_OK;
     }();
     ASSERT_TRUE(registered);
   }
 
  private:
-  struct File {
-    sqlite3_file base;
-    const char* name;  // valid until xClose, as SQLite promises
-  };                   // the default VFS's file follows, at an 8-byte boundary
-  static sqlite3_file* real(sqlite3_file* f) {
-    return reinterpret_cast<sqlite3_file*>(reinterpret_cast<File*>(f) + 1);
-  }
-  // A method that passes its call on to the default VFS's file.
-  template <auto Method>
-  struct Forward;
-  template <typename R, typename... A, R (*sqlite3_io_methods::*Method)(sqlite3_file*, A...)>
-  struct Forward<Method> {
-    static R call(sqlite3_file* f, A... a) { return (real(f)->pMethods->*Method)(real(f), a...); }
-  };
-
+  // The default VFS's file with the default methods, except that the -shm
+  // cannot be created and nothing is memory-mapped.
   static int open(sqlite3_vfs*, sqlite3_filename name, sqlite3_file* f, int flags, int* outFlags) {
-    f->pMethods = nullptr;
-    reinterpret_cast<File*>(f)->name = name;
     if (name != nullptr && !fs::exists(name)) {
       if ((flags & SQLITE_OPEN_WAL) != 0 && kind_ == Kind::kNoWritePermission)
         return SQLITE_READONLY_DIRECTORY;
@@ -598,15 +554,28 @@ class ReadOnlyFolderVfs {
     if ((flags & SQLITE_OPEN_READWRITE) != 0) {
       flags = (flags & ~(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) | SQLITE_OPEN_READONLY;
     }
-    const int rc = base_->xOpen(base_, name, real(f), flags, outFlags);
-    if (rc == SQLITE_OK) f->pMethods = &methods_;
+    const int rc = base_->xOpen(base_, name, f, flags, outFlags);
+    if (rc != SQLITE_OK || f->pMethods == nullptr) return rc;
+    auto [copy, added] = methods_.try_emplace(f->pMethods, *f->pMethods);
+    if (added) {
+      copy->second.iVersion = 2;
+      copy->second.xShmMap = [](sqlite3_file* file, int page, int size, int extend, void volatile** p) {
+        const auto& [shmName, baseMethods] = files_.at(file);
+        if (!fs::exists(shmName)) return SQLITE_CANTOPEN;
+        return baseMethods->xShmMap(file, page, size, extend, p);
+      };
+    }
+    files_[f] = {std::string(name != nullptr ? name : "") + "-shm", f->pMethods};
+    f->pMethods = &copy->second;
     return rc;
   }
 
   static inline Kind kind_ = Kind::kReadOnlyMedia;
   static inline sqlite3_vfs* base_ = nullptr;
   static inline sqlite3_vfs vfs_{};
-  static inline sqlite3_io_methods methods_{};
+  static inline std::map<const sqlite3_io_methods*, sqlite3_io_methods> methods_;
+  // The -shm name and the default methods of each open file.
+  static inline std::map<sqlite3_file*, std::pair<std::string, const sqlite3_io_methods*>> files_;
 };
 
 // A library in WAL mode whose newest change (the title "Plan" → "Changed") is
