@@ -1,6 +1,5 @@
 #include "agents/acp_connection.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -37,15 +36,12 @@ int threadCount() {
 // Children of this process, zombies included.
 int childCount() {
   int count = 0;
-  const std::string self = std::to_string(getpid());
-  DIR* processes = opendir("/proc");
-  while (dirent* entry = readdir(processes)) {
-    std::ifstream stat(std::string("/proc/") + entry->d_name + "/stat");
+  for (const auto& process : std::filesystem::directory_iterator("/proc")) {
+    std::ifstream stat(process.path() / "stat");
     std::string pid, name, state, parent;
     // The name is in parentheses and has no spaces for the programs of these tests.
-    if (stat >> pid >> name >> state >> parent && parent == self) ++count;
+    if (stat >> pid >> name >> state >> parent && parent == std::to_string(getpid())) ++count;
   }
-  closedir(processes);
   return count;
 }
 

@@ -79,22 +79,15 @@ class FakeAccount : public AIAccountAccessSource {
 
 class ResponsesServiceTest : public ::testing::Test {
  protected:
-  // Serves `replies` in order, each body written in chunks cycling through odd sizes.
-  void serve(std::vector<Reply> replies, size_t firstChunk = 1) {
-    server_ = std::make_unique<LoopbackHTTPServer>([this, replies, firstChunk](const LoopbackRequest& request,
-                                                                               LoopbackConnection& connection,
-                                                                               int index) {
-      requests_.push_back(request);
-      const Reply& reply = replies.at(static_cast<size_t>(index));
-      connection.write("HTTP/1.1 " + std::to_string(reply.status) +
-                       " X\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
-      size_t at = 0;
-      for (size_t size = firstChunk; at < reply.body.size(); size = size % 23 + 5) {
-        connection.writeChunk(std::string_view(reply.body).substr(at, size));
-        at += size;
-      }
-      connection.writeChunk("");
-    });
+  // Serves `replies` in order, each body written in chunks of `chunk` bytes.
+  void serve(std::vector<Reply> replies, size_t chunk = 1) {
+    server_ = std::make_unique<LoopbackHTTPServer>(
+        [this, replies, chunk](const LoopbackRequest& request, LoopbackConnection& connection, int index) {
+          requests_.push_back(request);
+          const Reply& reply = replies.at(static_cast<size_t>(index));
+          connection.writeChunkedResponse(std::to_string(reply.status) + " X", "text/event-stream",
+                                          reply.body, chunk);
+        });
   }
 
   // Runs the producer on this thread; the events, and the failure text if any.
@@ -231,13 +224,13 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
        {E::RequestID{"resp_1"}},
        "ChatGPT finished without returning an answer."},
   };
-  for (size_t firstChunk : {size_t{1}, size_t{7}}) {
+  for (size_t chunk : {size_t{1}, size_t{7}}) {
     for (const auto& test : cases) {
-      serve({{200, test.body}}, firstChunk);
+      serve({{200, test.body}}, chunk);
       ChatGPTResponsesAIService service(http_, &account_, base());
       const auto [events, failure] = run(service, request());
       EXPECT_EQ(failure, test.failure) << test.name;
-      EXPECT_EQ(events, test.events) << test.name << " chunk " << firstChunk;
+      EXPECT_EQ(events, test.events) << test.name << " chunk " << chunk;
     }
   }
 }

@@ -229,20 +229,17 @@ class SecretServiceKeyringTest : public ::testing::Test {
   }
 };
 
-TEST_F(SecretServiceKeyringTest, StoresReadsReplacesAndRemovesInARealKeyring) {
-  testing::TestFolder home;
+TEST_F(SecretServiceKeyringTest, StoresInAnUnlockedKeyringAndFallsBackToTheFileFromALockedOne) {
+  testing::TestFolder home, lockedHome;
   // Two processes in one session: the second reads what the first wrote.
   EXPECT_EQ(runInKeyringSession(true,
                                 {"SecretServiceChild.WriteThenReplace",
                                  "SecretServiceChild.ReadBackInAFreshProcessThenRemove"},
                                 home.path()),
             0);
-}
-
-TEST_F(SecretServiceKeyringTest, LockedKeyringFallsBackToTheFile) {
-  testing::TestFolder home;
-  EXPECT_EQ(runInKeyringSession(false, {"SecretServiceChild.LockedKeyringFallsBackToTheFile"}, home.path()),
-            0);
+  EXPECT_EQ(
+      runInKeyringSession(false, {"SecretServiceChild.LockedKeyringFallsBackToTheFile"}, lockedHome.path()),
+      0);
 }
 
 }  // namespace
