@@ -300,31 +300,33 @@ int countBodyStatements(unsigned, void* context, void*, void* sql) {
   return 0;
 }
 
-TEST_F(NotesDatabaseAccessTest, NoteBodiesAreFetchedInChunksOf500) {
+TEST_F(NotesDatabaseAccessTest, NoteBodiesComeInChunksOf500AndNoneStoredPastTheInflatedLimit) {
   NotesLibraryBuilder builder;
   const int64_t account = builder.addAccount({.name = "iCloud"});
   const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
+  // N7 has a NULL body; N998 is stored at the inflated limit and N999 one byte past it.
+  // Inflating never makes a blob shorter, so one stored longer than the limit is
+  // over it; every body query leaves its bytes in the file.
+  std::vector<int64_t> notes;
   for (int i = 0; i < 1000; ++i) {
-    builder.addNote({.title = "N" + std::to_string(i),
-                     .folder = folder,
-                     .account7 = account,
-                     .modifiedAt = 1,
-                     .bodyData = i == 7 ? std::string() : "body" + std::to_string(i)});
+    std::string body = i == 7 ? "" : "body" + std::to_string(i);
+    if (i >= 998) body.assign(kMaxInflatedNoteBodyBytes + static_cast<size_t>(i - 998), 'x');
+    notes.push_back(builder.addNote({.title = "N" + std::to_string(i),
+                                     .folder = folder,
+                                     .account7 = account,
+                                     .modifiedAt = 1,
+                                     .bodyData = body}));
   }
   const auto path = write(builder);
-  read(path, [](NotesDatabaseConnection& c) {
+  read(path, [&](NotesDatabaseConnection& c) {
     // The 999 notes with bodies, then the NULL body and a key without a row: both simply absent.
     std::vector<int64_t> keys;
-    int64_t nullBody = 0, last = 0;
+    std::map<std::string, int64_t> dataKeyOf;  // by title
     for (const auto& n : NotesDatabaseAccess::fetchNoteList(c)) {
-      if (n.title == "N7") {
-        nullBody = *n.noteDataPK;
-      } else {
-        keys.push_back(*n.noteDataPK);
-      }
-      if (n.title == "N999") last = *n.noteDataPK;
+      dataKeyOf[n.title] = *n.noteDataPK;
+      if (n.title != "N7") keys.push_back(*n.noteDataPK);
     }
-    keys.insert(keys.end(), {nullBody, 999999});
+    keys.insert(keys.end(), {dataKeyOf.at("N7"), 999999});
     int statements = 0;
     sqlite3_trace_v2(c.handle(), SQLITE_TRACE_STMT, countBodyStatements, &statements);
     // At exactly a chunk and one past it, so that a chunk of any other size shows.
@@ -339,60 +341,28 @@ TEST_F(NotesDatabaseAccessTest, NoteBodiesAreFetchedInChunksOf500) {
       EXPECT_EQ(statements, static_cast<int>(test.statements));
       EXPECT_EQ(bodies.size(), test.bodies);
       if (test.keys == keys.size()) {
-        EXPECT_EQ(bodies.at(last), (NotesBodyBlob{"body999", false}));
+        EXPECT_EQ(bodies.at(dataKeyOf.at("N1")), (NotesBodyBlob{"body1", false}));
+        EXPECT_EQ(bodies.at(dataKeyOf.at("N998")).bytes.size(), kMaxInflatedNoteBodyBytes);
+        EXPECT_EQ(bodies.at(dataKeyOf.at("N999")), (NotesBodyBlob{"", true}));
       }
     }
     std::stop_source stop;
     stop.request_stop();
     EXPECT_THROW(NotesDatabaseAccess::fetchNoteBodies(c, keys, stop.get_token()), core::CancellationError);
     sqlite3_trace_v2(c.handle(), 0, nullptr, nullptr);
-    return 0;
-  });
-}
 
-TEST_F(NotesDatabaseAccessTest, BodiesStoredPastTheInflatedLimitAreNotFetched) {
-  // Inflating never makes a blob shorter, so one stored longer than the limit is
-  // over it; every body query leaves its bytes in the file.
-  NotesLibraryBuilder builder;
-  const int64_t account = builder.addAccount({.name = "iCloud"});
-  const int64_t folder = builder.addFolder({.title = "Notes", .owner = account});
-  const struct {
-    size_t stored;
-    bool overLimit;
-  } cases[] = {{kMaxInflatedNoteBodyBytes, false}, {kMaxInflatedNoteBodyBytes + 1, true}};
-  std::vector<int64_t> notes;
-  for (const auto& c : cases) {
-    notes.push_back(builder.addNote({.title = "N" + std::to_string(c.stored),
-                                     .folder = folder,
-                                     .account7 = account,
-                                     .modifiedAt = 1,
-                                     .bodyData = std::string(c.stored, 'x')}));
-  }
-  const auto path = write(builder);
-  read(path, [&](NotesDatabaseConnection& c) {
-    std::map<std::string, int64_t> dataKeyOf;  // by title
-    std::vector<int64_t> dataKeys;
-    for (const auto& note : NotesDatabaseAccess::fetchNoteList(c)) {
-      dataKeyOf[note.title] = *note.noteDataPK;
-      dataKeys.push_back(*note.noteDataPK);
-    }
-    const auto bodies = NotesDatabaseAccess::fetchNoteBodies(c, dataKeys);
+    // Read by note key and as candidates, the same limit holds.
     std::map<int64_t, NotesCandidateBodyRow> candidates;
     NotesDatabaseAccess::forEachCandidateBody(
         c, [&](NotesCandidateBodyRow row) { candidates.emplace(row.key, std::move(row)); });
-    for (size_t i = 0; i < std::size(cases); ++i) {
-      SCOPED_TRACE(cases[i].stored);
-      const size_t fetched = cases[i].overLimit ? 0 : cases[i].stored;
+    for (const size_t i : {998u, 999u}) {
+      SCOPED_TRACE(i);
       const auto byKey = NotesDatabaseAccess::fetchNote(c, notes[i]);
-      EXPECT_EQ(byKey->bodyOverLimit, cases[i].overLimit);
-      EXPECT_EQ(byKey->bodyData.value_or("").size(), fetched);
-      EXPECT_EQ(candidates.at(notes[i]).bodyOverLimit, cases[i].overLimit);
-      EXPECT_EQ(candidates.at(notes[i]).bodyData.value_or("").size(), fetched);
-      const int64_t dataKey = dataKeyOf.at("N" + std::to_string(cases[i].stored));
-      EXPECT_EQ(bodies.count(dataKey), 1u);
-      if (bodies.count(dataKey) == 0) continue;
-      EXPECT_EQ(bodies.at(dataKey).overLimit, cases[i].overLimit);
-      EXPECT_EQ(bodies.at(dataKey).bytes.size(), fetched);
+      const NotesCandidateBodyRow& candidate = candidates.at(notes[i]);
+      EXPECT_EQ(byKey->bodyOverLimit, i == 999);
+      EXPECT_EQ(byKey->bodyData.value_or("").size(), i == 999 ? 0 : kMaxInflatedNoteBodyBytes);
+      EXPECT_EQ(candidate.bodyOverLimit, i == 999);
+      EXPECT_EQ(candidate.bodyData.value_or("").size(), i == 999 ? 0 : kMaxInflatedNoteBodyBytes);
     }
     return 0;
   });
