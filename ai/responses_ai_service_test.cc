@@ -442,6 +442,12 @@ TEST_F(ResponsesServiceTest, CancellingMidStreamEndsTheExchangeAtOnce) {
   EXPECT_FALSE(stream.next());
 }
 
+// A finished call of the image tool, its arguments as escaped JSON text.
+std::string call(std::string_view id, std::string_view arguments) {
+  return itemDone(R"({"type":"function_call","call_id":")" + std::string(id) +
+                  R"(","name":"generate_image","arguments":")" + std::string(arguments) + R"("})");
+}
+
 // Answers image prompts from a script; the loop's bookkeeping is what is tested.
 class ScriptedImageGenerator : public AIImageGenerator {
  public:
@@ -455,10 +461,6 @@ class ScriptedImageGenerator : public AIImageGenerator {
 };
 
 TEST_F(ResponsesServiceTest, XAIRunsItsImageToolWithinTheFourImageLimit) {
-  const auto call = [](std::string_view id, std::string_view arguments) {
-    return itemDone(R"({"type":"function_call","call_id":")" + std::string(id) +
-                    R"(","name":"generate_image","arguments":")" + std::string(arguments) + R"("})");
-  };
   const std::string firstRound =
       created("r1") + call("c1", R"({\"prompt\":\"cat\"})") + call("c2", R"({\"size\":3})") +
       call("c3", R"({\"prompt\":\"mouse\"})") + call("c4", R"({\"prompt\":\"dog\"})") +
@@ -511,11 +513,7 @@ TEST_F(ResponsesServiceTest, XAIRunsItsImageToolWithinTheFourImageLimit) {
 
 TEST_F(ResponsesServiceTest, XAIImagesComeFromTheServiceImageEndpointByDefault) {
   const std::string calls =
-      itemDone(
-          R"({"type":"function_call","call_id":"c1","name":"generate_image","arguments":"{\"prompt\":\"cat\"}"})") +
-      itemDone(
-          R"({"type":"function_call","call_id":"c2","name":"generate_image","arguments":"{\"prompt\":\"mouse\"}"})") +
-      kCompleted;
+      call("c1", R"({\"prompt\":\"cat\"})") + call("c2", R"({\"prompt\":\"mouse\"})") + kCompleted;
   serve({{200, calls},
          {200, R"({"data":[{"b64_json":"iVBORw==","revised_prompt":"a cat"}]})"},
          {400, R"({"error":"Image rejected: may contain copyrighted material"})"},
