@@ -89,20 +89,18 @@ TEST_F(ACPConnectionTest, RequestsGetTheirResponsesWhateverTheFraming) {
   struct Case {
     std::vector<std::string> writes;  // what the agent writes, in pieces; "$ID" is the request's id
     ACPOutcome outcome;
-    std::vector<std::string> notifications;
+    std::vector<std::string> notifications = {};
   };
   const std::vector<Case> cases = {
       {{"{\"method\":\"n1\"}\n{\"id\":$ID,\"result\":\"ok\"}\n"}, JSONValue("ok"), {"n1"}},
-      {{"{\"id\":$ID,", "\"result\":", "\"ok\"}\n"}, JSONValue("ok"), {}},
+      {{"{\"id\":$ID,", "\"result\":", "\"ok\"}\n"}, JSONValue("ok")},
       // Garbage, unknown ids and a null id are skipped.
       {{"not json\n{\"id\":999,\"result\":1}\n{\"id\":null,\"error\":{}}\n{\"id\":$ID,\"result\":\"ok\"}\n"},
-       JSONValue("ok"),
-       {}},
+       JSONValue("ok")},
       // A second response to the same id is ignored.
-      {{"{\"id\":$ID,\"result\":\"first\"}\n{\"id\":$ID,\"result\":\"second\"}\n"}, JSONValue("first"), {}},
+      {{"{\"id\":$ID,\"result\":\"first\"}\n{\"id\":$ID,\"result\":\"second\"}\n"}, JSONValue("first")},
       {{"{\"id\":$ID,\"error\":{\"code\":\"E\",\"message\":\"m\",\"data\":[1]}}\n"},
-       ACPRemoteError(-32603, "m", JSONValue::Array{1}),
-       {}},
+       ACPRemoteError(-32603, "m", JSONValue::Array{1})},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.writes.front());

@@ -135,7 +135,7 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
     const char* name;
     std::string body;
     std::vector<AIStreamEvent> events;
-    std::string failure;
+    std::string failure = "";
   } cases[] = {
       {"commentary and final answer apart, keep-alive, usage",
        created() + ": keep-alive\n\n" + textDelta("msg_1", "Looking") + textDelta("msg_2", "Hel") +
@@ -143,8 +143,7 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
            sse("response.output_text.done", R"("item_id":"msg_2","text":"Hello")") + kCompletedWithUsage,
        {E::RequestID{"resp_1"}, E::AssistantMessageDelta{"Looking"}, E::AssistantMessageDelta{"\n\n"},
         E::AssistantMessageDelta{"Hel"}, E::AssistantMessageDelta{"lo"}, E::UsageReported{{12, 4, 3, 1, 15}},
-        E::Completed{}},
-       ""},
+        E::Completed{}}},
       {"reasoning parts then a function call is an answer; the finished items are kept",
        created() +
            sse("response.output_item.added",
@@ -157,8 +156,7 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
         E::ReasoningSummaryDelta{"Act"},
         E::ProviderResponseItems{{{AIProvider::kCodex, JSONValue::parse(reasoningItem), "resp_1"},
                                   {AIProvider::kCodex, JSONValue::parse(callItem), "resp_1"}}},
-        E::Completed{}},
-       ""},
+        E::Completed{}}},
       {"web search: progress, then sources from the finished item",
        sse("response.web_search_call.in_progress", R"("item_id":"ws_1","output_index":0)") +
            sse("response.web_search_call.completed", R"("item_id":"ws_1","output_index":0)") +
@@ -173,8 +171,7 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
         E::WebSourcesDiscovered{{"https://a.example", "https://b.example"}}, E::AssistantMessageDelta{"Zig"},
         E::RequestID{"resp_1"}, E::WebSourcesDiscovered{{"https://c.example"}},
         E::ProviderResponseItems{{{AIProvider::kCodex, JSONValue::parse(searchItem), "resp_1"}}},
-        E::Completed{}},
-       ""},
+        E::Completed{}}},
       {"a generated image comes from the finished item",
        sse("response.image_generation_call.generating", R"("item_id":"ig_1")") +
            sse("response.image_generation_call.completed", R"("item_id":"ig_1")") +
@@ -184,13 +181,11 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
        {toolCall("ig_1", AIToolKind::kImageGeneration, AIToolCallStatus::kRunning),
         E::GeneratedImage{"image/webp", "RIFF"},
         toolCall("ig_1", AIToolKind::kImageGeneration, AIToolCallStatus::kCompleted), E::RequestID{"resp_1"},
-        E::Completed{}},
-       ""},
+        E::Completed{}}},
       {"a refusal streams as answer text; [DONE] ends without usage",
        sse("response.refusal.delta", R"("item_id":"msg_1","delta":"No.")") + "data: [DONE]\n\n" +
            kCompletedWithUsage,
-       {E::AssistantMessageDelta{"No."}, E::Completed{}},
-       ""},
+       {E::AssistantMessageDelta{"No."}, E::Completed{}}},
       {"nested error event",
        textDelta("msg_1", "Hi") +
            sse("error",
