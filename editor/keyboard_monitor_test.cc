@@ -72,7 +72,7 @@ class KeyboardMonitorTest : public ::testing::Test {
   std::unique_ptr<KeyboardMonitor> monitor_ = makeMonitor(true);
 };
 
-TEST_F(KeyboardMonitorTest, ForwardedKeysReachTheMainQueueAndOnlyConsumedOnesAreSwallowed) {
+TEST_F(KeyboardMonitorTest, ForwardedKeysReachTheMainQueueOnlyConsumedOnesAreSwallowedAndDisabledTapsResume) {
   startRunning();
   EXPECT_EQ(taps_.creationAttempts(), std::vector<TapLocation>{TapLocation::kHid});
 
@@ -81,6 +81,14 @@ TEST_F(KeyboardMonitorTest, ForwardedKeysReachTheMainQueueAndOnlyConsumedOnesAre
   EXPECT_EQ(taps_.deliver(keyDown(70000, "x")), TapVerdict::kPass);      // key code out of range
   EXPECT_EQ(taps_.deliver(keyDown(-1, "x")), TapVerdict::kPass);
   EXPECT_EQ(taps_.deliver(TapEvent{TapEventType::kOther, 0, 4, kNotesPid, "h"}), TapVerdict::kPass);
+  // A tap the system disabled is enabled again at once.
+  const int enabledBefore = taps_.taps().back().enableCount;
+  EXPECT_EQ(taps_.deliver(TapEvent{TapEventType::kDisabledByTimeout, 0, 0, 0, ""}), TapVerdict::kPass);
+  EXPECT_EQ(taps_.deliver(TapEvent{TapEventType::kDisabledByUserInput, 0, 0, 0, ""}), TapVerdict::kPass);
+  EXPECT_EQ(taps_.taps().back().enableCount, enabledBefore + 2);
+  EXPECT_TRUE(taps_.taps().back().enabled);
+  EXPECT_EQ(sink_->count("CGEvent tap disabled (timeout); re-enabling"), 1u);
+  EXPECT_EQ(sink_->count("CGEvent tap disabled (userInput); re-enabling"), 1u);
   monitor_->consumeStore().update([](KeyboardConsumeSnapshot& s) {
     s.slashQueryActive = true;
     s.isNotesTextAreaFocusedCached = true;
@@ -115,17 +123,6 @@ TEST_F(KeyboardMonitorTest, NotesShortcutsAloneAskWhichApplicationHoldsFocus) {
   ASSERT_EQ(keys_.size(), 3u + 1u);
   EXPECT_EQ(keys_[0].keyboardFocusProcessIdentifier, kNotesPid);
   EXPECT_EQ(keys_[1].keyboardFocusProcessIdentifier, std::nullopt);
-}
-
-TEST_F(KeyboardMonitorTest, TapDisabledBySystemIsReenabledAtOnce) {
-  startRunning();
-  const int enabledBefore = taps_.taps().back().enableCount;
-  EXPECT_EQ(taps_.deliver(TapEvent{TapEventType::kDisabledByTimeout, 0, 0, 0, ""}), TapVerdict::kPass);
-  EXPECT_EQ(taps_.deliver(TapEvent{TapEventType::kDisabledByUserInput, 0, 0, 0, ""}), TapVerdict::kPass);
-  EXPECT_EQ(taps_.taps().back().enableCount, enabledBefore + 2);
-  EXPECT_TRUE(taps_.taps().back().enabled);
-  EXPECT_EQ(sink_->count("CGEvent tap disabled (timeout); re-enabling"), 1u);
-  EXPECT_EQ(sink_->count("CGEvent tap disabled (userInput); re-enabling"), 1u);
 }
 
 TEST_F(KeyboardMonitorTest, CreationFallsBackToTheSessionAndAFailedStartCanBeRetried) {

@@ -250,7 +250,8 @@ TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
   }
 }
 
-TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7OrNoteDataListWithTheirAccountsAndNoBodies) {
+TEST_F(NotesDatabaseAccessTest,
+       LibrariesWithoutAccount7OrNoteDataListAtMost2000FoldersWithTheirAccountsAndNoBodies) {
   NotesLibraryBuilder builder({.hasAccount7Column = false, .hasNoteDataTable = false});
   const int64_t account = builder.addAccount({.name = "iCloud"});
   const int64_t folder = builder.addFolder({.title = "Templates", .owner = account});
@@ -258,14 +259,16 @@ TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7OrNoteDataListWithTheirA
   // Linked to two accounts, the note is listed once with each.
   const int64_t other = builder.addAccount({.name = "On My Mac"});
   builder.addNote({.title = "Two", .folder = folder, .account4 = other, .modifiedAt = 6});
+  // At most 2000 folders are listed: "Templates" is the 2001st by title.
+  for (int i = 0; i < 2000; ++i) builder.addFolder({.title = "F" + std::to_string(i), .owner = account});
   const auto path = write(builder);
   const auto result = read(path, [](auto& c) {
     EXPECT_EQ(NotesDatabaseAccess::tableColumns(c, "ZICCLOUDSYNCINGOBJECT").count("zaccount7"), 0u);
     return std::make_pair(NotesDatabaseAccess::fetchFolderTree(c), NotesDatabaseAccess::fetchNoteList(c));
   });
   ASSERT_TRUE(result.has_value());
-  ASSERT_EQ(result->first.size(), 1u);
-  EXPECT_EQ(result->first[0].path, "iCloud › Templates");
+  ASSERT_EQ(result->first.size(), 2000u);
+  EXPECT_EQ(result->first[0].path, "iCloud › F0");
   ASSERT_EQ(result->second.size(), 3u);
   EXPECT_EQ(result->second[0].accountName, "iCloud");
   EXPECT_EQ(rowTexts(*read(path, noteListWithoutJoins)), rowTexts(result->second));
@@ -281,15 +284,6 @@ TEST_F(NotesDatabaseAccessTest, LibrariesWithoutAccount7OrNoteDataListWithTheirA
     for (const auto& row : rows) EXPECT_EQ(row.bodyData, std::nullopt);
     return 0;
   });
-}
-
-TEST_F(NotesDatabaseAccessTest, FolderTreeIsCappedAt2000) {
-  NotesLibraryBuilder builder;
-  const int64_t account = builder.addAccount({.name = "iCloud"});
-  for (int i = 0; i < 2001; ++i) builder.addFolder({.title = "F" + std::to_string(i), .owner = account});
-  const auto path = write(builder);
-  const auto folders = read(path, [](auto& c) { return NotesDatabaseAccess::fetchFolderTree(c); });
-  EXPECT_EQ(folders->size(), 2000u);
 }
 
 int countBodyStatements(unsigned, void* context, void*, void* sql) {
