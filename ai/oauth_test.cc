@@ -163,7 +163,7 @@ class DeviceFlowPolling : public ::testing::Test {
   std::unique_ptr<OAuthTokenClient> client_;
 };
 
-TEST_F(DeviceFlowPolling, WaitsTheIntervalAndSlowsDownForGood) {
+TEST_F(DeviceFlowPolling, WaitsTheIntervalSlowsDownForGoodAndStopsWhenTheCodeRunsOutOrIsRefused) {
   const OAuthTokens tokens =
       poll({reply(400, R"({"error":"authorization_pending"})"), reply(400, R"({"error":"slow_down"})"),
             reply(400, R"({"error":"authorization_pending"})"),
@@ -171,13 +171,11 @@ TEST_F(DeviceFlowPolling, WaitsTheIntervalAndSlowsDownForGood) {
   EXPECT_EQ(tokens.accessToken, "xa");
   EXPECT_EQ(tokens.tokenURL, "https://issuer/token");
   EXPECT_EQ(clock_.sleeps(), (std::vector<MonotonicClock::Duration>{5s, 5s, 10s, 10s}));
-  const auto request = transport_->requests().front();
-  EXPECT_EQ(request.body,
+  EXPECT_EQ(transport_->requests().front().body,
             "grant_type=urn%3Aietf%3Aparams%3Aoauth%3Agrant-type%3Adevice_code&device_code=dev-code&client_"
             "id=client");
-}
 
-TEST_F(DeviceFlowPolling, StopsWhenTheCodeRunsOutOrIsRefused) {
+  // Polling stops when the code runs out or is refused.
   EXPECT_EQ(errorCodeOf([&] {
               poll({reply(400, R"({"error":"authorization_pending"})"),
                     reply(400, R"({"error":"authorization_pending"})")},

@@ -21,6 +21,22 @@ using platform::RecordingPlatform;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+// Runs actions at once, or, while `holding`, when the test says.
+class HeldActionQueue : public ActionQueue {
+ public:
+  void post(std::function<void()> work) override {
+    if (!holding) return work();
+    pending_.push_back(std::move(work));
+  }
+  void runAll() {
+    for (auto& work : std::exchange(pending_, {})) work();
+  }
+  bool holding = false;
+
+ private:
+  std::vector<std::function<void()>> pending_;
+};
+
 // The controller wired to the recording desktop. Statuses reach the display
 // through the main queue, which the test drains, as the main thread would.
 class AppControllerTest : public ::testing::Test {
@@ -89,7 +105,7 @@ class AppControllerTest : public ::testing::Test {
   SlashCommandSession slashSession_;
   NotesFormattingService formatting_;
   NoteTemplatePaster paster_;
-  ImmediateActionQueue actions_;
+  HeldActionQueue actions_;
   platform::testing::FakeMainQueue mainQueue_;
   AppController controller_;
 };
@@ -215,33 +231,15 @@ TEST_F(AppControllerTest, RoutingOrderHoldsForKeysHandedOverDirectly) {
   EXPECT_THAT(platform_.statuses(), ElementsAre("Slash command panel opened", "Quick open opened"));
 }
 
-// Actions that wait on a background queue, run when the test says.
-class DeferredActionQueue : public ActionQueue {
- public:
-  void post(std::function<void()> work) override { pending_.push_back(std::move(work)); }
-  void runAll() {
-    auto work = std::move(pending_);
-    pending_.clear();
-    for (auto& item : work) item();
-  }
-
- private:
-  std::vector<std::function<void()>> pending_;
-};
-
 TEST_F(AppControllerTest, AskAIOpensTheAssistantOnlyAfterTheQueryIsRemoved) {
-  DeferredActionQueue deferred;
-  AppController controller(AppControllerDependencies{
-      settings_, clock_, uuids_, consumeStore_, platform_, platform_, platform_, formatting_, platform_,
-      paster_, platform_, slashSession_, platform_, platform_, deferred, mainQueue_});
-  controller.start();
-  platform_.activate({std::string(kNotesBundleIdentifier), "Notes", 501});
+  startWithNotesInFront();
+  actions_.holding = true;
   platform_.moveFocus(
       {"AXTextArea", "", true, {}, "Summarise this /ask", "x-coredata://S/ICNote/p1", "Plan"});
-  for (auto key : UsKeyLayout::keyPresses("/ask\n")) controller.handleKey(key);
+  for (auto key : UsKeyLayout::keyPresses("/ask\n")) controller_.handleKey(key);
   drain();
   platform_.clear();
-  deferred.runAll();
+  actions_.runAll();
   EXPECT_THAT(platform_.entries(), ElementsAre(JSONValue::parse(R"({"action":"deleteBackward","count":4})")));
   drain();
   EXPECT_THAT(platform_.entries(),
