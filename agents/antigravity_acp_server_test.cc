@@ -79,14 +79,13 @@ TEST_F(AntigravityACPServerTest, TurnsStreamOnOneProcessWithTheChosenModelAndPer
     ai::AIToolCallUpdate search;
     search.id = "search-1";
     search.query = "zephyl";
-    std::vector<AIStreamEvent> expected{AIStreamEvent::ReasoningSummaryDelta{"thinking"},
-                                        AIStreamEvent::ToolCallUpdated{search}};
-    search.status = ai::AIToolCallStatus::kCompleted;
-    expected.insert(
-        expected.end(),
-        {AIStreamEvent::ToolCallUpdated{search}, AIStreamEvent::AssistantMessageDelta{"You chose "},
-         AIStreamEvent::AssistantMessageDelta{"yes."}, AIStreamEvent::Completed{}});
-    EXPECT_EQ(events, expected);
+    ai::AIToolCallUpdate found = search;
+    found.status = ai::AIToolCallStatus::kCompleted;
+    EXPECT_EQ(events,
+              (std::vector<AIStreamEvent>{
+                  AIStreamEvent::ReasoningSummaryDelta{"thinking"}, AIStreamEvent::ToolCallUpdated{search},
+                  AIStreamEvent::ToolCallUpdated{found}, AIStreamEvent::AssistantMessageDelta{"You chose "},
+                  AIStreamEvent::AssistantMessageDelta{"yes."}, AIStreamEvent::Completed{}}));
 
     const auto second = run(server, "echo again", ai::AIWebToolMode::kOff, "fast");
     EXPECT_EQ(second.at(second.size() - 2), AIStreamEvent(AIStreamEvent::AssistantMessageDelta{"no."}));

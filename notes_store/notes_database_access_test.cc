@@ -443,16 +443,13 @@ TEST_F(NotesDatabaseAccessTest, GrantNamingFolderOrFileOpensTheSameDatabaseAndSc
 }
 
 TEST_F(NotesDatabaseAccessTest, MissingDatabaseIsNoDatabaseNotAnError) {
-  FakeNotesDatabaseGrant grant(directory_.string() + "/nowhere");
-  NotesDatabaseAccess access(grant, files_, "/home/nobody");
   bool ran = false;
-  EXPECT_EQ(access.withDatabase([&](auto&) { return ran = true; }), std::nullopt);
+  EXPECT_EQ(read(directory_.string() + "/nowhere", [&](auto&) { return ran = true; }), std::nullopt);
   EXPECT_FALSE(ran);
-  EXPECT_EQ(grant.openScopes(), 0);
-  EXPECT_FALSE(access.canOpenDatabase(directory_.string() + "/nowhere/NoteStore.sqlite"));
 
   FakeNotesDatabaseGrant noGrant;
   NotesDatabaseAccess defaults(noGrant, files_, "/home/nobody");
+  EXPECT_FALSE(defaults.canOpenDatabase(directory_.string() + "/nowhere/NoteStore.sqlite"));
   EXPECT_EQ(defaults.resolveDatabasePath(),
             "/home/nobody/Library/Group Containers/group.com.apple.notes/NoteStore.sqlite");
   EXPECT_TRUE(noGrant.events().empty());
