@@ -3,8 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
-#include <sstream>
+#include <cstdio>
 #include <thread>
 
 #include "agents/acp_connection_error.h"

@@ -9,7 +9,6 @@
 #include <limits>
 #include <map>
 #include <set>
-#include <sstream>
 
 #include "core/error.h"
 #include "notes_store/fixtures/notes_library_builder.h"
