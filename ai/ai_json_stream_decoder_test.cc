@@ -45,7 +45,7 @@ struct DecoderCase {
   const char* name;
   std::vector<std::string> data;  // one entry per event's data
   std::vector<std::string> events;
-  std::optional<AIStreamFailure> failure;
+  std::optional<AIStreamFailure> failure = std::nullopt;
 };
 
 template <typename Decoder>
@@ -71,12 +71,10 @@ TEST(ChatCompletionsStreamDecoder, ReadsEachServicesHabits) {
         usageChunk, "[DONE]", R"({"id":"late","choices":[{"index":0,"delta":{"content":"ignored"}}]})"},
        {"id c1", "reasoning Hmm", "text Hello",
         R"(usage {"inputTokens":9,"cachedInputTokens":2,"outputTokens":3,"reasoningTokens":1,"totalTokens":12})",
-        "completed"},
-       std::nullopt},
+        "completed"}},
       {"refusal is answer text; a finish reason without [DONE] is a whole answer",
        {R"({"id":"c1","choices":[{"index":0,"delta":{"refusal":"I can't help."}}]})", stop},
-       {"id c1", "text I can't help.", "completed"},
-       std::nullopt},
+       {"id c1", "text I can't help.", "completed"}},
       {"interleaved tool-call fragments are joined by index",
        {R"({"id":"c1","choices":[{"index":0,"delta":{"tool_calls":[{"index":0,"id":"call_a","type":"function","function":{"name":"query_notes","arguments":""}}]}}]})",
         R"({"id":"c1","choices":[{"index":0,"delta":{"tool_calls":[{"index":1,"id":"call_b","type":"function","function":{"name":"query_notes","arguments":"{\"q\":"}}]}}]})",
@@ -85,8 +83,7 @@ TEST(ChatCompletionsStreamDecoder, ReadsEachServicesHabits) {
         R"({"id":"c1","choices":[{"index":0,"delta":{},"finish_reason":"tool_calls"}]})", "[DONE]"},
        {"id c1",
         R"(items {"role":"assistant","content":null,"tool_calls":[{"id":"call_a","type":"function","function":{"name":"query_notes","arguments":"{\"q\":\"a\"}"}},{"id":"call_b","type":"function","function":{"name":"query_notes","arguments":"{\"q\":\"b\"}"}}]})",
-        "completed"},
-       std::nullopt},
+        "completed"}},
       {"an error chunk after HTTP 200",
        {role, hello, R"({"error":{"message":"Rate limit reached","code":429}})", stop},
        {"id c1", "text Hello"},
@@ -136,13 +133,11 @@ TEST(GoogleGenerateContentStreamDecoder, ReadsThoughtsSignaturesAndCumulativeUsa
             usage2 + R"(,"responseId":"g1"})"},
        {"id g1", "reasoning Plan it", "text Hel", "text lo",
         R"(items {"role":"model","parts":[{"text":"Hello"},{"text":"","thoughtSignature":"c2ln"}]})",
-        lastUsage, "completed"},
-       std::nullopt},
+        lastUsage, "completed"}},
       {"a function call alone is an answer",
        {R"({"candidates":[{"content":{"parts":[{"functionCall":{"name":"query_notes","args":{"q":"x"}},"thoughtSignature":"YQ=="}],"role":"model"},"finishReason":"STOP"}]})"},
        {R"(items {"role":"model","parts":[{"functionCall":{"name":"query_notes","args":{"q":"x"}},"thoughtSignature":"YQ=="}]})",
-        "completed"},
-       std::nullopt},
+        "completed"}},
       {"a finish reason other than STOP, with the usage",
        {R"({"candidates":[{"content":{"parts":[{"text":"Hi"}]},"finishReason":"MAX_TOKENS"}],)" + usage2 +
         "}"},
@@ -396,12 +391,9 @@ TEST_F(JSONStreamServiceTest, FailuresEndWithTheServicesOwnMessage) {
     std::string model;
     std::vector<Reply> replies;  // each one answers a request
     std::string message;
-    std::vector<MonotonicClock::Duration> sleeps;
+    std::vector<MonotonicClock::Duration> sleeps = {};
   };
   const std::string hello = R"({"id":"x","choices":[{"index":0,"delta":{"content":"Hel"}}]})";
-  const auto seconds = [](double value) {
-    return std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(value));
-  };
   const std::vector<Case> cases = {
       {"google's RetryInfo delay in the body counts like Retry-After",
        "google:gemini-3.5-flash-lite",
@@ -410,27 +402,23 @@ TEST_F(JSONStreamServiceTest, FailuresEndWithTheServicesOwnMessage) {
         {200, sse({R"({"candidates":[{"content":{"parts":[{"text":"Hi"}]},"finishReason":"STOP"}]})"},
                   "\r\n\r\n")}},
        "",
-       {seconds(34.4)}},
+       {std::chrono::duration_cast<MonotonicClock::Duration>(std::chrono::duration<double>(34.4))}},
       {"a final status shows the service's words",
        "deepseek:deepseek-flash",
        {{401, R"({"error":{"message":"Authentication Fails, no such user","type":"authentication_error"}})"}},
-       "DeepSeek returned status 401: Authentication Fails, no such user",
-       {}},
+       "DeepSeek returned status 401: Authentication Fails, no such user"},
       {"an overflow reported by the service is the budget's failure",
        "deepseek:deepseek-flash",
        {{400, R"({"error":{"message":"This model's maximum context length is 65536 tokens."}})"}},
-       std::string(AIRequestBudgetError::text(AIRequestBudgetError::Code::kContextTooLarge)),
-       {}},
+       std::string(AIRequestBudgetError::text(AIRequestBudgetError::Code::kContextTooLarge))},
       {"an error chunk after HTTP 200",
        "zai:glm-5.3",
        {{200, sse({hello, R"({"error":{"message":"Insufficient balance","code":"1113"}})"})}},
-       "GLM Coding Plan response failed: Insufficient balance",
-       {}},
+       "GLM Coding Plan response failed: Insufficient balance"},
       {"a body cut off mid-answer",
        "opencode:glm-5.3",
        {{200, sse({hello})}},
-       "OpenCode stopped sending before the answer was complete.",
-       {}},
+       "OpenCode stopped sending before the answer was complete."},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);

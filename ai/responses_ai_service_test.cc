@@ -79,22 +79,15 @@ class FakeAccount : public AIAccountAccessSource {
 
 class ResponsesServiceTest : public ::testing::Test {
  protected:
-  // Serves `replies` in order, each body written in chunks cycling through odd sizes.
-  void serve(std::vector<Reply> replies, size_t firstChunk = 1) {
-    server_ = std::make_unique<LoopbackHTTPServer>([this, replies, firstChunk](const LoopbackRequest& request,
-                                                                               LoopbackConnection& connection,
-                                                                               int index) {
-      requests_.push_back(request);
-      const Reply& reply = replies.at(static_cast<size_t>(index));
-      connection.write("HTTP/1.1 " + std::to_string(reply.status) +
-                       " X\r\nContent-Type: text/event-stream\r\nTransfer-Encoding: chunked\r\n\r\n");
-      size_t at = 0;
-      for (size_t size = firstChunk; at < reply.body.size(); size = size % 23 + 5) {
-        connection.writeChunk(std::string_view(reply.body).substr(at, size));
-        at += size;
-      }
-      connection.writeChunk("");
-    });
+  // Serves `replies` in order, each body written in chunks of `chunk` bytes.
+  void serve(std::vector<Reply> replies, size_t chunk = 1) {
+    server_ = std::make_unique<LoopbackHTTPServer>(
+        [this, replies, chunk](const LoopbackRequest& request, LoopbackConnection& connection, int index) {
+          requests_.push_back(request);
+          const Reply& reply = replies.at(static_cast<size_t>(index));
+          connection.writeChunkedResponse(std::to_string(reply.status) + " X", "text/event-stream",
+                                          reply.body, chunk);
+        });
   }
 
   // Runs the producer on this thread; the events, and the failure text if any.
@@ -142,7 +135,7 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
     const char* name;
     std::string body;
     std::vector<AIStreamEvent> events;
-    std::string failure;
+    std::string failure = "";
   } cases[] = {
       {"commentary and final answer apart, keep-alive, usage",
        created() + ": keep-alive\n\n" + textDelta("msg_1", "Looking") + textDelta("msg_2", "Hel") +
@@ -150,8 +143,7 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
            sse("response.output_text.done", R"("item_id":"msg_2","text":"Hello")") + kCompletedWithUsage,
        {E::RequestID{"resp_1"}, E::AssistantMessageDelta{"Looking"}, E::AssistantMessageDelta{"\n\n"},
         E::AssistantMessageDelta{"Hel"}, E::AssistantMessageDelta{"lo"}, E::UsageReported{{12, 4, 3, 1, 15}},
-        E::Completed{}},
-       ""},
+        E::Completed{}}},
       {"reasoning parts then a function call is an answer; the finished items are kept",
        created() +
            sse("response.output_item.added",
@@ -164,8 +156,7 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
         E::ReasoningSummaryDelta{"Act"},
         E::ProviderResponseItems{{{AIProvider::kCodex, JSONValue::parse(reasoningItem), "resp_1"},
                                   {AIProvider::kCodex, JSONValue::parse(callItem), "resp_1"}}},
-        E::Completed{}},
-       ""},
+        E::Completed{}}},
       {"web search: progress, then sources from the finished item",
        sse("response.web_search_call.in_progress", R"("item_id":"ws_1","output_index":0)") +
            sse("response.web_search_call.completed", R"("item_id":"ws_1","output_index":0)") +
@@ -180,8 +171,7 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
         E::WebSourcesDiscovered{{"https://a.example", "https://b.example"}}, E::AssistantMessageDelta{"Zig"},
         E::RequestID{"resp_1"}, E::WebSourcesDiscovered{{"https://c.example"}},
         E::ProviderResponseItems{{{AIProvider::kCodex, JSONValue::parse(searchItem), "resp_1"}}},
-        E::Completed{}},
-       ""},
+        E::Completed{}}},
       {"a generated image comes from the finished item",
        sse("response.image_generation_call.generating", R"("item_id":"ig_1")") +
            sse("response.image_generation_call.completed", R"("item_id":"ig_1")") +
@@ -191,13 +181,11 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
        {toolCall("ig_1", AIToolKind::kImageGeneration, AIToolCallStatus::kRunning),
         E::GeneratedImage{"image/webp", "RIFF"},
         toolCall("ig_1", AIToolKind::kImageGeneration, AIToolCallStatus::kCompleted), E::RequestID{"resp_1"},
-        E::Completed{}},
-       ""},
+        E::Completed{}}},
       {"a refusal streams as answer text; [DONE] ends without usage",
        sse("response.refusal.delta", R"("item_id":"msg_1","delta":"No.")") + "data: [DONE]\n\n" +
            kCompletedWithUsage,
-       {E::AssistantMessageDelta{"No."}, E::Completed{}},
-       ""},
+       {E::AssistantMessageDelta{"No."}, E::Completed{}}},
       {"nested error event",
        textDelta("msg_1", "Hi") +
            sse("error",
@@ -231,13 +219,13 @@ TEST_F(ResponsesServiceTest, StreamsDecodeToEventsWhateverTheChunking) {
        {E::RequestID{"resp_1"}},
        "ChatGPT finished without returning an answer."},
   };
-  for (size_t firstChunk : {size_t{1}, size_t{7}}) {
+  for (size_t chunk : {size_t{1}, size_t{7}}) {
     for (const auto& test : cases) {
-      serve({{200, test.body}}, firstChunk);
+      serve({{200, test.body}}, chunk);
       ChatGPTResponsesAIService service(http_, &account_, base());
       const auto [events, failure] = run(service, request());
       EXPECT_EQ(failure, test.failure) << test.name;
-      EXPECT_EQ(events, test.events) << test.name << " chunk " << firstChunk;
+      EXPECT_EQ(events, test.events) << test.name << " chunk " << chunk;
     }
   }
 }
@@ -449,6 +437,12 @@ TEST_F(ResponsesServiceTest, CancellingMidStreamEndsTheExchangeAtOnce) {
   EXPECT_FALSE(stream.next());
 }
 
+// A finished call of the image tool, its arguments as escaped JSON text.
+std::string call(std::string_view id, std::string_view arguments) {
+  return itemDone(R"({"type":"function_call","call_id":")" + std::string(id) +
+                  R"(","name":"generate_image","arguments":")" + std::string(arguments) + R"("})");
+}
+
 // Answers image prompts from a script; the loop's bookkeeping is what is tested.
 class ScriptedImageGenerator : public AIImageGenerator {
  public:
@@ -462,10 +456,6 @@ class ScriptedImageGenerator : public AIImageGenerator {
 };
 
 TEST_F(ResponsesServiceTest, XAIRunsItsImageToolWithinTheFourImageLimit) {
-  const auto call = [](std::string_view id, std::string_view arguments) {
-    return itemDone(R"({"type":"function_call","call_id":")" + std::string(id) +
-                    R"(","name":"generate_image","arguments":")" + std::string(arguments) + R"("})");
-  };
   const std::string firstRound =
       created("r1") + call("c1", R"({\"prompt\":\"cat\"})") + call("c2", R"({\"size\":3})") +
       call("c3", R"({\"prompt\":\"mouse\"})") + call("c4", R"({\"prompt\":\"dog\"})") +
@@ -518,11 +508,7 @@ TEST_F(ResponsesServiceTest, XAIRunsItsImageToolWithinTheFourImageLimit) {
 
 TEST_F(ResponsesServiceTest, XAIImagesComeFromTheServiceImageEndpointByDefault) {
   const std::string calls =
-      itemDone(
-          R"({"type":"function_call","call_id":"c1","name":"generate_image","arguments":"{\"prompt\":\"cat\"}"})") +
-      itemDone(
-          R"({"type":"function_call","call_id":"c2","name":"generate_image","arguments":"{\"prompt\":\"mouse\"}"})") +
-      kCompleted;
+      call("c1", R"({\"prompt\":\"cat\"})") + call("c2", R"({\"prompt\":\"mouse\"})") + kCompleted;
   serve({{200, calls},
          {200, R"({"data":[{"b64_json":"iVBORw==","revised_prompt":"a cat"}]})"},
          {400, R"({"error":"Image rejected: may contain copyrighted material"})"},

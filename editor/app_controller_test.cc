@@ -21,6 +21,22 @@ using platform::RecordingPlatform;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+// Runs actions at once, or, while `holding`, when the test says.
+class HeldActionQueue : public ActionQueue {
+ public:
+  void post(std::function<void()> work) override {
+    if (!holding) return work();
+    pending_.push_back(std::move(work));
+  }
+  void runAll() {
+    for (auto& work : std::exchange(pending_, {})) work();
+  }
+  bool holding = false;
+
+ private:
+  std::vector<std::function<void()>> pending_;
+};
+
 // The controller wired to the recording desktop. Statuses reach the display
 // through the main queue, which the test drains, as the main thread would.
 class AppControllerTest : public ::testing::Test {
@@ -89,20 +105,18 @@ class AppControllerTest : public ::testing::Test {
   SlashCommandSession slashSession_;
   NotesFormattingService formatting_;
   NoteTemplatePaster paster_;
-  ImmediateActionQueue actions_;
+  HeldActionQueue actions_;
   platform::testing::FakeMainQueue mainQueue_;
   AppController controller_;
 };
 
 TEST_F(AppControllerTest, TypedTriggersAndSlashDateRunInOrder) {
-  controller_.start();
-  platform_.activate({std::string(kNotesBundleIdentifier), "Notes", 501});
-  drain();
+  startWithNotesInFront();
   type("## Plan\n[] milk\n/date");
   pressKey(kReturnKeyCode, "\r");
 
   EXPECT_THAT(output(),
-              ElementsAre(status("Apple Notes is active"), R"({"action":"deleteBackward","count":3})",
+              ElementsAre(R"({"action":"deleteBackward","count":3})",
                           R"({"action":"postShortcut","keyCode":4,"flags":1179648})",
                           status("Applied heading command"), R"({"action":"deleteBackward","count":3})",
                           R"({"action":"postShortcut","keyCode":37,"flags":1179648})",
@@ -182,21 +196,12 @@ TEST_F(AppControllerTest, SlashPanelKeysNavigateRunAndClose) {
   pressKey(kEscapeKeyCode, "\x1B");
   type("/");
   pressKey(kDeleteKeyCode, "\x7F");  // deleting the slash ends the query
-  type("/zz ");                      // a blank after a query that finds nothing is prose
-  EXPECT_THAT(platform_.statuses(), ElementsAre("Slash command panel opened", "Slash command panel closed",
-                                                "Slash command panel opened", "Slash command panel closed",
-                                                "Slash command panel opened", "Slash command panel closed"));
-  EXPECT_FALSE(consumeStore_.snapshot().slashQueryActive);
-}
-
-TEST_F(AppControllerTest, AQueryThatFindsNothingIsProseAndReturnReachesTheNote) {
-  startWithNotesInFront();
-  type("and/zz");
-  EXPECT_FALSE(controller_.isSlashQueryActive());
+  type("and/zz");                    // a query that finds nothing is prose, and Return reaches the note
   EXPECT_FALSE(shouldConsumeKey({"\r", kReturnKeyCode, 0, 501, std::nullopt}, consumeStore_.snapshot()));
   pressKey(kReturnKeyCode, "\r");
-  EXPECT_THAT(output(),
-              ElementsAre(status("Slash command panel opened"), status("Slash command panel closed")));
+  const std::string opened = status("Slash command panel opened"),
+                    closed = status("Slash command panel closed");
+  EXPECT_THAT(output(), ElementsAre(opened, closed, opened, closed, opened, closed));
 }
 
 // Keys the monitor would never forward still must not act if they arrive:
@@ -209,7 +214,6 @@ TEST_F(AppControllerTest, RoutingOrderHoldsForKeysHandedOverDirectly) {
   const auto global = *controller_.settings().globalQuickOpenShortcut;
   controller_.handleKey({"", global.keyCode, global.modifierFlags, 501, std::nullopt});
   EXPECT_FALSE(controller_.isSlashQueryActive());
-  EXPECT_FALSE(consumeStore_.snapshot().slashQueryActive);
 
   // A Notes shortcut while another process has keyboard focus does nothing.
   const auto palette = *controller_.settings().commandPaletteShortcut;
@@ -227,33 +231,15 @@ TEST_F(AppControllerTest, RoutingOrderHoldsForKeysHandedOverDirectly) {
   EXPECT_THAT(platform_.statuses(), ElementsAre("Slash command panel opened", "Quick open opened"));
 }
 
-// Actions that wait on a background queue, run when the test says.
-class DeferredActionQueue : public ActionQueue {
- public:
-  void post(std::function<void()> work) override { pending_.push_back(std::move(work)); }
-  void runAll() {
-    auto work = std::move(pending_);
-    pending_.clear();
-    for (auto& item : work) item();
-  }
-
- private:
-  std::vector<std::function<void()>> pending_;
-};
-
 TEST_F(AppControllerTest, AskAIOpensTheAssistantOnlyAfterTheQueryIsRemoved) {
-  DeferredActionQueue deferred;
-  AppController controller(AppControllerDependencies{
-      settings_, clock_, uuids_, consumeStore_, platform_, platform_, platform_, formatting_, platform_,
-      paster_, platform_, slashSession_, platform_, platform_, deferred, mainQueue_});
-  controller.start();
-  platform_.activate({std::string(kNotesBundleIdentifier), "Notes", 501});
+  startWithNotesInFront();
+  actions_.holding = true;
   platform_.moveFocus(
       {"AXTextArea", "", true, {}, "Summarise this /ask", "x-coredata://S/ICNote/p1", "Plan"});
-  for (auto key : UsKeyLayout::keyPresses("/ask\n")) controller.handleKey(key);
+  for (auto key : UsKeyLayout::keyPresses("/ask\n")) controller_.handleKey(key);
   drain();
   platform_.clear();
-  deferred.runAll();
+  actions_.runAll();
   EXPECT_THAT(platform_.entries(), ElementsAre(JSONValue::parse(R"({"action":"deleteBackward","count":4})")));
   drain();
   EXPECT_THAT(platform_.entries(),
@@ -411,7 +397,6 @@ TEST_F(AppControllerTest, AccessibilityPermissionMessagesFollowItsChanges) {
   EXPECT_TRUE(controller_.isSlashQueryActive());
   controller_.handleEventTapRevoked(EventTapRevocationReason::kAccessibilityRevoked);
   EXPECT_FALSE(controller_.isSlashQueryActive());
-  EXPECT_FALSE(consumeStore_.snapshot().slashQueryActive);
   controller_.handleEventTapRevoked(EventTapRevocationReason::kExecutableReplaced);
   const std::string required = "Accessibility is required for Apple Notes and keyboard shortcuts";
   EXPECT_THAT(
@@ -434,11 +419,6 @@ TEST_F(AppControllerTest, TheAssistantOpensWithWhatNotesShows) {
   pressKey(kReturnKeyCode, "\r");
   EXPECT_THAT(platform_.statuses(),
               ElementsAre("Slash command panel opened", "AI panel opened with current note context"));
-  const auto entries = platform_.entries();
-  EXPECT_NE(std::find(entries.begin(), entries.end(),
-                      JSONValue::parse(R"({"panel":"assistant","prompt":"Ask about this",)"
-                                       R"("noteID":"x-coredata://S/ICNote/p1"})")),
-            entries.end());
   platform_.clear();
   settings_.setString("menuBarIconClickAction", "openQuickOpen");
   controller_.reloadSettings();

@@ -35,11 +35,8 @@ TEST_F(FileCredentialStoreTest, KeepsSecretsPrivateAcrossStoresAndSurvivesReplac
   writer.setSecret("deepseekAIAPIKey", "ds-\"quoted\"\n");
   writer.setSecret("openAIAPIKey", "sk-two");
 
-  struct stat status;
-  ASSERT_EQ(::stat(file().c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0600u);
-  ASSERT_EQ(::stat(folder().c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0700u);
+  EXPECT_EQ(fs::status(file()).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+  EXPECT_EQ(fs::status(folder()).permissions(), fs::perms::owner_all);
 
   FileCredentialStore reader(file());  // a fresh store reads what is on disk
   EXPECT_EQ(reader.secret("openAIAPIKey"), "sk-two");
@@ -229,20 +226,17 @@ class SecretServiceKeyringTest : public ::testing::Test {
   }
 };
 
-TEST_F(SecretServiceKeyringTest, StoresReadsReplacesAndRemovesInARealKeyring) {
-  testing::TestFolder home;
+TEST_F(SecretServiceKeyringTest, StoresInAnUnlockedKeyringAndFallsBackToTheFileFromALockedOne) {
+  testing::TestFolder home, lockedHome;
   // Two processes in one session: the second reads what the first wrote.
   EXPECT_EQ(runInKeyringSession(true,
                                 {"SecretServiceChild.WriteThenReplace",
                                  "SecretServiceChild.ReadBackInAFreshProcessThenRemove"},
                                 home.path()),
             0);
-}
-
-TEST_F(SecretServiceKeyringTest, LockedKeyringFallsBackToTheFile) {
-  testing::TestFolder home;
-  EXPECT_EQ(runInKeyringSession(false, {"SecretServiceChild.LockedKeyringFallsBackToTheFile"}, home.path()),
-            0);
+  EXPECT_EQ(
+      runInKeyringSession(false, {"SecretServiceChild.LockedKeyringFallsBackToTheFile"}, lockedHome.path()),
+      0);
 }
 
 }  // namespace
