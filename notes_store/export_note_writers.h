@@ -23,7 +23,9 @@ struct ExportNoteJob {
   size_t index = 0;  // into the plan
   int64_t key = 0;   // the note's object key
   std::string body;  // as stored
+  // Read only for a note that shows it: one without a readable body.
   std::string preview;
+  bool previewRead = false;
   bool bodyOverLimit = false;
   bool mayHaveTables = false;
   bool mayHaveInlineTexts = false;
@@ -31,7 +33,9 @@ struct ExportNoteJob {
   // texts, and the database connection belongs to that thread.
   std::optional<RenderedNote> rendered;
 
-  enum class Outcome { kNotDone, kWritten, kSkipped, kOverLimit } outcome = Outcome::kNotDone;
+  // kNeedsPreview: the body was unreadable, and the note is written from its
+  // title and preview once the calling thread has read the preview.
+  enum class Outcome { kNotDone, kWritten, kSkipped, kOverLimit, kNeedsPreview } outcome = Outcome::kNotDone;
   std::string skipReason;
   size_t tablesUnreadable = 0;
   bool withoutBody = false;

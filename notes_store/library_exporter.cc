@@ -271,6 +271,7 @@ class ExportWrite {
         manifest_(manifest),
         summary_(summary),
         writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)},
+        links_(files, directory),
         presentFiles_(std::move(presentFiles)) {}
 
   void run() {
@@ -371,10 +372,6 @@ class ExportWrite {
     }
     if (batch->jobs.empty()) return batch;
     auto bodies = NotesDatabaseAccess::fetchNoteBodies(connection_, keys, options_.stop);
-    std::vector<int64_t> noteKeys;
-    noteKeys.reserve(batch->jobs.size());
-    for (const ExportNoteJob& job : batch->jobs) noteKeys.push_back(job.key);
-    auto previews = NotesDatabaseAccess::fetchNotePreviews(connection_, noteKeys, options_.stop);
     // Made for the first batch with notes to write: a run that writes none
     // does without. Links between notes are looked up from every worker, so
     // their table is made before any starts.
@@ -397,11 +394,47 @@ class ExportWrite {
           job.bodyOverLimit = body->second.overLimit;
         }
       }
-      if (auto preview = previews.find(job.key); preview != previews.end())
-        job.preview = std::move(preview->second);
-      if (job.mayHaveTables || job.mayHaveInlineTexts) job.rendered = render(job);
+    }
+    std::vector<ExportNoteJob*> withoutBody;
+    for (ExportNoteJob& job : batch->jobs) {
+      if (job.body.empty() && !job.bodyOverLimit) withoutBody.push_back(&job);
+    }
+    readPreviews(withoutBody);
+    for (ExportNoteJob& job : batch->jobs) {
+      if (!job.mayHaveTables && !job.mayHaveInlineTexts) continue;
+      job.rendered = render(job);
+      if (job.rendered->fromTitleAndPreview && !job.previewRead) {
+        readPreviews({&job});
+        job.rendered = render(job);
+      }
     }
     return batch;
+  }
+
+  // Previews are read only for the notes that show them, a few a batch:
+  // reading every note's costs more than all the notes' other columns.
+  void readPreviews(const std::vector<ExportNoteJob*>& jobs) {
+    if (jobs.empty()) return;
+    std::vector<int64_t> keys;
+    keys.reserve(jobs.size());
+    for (const ExportNoteJob* job : jobs) keys.push_back(job->key);
+    auto previews = NotesDatabaseAccess::fetchNotePreviews(connection_, keys, options_.stop);
+    for (ExportNoteJob* job : jobs) {
+      if (auto preview = previews.find(job->key); preview != previews.end())
+        job->preview = std::move(preview->second);
+      job->previewRead = true;
+    }
+  }
+
+  // The notes whose bodies the writers found unreadable, written here from
+  // their titles and previews.
+  void writeFromPreviews(ExportNoteBatch& batch) {
+    std::vector<ExportNoteJob*> jobs;
+    for (ExportNoteJob& job : batch.jobs) {
+      if (job.outcome == ExportNoteJob::Outcome::kNeedsPreview) jobs.push_back(&job);
+    }
+    readPreviews(jobs);
+    for (ExportNoteJob* job : jobs) writeNote(*job, links_);
   }
 
   // Waits for the oldest batch out, then takes in what its notes came to.
@@ -415,10 +448,12 @@ class ExportWrite {
   }
 
   void takeIn(ExportNoteBatch& batch) {
+    writeFromPreviews(batch);
     std::exception_ptr error;
     for (ExportNoteJob& job : batch.jobs) {
       switch (job.outcome) {
         case ExportNoteJob::Outcome::kNotDone:
+        case ExportNoteJob::Outcome::kNeedsPreview:
           if (job.error && !error) error = job.error;
           break;
         case ExportNoteJob::Outcome::kSkipped:
@@ -489,6 +524,10 @@ class ExportWrite {
       job.outcome = ExportNoteJob::Outcome::kOverLimit;
       return;
     }
+    if (rendered.fromTitleAndPreview && !job.previewRead) {
+      job.outcome = ExportNoteJob::Outcome::kNeedsPreview;
+      return;
+    }
     const LibraryExportNote& note = notes_[job.index];
     const std::string front = frontMatter(note, folderDisplayPaths_[note.folder]);
     try {
@@ -548,6 +587,7 @@ class ExportWrite {
   Manifest& manifest_;
   LibraryExportSummary& summary_;
   SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
+  SymbolicLinkCheck links_;                  // the calling thread's
   enum class Action : uint8_t { kWrite, kKeep, kSkipLocked };
   // The earlier manifest's entries whose files were there before the run, by address.
   std::vector<const LibraryExportManifestEntry*> presentFiles_;

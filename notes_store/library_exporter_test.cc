@@ -92,6 +92,13 @@ class LibraryExporterTest : public ::testing::Test {
                      .snippet = "only a preview",
                      .createdAt = 4,
                      .modifiedAt = 80});
+    builder.addNote({.title = "Broken",
+                     .folder = work,
+                     .account7 = account,
+                     .snippet = "a preview of an unreadable body",
+                     .createdAt = 5,
+                     .modifiedAt = 90,
+                     .bodyData = std::string("not a note body")});
     for (int i = 0; i < moreNotes; ++i) {
       const std::string name = "Note " + std::to_string(i % 700);  // twins from the 701st on
       builder.addNote({.title = name,
@@ -142,10 +149,10 @@ class LibraryExporterTest : public ::testing::Test {
 TEST_F(LibraryExporterTest, WritesOneFilePerNoteThenRewritesOnlyChangedNotesAndKeepsNames) {
   buildLibrary();
   const LibraryExportSummary summary = runExport();
-  EXPECT_EQ(summary.notes, 5u);
-  EXPECT_EQ(summary.written, 4u);
+  EXPECT_EQ(summary.notes, 6u);
+  EXPECT_EQ(summary.written, 5u);
   EXPECT_EQ(summary.lockedSkipped, 1u);
-  EXPECT_EQ(summary.withoutBody, 1u);
+  EXPECT_EQ(summary.withoutBody, 2u);
 
   const std::string plan = file("iCloud/Work/Plan.md");
   EXPECT_TRUE(plan.starts_with("---\nid: \"x-coredata://")) << plan;
@@ -159,13 +166,15 @@ TEST_F(LibraryExporterTest, WritesOneFilePerNoteThenRewritesOnlyChangedNotesAndK
   EXPECT_NE(file("iCloud/Work/plan (2).md").find("lower case twin"), std::string::npos);
   EXPECT_NE(file("iCloud/Work/Deep- 1-2/Target.md").find("here"), std::string::npos);
   EXPECT_NE(file("iCloud/Work/Bare.md").find("# Bare\n\nonly a preview"), std::string::npos);
+  EXPECT_NE(file("iCloud/Work/Broken.md").find("# Broken\n\na preview of an unreadable body"),
+            std::string::npos);
   EXPECT_EQ(files_.contents(std::string(kOut) + "/iCloud/Work/Secret.md"), std::nullopt);
   const int writesAfterFirst = files_.writeCount();
 
   buildLibrary(/*planModified=*/200);
   const LibraryExportSummary second = runExport();
   EXPECT_EQ(second.written, 1u);
-  EXPECT_EQ(second.unchanged, 3u);
+  EXPECT_EQ(second.unchanged, 4u);
   EXPECT_EQ(files_.writeCount() - writesAfterFirst, 2);  // the changed note and the manifest
   EXPECT_NE(file("iCloud/Work/Plan.md").find("modified: 2001-01-01T00:03:20Z"), std::string::npos);
   EXPECT_NE(file("iCloud/Work/plan (2).md").find("lower case twin"), std::string::npos);
@@ -178,7 +187,7 @@ TEST_F(LibraryExporterTest, WritesOneFilePerNoteThenRewritesOnlyChangedNotesAndK
   EXPECT_NE(file("iCloud/Work/Renamed.md").find("# Renamed"), std::string::npos);
   EXPECT_NE(file("iCloud/Work/plan (2).md").find("lower case twin"), std::string::npos);
 
-  EXPECT_EQ(runExport(/*force=*/true).written, 4u);
+  EXPECT_EQ(runExport(/*force=*/true).written, 5u);
 }
 
 TEST_F(LibraryExporterTest, RefusesFilesAndForeignFolders) {
@@ -188,7 +197,7 @@ TEST_F(LibraryExporterTest, RefusesFilesAndForeignFolders) {
   files_.removeFile(kOut);
   files_.addFile(std::string(kOut) + "/mine.txt", "user data");
   EXPECT_EQ(refusal(), LibraryExportError::Code::kFolderNotEmpty);
-  EXPECT_EQ(runExport(/*force=*/true).written, 4u);
+  EXPECT_EQ(runExport(/*force=*/true).written, 5u);
   EXPECT_EQ(file("mine.txt"), "user data");
 }
 
@@ -229,7 +238,7 @@ TEST_F(LibraryExporterTest, ManifestThatLeadsOutsideOrIsGarbageCountsAsForeign) 
     files_.addFile("/victim.md", "keep me");
     files_.addFile(manifestPath, contents);
     EXPECT_EQ(refusal(), LibraryExportError::Code::kFolderNotEmpty) << "trusted a foreign manifest";
-    EXPECT_EQ(runExport(/*force=*/true).written, 4u);
+    EXPECT_EQ(runExport(/*force=*/true).written, 5u);
     EXPECT_EQ(files_.contents("/victim.md"), "keep me");
     EXPECT_EQ(files_.contents("/export/victim.md"), std::nullopt);
   }
@@ -280,7 +289,7 @@ TEST_F(LibraryExporterTest, UnwritableOrLinkedEntriesSkipOnlyTheirNotes) {
 
   const LibraryExportSummary summary = runExportInto(disk_, out.string(), /*force=*/true);
   EXPECT_EQ(summary.written, 0u);
-  ASSERT_EQ(summary.skipped.size(), 4u);
+  ASSERT_EQ(summary.skipped.size(), 5u);
   for (const auto& skipped : summary.skipped) {
     EXPECT_TRUE(skipped.path.starts_with("iCloud/Work/")) << skipped.path;
     EXPECT_NE(skipped.reason.find("iCloud/Work"), std::string::npos) << skipped.reason;
@@ -291,7 +300,7 @@ TEST_F(LibraryExporterTest, UnwritableOrLinkedEntriesSkipOnlyTheirNotes) {
   fs::remove(out / "iCloud" / "Work");
   fs::rename(directory_ / "work-elsewhere", out / "iCloud" / "Work");
   const LibraryExportSummary second = runExportInto(disk_, out.string());
-  EXPECT_EQ(second.written, 3u);
+  EXPECT_EQ(second.written, 4u);
   ASSERT_EQ(second.skipped.size(), 1u);
   EXPECT_EQ(second.skipped[0].path, "iCloud/Work/Deep- 1-2/Target.md");
   EXPECT_FALSE(second.skipped[0].reason.empty());
