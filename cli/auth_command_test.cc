@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/internal/cli_test_support.h"
+#include "platform/testing/keyring_session.h"
 #include "platform/testing/test_folder.h"
 
 namespace zephyl::cli {
@@ -108,8 +109,8 @@ TEST(AuthCommandSecretService, SetKeyStatusAndLogoutInARealKeyring) {
   const std::string script = folder.file("session.sh");
   std::ofstream(script) << "set -e\nexport HOME='" << folder.path() << "' XDG_DATA_HOME='" << folder.path()
                         << "/share' XDG_CONFIG_HOME='" << folder.path() << "/config'\n"
-                        << "printf '\\n' | gnome-keyring-daemon --unlock --components=secrets >/dev/null\n"
-                        << "z='" << zephyl.string() << "'\n"
+                        << platform::testing::startKeyringShellLines(/*unlock=*/true) << "z='"
+                        << zephyl.string() << "'\n"
                         << "printf 'sk-keyring-1\\n' | \"$z\" auth set-key openAIAPI >/dev/null\n"
                         << "\"$z\" auth status --json > '" << folder.file("after-set.json") << "'\n"
                         << "\"$z\" auth logout openAIAPI >/dev/null\n"

@@ -11,6 +11,7 @@
 
 #include "ai/credential_store_error.h"
 #include "platform/linux/secret_service_credential_store.h"
+#include "platform/testing/keyring_session.h"
 #include "platform/testing/test_folder.h"
 
 namespace zephyl::platform {
@@ -197,14 +198,7 @@ int runInKeyringSession(bool unlock, const std::vector<std::string>& filters, co
   const std::string script = home + "/session.sh";
   std::ofstream out(script);
   out << "set -e\nexport HOME='" << home << "' XDG_DATA_HOME='" << home << "/data'\n"
-      << (unlock ? "printf '\\n' | gnome-keyring-daemon --unlock --components=secrets >/dev/null\n"
-                 : "gnome-keyring-daemon --start --components=secrets >/dev/null\n")
-      // The daemon may not own its bus name yet when it returns; a child that
-      // called then would have the bus start a second daemon, whose keyring
-      // needs a prompt that cannot be shown here.
-      << "for i in $(seq 100); do dbus-send --session --print-reply --dest=org.freedesktop.DBus"
-         " /org/freedesktop/DBus org.freedesktop.DBus.NameHasOwner string:org.freedesktop.secrets"
-         " 2>/dev/null | grep -q 'boolean true' && break; sleep 0.05; done\n"
+      << testing::startKeyringShellLines(unlock)
       << "export ZEPHYL_SECRET_SERVICE_CHILD=" << (unlock ? "unlocked" : "locked") << "\n";
   for (const auto& filter : filters)
     out << "'" << self << "' --gtest_brief=1 --gtest_filter=" << filter << "\n";
