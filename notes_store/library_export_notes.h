@@ -2,8 +2,8 @@
 // in one allocation, and its folder as a number into the list's folders. A
 // note row holds seven strings, three of them its folder's; a library of
 // 100,000 notes held as rows costs several times its manifest. The preview,
-// the longest of them and needed only to write the note, is read again with
-// the note's body.
+// the longest of them and shown only for a note without a readable body, is
+// read when such a note is written.
 #pragma once
 
 #include <cstdint>
