@@ -240,25 +240,38 @@ std::optional<std::string> NotesDatabaseAccess::fetchStoreUUID(NotesDatabaseConn
   return statement.textColumn(0);
 }
 
+namespace {
+
+// Runs the statement `sql(count)` for `count` bound keys over `keys`,
+// kNoteBodiesChunkSize keys at a time, handing each row to `row`; stops with
+// core::CancellationError when `stop` is requested before a chunk.
+void stepByKeyChunks(NotesDatabaseConnection& connection, const std::vector<int64_t>& keys,
+                     std::stop_token stop, std::string (*sql)(size_t count),
+                     const std::function<void(SqliteStatement&)>& row) {
+  for (size_t start = 0; start < keys.size(); start += kNoteBodiesChunkSize) {
+    if (stop.stop_requested()) throw core::CancellationError();
+    const size_t count = std::min(kNoteBodiesChunkSize, keys.size() - start);
+    SqliteStatement statement(connection.handle(), sql(count));
+    for (size_t i = 0; i < count; ++i) statement.bindInt64(static_cast<int>(i + 1), keys[start + i]);
+    while (statement.step()) row(statement);
+  }
+}
+
+}  // namespace
+
 std::unordered_map<int64_t, NotesBodyBlob> NotesDatabaseAccess::fetchNoteBodies(
     NotesDatabaseConnection& connection, const std::vector<int64_t>& keys, std::stop_token stop) {
   std::unordered_map<int64_t, NotesBodyBlob> bodies;
   if (keys.empty()) return bodies;
   if (!hasNoteDataTable(connection)) return bodies;
   bodies.reserve(keys.size());
-  for (size_t start = 0; start < keys.size(); start += kNoteBodiesChunkSize) {
-    if (stop.stop_requested()) throw core::CancellationError();
-    const size_t count = std::min(kNoteBodiesChunkSize, keys.size() - start);
-    SqliteStatement statement(connection.handle(), statements::noteBodiesByKey(count));
-    for (size_t i = 0; i < count; ++i) statement.bindInt64(static_cast<int>(i + 1), keys[start + i]);
-    while (statement.step()) {
-      if (statement.int64Column(2) != 0) {
-        bodies[statement.int64Column(0)] = {{}, true};
-      } else if (auto blob = statement.blobColumn(1)) {
-        bodies[statement.int64Column(0)] = {std::move(*blob), false};
-      }
+  stepByKeyChunks(connection, keys, stop, statements::noteBodiesByKey, [&](SqliteStatement& statement) {
+    if (statement.int64Column(2) != 0) {
+      bodies[statement.int64Column(0)] = {{}, true};
+    } else if (auto blob = statement.blobColumn(1)) {
+      bodies[statement.int64Column(0)] = {std::move(*blob), false};
     }
-  }
+  });
   return bodies;
 }
 
@@ -266,13 +279,9 @@ std::unordered_map<int64_t, std::string> NotesDatabaseAccess::fetchNotePreviews(
     NotesDatabaseConnection& connection, const std::vector<int64_t>& keys, std::stop_token stop) {
   std::unordered_map<int64_t, std::string> previews;
   previews.reserve(keys.size());
-  for (size_t start = 0; start < keys.size(); start += kNoteBodiesChunkSize) {
-    if (stop.stop_requested()) throw core::CancellationError();
-    const size_t count = std::min(kNoteBodiesChunkSize, keys.size() - start);
-    SqliteStatement statement(connection.handle(), statements::notePreviewsByKey(count));
-    for (size_t i = 0; i < count; ++i) statement.bindInt64(static_cast<int>(i + 1), keys[start + i]);
-    while (statement.step()) previews[statement.int64Column(0)] = statement.textColumn(1);
-  }
+  stepByKeyChunks(connection, keys, stop, statements::notePreviewsByKey, [&](SqliteStatement& statement) {
+    previews[statement.int64Column(0)] = statement.textColumn(1);
+  });
   return previews;
 }
 
