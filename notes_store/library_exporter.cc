@@ -384,6 +384,7 @@ class ExportWrite {
       });
     }
     const NotesDatabaseAccess::AttachmentHolders& holders = *holders_;
+    std::vector<ExportNoteJob*> withoutBody;
     for (ExportNoteJob& job : batch->jobs) {
       const LibraryExportNote& note = notes_[job.index];
       job.mayHaveTables = holders.withTables.count(job.key) != 0;
@@ -394,19 +395,13 @@ class ExportWrite {
           job.bodyOverLimit = body->second.overLimit;
         }
       }
-    }
-    std::vector<ExportNoteJob*> withoutBody;
-    for (ExportNoteJob& job : batch->jobs) {
       if (job.body.empty() && !job.bodyOverLimit) withoutBody.push_back(&job);
     }
+    // A body found unreadable here or by a writer has its preview read after
+    // the writers are done with the batch (writeFromPreviews).
     readPreviews(withoutBody);
     for (ExportNoteJob& job : batch->jobs) {
-      if (!job.mayHaveTables && !job.mayHaveInlineTexts) continue;
-      job.rendered = render(job);
-      if (job.rendered->fromTitleAndPreview && !job.previewRead) {
-        readPreviews({&job});
-        job.rendered = render(job);
-      }
+      if (job.mayHaveTables || job.mayHaveInlineTexts) job.rendered = render(job);
     }
     return batch;
   }
