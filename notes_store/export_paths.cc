@@ -199,20 +199,21 @@ std::string ExportPathAllocator::allocate(const std::string& folderPath, const s
   }
 }
 
-std::string relativeLink(const std::string& fromFolder, const std::string& toPath) {
-  auto split = [](const std::string& path) {
-    std::vector<std::string> parts;
+std::string relativeLink(std::string_view fromFolder, std::string_view toPath) {
+  auto split = [](std::string_view path) {
+    std::vector<std::string_view> parts;
     size_t start = 0;
     while (start <= path.size() && !path.empty()) {
       const size_t slash = path.find('/', start);
-      parts.push_back(path.substr(start, slash == std::string::npos ? std::string::npos : slash - start));
-      if (slash == std::string::npos) break;
+      parts.push_back(
+          path.substr(start, slash == std::string_view::npos ? std::string_view::npos : slash - start));
+      if (slash == std::string_view::npos) break;
       start = slash + 1;
     }
     return parts;
   };
-  const std::vector<std::string> from = split(fromFolder);
-  const std::vector<std::string> to = split(toPath);
+  const std::vector<std::string_view> from = split(fromFolder);
+  const std::vector<std::string_view> to = split(toPath);
   size_t common = 0;
   while (common < from.size() && common + 1 < to.size() && from[common] == to[common]) ++common;
   std::string link;

@@ -77,6 +77,6 @@ bool staysInsideExportFolder(std::string_view relativePath);
 
 // The relative link from a file in `fromFolder` to `toPath` (both relative to
 // the export root, "/"-separated).
-std::string relativeLink(const std::string& fromFolder, const std::string& toPath);
+std::string relativeLink(std::string_view fromFolder, std::string_view toPath);
 
 }  // namespace zephyl::notes_store

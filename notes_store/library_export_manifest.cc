@@ -1,5 +1,6 @@
 #include "notes_store/library_export_manifest.h"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "core/json_tape.h"
@@ -10,7 +11,7 @@ namespace {
 
 using Json = nlohmann::json;
 
-void appendQuoted(std::string& out, const std::string& text) {
+void appendQuoted(std::string& out, std::string_view text) {
   bool plain = true;
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
@@ -27,6 +28,58 @@ void appendQuoted(std::string& out, const std::string& text) {
 
 }  // namespace
 
+LibraryExportManifest::LibraryExportManifest(std::initializer_list<LibraryExportManifestEntry> entries) {
+  for (const LibraryExportManifestEntry& entry : entries) add(entry.id, entry.path, entry.modified);
+  sort();
+}
+
+void LibraryExportManifest::add(std::string_view id, std::string_view path, std::string_view modified) {
+  if (!records_.empty() && idOf(records_.back()) >= id) sorted_ = false;
+  records_.push_back({texts_.size(), static_cast<uint32_t>(id.size()), static_cast<uint32_t>(path.size()),
+                      static_cast<uint32_t>(modified.size())});
+  texts_ += id;
+  texts_ += path;
+  texts_ += modified;
+}
+
+void LibraryExportManifest::sort() {
+  if (sorted_) return;
+  std::stable_sort(records_.begin(), records_.end(),
+                   [this](const Record& a, const Record& b) { return idOf(a) < idOf(b); });
+  // Of a repeated id the last added counts; its text is left unused.
+  size_t kept = 0;
+  for (size_t i = 0; i < records_.size(); ++i) {
+    if (i + 1 < records_.size() && idOf(records_[i + 1]) == idOf(records_[i])) continue;
+    records_[kept++] = records_[i];
+  }
+  records_.resize(kept);
+  sorted_ = true;
+}
+
+LibraryExportManifestEntry LibraryExportManifest::operator[](size_t index) const {
+  const Record& record = records_[index];
+  const char* text = texts_.data() + record.offset;
+  return {{text, record.idSize},
+          {text + record.idSize, record.pathSize},
+          {text + record.idSize + record.pathSize, record.modifiedSize}};
+}
+
+uint32_t LibraryExportManifest::find(std::string_view id) const {
+  const auto it = std::lower_bound(
+      records_.begin(), records_.end(), id,
+      [this](const Record& record, std::string_view wanted) { return idOf(record) < wanted; });
+  if (it == records_.end() || idOf(*it) != id) return kNone;
+  return static_cast<uint32_t>(it - records_.begin());
+}
+
+bool LibraryExportManifest::operator==(const LibraryExportManifest& other) const {
+  if (size() != other.size()) return false;
+  for (size_t i = 0; i < size(); ++i) {
+    if ((*this)[i] != other[i]) return false;
+  }
+  return true;
+}
+
 std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text) {
   // {"notes": {id: {"path": …, "modified": …}}}; other keys, at any level, are
   // passed over, and of a repeated key the last counts.
@@ -41,8 +94,12 @@ std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view
   LibraryExportManifest manifest;
   if (notes->isNull()) return manifest;
   if (!notes->isObject()) return std::nullopt;
+  // The texts never take more than the manifest: pages of it that they do not
+  // reach are never touched.
+  manifest.reserve(text.size());
   bool fits = true;
-  notes->forEachMember([&](std::string id, core::JSONTape::Value value) {
+  notes->forEachMember([&](const std::string& id, core::JSONTape::Value value) {
+    if (!fits) return;
     auto path = value.find("path");
     auto modified = value.find("modified");
     auto pathText = path ? path->string() : std::nullopt;
@@ -51,41 +108,45 @@ std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view
       fits = false;
       return;
     }
-    LibraryExportManifestEntry entry{std::move(*pathText), std::move(*modifiedText)};
-    // A manifest of ours lists its notes in order: each goes at the end.
-    if (manifest.empty() || manifest.rbegin()->first < id) {
-      manifest.emplace_hint(manifest.end(), std::move(id), std::move(entry));
-    } else {
-      manifest[id] = std::move(entry);
-    }
+    manifest.add(id, *pathText, *modifiedText);
   });
   if (!fits) return std::nullopt;
+  manifest.sort();
   return manifest;
+}
+
+LibraryExportManifestFormatter::LibraryExportManifestFormatter(std::function<void(std::string_view)> piece)
+    : piece_(std::move(piece)) {}
+
+void LibraryExportManifestFormatter::add(const LibraryExportManifestEntry& entry) {
+  // The bytes a JSON library's dump with an indent of one gives, without the tree.
+  constexpr size_t kPiece = 64 * 1024;
+  if (entry.path.empty()) return;
+  out_ += first_ ? "\n  " : ",\n  ";
+  first_ = false;
+  appendQuoted(out_, entry.id);
+  out_ += ": {\n   \"modified\": ";
+  appendQuoted(out_, entry.modified);
+  out_ += ",\n   \"path\": ";
+  appendQuoted(out_, entry.path);
+  out_ += "\n  }";
+  if (out_.size() >= kPiece) {
+    piece_(out_);
+    out_.clear();
+  }
+}
+
+void LibraryExportManifestFormatter::finish() {
+  out_ += first_ ? "},\n \"version\": 1\n}\n" : "\n },\n \"version\": 1\n}\n";
+  piece_(out_);
+  out_.clear();
 }
 
 void formatLibraryExportManifest(const LibraryExportManifest& manifest,
                                  const std::function<void(std::string_view)>& piece) {
-  // The bytes a JSON library's dump with an indent of one gives, without the tree.
-  constexpr size_t kPiece = 64 * 1024;
-  std::string out = "{\n \"notes\": {";
-  bool first = true;
-  for (const auto& [id, entry] : manifest) {
-    if (entry.path.empty()) continue;
-    out += first ? "\n  " : ",\n  ";
-    first = false;
-    appendQuoted(out, id);
-    out += ": {\n   \"modified\": ";
-    appendQuoted(out, entry.modified);
-    out += ",\n   \"path\": ";
-    appendQuoted(out, entry.path);
-    out += "\n  }";
-    if (out.size() >= kPiece) {
-      piece(out);
-      out.clear();
-    }
-  }
-  out += first ? "},\n \"version\": 1\n}\n" : "\n },\n \"version\": 1\n}\n";
-  piece(out);
+  LibraryExportManifestFormatter out(piece);
+  for (size_t i = 0; i < manifest.size(); ++i) out.add(manifest[i]);
+  out.finish();
 }
 
 }  // namespace zephyl::notes_store

@@ -1,27 +1,93 @@
 // The manifest an export leaves in its folder (".zephyl-export.json"): each
-// note's file and the modification time it was written at. Read without a
-// document tree and written as it is streamed out, since a large library's
-// manifest runs to tens of megabytes and is read on every export.
+// note's file and the modification time it was written at. A large library's
+// manifest runs to tens of megabytes and is read on every export, so it is
+// read without a document tree into one block of text, and written as it is
+// streamed out.
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include "notes_store/library_export_plan.h"
+#include <vector>
 
 namespace zephyl::notes_store {
+
+inline constexpr std::string_view kExportManifestName = ".zephyl-export.json";
+
+// What a manifest says of one note. Views into the manifest it came from.
+struct LibraryExportManifestEntry {
+  std::string_view id;
+  std::string_view path;      // relative to the export folder
+  std::string_view modified;  // ISO 8601 modification time of the note when written
+  bool operator==(const LibraryExportManifestEntry&) const = default;
+};
+
+// The notes an export recorded, in id order. Their texts share one allocation,
+// about what the manifest takes on disk.
+class LibraryExportManifest {
+ public:
+  static constexpr uint32_t kNone = UINT32_MAX;
+
+  LibraryExportManifest() = default;
+  // In any order; of a repeated id the last counts.
+  LibraryExportManifest(std::initializer_list<LibraryExportManifestEntry> entries);
+
+  // Adds an entry at the end. Out of id order, or repeating an id, the
+  // entries are put right by sort().
+  void add(std::string_view id, std::string_view path, std::string_view modified);
+  // Puts the entries in id order, keeping the last of a repeated id.
+  void sort();
+  // Room for texts of `bytes` in all, so that adding them never moves those before.
+  void reserve(size_t bytes) { texts_.reserve(bytes); }
+
+  size_t size() const { return records_.size(); }
+  bool empty() const { return records_.empty(); }
+  LibraryExportManifestEntry operator[](size_t index) const;
+  // The index of the entry of note `id`; kNone when there is none.
+  uint32_t find(std::string_view id) const;
+
+  bool operator==(const LibraryExportManifest& other) const;
+
+ private:
+  struct Record {
+    uint64_t offset;  // of the id in texts_, with path and modification time after it
+    uint32_t idSize;
+    uint32_t pathSize;
+    uint32_t modifiedSize;
+  };
+  std::string_view idOf(const Record& record) const { return {texts_.data() + record.offset, record.idSize}; }
+
+  std::string texts_;
+  std::vector<Record> records_;
+  bool sorted_ = true;  // in id order, no id repeated
+};
 
 // The notes an earlier export recorded; nullopt when `text` is not a manifest
 // of ours: not JSON, not shaped like one, or naming a path outside the export
 // folder.
 std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text);
 
-// The manifest's text, handed out in pieces as it is made: a JSON object with
-// one space of indent per level, keys sorted, invalid UTF-8 replaced, and a
-// final newline. An entry without a path is left out: its note has a place in
-// the manifest but no file yet.
+// A manifest's text, handed out in pieces as its entries are added in id
+// order: a JSON object with one space of indent per level, keys sorted,
+// invalid UTF-8 replaced, and a final newline.
+class LibraryExportManifestFormatter {
+ public:
+  explicit LibraryExportManifestFormatter(std::function<void(std::string_view)> piece);
+  // An entry without a path is left out: its note has a place in the
+  // manifest but no file yet.
+  void add(const LibraryExportManifestEntry& entry);
+  // Hands out the rest; nothing may be added after.
+  void finish();
+
+ private:
+  std::function<void(std::string_view)> piece_;
+  std::string out_ = "{\n \"notes\": {";
+  bool first_ = true;
+};
+
 void formatLibraryExportManifest(const LibraryExportManifest& manifest,
                                  const std::function<void(std::string_view)>& piece);
 

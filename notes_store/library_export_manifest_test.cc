@@ -10,13 +10,16 @@ namespace {
 TEST(LibraryExportManifest, WritesWhatTheJsonLibraryWouldAndReadsItBack) {
   const LibraryExportManifest manifests[] = {
       {},
-      {{"x-coredata://S/ICNote/p2", {"iCloud/Work/Plan.md", "2024-05-01T10:00:00Z"}},
-       {"x-coredata://S/ICNote/p10", {"Caf\xC3\xA9 \"quoted\" tab\t.md", "\\"}}},
-      {{"id", {"bad \xFF utf-8.md", "t"}}},  // replaced on the way out, as before
+      {{"x-coredata://S/ICNote/p2", "iCloud/Work/Plan.md", "2024-05-01T10:00:00Z"},
+       {"x-coredata://S/ICNote/p10", "Caf\xC3\xA9 \"quoted\" tab\t.md", "\\"}},
+      {{"id", "bad \xFF utf-8.md", "t"}},  // replaced on the way out, as before
   };
   for (const LibraryExportManifest& manifest : manifests) {
     nlohmann::json notes = nlohmann::json::object();
-    for (const auto& [id, entry] : manifest) notes[id] = {{"path", entry.path}, {"modified", entry.modified}};
+    for (size_t i = 0; i < manifest.size(); ++i) {
+      const LibraryExportManifestEntry entry = manifest[i];
+      notes[std::string(entry.id)] = {{"path", entry.path}, {"modified", entry.modified}};
+    }
     const nlohmann::json json = {{"version", 1}, {"notes", std::move(notes)}};
     std::string text;
     formatLibraryExportManifest(manifest, [&](std::string_view piece) { text += piece; });
@@ -47,6 +50,11 @@ TEST(LibraryExportManifest, ReadsOnlyWhatHasItsShape) {
     const auto manifest = parseLibraryExportManifest(text);
     EXPECT_EQ(manifest ? std::optional(manifest->size()) : std::nullopt, notes) << text;
   }
+  // Out of order and repeated: sorted, and of a repeated id the last counts.
+  EXPECT_EQ(parseLibraryExportManifest(R"({"notes": {"b": {"path": "B.md", "modified": "t"},
+      "a": {"path": "A1.md", "modified": "t"}, "c": {"path": "C.md", "modified": "t"},
+      "a": {"path": "A2.md", "modified": "u"}}})"),
+            (LibraryExportManifest{{"a", "A2.md", "u"}, {"b", "B.md", "t"}, {"c", "C.md", "t"}}));
 }
 
 }  // namespace

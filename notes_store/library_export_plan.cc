@@ -1,6 +1,7 @@
 #include "notes_store/library_export_plan.h"
 
 #include <algorithm>
+#include <map>
 #include <optional>
 #include <unordered_map>
 
@@ -57,69 +58,75 @@ bool stillFits(std::string_view path, std::string_view folder, const std::string
 // The notes of an earlier manifest, found by note id. Ids differ only near
 // their end ("x-coredata://<store>/ICNote/p<key>"), so they are looked up by
 // the number there, in a sorted array, and compared whole only on a match: a
-// library's worth of string hashes and lookups costs several times more.
+// library's worth of string comparisons from the start costs several times more.
 class EarlierNotes {
  public:
-  explicit EarlierNotes(const LibraryExportManifest& manifest) {
+  explicit EarlierNotes(const LibraryExportManifest& manifest) : manifest_(manifest) {
     notes_.reserve(manifest.size());
-    for (const auto& record : manifest)
-      notes_.push_back({notesObjectKey(record.first).value_or(-1), &record});
+    for (uint32_t i = 0; i < manifest.size(); ++i)
+      notes_.push_back({notesObjectKey(manifest[i].id).value_or(-1), i});
     std::sort(notes_.begin(), notes_.end(), [](const Note& a, const Note& b) { return a.key < b.key; });
   }
 
-  // What the manifest says of the note `id`, whose number is `key`, which is
-  // then claimed; null when nothing. Asked in increasing key order, each look
-  // starts where the last one ended.
-  const LibraryExportManifestEntry* claim(int64_t key, std::string_view id) {
+  // The manifest's entry of the note `id`, whose number is `key`, which is
+  // then claimed; LibraryExportManifest::kNone when none. Asked in increasing
+  // key order, each look starts where the last one ended.
+  uint32_t claim(int64_t key, std::string_view id) {
     auto from = notes_.begin() + (cursor_ < notes_.size() && notes_[cursor_].key <= key ? cursor_ : 0);
     auto it = std::lower_bound(from, notes_.end(), key,
                                [](const Note& note, int64_t wanted) { return note.key < wanted; });
     cursor_ = it - notes_.begin();
     for (; it != notes_.end() && it->key == key; ++it) {
-      if (it->record->first == id) {
+      if (manifest_[it->entry].id == id) {
         it->claimed = true;
-        return &it->record->second;
+        return it->entry;
       }
     }
-    return nullptr;
+    return LibraryExportManifest::kNone;
   }
 
   // The files of the notes no one claimed, in the manifest's order.
   std::vector<std::string> unclaimedPaths() const {
-    std::vector<const Note*> unclaimed;
+    std::vector<uint32_t> unclaimed;
     for (const Note& note : notes_) {
-      if (!note.claimed) unclaimed.push_back(&note);
+      if (!note.claimed) unclaimed.push_back(note.entry);
     }
-    std::sort(unclaimed.begin(), unclaimed.end(),
-              [](const Note* a, const Note* b) { return a->record->first < b->record->first; });
+    std::sort(unclaimed.begin(), unclaimed.end());
     std::vector<std::string> paths;
     paths.reserve(unclaimed.size());
-    for (const Note* note : unclaimed) paths.push_back(note->record->second.path);
+    for (const uint32_t entry : unclaimed) paths.emplace_back(manifest_[entry].path);
     return paths;
   }
 
  private:
   struct Note {
     int64_t key;
-    const LibraryExportManifest::value_type* record;
+    uint32_t entry;  // in the manifest
     bool claimed = false;
   };
+  const LibraryExportManifest& manifest_;
   std::vector<Note> notes_;
   size_t cursor_ = 0;  // where the last look ended
 };
 
 }  // namespace
 
-const std::string& LibraryExportPlan::target(size_t index) const {
-  static const std::string kNone;
-  const LibraryExportPlanEntry& entry = entries[index];
-  if (entry.newPath != LibraryExportPlanEntry::kEarlierPath) return newPaths[entry.newPath];
-  return entry.previous ? entry.previous->path : kNone;
+std::optional<LibraryExportManifestEntry> LibraryExportPlan::previous(size_t index) const {
+  const uint32_t entry = entries[index].previous;
+  if (entry == LibraryExportManifest::kNone) return std::nullopt;
+  return (*earlier)[entry];
 }
 
-std::string exportFolderOf(const std::string& relativePath) {
+std::string_view LibraryExportPlan::target(size_t index) const {
+  const LibraryExportPlanEntry& entry = entries[index];
+  if (entry.newPath != LibraryExportPlanEntry::kEarlierPath) return newPaths[entry.newPath];
+  return entry.previous != LibraryExportManifest::kNone ? (*earlier)[entry.previous].path
+                                                        : std::string_view();
+}
+
+std::string_view exportFolderOf(std::string_view relativePath) {
   const size_t slash = relativePath.rfind('/');
-  return slash == std::string::npos ? "" : relativePath.substr(0, slash);
+  return slash == std::string_view::npos ? std::string_view() : relativePath.substr(0, slash);
 }
 
 namespace {
@@ -145,6 +152,7 @@ void permute(std::vector<LibraryExportNote>& notes, const std::vector<size_t>& f
 LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vector<NotesFolderRow>& folders,
                                     const LibraryExportManifest& earlier) {
   LibraryExportPlan plan;
+  plan.earlier = &earlier;
   plan.notes = std::move(list.notes());
   std::vector<LibraryExportNote>& notes = plan.notes;
   // Older notes choose names first, so a new note never takes an old one's name.
@@ -154,7 +162,7 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
     size_t index;
     // What an earlier export recorded of the note. Looked up in the order the
     // notes come, by key, so that one look into the manifest follows another.
-    const LibraryExportManifestEntry* previous;
+    uint32_t previous;
   };
   EarlierNotes earlierNotes(earlier);
   std::vector<NamingOrder> order(notes.size());
@@ -200,8 +208,8 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   // Every file of the earlier export stays reserved for its note, even one about
   // to be renamed, so that no other note is written over it. Earlier names are
   // reserved before any new one is handed out.
-  for (const auto& [id, entry] : earlier)
-    allocator.reserve(entry.path, id);  // both outlive the plan's making
+  for (size_t i = 0; i < earlier.size(); ++i)
+    allocator.reserve(earlier[i].path, earlier[i].id);  // both outlive the plan's making
   // A note's export folder and display path depend on its folder alone: worked
   // out once per folder, as notes first come to it.
   const std::vector<LibraryExportNoteFolder>& noteFolders = list.folders();
@@ -218,7 +226,7 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
           folderDisplayPath(folderDisplay, folder.id, folder.accountName, folder.name);
       folderPath = layout.relativePath(componentsOf(folder));
     }
-    const LibraryExportManifestEntry* previous = plan.entries[i].previous;
+    const std::optional<LibraryExportManifestEntry> previous = plan.previous(i);
     // A locked note has no file, and takes no name from the notes after it.
     fits[i] = note.locked || (previous && stillFits(previous->path, *folderPath,
                                                     safePathComponent(note.title(), "Untitled")));

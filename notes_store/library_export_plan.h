@@ -5,33 +5,23 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "notes_store/library_export_manifest.h"
 #include "notes_store/library_export_notes.h"
 #include "notes_store/notes_database_records.h"
 
 namespace zephyl::notes_store {
 
-inline constexpr std::string_view kExportManifestName = ".zephyl-export.json";
-
-// What the manifest of an earlier export says of one note.
-struct LibraryExportManifestEntry {
-  std::string path;      // relative to the export folder
-  std::string modified;  // ISO 8601 modification time of the note when written
-  bool operator==(const LibraryExportManifestEntry&) const = default;
-};
-
-using LibraryExportManifest = std::map<std::string, LibraryExportManifestEntry>;  // note id → entry
-
 // What the plan decided for one note.
 struct LibraryExportPlanEntry {
   static constexpr uint32_t kEarlierPath = UINT32_MAX;
-  // What an earlier export recorded of the note, in the manifest the plan was
-  // made from; null when it had nothing.
-  const LibraryExportManifestEntry* previous = nullptr;
+  // What an earlier export recorded of the note: its entry in the manifest the
+  // plan was made from, or LibraryExportManifest::kNone.
+  uint32_t previous = LibraryExportManifest::kNone;
   // The note's file in LibraryExportPlan::newPaths when it is not the earlier
   // one (a new note's, a renamed one's); kEarlierPath when the earlier file
   // still fits, or the note is locked and has no file.
@@ -48,17 +38,21 @@ struct LibraryExportPlan {
   // The notes' folders as the front matter shows them ("Account › Folder"), by
   // LibraryExportNote::folder.
   std::vector<std::string> folderDisplayPaths;
-  std::vector<std::string> staleFiles;  // earlier files whose notes are gone
+  std::vector<std::string> staleFiles;             // earlier files whose notes are gone
+  const LibraryExportManifest* earlier = nullptr;  // the manifest the plan was made from
 
+  // What the earlier manifest says of notes[index].
+  std::optional<LibraryExportManifestEntry> previous(size_t index) const;
   // The file of notes[index], relative to the export folder; empty for a
   // locked note that no earlier export wrote.
-  const std::string& target(size_t index) const;
+  std::string_view target(size_t index) const;
 };
 
+// The plan keeps `earlier`, which must outlive it unchanged.
 LibraryExportPlan planLibraryExport(LibraryExportNoteList notes, const std::vector<NotesFolderRow>& folders,
                                     const LibraryExportManifest& earlier);
 
 // The folder part of a path relative to the export folder ("" at the top).
-std::string exportFolderOf(const std::string& relativePath);
+std::string_view exportFolderOf(std::string_view relativePath);
 
 }  // namespace zephyl::notes_store

@@ -27,10 +27,10 @@ std::vector<NotesFolderRow> workFolder() {
 
 TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
   const LibraryExportManifest earlier = {
-      {"x-coredata://S/ICNote/p1", {"iCloud/Work/Plan.md", "t"}},      // same title: kept
-      {"x-coredata://S/ICNote/p2", {"iCloud/Work/Old name.md", "t"}},  // retitled: renamed
-      {"x-coredata://S/ICNote/p9", {"iCloud/Work/Gone.md", "t"}},      // deleted: stale
-      {"x-coredata://S/ICNote/p3", {"iCloud/Work/Plan (2).md", "t"}},  // a twin keeps its number
+      {"x-coredata://S/ICNote/p1", "iCloud/Work/Plan.md", "t"},      // same title: kept
+      {"x-coredata://S/ICNote/p2", "iCloud/Work/Old name.md", "t"},  // retitled: renamed
+      {"x-coredata://S/ICNote/p9", "iCloud/Work/Gone.md", "t"},      // deleted: stale
+      {"x-coredata://S/ICNote/p3", "iCloud/Work/Plan (2).md", "t"},  // a twin keeps its number
   };
   // Listed newest first: the plan orders them by creation.
   LibraryExportNoteList notes;
@@ -51,9 +51,9 @@ TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
                                             // A locked note has no file and leaves its name to a twin.
                                             "", "iCloud/Work/Twin.md"};
   for (size_t i = 0; i < targets.size(); ++i) EXPECT_EQ(plan.target(i), targets[i]);
-  ASSERT_NE(plan.entries[1].previous, nullptr);
-  EXPECT_EQ(plan.entries[1].previous->path, "iCloud/Work/Old name.md");
-  EXPECT_EQ(plan.entries[3].previous, nullptr);
+  ASSERT_TRUE(plan.previous(1));
+  EXPECT_EQ(plan.previous(1)->path, "iCloud/Work/Old name.md");
+  EXPECT_FALSE(plan.previous(3));
   EXPECT_EQ(plan.staleFiles, std::vector<std::string>{"iCloud/Work/Gone.md"});
   EXPECT_EQ(plan.folderDisplayPaths[plan.notes[0].folder], "iCloud › Work");
   EXPECT_EQ(plan.folders, 2u);  // iCloud and iCloud/Work

@@ -36,8 +36,11 @@ struct StringHash : std::hash<std::string_view> {
   using is_transparent = void;
 };
 
-std::string joinPath(const std::string& directory, const std::string& relative) {
-  return directory + "/" + relative;
+std::string joinPath(const std::string& directory, std::string_view relative) {
+  std::string path = directory;
+  path += '/';
+  path += relative;
+  return path;
 }
 
 // What the export folder's manifest says: nothing (no manifest), the notes of
@@ -145,32 +148,28 @@ std::vector<core::FolderListing> listEarlierFiles(core::FileSystem& files, const
 }
 
 // The entries of the earlier manifest whose files are still in the export
-// folder as regular files, by address. Matched as soon as the folder is listed,
-// so that the listing, a string a file, is not kept while the library is read.
-std::vector<const LibraryExportManifestEntry*> presentEarlierFiles(
-    const Manifest& manifest, const std::vector<core::FolderListing>& listings) {
-  std::vector<const LibraryExportManifestEntry*> byPath;
-  byPath.reserve(manifest.size());
-  for (const auto& [id, entry] : manifest) byPath.push_back(&entry);
+// folder as regular files, sorted. Matched as soon as the folder is listed, so
+// that the listing, a string a file, is not kept while the library is read.
+std::vector<uint32_t> presentEarlierFiles(const Manifest& manifest,
+                                          const std::vector<core::FolderListing>& listings) {
+  std::vector<uint32_t> byPath(manifest.size());
+  std::iota(byPath.begin(), byPath.end(), 0);
   std::sort(byPath.begin(), byPath.end(),
-            [](const LibraryExportManifestEntry* a, const LibraryExportManifestEntry* b) {
-              return a->path < b->path;
-            });
-  std::vector<const LibraryExportManifestEntry*> present;
+            [&](uint32_t a, uint32_t b) { return manifest[a].path < manifest[b].path; });
+  std::vector<uint32_t> present;
   std::string path;
   for (const core::FolderListing& listing : listings) {
     for (const std::string& name : listing.files) {
       path = listing.folder;
       if (!path.empty()) path += '/';
       path += name;
-      auto it = std::lower_bound(byPath.begin(), byPath.end(), path,
-                                 [](const LibraryExportManifestEntry* entry, const std::string& wanted) {
-                                   return entry->path < wanted;
-                                 });
-      for (; it != byPath.end() && (*it)->path == path; ++it) present.push_back(*it);
+      auto it = std::lower_bound(
+          byPath.begin(), byPath.end(), path,
+          [&](uint32_t entry, const std::string& wanted) { return manifest[entry].path < wanted; });
+      for (; it != byPath.end() && manifest[*it].path == path; ++it) present.push_back(*it);
     }
   }
-  std::sort(present.begin(), present.end(), std::less<>());
+  std::sort(present.begin(), present.end());
   return present;
 }
 
@@ -257,8 +256,8 @@ class ExportWrite {
 
   ExportWrite(NotesDatabaseConnection& connection, core::FileSystem& files,
               const LibraryExportOptions& options, const std::string& directory,
-              const std::string& manifestPath, const LibraryExportPlan& plan, Manifest& manifest,
-              std::vector<const LibraryExportManifestEntry*> presentFiles, LibraryExportSummary& summary)
+              const std::string& manifestPath, const LibraryExportPlan& plan, const Manifest& earlier,
+              std::vector<uint32_t> presentFiles, LibraryExportSummary& summary)
       : connection_(connection),
         files_(files),
         options_(options),
@@ -268,7 +267,7 @@ class ExportWrite {
         notes_(plan.notes),
         entries_(plan.entries),
         folderDisplayPaths_(plan.folderDisplayPaths),
-        manifest_(manifest),
+        earlier_(earlier),
         summary_(summary),
         writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)},
         links_(files, directory),
@@ -276,7 +275,7 @@ class ExportWrite {
 
   void run() {
     classify();
-    placeRecords();
+    orderRecords();
     // At most two batches are out: the one being written and the next.
     std::deque<std::unique_ptr<ExportNoteBatch>> out;
     ExportNoteWriters writers(
@@ -302,7 +301,7 @@ class ExportWrite {
         }
       }
       try {
-        if (!recorded_) writeManifest(files_, manifestPath_, manifest_);
+        if (!recorded_) writeRecords();
       } catch (const core::FileSystemError& error) {
         kLog.error() << "Could not record the export: " << error.what();
       }
@@ -315,12 +314,12 @@ class ExportWrite {
   // A file below a symbolic link is not in the listing: its note is written,
   // which refuses the link.
   bool unchanged(size_t index) {
-    const LibraryExportPlanEntry& entry = entries_[index];
-    if (options_.force || !entry.previous || entry.previous->path != plan_.target(index) ||
-        entry.previous->modified != core::formatIso8601(notes_[index].modifiedAt).value_or("")) {
+    const std::optional<LibraryExportManifestEntry> previous = plan_.previous(index);
+    if (options_.force || !previous || previous->path != plan_.target(index) ||
+        previous->modified != core::formatIso8601(notes_[index].modifiedAt).value_or("")) {
       return false;
     }
-    return std::binary_search(presentFiles_.begin(), presentFiles_.end(), entry.previous, std::less<>());
+    return std::binary_search(presentFiles_.begin(), presentFiles_.end(), entries_[index].previous);
   }
 
   // What each note needs, decided before the first batch.
@@ -329,26 +328,37 @@ class ExportWrite {
     for (size_t i = 0; i < notes_.size(); ++i) {
       actions_[i] = notes_[i].locked ? Action::kSkipLocked : unchanged(i) ? Action::kKeep : Action::kWrite;
     }
-    std::vector<const LibraryExportManifestEntry*>().swap(presentFiles_);
+    std::vector<uint32_t>().swap(presentFiles_);
   }
 
-  // Gives each note to write its place in the manifest before the first write,
-  // in id order, so that recording a written note is an assignment: a
-  // library's worth of inserts in plan order costs more than writing the files.
-  void placeRecords() {
-    std::vector<size_t> toWrite;
-    for (size_t i = 0; i < notes_.size(); ++i) {
-      if (actions_[i] == Action::kWrite) toWrite.push_back(i);
+  // Puts the notes to write in id order, the manifest's, before the first
+  // write. A written note's record is made from the plan when the manifest is
+  // written, and nothing the workers read changes as notes are recorded.
+  void orderRecords() {
+    for (uint32_t i = 0; i < notes_.size(); ++i) {
+      if (actions_[i] == Action::kWrite) toWrite_.push_back(i);
     }
-    std::sort(toWrite.begin(), toWrite.end(),
-              [this](size_t a, size_t b) { return notes_[a].id() < notes_[b].id(); });
-    records_.resize(notes_.size());
-    auto hint = manifest_.begin();
-    for (size_t i : toWrite) {
-      records_[i] =
-          manifest_.try_emplace(hint, std::string(notes_[i].id()));  // an earlier record stays as it was
-      hint = std::next(records_[i]);
-    }
+    std::sort(toWrite_.begin(), toWrite_.end(),
+              [this](uint32_t a, uint32_t b) { return notes_[a].id() < notes_[b].id(); });
+  }
+
+  // The manifest: the earlier one's entries, with those of the notes written
+  // in their place, merged in id order.
+  void writeRecords() {
+    files_.writeStreamAtomically(manifestPath_, [&](const auto& piece) {
+      LibraryExportManifestFormatter out(piece);
+      size_t next = 0;  // in earlier_
+      for (const uint32_t i : toWrite_) {
+        if (actions_[i] != Action::kWritten) continue;
+        const std::string_view id = notes_[i].id();
+        for (; next < earlier_.size() && earlier_[next].id < id; ++next) out.add(earlier_[next]);
+        if (next < earlier_.size() && earlier_[next].id == id) ++next;
+        const std::string modified = core::formatIso8601(notes_[i].modifiedAt).value_or("");
+        out.add({id, plan_.target(i), modified});
+      }
+      for (; next < earlier_.size(); ++next) out.add(earlier_[next]);
+      out.finish();
+    });
   }
 
   // The notes of [start, end) to write, with their bodies; those that read the
@@ -453,17 +463,17 @@ class ExportWrite {
           break;
         case ExportNoteJob::Outcome::kSkipped:
           kLog.warning() << "Skipped a note: " << job.skipReason;
-          summary_.skipped.push_back({plan_.target(job.index), std::move(job.skipReason)});
+          summary_.skipped.push_back({std::string(plan_.target(job.index)), std::move(job.skipReason)});
           break;
         case ExportNoteJob::Outcome::kOverLimit:
           kLog.warning() << "Skipped a note: " << kNoteBodyOverLimitText;
-          summary_.overLimitSkipped.push_back(plan_.target(job.index));
+          summary_.overLimitSkipped.emplace_back(plan_.target(job.index));
           break;
         case ExportNoteJob::Outcome::kWritten:
           summary_.tablesUnreadable += job.tablesUnreadable;
           if (job.withoutBody) ++summary_.withoutBody;
           if (job.renamed) ++summary_.renamed;
-          record(job.index);
+          actions_[job.index] = Action::kWritten;
           recorded_ = false;
           ++summary_.written;
           break;
@@ -471,15 +481,6 @@ class ExportWrite {
     }
     if (error) std::rethrow_exception(error);
     if (options_.stop.stop_requested()) throw core::CancellationError();
-  }
-
-  // Records a written note in the manifest. A note that kept its earlier file
-  // has that record's path as its target, which workers may be reading for
-  // links: the path is then left as it is.
-  void record(size_t index) {
-    LibraryExportManifestEntry& record = records_[index]->second;
-    if (record.path != plan_.target(index)) record.path = plan_.target(index);
-    record.modified = core::formatIso8601(notes_[index].modifiedAt).value_or("");
   }
 
   RenderedNote render(const ExportNoteJob& job) {
@@ -493,7 +494,7 @@ class ExportWrite {
     source.bodyOverLimit = job.bodyOverLimit;
     source.mayHaveTables = job.mayHaveTables;
     source.mayHaveInlineTexts = job.mayHaveInlineTexts;
-    const std::string fromFolder = exportFolderOf(plan_.target(job.index));
+    const std::string_view fromFolder = exportFolderOf(plan_.target(job.index));
     NoteRenderOptions renderOptions;
     renderOptions.noteLinkTarget = [&](std::string_view identifier) {
       return linkTarget(fromFolder, identifier);
@@ -504,8 +505,7 @@ class ExportWrite {
 
   // On a worker: renders the note unless that was done ahead, and replaces its file.
   void writeNote(ExportNoteJob& job, SymbolicLinkCheck& links) {
-    const LibraryExportPlanEntry& entry = entries_[job.index];
-    const std::string& target = plan_.target(job.index);
+    const std::string target(plan_.target(job.index));
     if (const auto link = links.onFolders(target)) {
       job.skipReason = std::string(kSymbolicLinkRefused) + *link;
       job.outcome = ExportNoteJob::Outcome::kSkipped;
@@ -540,8 +540,8 @@ class ExportWrite {
     }
     // No other note can have taken the earlier file's name: the plan keeps it
     // reserved for this note.
-    if (entry.previous && entry.previous->path != target) {
-      removeEarlierFile(files_, links, directory_, entry.previous->path);
+    if (const auto previous = plan_.previous(job.index); previous && previous->path != target) {
+      removeEarlierFile(files_, links, directory_, std::string(previous->path));
       job.renamed = true;
     }
     job.tablesUnreadable = rendered.tablesUnreadable;
@@ -551,7 +551,7 @@ class ExportWrite {
 
   // The relative link from a note in `fromFolder` to the note `identifier`
   // names, when that note is exported.
-  std::optional<std::string> linkTarget(const std::string& fromFolder, std::string_view identifier) const {
+  std::optional<std::string> linkTarget(std::string_view fromFolder, std::string_view identifier) const {
     const auto linked = std::lower_bound(byIdentifier_.begin(), byIdentifier_.end(), identifier,
                                          [this](uint32_t note, std::string_view wanted) {
                                            return lessIgnoringCase(notes_[note].uuid(), wanted);
@@ -565,7 +565,7 @@ class ExportWrite {
 
   void saveManifest() {
     const auto start = ManifestSchedule::Clock::now();
-    writeManifest(files_, manifestPath_, manifest_);
+    writeRecords();
     schedule_.written(start);
     recorded_ = true;
   }
@@ -579,15 +579,15 @@ class ExportWrite {
   const std::vector<LibraryExportNote>& notes_;
   const std::vector<LibraryExportPlanEntry>& entries_;  // for each of notes_
   const std::vector<std::string>& folderDisplayPaths_;
-  Manifest& manifest_;
+  const Manifest& earlier_;
   LibraryExportSummary& summary_;
   SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
   SymbolicLinkCheck links_;                  // the calling thread's
-  enum class Action : uint8_t { kWrite, kKeep, kSkipLocked };
-  // The earlier manifest's entries whose files were there before the run, by address.
-  std::vector<const LibraryExportManifestEntry*> presentFiles_;
-  std::vector<Action> actions_;              // for each note of the plan
-  std::vector<Manifest::iterator> records_;  // for each note to write, its place in the manifest
+  enum class Action : uint8_t { kWrite, kWritten, kKeep, kSkipLocked };
+  // The earlier manifest's entries whose files were there before the run.
+  std::vector<uint32_t> presentFiles_;
+  std::vector<Action> actions_;    // for each note of the plan
+  std::vector<uint32_t> toWrite_;  // the notes to write, in id order
   ManifestSchedule schedule_;
   bool recorded_ = true;  // the manifest on disk holds every record made so far
   std::optional<NotesDatabaseAccess::AttachmentHolders> holders_;
@@ -672,8 +672,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     throw LibraryExportError(LibraryExportError::Code::kFolderNotEmpty, directory);
   }
   Manifest manifest = std::move(earlier.manifest);
-  std::vector<const LibraryExportManifestEntry*> presentFiles =
-      presentEarlierFiles(manifest, listEarlierFiles(files, directory));
+  std::vector<uint32_t> presentFiles = presentEarlierFiles(manifest, listEarlierFiles(files, directory));
   // From here on the folder is ours: a run that stops at any point, even by
   // kill -9, leaves a manifest, so the next one resumes instead of refusing.
   if (earlier.state != ManifestState::kOurs) writeManifest(files, manifestPath, manifest);
@@ -682,7 +681,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   if (readError) std::rethrow_exception(readError);
   LibraryExportSummary summary;
   summary.notes = library.notes.notes().size();
-  // The plan points into `manifest`, whose entries change only once their notes are written.
+  // The plan points into `manifest`, which stays as it was read: the run's
+  // records are made from the plan.
   LibraryExportPlan plan = planLibraryExport(std::move(library.notes), library.folders, manifest);
   summary.folders = plan.folders;
   summary.staleFiles = std::move(plan.staleFiles);
