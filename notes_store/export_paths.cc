@@ -199,6 +199,13 @@ std::string ExportPathAllocator::allocate(const std::string& folderPath, const s
   }
 }
 
+void ExportPathAllocator::release(std::string_view folderPath) {
+  const auto key = folderKeys_.find(folderPath);
+  if (key == folderKeys_.end()) return;
+  folders_.erase(key->second);
+  folderKeys_.erase(key);
+}
+
 std::string relativeLink(std::string_view fromFolder, std::string_view toPath) {
   auto split = [](std::string_view path) {
     std::vector<std::string_view> parts;

@@ -44,6 +44,10 @@ class ExportPathAllocator {
   std::string allocate(const std::string& folder, const std::string& stem, const std::string& extension,
                        std::string_view owner);
 
+  // Forgets the names of `folder`, in which nothing more may be named: a
+  // library's worth of names need not be held at once.
+  void release(std::string_view folder);
+
  private:
   using Reservation = std::pair<std::string_view, std::string_view>;  // name, owner
   struct Folder {

@@ -231,13 +231,34 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
     fits[i] = note.locked || (previous && stillFits(previous->path, *folderPath,
                                                     safePathComponent(note.title(), "Untitled")));
   }
-  for (size_t i = 0; i < notes.size(); ++i) {
-    if (fits[i]) continue;
-    plan.entries[i].newPath = static_cast<uint32_t>(plan.newPaths.size());
-    plan.newPaths.push_back(allocator.allocate(*folderPaths[notes[i].folder],
-                                               safePathComponent(notes[i].title(), "Untitled"), ".md",
-                                               notes[i].id()));
+  // Names are unique within their folder only: the notes are named folder by
+  // folder, in naming order within each, and a folder's names are forgotten
+  // once its notes have theirs. Only the largest folder's names are held.
+  std::vector<uint32_t> exportFolders(noteFolders.size());  // by note folder: its export folder's number
+  {
+    std::unordered_map<std::string_view, uint32_t> numbers;
+    for (size_t folder = 0; folder < noteFolders.size(); ++folder) {
+      if (folderPaths[folder])
+        exportFolders[folder] = numbers.try_emplace(*folderPaths[folder], numbers.size()).first->second;
+    }
   }
+  std::vector<uint32_t> toName;
+  for (uint32_t i = 0; i < notes.size(); ++i) {
+    if (!fits[i]) toName.push_back(i);
+  }
+  std::stable_sort(toName.begin(), toName.end(), [&](uint32_t a, uint32_t b) {
+    return exportFolders[notes[a].folder] < exportFolders[notes[b].folder];
+  });
+  for (size_t n = 0; n < toName.size(); ++n) {
+    const uint32_t i = toName[n];
+    const std::string& folderPath = *folderPaths[notes[i].folder];
+    plan.entries[i].newPath = static_cast<uint32_t>(plan.newPaths.size());
+    plan.newPaths.push_back(
+        allocator.allocate(folderPath, safePathComponent(notes[i].title(), "Untitled"), ".md", notes[i].id()));
+    if (n + 1 == toName.size() || exportFolders[notes[toName[n + 1]].folder] != exportFolders[notes[i].folder])
+      allocator.release(folderPath);
+  }
+  plan.newPaths.shrink_to_fit();
 
   plan.folders = layout.count();
   plan.staleFiles = earlierNotes.unclaimedPaths();

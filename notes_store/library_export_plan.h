@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/packed_strings.h"
 #include "notes_store/library_export_manifest.h"
 #include "notes_store/library_export_notes.h"
 #include "notes_store/notes_database_records.h"
@@ -33,7 +34,7 @@ struct LibraryExportPlan {
   // takes an old one's name. entries[i] is notes[i]'s.
   std::vector<LibraryExportNote> notes;
   std::vector<LibraryExportPlanEntry> entries;
-  std::vector<std::string> newPaths;
+  core::PackedStrings newPaths;
   size_t folders = 0;  // folders the export holds
   // The notes' folders as the front matter shows them ("Account › Folder"), by
   // LibraryExportNote::folder.

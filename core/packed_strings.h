@@ -1,0 +1,41 @@
+// A list of strings kept end to end in one allocation: for the hundreds of
+// thousands of short texts a library holds, where a std::string each costs
+// twice the text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace zephyl::core {
+
+class PackedStrings {
+ public:
+  size_t size() const { return ends_.size(); }
+  bool empty() const { return ends_.empty(); }
+
+  // The view stays valid until the next push_back.
+  std::string_view operator[](size_t index) const {
+    const uint64_t start = index == 0 ? 0 : ends_[index - 1];
+    return std::string_view(texts_).substr(start, ends_[index] - start);
+  }
+
+  // Adds `text` at the end; its index is the size before.
+  void push_back(std::string_view text) {
+    texts_ += text;
+    ends_.push_back(texts_.size());
+  }
+
+  // Gives back the room that growing left unused.
+  void shrink_to_fit() {
+    texts_.shrink_to_fit();
+    ends_.shrink_to_fit();
+  }
+
+ private:
+  std::string texts_;
+  std::vector<uint64_t> ends_;
+};
+
+}  // namespace zephyl::core
