@@ -1,23 +1,68 @@
 #include "notes_store/library_export_notes.h"
 
+#include <cstring>
+
 namespace zephyl::notes_store {
 
-LibraryExportNote::LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber)
-    : noteDataPK(row.noteDataPK),
-      createdAt(row.createdAt),
-      modifiedAt(row.modifiedAt),
-      folder(folderNumber),
-      locked(row.isPasswordProtected != 0) {
-  texts_.reserve(row.id.size() + row.uuid.size() + row.title.size());
-  texts_ += row.id;
-  idEnd_ = static_cast<uint32_t>(texts_.size());
-  texts_ += row.uuid;
-  uuidEnd_ = static_cast<uint32_t>(texts_.size());
-  texts_ += row.title;
+const char* LibraryExportNoteTexts::store(std::initializer_list<std::string_view> texts) {
+  // The first block is sized for a small library; each after it is larger.
+  constexpr size_t kFirstBlock = 64 * 1024;
+  if (blocks_.empty()) blocks_.push_back(std::make_unique<std::pmr::monotonic_buffer_resource>(kFirstBlock));
+  size_t size = 0;
+  for (const std::string_view text : texts) size += text.size();
+  auto* start = static_cast<char*>(blocks_.back()->allocate(std::max<size_t>(size, 1), 1));
+  char* end = start;
+  for (const std::string_view text : texts) {
+    std::memcpy(end, text.data(), text.size());
+    end += text.size();
+  }
+  return start;
+}
+
+void LibraryExportNoteTexts::append(LibraryExportNoteTexts&& other) {
+  for (auto& block : other.blocks_) blocks_.push_back(std::move(block));
+  other.blocks_.clear();
+}
+
+LibraryExportNote::LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber,
+                                     LibraryExportNoteTexts& texts)
+    : folder(folderNumber),
+      locked(row.isPasswordProtected != 0),
+      texts_(texts.store({row.id, row.uuid, row.title})),
+      idSize_(static_cast<uint32_t>(row.id.size())),
+      uuidSize_(static_cast<uint32_t>(row.uuid.size())),
+      titleSize_(static_cast<uint32_t>(row.title.size())) {
+  if (row.noteDataPK) {
+    has_ |= kNoteData;
+    noteDataPK_ = *row.noteDataPK;
+  }
+  if (row.createdAt) {
+    has_ |= kCreated;
+    createdAt_ = row.createdAt->time_since_epoch().count();
+  }
+  if (row.modifiedAt) {
+    has_ |= kModified;
+    modifiedAt_ = row.modifiedAt->time_since_epoch().count();
+  }
+}
+
+std::optional<int64_t> LibraryExportNote::noteDataPK() const {
+  if (!(has_ & kNoteData)) return std::nullopt;
+  return noteDataPK_;
+}
+
+std::optional<core::TimePoint> LibraryExportNote::createdAt() const {
+  if (!(has_ & kCreated)) return std::nullopt;
+  return core::TimePoint(std::chrono::microseconds(createdAt_));
+}
+
+std::optional<core::TimePoint> LibraryExportNote::modifiedAt() const {
+  if (!(has_ & kModified)) return std::nullopt;
+  return core::TimePoint(std::chrono::microseconds(modifiedAt_));
 }
 
 void LibraryExportNoteList::add(const NotesNoteRow& row) {
-  notes_.emplace_back(row, folderOf(row.folderID, row.accountName, row.folderName));
+  notes_.emplace_back(row, folderOf(row.folderID, row.accountName, row.folderName), texts_);
 }
 
 void LibraryExportNoteList::append(LibraryExportNoteList&& other) {
@@ -31,6 +76,7 @@ void LibraryExportNoteList::append(LibraryExportNoteList&& other) {
     note.folder = renumbered[note.folder];
     notes_.push_back(std::move(note));
   }
+  texts_.append(std::move(other.texts_));
   other = {};
 }
 

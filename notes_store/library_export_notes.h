@@ -1,12 +1,14 @@
-// The library's notes as an export keeps them while it runs: each note's texts
-// in one allocation, and its folder as a number into the list's folders. A
-// note row holds seven strings, three of them its folder's; a library of
-// 100,000 notes held as rows costs several times its manifest. The preview,
-// the longest of them and shown only for a note without a readable body, is
-// read when such a note is written.
+// The library's notes as an export keeps them while it runs: each note a small
+// record, its texts end to end in blocks the list owns, and its folder as a
+// number into the list's folders. A note row holds seven strings, three of
+// them its folder's; a library of 100,000 notes held as rows costs several
+// times its manifest. The preview, the longest of them and shown only for a
+// note without a readable body, is read when such a note is written.
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,24 +26,43 @@ struct LibraryExportNoteFolder {
   std::string name;
 };
 
+// Where notes keep their texts: blocks that never move, so that a note may
+// point into them however the notes themselves are moved.
+class LibraryExportNoteTexts {
+ public:
+  // A copy of `texts` one after another; valid while this or what it is
+  // appended to lives.
+  const char* store(std::initializer_list<std::string_view> texts);
+  void append(LibraryExportNoteTexts&& other);
+
+ private:
+  std::vector<std::unique_ptr<std::pmr::monotonic_buffer_resource>> blocks_;
+};
+
 class LibraryExportNote {
  public:
-  LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber);
+  LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber, LibraryExportNoteTexts& texts);
 
-  std::string_view id() const { return std::string_view(texts_).substr(0, idEnd_); }
-  std::string_view uuid() const { return std::string_view(texts_).substr(idEnd_, uuidEnd_ - idEnd_); }
-  std::string_view title() const { return std::string_view(texts_).substr(uuidEnd_); }
+  std::string_view id() const { return {texts_, idSize_}; }
+  std::string_view uuid() const { return {texts_ + idSize_, uuidSize_}; }
+  std::string_view title() const { return {texts_ + idSize_ + uuidSize_, titleSize_}; }
+  std::optional<int64_t> noteDataPK() const;
+  std::optional<core::TimePoint> createdAt() const;
+  std::optional<core::TimePoint> modifiedAt() const;
 
-  std::optional<int64_t> noteDataPK;
-  std::optional<core::TimePoint> createdAt;
-  std::optional<core::TimePoint> modifiedAt;
   uint32_t folder = 0;  // in LibraryExportNoteList::folders()
   bool locked = false;
 
  private:
-  std::string texts_;  // id, uuid and title, one after another
-  uint32_t idEnd_ = 0;
-  uint32_t uuidEnd_ = 0;
+  enum Has : uint8_t { kNoteData = 1, kCreated = 2, kModified = 4 };
+  const char* texts_;  // id, uuid and title, one after another
+  uint32_t idSize_;
+  uint32_t uuidSize_;
+  uint32_t titleSize_;
+  uint8_t has_ = 0;  // which of the three below are set
+  int64_t noteDataPK_ = 0;
+  int64_t createdAt_ = 0;  // microseconds since 1970
+  int64_t modifiedAt_ = 0;
 };
 
 class LibraryExportNoteList {
@@ -55,11 +76,14 @@ class LibraryExportNoteList {
   std::vector<LibraryExportNote>& notes() { return notes_; }
   const std::vector<LibraryExportNote>& notes() const { return notes_; }
   const std::vector<LibraryExportNoteFolder>& folders() const { return folders_; }
+  // The notes' texts, which must outlive them wherever they are moved.
+  LibraryExportNoteTexts takeTexts() { return std::move(texts_); }
 
  private:
   uint32_t folderOf(std::string_view id, std::string_view accountName, std::string_view name);
 
   std::vector<LibraryExportNote> notes_;
+  LibraryExportNoteTexts texts_;
   std::vector<LibraryExportNoteFolder> folders_;
   std::unordered_map<std::string, uint32_t> folderNumbers_;  // id, account and name → folder
   std::string key_;  // a folder's key in folderNumbers_, made again for each note

@@ -154,6 +154,7 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   LibraryExportPlan plan;
   plan.earlier = &earlier;
   plan.notes = std::move(list.notes());
+  plan.noteTexts = list.takeTexts();
   std::vector<LibraryExportNote>& notes = plan.notes;
   // Older notes choose names first, so a new note never takes an old one's name.
   struct NamingOrder {
@@ -168,7 +169,7 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   std::vector<NamingOrder> order(notes.size());
   for (size_t i = 0; i < notes.size(); ++i) {
     const int64_t key = notesObjectKey(notes[i].id()).value_or(0);
-    order[i] = {notes[i].createdAt ? notes[i].createdAt : notes[i].modifiedAt, key, i,
+    order[i] = {notes[i].createdAt() ? notes[i].createdAt() : notes[i].modifiedAt(), key, i,
                 earlierNotes.claim(key, notes[i].id())};
   }
   std::sort(order.begin(), order.end(), [](const NamingOrder& a, const NamingOrder& b) {

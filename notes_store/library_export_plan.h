@@ -33,6 +33,7 @@ struct LibraryExportPlan {
   // The notes in naming order: older ones first, so that a new note never
   // takes an old one's name. entries[i] is notes[i]'s.
   std::vector<LibraryExportNote> notes;
+  LibraryExportNoteTexts noteTexts;  // where the notes' texts are
   std::vector<LibraryExportPlanEntry> entries;
   core::PackedStrings newPaths;
   size_t folders = 0;  // folders the export holds

@@ -231,8 +231,8 @@ std::string frontMatter(const LibraryExportNote& note, const std::string& folder
   std::string out = "---\n";
   out += "id: " + yamlQuoted(note.id()) + "\n";
   out += "title: " + yamlQuoted(note.title()) + "\n";
-  out += "created: " + (note.createdAt ? core::formatIso8601(*note.createdAt) : std::string("null")) + "\n";
-  out += "modified: " + core::formatIso8601(note.modifiedAt).value_or("null") + "\n";
+  out += "created: " + (note.createdAt() ? core::formatIso8601(*note.createdAt()) : std::string("null")) + "\n";
+  out += "modified: " + core::formatIso8601(note.modifiedAt()).value_or("null") + "\n";
   out += "folder: " + yamlQuoted(folderPath) + "\n";
   out += "---\n\n";
   return out;
@@ -316,7 +316,7 @@ class ExportWrite {
   bool unchanged(size_t index) {
     const std::optional<LibraryExportManifestEntry> previous = plan_.previous(index);
     if (options_.force || !previous || previous->path != plan_.target(index) ||
-        previous->modified != core::formatIso8601(notes_[index].modifiedAt).value_or("")) {
+        previous->modified != core::formatIso8601(notes_[index].modifiedAt()).value_or("")) {
       return false;
     }
     return std::binary_search(presentFiles_.begin(), presentFiles_.end(), entries_[index].previous);
@@ -353,7 +353,7 @@ class ExportWrite {
         const std::string_view id = notes_[i].id();
         for (; next < earlier_.size() && earlier_[next].id < id; ++next) out.add(earlier_[next]);
         if (next < earlier_.size() && earlier_[next].id == id) ++next;
-        const std::string modified = core::formatIso8601(notes_[i].modifiedAt).value_or("");
+        const std::string modified = core::formatIso8601(notes_[i].modifiedAt()).value_or("");
         out.add({id, plan_.target(i), modified});
       }
       for (; next < earlier_.size(); ++next) out.add(earlier_[next]);
@@ -377,7 +377,7 @@ class ExportWrite {
         ExportNoteJob& job = batch->jobs.emplace_back();
         job.index = i;
         job.key = notesObjectKey(notes_[i].id()).value_or(0);
-        if (notes_[i].noteDataPK) keys.push_back(*notes_[i].noteDataPK);
+        if (notes_[i].noteDataPK()) keys.push_back(*notes_[i].noteDataPK());
       }
     }
     if (batch->jobs.empty()) return batch;
@@ -399,8 +399,8 @@ class ExportWrite {
       const LibraryExportNote& note = notes_[job.index];
       job.mayHaveTables = holders.withTables.count(job.key) != 0;
       job.mayHaveInlineTexts = holders.withInlineTexts.count(job.key) != 0;
-      if (note.noteDataPK) {
-        if (auto body = bodies.find(*note.noteDataPK); body != bodies.end()) {
+      if (note.noteDataPK()) {
+        if (auto body = bodies.find(*note.noteDataPK()); body != bodies.end()) {
           job.body = std::move(body->second.bytes);
           job.bodyOverLimit = body->second.overLimit;
         }
