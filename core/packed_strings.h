@@ -27,6 +27,13 @@ class PackedStrings {
     ends_.push_back(texts_.size());
   }
 
+  // Room for `count` strings of `bytes` in all: growing copies what it holds,
+  // and leaves the old room behind as holes a large list cannot spare.
+  void reserve(size_t count, size_t bytes) {
+    ends_.reserve(count);
+    texts_.reserve(bytes);
+  }
+
   // Gives back the room that growing left unused.
   void shrink_to_fit() {
     texts_.shrink_to_fit();

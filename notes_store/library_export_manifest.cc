@@ -94,9 +94,10 @@ std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view
   LibraryExportManifest manifest;
   if (notes->isNull()) return manifest;
   if (!notes->isObject()) return std::nullopt;
-  // The texts never take more than the manifest: pages of it that they do not
-  // reach are never touched.
-  manifest.reserve(text.size());
+  // Neither the texts nor the entries outgrow what the manifest's size allows
+  // (an entry takes 32 bytes of it at least); pages they do not reach are
+  // never touched.
+  manifest.reserve(text.size() / 32, text.size());
   bool fits = true;
   notes->forEachMember([&](const std::string& id, core::JSONTape::Value value) {
     if (!fits) return;

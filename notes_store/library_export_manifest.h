@@ -40,8 +40,12 @@ class LibraryExportManifest {
   void add(std::string_view id, std::string_view path, std::string_view modified);
   // Puts the entries in id order, keeping the last of a repeated id.
   void sort();
-  // Room for texts of `bytes` in all, so that adding them never moves those before.
-  void reserve(size_t bytes) { texts_.reserve(bytes); }
+  // Room for `count` entries whose texts take `bytes` in all: growing copies
+  // what is held, and leaves the old room behind as holes.
+  void reserve(size_t count, size_t bytes) {
+    records_.reserve(count);
+    texts_.reserve(bytes);
+  }
 
   size_t size() const { return records_.size(); }
   bool empty() const { return records_.empty(); }

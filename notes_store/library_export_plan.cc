@@ -247,6 +247,13 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   for (uint32_t i = 0; i < notes.size(); ++i) {
     if (!fits[i]) toName.push_back(i);
   }
+  // At most: the folder, a slash, the longest name a title makes, a number and an extension.
+  size_t pathBytes = 0;
+  for (const uint32_t i : toName) {
+    pathBytes += folderPaths[notes[i].folder]->size() + 1 + std::max<size_t>(notes[i].title().size() + 1, 9) +
+                 sizeof(" (4294967295).md");
+  }
+  plan.newPaths.reserve(toName.size(), pathBytes);
   std::stable_sort(toName.begin(), toName.end(), [&](uint32_t a, uint32_t b) {
     return exportFolders[notes[a].folder] < exportFolders[notes[b].folder];
   });
@@ -259,7 +266,6 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
     if (n + 1 == toName.size() || exportFolders[notes[toName[n + 1]].folder] != exportFolders[notes[i].folder])
       allocator.release(folderPath);
   }
-  plan.newPaths.shrink_to_fit();
 
   plan.folders = layout.count();
   plan.staleFiles = earlierNotes.unclaimedPaths();
