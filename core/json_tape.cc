@@ -171,6 +171,31 @@ void JSONTape::parse(std::string_view text) {
   if (end != text.size()) fail(end, "unexpected text after the value");
 }
 
+size_t JSONTape::parseMembers(std::string_view text, size_t offset,
+                              const std::function<size_t(std::string key, size_t valueOffset)>& member) {
+  size_t at = offset;
+  const auto expect = [&](char c, std::string_view problem) {
+    while (at < text.size() && isSpace(text[at])) ++at;
+    if (at >= text.size() || text[at] != c) fail(at, problem);
+    ++at;
+  };
+  expect('{', "expected an object");
+  while (at < text.size() && isSpace(text[at])) ++at;
+  if (at < text.size() && text[at] == '}') return at + 1;
+  for (;;) {
+    while (at < text.size() && isSpace(text[at])) ++at;
+    if (at >= text.size() || text[at] != '"') fail(at, "expected a member name");
+    at = parsePrefix(text, at);
+    std::string key = *root().string();
+    expect(':', "expected ':'");
+    at = member(std::move(key), at);
+    while (at < text.size() && isSpace(text[at])) ++at;
+    if (at < text.size() && text[at] == '}') return at + 1;
+    if (at >= text.size() || text[at] != ',') fail(at, "expected ',' or '}'");
+    ++at;
+  }
+}
+
 size_t JSONTape::parsePrefix(std::string_view text, size_t offset) {
   text_ = text;
   nodes_.clear();

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,6 +30,13 @@ class JSONTape {
   size_t parsePrefix(std::string_view text, size_t offset);
   // The whole of `text` as one value (surrounding white space allowed).
   void parse(std::string_view text);
+  // Reads the object that starts at `offset` (after optional white space) a
+  // member at a time, for an object too large to hold on one tape:
+  // member(key, valueOffset) reads the value, with this tape or another, and
+  // returns the offset just past it. Returns the offset just past the object.
+  // Throws JSONValueError as parsePrefix does, and when no object starts there.
+  size_t parseMembers(std::string_view text, size_t offset,
+                      const std::function<size_t(std::string key, size_t valueOffset)>& member);
   // The tape points into the text: a temporary would leave it dangling.
   template <typename Text, typename = std::enable_if_t<std::is_same_v<Text, std::string>>>
   size_t parsePrefix(Text&&, size_t) = delete;

@@ -53,6 +53,44 @@ TEST(JSONTape, AgreesWithJSONValueParse) {
   }
 }
 
+// An object read a member at a time, each value on the same tape as its key,
+// is what the whole read makes of it.
+TEST(JSONTape, AnObjectReadAMemberAtATimeAgreesWithJSONValueParse) {
+  const char* texts[] = {
+      R"( {"a":[1,{"b":2}], "\u0061":3 ,"c":{}} )",
+      " { } ",
+      "{\"a\":1,}",
+      "{\"a\":1 \"b\":2}",
+      "{\"a\":}",
+      "{1:2}",
+      "{\"a\":1",
+      "[1]",
+      "{\"a\":1} x",
+  };
+  for (const std::string_view text : texts) {
+    std::optional<JSONValue> expected;
+    try {
+      expected = JSONValue::parse(text);
+      if (!expected->object()) expected.reset();  // no object to read by members
+    } catch (const JSONValueError&) {
+    }
+    JSONTape tape;
+    std::optional<JSONValue> read = JSONValue::Object{};
+    try {
+      size_t end = tape.parseMembers(text, 0, [&](std::string key, size_t at) {
+        const size_t valueEnd = tape.parsePrefix(text, at);
+        read->set(std::move(key), tape.root().toJSONValue());
+        return valueEnd;
+      });
+      while (end < text.size() && text[end] == ' ') ++end;
+      if (end != text.size()) read.reset();
+    } catch (const JSONValueError&) {
+      read.reset();
+    }
+    EXPECT_EQ(read, expected) << text;
+  }
+}
+
 TEST(JSONTape, MembersAreFoundInAnyOrderAndARepeatedKeyReadsItsLastValue) {
   JSONTape tape;
   tape.parse(R"({"a":1,"b":"two","c":[3.0,4],"a\u0062":5,"ab":6})");

@@ -11,6 +11,8 @@ namespace {
 
 using Json = nlohmann::json;
 
+bool isJsonSpace(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
+
 void appendQuoted(std::string& out, std::string_view text) {
   bool plain = true;
   for (const char c : text) {
@@ -82,37 +84,52 @@ bool LibraryExportManifest::operator==(const LibraryExportManifest& other) const
 
 std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text) {
   // {"notes": {id: {"path": …, "modified": …}}}; other keys, at any level, are
-  // passed over, and of a repeated key the last counts.
+  // passed over, and of a repeated key the last counts. Read a member at a
+  // time: a tape of the whole manifest would take more than the entries.
   core::JSONTape tape;
-  try {
-    tape.parse(text);
-  } catch (const core::JSONValueError&) {
-    return std::nullopt;
-  }
-  const auto notes = tape.root().find("notes");
-  if (!notes) return std::nullopt;
-  LibraryExportManifest manifest;
-  if (notes->isNull()) return manifest;
-  if (!notes->isObject()) return std::nullopt;
-  // Neither the texts nor the entries outgrow what the manifest's size allows
-  // (an entry takes 32 bytes of it at least); pages they do not reach are
-  // never touched.
-  manifest.reserve(text.size() / 32, text.size());
+  std::optional<LibraryExportManifest> manifest;  // from the last "notes" member
   bool fits = true;
-  notes->forEachMember([&](const std::string& id, core::JSONTape::Value value) {
-    if (!fits) return;
+  const auto readNote = [&](std::string id, size_t at) {
+    const size_t end = tape.parsePrefix(text, at);
+    if (!fits) return end;
+    const core::JSONTape::Value value = tape.root();
     auto path = value.find("path");
     auto modified = value.find("modified");
     auto pathText = path ? path->string() : std::nullopt;
     auto modifiedText = modified ? modified->string() : std::nullopt;
     if (!pathText || !modifiedText || !staysInsideExportFolder(*pathText)) {
       fits = false;
-      return;
+    } else {
+      manifest->add(id, *pathText, *modifiedText);
     }
-    manifest.add(id, *pathText, *modifiedText);
-  });
-  if (!fits) return std::nullopt;
-  manifest.sort();
+    return end;
+  };
+  const auto readNotes = [&](size_t at) {
+    manifest.emplace();
+    fits = true;
+    while (at < text.size() && isJsonSpace(text[at])) ++at;
+    if (at < text.size() && text[at] == '{') {
+      // Neither the texts nor the entries outgrow what the manifest's size
+      // allows (an entry takes 32 bytes of it at least); pages they do not
+      // reach are never touched.
+      manifest->reserve(text.size() / 32, text.size());
+      return tape.parseMembers(text, at, readNote);
+    }
+    const size_t end = tape.parsePrefix(text, at);
+    fits = tape.root().isNull();
+    return end;
+  };
+  try {
+    size_t end = tape.parseMembers(text, 0, [&](std::string key, size_t at) {
+      return key == "notes" ? readNotes(at) : tape.parsePrefix(text, at);
+    });
+    while (end < text.size() && isJsonSpace(text[end])) ++end;
+    if (end != text.size()) return std::nullopt;
+  } catch (const core::JSONValueError&) {
+    return std::nullopt;
+  }
+  if (!manifest || !fits) return std::nullopt;
+  manifest->sort();
   return manifest;
 }
 

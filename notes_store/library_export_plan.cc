@@ -261,9 +261,10 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
     const uint32_t i = toName[n];
     const std::string& folderPath = *folderPaths[notes[i].folder];
     plan.entries[i].newPath = static_cast<uint32_t>(plan.newPaths.size());
-    plan.newPaths.push_back(
-        allocator.allocate(folderPath, safePathComponent(notes[i].title(), "Untitled"), ".md", notes[i].id()));
-    if (n + 1 == toName.size() || exportFolders[notes[toName[n + 1]].folder] != exportFolders[notes[i].folder])
+    plan.newPaths.push_back(allocator.allocate(folderPath, safePathComponent(notes[i].title(), "Untitled"),
+                                               ".md", notes[i].id()));
+    if (n + 1 == toName.size() ||
+        exportFolders[notes[toName[n + 1]].folder] != exportFolders[notes[i].folder])
       allocator.release(folderPath);
   }
 

@@ -231,7 +231,8 @@ std::string frontMatter(const LibraryExportNote& note, const std::string& folder
   std::string out = "---\n";
   out += "id: " + yamlQuoted(note.id()) + "\n";
   out += "title: " + yamlQuoted(note.title()) + "\n";
-  out += "created: " + (note.createdAt() ? core::formatIso8601(*note.createdAt()) : std::string("null")) + "\n";
+  out +=
+      "created: " + (note.createdAt() ? core::formatIso8601(*note.createdAt()) : std::string("null")) + "\n";
   out += "modified: " + core::formatIso8601(note.modifiedAt()).value_or("null") + "\n";
   out += "folder: " + yamlQuoted(folderPath) + "\n";
   out += "---\n\n";
