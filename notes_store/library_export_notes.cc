@@ -1,6 +1,9 @@
 #include "notes_store/library_export_notes.h"
 
+#include <algorithm>
 #include <cstring>
+
+#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
 
@@ -19,19 +22,49 @@ const char* LibraryExportNoteTexts::store(std::initializer_list<std::string_view
   return start;
 }
 
+std::string_view LibraryExportNoteTexts::share(std::string_view text) {
+  // A library has one store, so one shared text as a rule. Only the last few
+  // are looked at: a list of many would cost a look through it per note.
+  constexpr size_t kLooked = 4;
+  for (size_t i = shared_.size(); i > 0 && i + kLooked > shared_.size(); --i) {
+    if (shared_[i - 1] == text) return shared_[i - 1];
+  }
+  return shared_.emplace_back(store({text}), text.size());
+}
+
 void LibraryExportNoteTexts::append(LibraryExportNoteTexts&& other) {
   for (auto& block : other.blocks_) blocks_.push_back(std::move(block));
   other.blocks_.clear();
+  shared_.insert(shared_.end(), other.shared_.begin(), other.shared_.end());
+  other.shared_.clear();
 }
+
+namespace {
+
+// "x-coredata://<store>/ICNote/p" and "<key>" of a note's id; all of it is the
+// note's own when it ends in no number.
+std::pair<std::string_view, std::string_view> splitId(std::string_view id) {
+  size_t digits = id.size();
+  while (digits > 0 && id[digits - 1] >= '0' && id[digits - 1] <= '9') --digits;
+  if (digits == id.size()) return {{}, id};
+  return {id.substr(0, digits), id.substr(digits)};
+}
+
+}  // namespace
 
 LibraryExportNote::LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber,
                                      LibraryExportNoteTexts& texts)
     : folder(folderNumber),
       locked(row.isPasswordProtected != 0),
-      texts_(texts.store({row.id, row.uuid, row.title})),
-      idSize_(static_cast<uint32_t>(row.id.size())),
       uuidSize_(static_cast<uint32_t>(row.uuid.size())),
-      titleSize_(static_cast<uint32_t>(row.title.size())) {
+      titleSize_(static_cast<uint32_t>(row.title.size())),
+      key_(notesObjectKey(row.id).value_or(0)) {
+  const auto [shared, own] = splitId(row.id);
+  const std::string_view kept = texts.share(shared);
+  sharedId_ = kept.data();
+  sharedIdSize_ = static_cast<uint32_t>(kept.size());
+  texts_ = texts.store({own, row.uuid, row.title});
+  ownIdSize_ = static_cast<uint32_t>(own.size());
   if (row.noteDataPK) {
     has_ |= kNoteData;
     noteDataPK_ = *row.noteDataPK;
@@ -43,6 +76,33 @@ LibraryExportNote::LibraryExportNote(const NotesNoteRow& row, uint32_t folderNum
   if (row.modifiedAt) {
     has_ |= kModified;
     modifiedAt_ = row.modifiedAt->time_since_epoch().count();
+  }
+}
+
+std::string LibraryExportNote::id() const {
+  std::string id;
+  id.reserve(sharedIdSize_ + ownIdSize_);
+  return (id += sharedId()) += ownId();
+}
+
+bool LibraryExportNote::idEquals(std::string_view id) const {
+  return id.size() == sharedIdSize_ + ownIdSize_ && id.starts_with(sharedId()) && id.ends_with(ownId());
+}
+
+bool LibraryExportNote::idLess(const LibraryExportNote& a, const LibraryExportNote& b) {
+  if (a.sharedId() == b.sharedId()) return a.ownId() < b.ownId();
+  // Compared as the whole ids would be, a piece at a time.
+  const std::string_view aParts[] = {a.sharedId(), a.ownId()};
+  const std::string_view bParts[] = {b.sharedId(), b.ownId()};
+  size_t ai = 0, bi = 0, at = 0, bt = 0;
+  for (;;) {
+    while (ai < 2 && at == aParts[ai].size()) ++ai, at = 0;
+    while (bi < 2 && bt == bParts[bi].size()) ++bi, bt = 0;
+    if (ai == 2 || bi == 2) return ai == 2 && bi != 2;
+    const size_t n = std::min(aParts[ai].size() - at, bParts[bi].size() - bt);
+    if (const int order = aParts[ai].substr(at, n).compare(bParts[bi].substr(bt, n)); order != 0) return order < 0;
+    at += n;
+    bt += n;
   }
 }
 

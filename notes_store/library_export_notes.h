@@ -33,19 +33,29 @@ class LibraryExportNoteTexts {
   // A copy of `texts` one after another; valid while this or what it is
   // appended to lives.
   const char* store(std::initializer_list<std::string_view> texts);
+  // The one copy of `text`, for a text that many notes share; as long-lived.
+  std::string_view share(std::string_view text);
   void append(LibraryExportNoteTexts&& other);
 
  private:
   std::vector<std::unique_ptr<std::pmr::monotonic_buffer_resource>> blocks_;
+  std::vector<std::string_view> shared_;
 };
 
 class LibraryExportNote {
  public:
   LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber, LibraryExportNoteTexts& texts);
 
-  std::string_view id() const { return {texts_, idSize_}; }
-  std::string_view uuid() const { return {texts_ + idSize_, uuidSize_}; }
-  std::string_view title() const { return {texts_ + idSize_ + uuidSize_, titleSize_}; }
+  // The note's id, "x-coredata://<store>/ICNote/p<key>". Kept as the part
+  // every note of its store shares and its own, the key's digits: the shared
+  // part is most of it.
+  std::string id() const;
+  bool idEquals(std::string_view id) const;
+  // Whether a's id sorts before b's, byte by byte.
+  static bool idLess(const LibraryExportNote& a, const LibraryExportNote& b);
+  int64_t key() const { return key_; }  // the number its id ends in; 0 when none
+  std::string_view uuid() const { return {texts_ + ownIdSize_, uuidSize_}; }
+  std::string_view title() const { return {texts_ + ownIdSize_ + uuidSize_, titleSize_}; }
   std::optional<int64_t> noteDataPK() const;
   std::optional<core::TimePoint> createdAt() const;
   std::optional<core::TimePoint> modifiedAt() const;
@@ -55,10 +65,16 @@ class LibraryExportNote {
 
  private:
   enum Has : uint8_t { kNoteData = 1, kCreated = 2, kModified = 4 };
-  const char* texts_;  // id, uuid and title, one after another
-  uint32_t idSize_;
+  std::string_view sharedId() const { return {sharedId_, sharedIdSize_}; }
+  std::string_view ownId() const { return {texts_, ownIdSize_}; }
+
+  const char* sharedId_;
+  const char* texts_;  // the id's own part, the uuid and the title, one after another
+  uint32_t sharedIdSize_;
+  uint32_t ownIdSize_;
   uint32_t uuidSize_;
   uint32_t titleSize_;
+  int64_t key_ = 0;
   uint8_t has_ = 0;  // which of the three below are set
   int64_t noteDataPK_ = 0;
   int64_t createdAt_ = 0;  // microseconds since 1970

@@ -1,6 +1,8 @@
 #include "notes_store/library_export_plan.h"
 
 #include <algorithm>
+#include <deque>
+#include <limits>
 #include <map>
 #include <optional>
 #include <unordered_map>
@@ -68,16 +70,17 @@ class EarlierNotes {
     std::sort(notes_.begin(), notes_.end(), [](const Note& a, const Note& b) { return a.key < b.key; });
   }
 
-  // The manifest's entry of the note `id`, whose number is `key`, which is
-  // then claimed; LibraryExportManifest::kNone when none. Asked in increasing
-  // key order, each look starts where the last one ended.
-  uint32_t claim(int64_t key, std::string_view id) {
+  // The manifest's entry of `note`, which is then claimed;
+  // LibraryExportManifest::kNone when none. Asked in increasing key order,
+  // each look starts where the last one ended.
+  uint32_t claim(const LibraryExportNote& note) {
+    const int64_t key = note.key();
     auto from = notes_.begin() + (cursor_ < notes_.size() && notes_[cursor_].key <= key ? cursor_ : 0);
     auto it = std::lower_bound(from, notes_.end(), key,
                                [](const Note& note, int64_t wanted) { return note.key < wanted; });
     cursor_ = it - notes_.begin();
     for (; it != notes_.end() && it->key == key; ++it) {
-      if (manifest_[it->entry].id == id) {
+      if (note.idEquals(manifest_[it->entry].id)) {
         it->claimed = true;
         return it->entry;
       }
@@ -158,23 +161,22 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   std::vector<LibraryExportNote>& notes = plan.notes;
   // Older notes choose names first, so a new note never takes an old one's name.
   struct NamingOrder {
-    std::optional<core::TimePoint> time;
-    int64_t key;
-    size_t index;
+    int64_t time;  // microseconds; kNoTime first
+    uint32_t index;
     // What an earlier export recorded of the note. Looked up in the order the
     // notes come, by key, so that one look into the manifest follows another.
     uint32_t previous;
   };
+  constexpr int64_t kNoTime = std::numeric_limits<int64_t>::min();
   EarlierNotes earlierNotes(earlier);
   std::vector<NamingOrder> order(notes.size());
-  for (size_t i = 0; i < notes.size(); ++i) {
-    const int64_t key = notesObjectKey(notes[i].id()).value_or(0);
-    order[i] = {notes[i].createdAt() ? notes[i].createdAt() : notes[i].modifiedAt(), key, i,
-                earlierNotes.claim(key, notes[i].id())};
+  for (uint32_t i = 0; i < notes.size(); ++i) {
+    const auto time = notes[i].createdAt() ? notes[i].createdAt() : notes[i].modifiedAt();
+    order[i] = {time ? time->time_since_epoch().count() : kNoTime, i, earlierNotes.claim(notes[i])};
   }
-  std::sort(order.begin(), order.end(), [](const NamingOrder& a, const NamingOrder& b) {
+  std::sort(order.begin(), order.end(), [&](const NamingOrder& a, const NamingOrder& b) {
     if (a.time != b.time) return a.time < b.time;
-    return a.key < b.key;
+    return notes[a.index].key() < notes[b.index].key();
   });
   plan.entries.resize(notes.size());
   {
@@ -257,15 +259,18 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   std::stable_sort(toName.begin(), toName.end(), [&](uint32_t a, uint32_t b) {
     return exportFolders[notes[a].folder] < exportFolders[notes[b].folder];
   });
+  std::deque<std::string> owners;  // the ids of the folder's notes named so far, which the allocator holds
   for (size_t n = 0; n < toName.size(); ++n) {
     const uint32_t i = toName[n];
     const std::string& folderPath = *folderPaths[notes[i].folder];
     plan.entries[i].newPath = static_cast<uint32_t>(plan.newPaths.size());
     plan.newPaths.push_back(allocator.allocate(folderPath, safePathComponent(notes[i].title(), "Untitled"),
-                                               ".md", notes[i].id()));
+                                               ".md", owners.emplace_back(notes[i].id())));
     if (n + 1 == toName.size() ||
-        exportFolders[notes[toName[n + 1]].folder] != exportFolders[notes[i].folder])
+        exportFolders[notes[toName[n + 1]].folder] != exportFolders[notes[i].folder]) {
       allocator.release(folderPath);
+      owners.clear();
+    }
   }
 
   plan.folders = layout.count();

@@ -340,7 +340,7 @@ class ExportWrite {
       if (actions_[i] == Action::kWrite) toWrite_.push_back(i);
     }
     std::sort(toWrite_.begin(), toWrite_.end(),
-              [this](uint32_t a, uint32_t b) { return notes_[a].id() < notes_[b].id(); });
+              [this](uint32_t a, uint32_t b) { return LibraryExportNote::idLess(notes_[a], notes_[b]); });
   }
 
   // The manifest: the earlier one's entries, with those of the notes written
@@ -351,7 +351,7 @@ class ExportWrite {
       size_t next = 0;  // in earlier_
       for (const uint32_t i : toWrite_) {
         if (actions_[i] != Action::kWritten) continue;
-        const std::string_view id = notes_[i].id();
+        const std::string id = notes_[i].id();
         for (; next < earlier_.size() && earlier_[next].id < id; ++next) out.add(earlier_[next]);
         if (next < earlier_.size() && earlier_[next].id == id) ++next;
         const std::string modified = core::formatIso8601(notes_[i].modifiedAt()).value_or("");
@@ -377,7 +377,7 @@ class ExportWrite {
       } else {
         ExportNoteJob& job = batch->jobs.emplace_back();
         job.index = i;
-        job.key = notesObjectKey(notes_[i].id()).value_or(0);
+        job.key = notes_[i].key();
         if (notes_[i].noteDataPK()) keys.push_back(*notes_[i].noteDataPK());
       }
     }
