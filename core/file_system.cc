@@ -4,7 +4,13 @@ namespace zephyl::core {
 
 std::vector<FolderListing> FileSystem::listRegularFilesBelow(const std::string& directory) {
   std::vector<FolderListing> listings;
-  if (!isDirectory(directory) || isSymbolicLink(directory)) return listings;
+  forEachFolderBelow(directory, [&](FolderListing& listing) { listings.push_back(std::move(listing)); });
+  return listings;
+}
+
+void FileSystem::forEachFolderBelow(const std::string& directory,
+                                    const std::function<void(FolderListing&)>& visit) {
+  if (!isDirectory(directory) || isSymbolicLink(directory)) return;
   std::vector<std::string> pending{""};
   std::vector<std::string> folders;
   while (!pending.empty()) {
@@ -14,9 +20,8 @@ std::vector<FolderListing> FileSystem::listRegularFilesBelow(const std::string& 
     listFolder(listing.folder.empty() ? directory : directory + "/" + listing.folder, listing.files, folders);
     for (const std::string& name : folders)
       pending.push_back(listing.folder.empty() ? name : listing.folder + "/" + name);
-    listings.push_back(std::move(listing));
+    visit(listing);
   }
-  return listings;
 }
 
 void FileSystem::listFolder(const std::string& path, std::vector<std::string>& files,

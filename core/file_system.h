@@ -140,6 +140,8 @@ class FileSystem {
   // `directory` does not exist. Throws FileSystemError when a folder cannot be
   // listed.
   std::vector<FolderListing> listRegularFilesBelow(const std::string& directory);
+  // The same a folder at a time, for a tree whose listing is too large to hold whole.
+  void forEachFolderBelow(const std::string& directory, const std::function<void(FolderListing&)>& visit);
 
   // True for the name of a temporary file that a write of a process no longer
   // running left behind (after kill -9 or a power cut). Where writes are never

@@ -100,7 +100,8 @@ bool LibraryExportNote::idLess(const LibraryExportNote& a, const LibraryExportNo
     while (bi < 2 && bt == bParts[bi].size()) ++bi, bt = 0;
     if (ai == 2 || bi == 2) return ai == 2 && bi != 2;
     const size_t n = std::min(aParts[ai].size() - at, bParts[bi].size() - bt);
-    if (const int order = aParts[ai].substr(at, n).compare(bParts[bi].substr(bt, n)); order != 0) return order < 0;
+    if (const int order = aParts[ai].substr(at, n).compare(bParts[bi].substr(bt, n)); order != 0)
+      return order < 0;
     at += n;
     bt += n;
   }

@@ -1,7 +1,6 @@
 #include "notes_store/library_export_plan.h"
 
 #include <algorithm>
-#include <deque>
 #include <limits>
 #include <map>
 #include <optional>
@@ -134,6 +133,12 @@ std::string_view exportFolderOf(std::string_view relativePath) {
 
 namespace {
 
+// The note's id, kept in `owners`.
+std::string_view ownerOf(const LibraryExportNote& note, LibraryExportNoteTexts& owners) {
+  const std::string id = note.id();
+  return {owners.store({id}), id.size()};
+}
+
 // Puts notes[from[i]] at i, moving each note once.
 void permute(std::vector<LibraryExportNote>& notes, const std::vector<size_t>& from) {
   std::vector<bool> placed(notes.size());
@@ -259,17 +264,17 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   std::stable_sort(toName.begin(), toName.end(), [&](uint32_t a, uint32_t b) {
     return exportFolders[notes[a].folder] < exportFolders[notes[b].folder];
   });
-  std::deque<std::string> owners;  // the ids of the folder's notes named so far, which the allocator holds
+  LibraryExportNoteTexts owners;  // the ids of the folder's notes named so far, which the allocator holds
   for (size_t n = 0; n < toName.size(); ++n) {
     const uint32_t i = toName[n];
     const std::string& folderPath = *folderPaths[notes[i].folder];
     plan.entries[i].newPath = static_cast<uint32_t>(plan.newPaths.size());
     plan.newPaths.push_back(allocator.allocate(folderPath, safePathComponent(notes[i].title(), "Untitled"),
-                                               ".md", owners.emplace_back(notes[i].id())));
+                                               ".md", ownerOf(notes[i], owners)));
     if (n + 1 == toName.size() ||
         exportFolders[notes[toName[n + 1]].folder] != exportFolders[notes[i].folder]) {
       allocator.release(folderPath);
-      owners.clear();
+      owners = {};
     }
   }
 

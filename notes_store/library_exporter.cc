@@ -121,53 +121,42 @@ void removeEarlierFile(core::FileSystem& files, SymbolicLinkCheck& links, const 
   }
 }
 
-// The regular files of the export folder, for telling which notes' files are
-// still there, with the temporary files of interrupted writes removed: one
-// pass over the folder for both. Nothing when it cannot be listed: every note
-// is then written again.
-std::vector<core::FolderListing> listEarlierFiles(core::FileSystem& files, const std::string& directory) {
-  std::vector<core::FolderListing> listings;
-  try {
-    listings = files.listRegularFilesBelow(directory);
-  } catch (const core::FileSystemError& error) {
-    kLog.warning() << "Could not list the export folder: " << error.what();
-    return {};
-  }
-  for (core::FolderListing& listing : listings) {
-    std::erase_if(listing.files, [&](const std::string& name) {
-      if (!files.isStaleTemporaryFile(name)) return false;
-      try {
-        files.removeFile(joinPath(directory, listing.folder.empty() ? name : joinPath(listing.folder, name)));
-      } catch (const core::FileSystemError& error) {
-        kLog.warning() << "Could not remove a temporary file of an earlier export: " << error.what();
-      }
-      return true;
-    });
-  }
-  return listings;
-}
-
 // The entries of the earlier manifest whose files are still in the export
-// folder as regular files, sorted. Matched as soon as the folder is listed, so
-// that the listing, a string a file, is not kept while the library is read.
-std::vector<uint32_t> presentEarlierFiles(const Manifest& manifest,
-                                          const std::vector<core::FolderListing>& listings) {
+// folder as regular files, sorted, with the temporary files of interrupted
+// writes removed: one pass over the folder for both, a folder at a time, so
+// that a large export's listing, a string a file, is never held whole.
+// Nothing when the folder cannot be listed: every note is then written again.
+std::vector<uint32_t> presentEarlierFiles(core::FileSystem& files, const std::string& directory,
+                                          const Manifest& manifest) {
   std::vector<uint32_t> byPath(manifest.size());
   std::iota(byPath.begin(), byPath.end(), 0);
   std::sort(byPath.begin(), byPath.end(),
             [&](uint32_t a, uint32_t b) { return manifest[a].path < manifest[b].path; });
   std::vector<uint32_t> present;
   std::string path;
-  for (const core::FolderListing& listing : listings) {
-    for (const std::string& name : listing.files) {
-      path = listing.folder;
-      if (!path.empty()) path += '/';
-      path += name;
-      auto it = std::lower_bound(
-          byPath.begin(), byPath.end(), path,
-          [&](uint32_t entry, const std::string& wanted) { return manifest[entry].path < wanted; });
-      for (; it != byPath.end() && manifest[*it].path == path; ++it) present.push_back(*it);
-    }
+  try {
+    files.forEachFolderBelow(directory, [&](core::FolderListing& listing) {
+      for (const std::string& name : listing.files) {
+        path = listing.folder;
+        if (!path.empty()) path += '/';
+        path += name;
+        if (files.isStaleTemporaryFile(name)) {
+          try {
+            files.removeFile(joinPath(directory, path));
+          } catch (const core::FileSystemError& error) {
+            kLog.warning() << "Could not remove a temporary file of an earlier export: " << error.what();
+          }
+          continue;
+        }
+        auto it = std::lower_bound(
+            byPath.begin(), byPath.end(), path,
+            [&](uint32_t entry, const std::string& wanted) { return manifest[entry].path < wanted; });
+        for (; it != byPath.end() && manifest[*it].path == path; ++it) present.push_back(*it);
+      }
+    });
+  } catch (const core::FileSystemError& error) {
+    kLog.warning() << "Could not list the export folder: " << error.what();
+    return {};
   }
   std::sort(present.begin(), present.end());
   return present;
@@ -673,7 +662,7 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     throw LibraryExportError(LibraryExportError::Code::kFolderNotEmpty, directory);
   }
   Manifest manifest = std::move(earlier.manifest);
-  std::vector<uint32_t> presentFiles = presentEarlierFiles(manifest, listEarlierFiles(files, directory));
+  std::vector<uint32_t> presentFiles = presentEarlierFiles(files, directory, manifest);
   // From here on the folder is ours: a run that stops at any point, even by
   // kill -9, leaves a manifest, so the next one resumes instead of refusing.
   if (earlier.state != ManifestState::kOurs) writeManifest(files, manifestPath, manifest);
