@@ -13,18 +13,30 @@ using Json = nlohmann::json;
 
 bool isJsonSpace(char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
 
-void appendQuoted(std::string& out, std::string_view text) {
+bool isPlain(std::string_view text) {
   bool plain = true;
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     plain &= byte >= 0x20 && byte < 0x7F && c != '"' && c != '\\';
   }
-  if (!plain) {
+  return plain;
+}
+
+void appendQuoted(std::string& out, std::string_view text) {
+  if (!isPlain(text)) {
     out += Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
     return;
   }
   out += '"';
   out += text;
+  out += '"';
+}
+
+void appendQuoted(std::string& out, const LibraryExportNoteId& id) {
+  if (!isPlain(id.shared) || !isPlain(id.own)) return appendQuoted(out, std::string_view(id.text()));
+  out += '"';
+  out += id.shared;
+  out += id.own;
   out += '"';
 }
 
@@ -35,11 +47,25 @@ LibraryExportManifest::LibraryExportManifest(std::initializer_list<LibraryExport
   sort();
 }
 
-void LibraryExportManifest::add(std::string_view id, std::string_view path, std::string_view modified) {
-  if (!records_.empty() && idOf(records_.back()) >= id) sorted_ = false;
-  records_.push_back({texts_.size(), static_cast<uint32_t>(id.size()), static_cast<uint32_t>(path.size()),
-                      static_cast<uint32_t>(modified.size())});
-  texts_ += id;
+void LibraryExportManifest::add(const LibraryExportNoteId& id, std::string_view path,
+                                std::string_view modified) {
+  const std::string whole = id.text();
+  const LibraryExportNoteId split = splitNoteId(whole);
+  if (!records_.empty() && !(idOf(records_.back()) < split)) sorted_ = false;
+  // A manifest holds the ids of one store as a rule. Only the last few shared
+  // parts are looked at: a list of many would cost a look through it per entry.
+  constexpr uint32_t kLooked = 4;
+  auto shared = static_cast<uint32_t>(sharedIds_.size());
+  for (uint32_t i = shared; i > 0 && i + kLooked > sharedIds_.size(); --i) {
+    if (sharedIds_[i - 1] == split.shared) {
+      shared = i - 1;
+      break;
+    }
+  }
+  if (shared == sharedIds_.size()) sharedIds_.emplace_back(split.shared);
+  records_.push_back({texts_.size(), static_cast<uint32_t>(split.own.size()), static_cast<uint32_t>(path.size()),
+                      static_cast<uint32_t>(modified.size()), shared});
+  texts_ += split.own;
   texts_ += path;
   texts_ += modified;
 }
@@ -60,18 +86,8 @@ void LibraryExportManifest::sort() {
 
 LibraryExportManifestEntry LibraryExportManifest::operator[](size_t index) const {
   const Record& record = records_[index];
-  const char* text = texts_.data() + record.offset;
-  return {{text, record.idSize},
-          {text + record.idSize, record.pathSize},
-          {text + record.idSize + record.pathSize, record.modifiedSize}};
-}
-
-uint32_t LibraryExportManifest::find(std::string_view id) const {
-  const auto it = std::lower_bound(
-      records_.begin(), records_.end(), id,
-      [this](const Record& record, std::string_view wanted) { return idOf(record) < wanted; });
-  if (it == records_.end() || idOf(*it) != id) return kNone;
-  return static_cast<uint32_t>(it - records_.begin());
+  const char* text = texts_.data() + record.offset + record.ownIdSize;
+  return {idOf(record), {text, record.pathSize}, {text + record.pathSize, record.modifiedSize}};
 }
 
 bool LibraryExportManifest::operator==(const LibraryExportManifest& other) const {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <initializer_list>
 #include <optional>
@@ -13,13 +14,15 @@
 #include <string_view>
 #include <vector>
 
+#include "notes_store/library_export_note_id.h"
+
 namespace zephyl::notes_store {
 
 inline constexpr std::string_view kExportManifestName = ".zephyl-export.json";
 
 // What a manifest says of one note. Views into the manifest it came from.
 struct LibraryExportManifestEntry {
-  std::string_view id;
+  LibraryExportNoteId id;
   std::string_view path;      // relative to the export folder
   std::string_view modified;  // ISO 8601 modification time of the note when written
   bool operator==(const LibraryExportManifestEntry&) const = default;
@@ -37,7 +40,7 @@ class LibraryExportManifest {
 
   // Adds an entry at the end. Out of id order, or repeating an id, the
   // entries are put right by sort().
-  void add(std::string_view id, std::string_view path, std::string_view modified);
+  void add(const LibraryExportNoteId& id, std::string_view path, std::string_view modified);
   // Puts the entries in id order, keeping the last of a repeated id.
   void sort();
   // Room for `count` entries whose texts take `bytes` in all: growing copies
@@ -50,22 +53,24 @@ class LibraryExportManifest {
   size_t size() const { return records_.size(); }
   bool empty() const { return records_.empty(); }
   LibraryExportManifestEntry operator[](size_t index) const;
-  // The index of the entry of note `id`; kNone when there is none.
-  uint32_t find(std::string_view id) const;
 
   bool operator==(const LibraryExportManifest& other) const;
 
  private:
   struct Record {
-    uint64_t offset;  // of the id in texts_, with path and modification time after it
-    uint32_t idSize;
+    uint64_t offset;  // of the id's own part in texts_, with path and modification time after it
+    uint32_t ownIdSize;
     uint32_t pathSize;
     uint32_t modifiedSize;
+    uint32_t sharedId;  // in sharedIds_
   };
-  std::string_view idOf(const Record& record) const { return {texts_.data() + record.offset, record.idSize}; }
+  LibraryExportNoteId idOf(const Record& record) const {
+    return {sharedIds_[record.sharedId], {texts_.data() + record.offset, record.ownIdSize}};
+  }
 
   std::string texts_;
   std::vector<Record> records_;
+  std::deque<std::string> sharedIds_;  // the ids' shared parts: one a store
   bool sorted_ = true;  // in id order, no id repeated
 };
 

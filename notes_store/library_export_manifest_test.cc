@@ -18,7 +18,7 @@ TEST(LibraryExportManifest, WritesWhatTheJsonLibraryWouldAndReadsItBack) {
     nlohmann::json notes = nlohmann::json::object();
     for (size_t i = 0; i < manifest.size(); ++i) {
       const LibraryExportManifestEntry entry = manifest[i];
-      notes[std::string(entry.id)] = {{"path", entry.path}, {"modified", entry.modified}};
+      notes[entry.id.text()] = {{"path", entry.path}, {"modified", entry.modified}};
     }
     const nlohmann::json json = {{"version", 1}, {"notes", std::move(notes)}};
     std::string text;

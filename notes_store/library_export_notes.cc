@@ -39,18 +39,6 @@ void LibraryExportNoteTexts::append(LibraryExportNoteTexts&& other) {
   other.shared_.clear();
 }
 
-namespace {
-
-// "x-coredata://<store>/ICNote/p" and "<key>" of a note's id; all of it is the
-// note's own when it ends in no number.
-std::pair<std::string_view, std::string_view> splitId(std::string_view id) {
-  size_t digits = id.size();
-  while (digits > 0 && id[digits - 1] >= '0' && id[digits - 1] <= '9') --digits;
-  if (digits == id.size()) return {{}, id};
-  return {id.substr(0, digits), id.substr(digits)};
-}
-
-}  // namespace
 
 LibraryExportNote::LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber,
                                      LibraryExportNoteTexts& texts)
@@ -59,7 +47,7 @@ LibraryExportNote::LibraryExportNote(const NotesNoteRow& row, uint32_t folderNum
       uuidSize_(static_cast<uint32_t>(row.uuid.size())),
       titleSize_(static_cast<uint32_t>(row.title.size())),
       key_(notesObjectKey(row.id).value_or(0)) {
-  const auto [shared, own] = splitId(row.id);
+  const auto [shared, own] = splitNoteId(row.id);
   const std::string_view kept = texts.share(shared);
   sharedId_ = kept.data();
   sharedIdSize_ = static_cast<uint32_t>(kept.size());
@@ -76,34 +64,6 @@ LibraryExportNote::LibraryExportNote(const NotesNoteRow& row, uint32_t folderNum
   if (row.modifiedAt) {
     has_ |= kModified;
     modifiedAt_ = row.modifiedAt->time_since_epoch().count();
-  }
-}
-
-std::string LibraryExportNote::id() const {
-  std::string id;
-  id.reserve(sharedIdSize_ + ownIdSize_);
-  return (id += sharedId()) += ownId();
-}
-
-bool LibraryExportNote::idEquals(std::string_view id) const {
-  return id.size() == sharedIdSize_ + ownIdSize_ && id.starts_with(sharedId()) && id.ends_with(ownId());
-}
-
-bool LibraryExportNote::idLess(const LibraryExportNote& a, const LibraryExportNote& b) {
-  if (a.sharedId() == b.sharedId()) return a.ownId() < b.ownId();
-  // Compared as the whole ids would be, a piece at a time.
-  const std::string_view aParts[] = {a.sharedId(), a.ownId()};
-  const std::string_view bParts[] = {b.sharedId(), b.ownId()};
-  size_t ai = 0, bi = 0, at = 0, bt = 0;
-  for (;;) {
-    while (ai < 2 && at == aParts[ai].size()) ++ai, at = 0;
-    while (bi < 2 && bt == bParts[bi].size()) ++bi, bt = 0;
-    if (ai == 2 || bi == 2) return ai == 2 && bi != 2;
-    const size_t n = std::min(aParts[ai].size() - at, bParts[bi].size() - bt);
-    if (const int order = aParts[ai].substr(at, n).compare(bParts[bi].substr(bt, n)); order != 0)
-      return order < 0;
-    at += n;
-    bt += n;
   }
 }
 

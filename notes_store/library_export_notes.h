@@ -15,6 +15,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "notes_store/library_export_note_id.h"
 #include "notes_store/notes_database_records.h"
 
 namespace zephyl::notes_store {
@@ -46,13 +47,7 @@ class LibraryExportNote {
  public:
   LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber, LibraryExportNoteTexts& texts);
 
-  // The note's id, "x-coredata://<store>/ICNote/p<key>". Kept as the part
-  // every note of its store shares and its own, the key's digits: the shared
-  // part is most of it.
-  std::string id() const;
-  bool idEquals(std::string_view id) const;
-  // Whether a's id sorts before b's, byte by byte.
-  static bool idLess(const LibraryExportNote& a, const LibraryExportNote& b);
+  LibraryExportNoteId id() const { return {{sharedId_, sharedIdSize_}, {texts_, ownIdSize_}}; }
   int64_t key() const { return key_; }  // the number its id ends in; 0 when none
   std::string_view uuid() const { return {texts_ + ownIdSize_, uuidSize_}; }
   std::string_view title() const { return {texts_ + ownIdSize_ + uuidSize_, titleSize_}; }
@@ -65,9 +60,6 @@ class LibraryExportNote {
 
  private:
   enum Has : uint8_t { kNoteData = 1, kCreated = 2, kModified = 4 };
-  std::string_view sharedId() const { return {sharedId_, sharedIdSize_}; }
-  std::string_view ownId() const { return {texts_, ownIdSize_}; }
-
   const char* sharedId_;
   const char* texts_;  // the id's own part, the uuid and the title, one after another
   uint32_t sharedIdSize_;

@@ -65,7 +65,7 @@ class EarlierNotes {
   explicit EarlierNotes(const LibraryExportManifest& manifest) : manifest_(manifest) {
     notes_.reserve(manifest.size());
     for (uint32_t i = 0; i < manifest.size(); ++i)
-      notes_.push_back({notesObjectKey(manifest[i].id).value_or(-1), i});
+      notes_.push_back({notesObjectKey(manifest[i].id.text()).value_or(-1), i});
     std::sort(notes_.begin(), notes_.end(), [](const Note& a, const Note& b) { return a.key < b.key; });
   }
 
@@ -79,7 +79,7 @@ class EarlierNotes {
                                [](const Note& note, int64_t wanted) { return note.key < wanted; });
     cursor_ = it - notes_.begin();
     for (; it != notes_.end() && it->key == key; ++it) {
-      if (note.idEquals(manifest_[it->entry].id)) {
+      if (manifest_[it->entry].id == note.id()) {
         it->claimed = true;
         return it->entry;
       }
@@ -135,8 +135,8 @@ namespace {
 
 // The note's id, kept in `owners`.
 std::string_view ownerOf(const LibraryExportNote& note, LibraryExportNoteTexts& owners) {
-  const std::string id = note.id();
-  return {owners.store({id}), id.size()};
+  const LibraryExportNoteId id = note.id();
+  return {owners.store({id.shared, id.own}), id.size()};
 }
 
 // Puts notes[from[i]] at i, moving each note once.
@@ -217,7 +217,8 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   // to be renamed, so that no other note is written over it. Earlier names are
   // reserved before any new one is handed out.
   for (size_t i = 0; i < earlier.size(); ++i)
-    allocator.reserve(earlier[i].path, earlier[i].id);  // both outlive the plan's making
+    // An earlier file is its own owner (no note's id is a path), and outlives the plan's making.
+    allocator.reserve(earlier[i].path, earlier[i].path);
   // A note's export folder and display path depend on its folder alone: worked
   // out once per folder, as notes first come to it.
   const std::vector<LibraryExportNoteFolder>& noteFolders = list.folders();

@@ -41,8 +41,8 @@ TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
   }
   const LibraryExportPlan plan = planLibraryExport(std::move(notes), workFolder(), earlier);
   ASSERT_EQ(plan.entries.size(), 6u);
-  EXPECT_EQ(plan.notes[0].id(), "x-coredata://S/ICNote/p1");
-  EXPECT_EQ(plan.notes[3].id(), "x-coredata://S/ICNote/p4");
+  EXPECT_EQ(plan.notes[0].id().text(), "x-coredata://S/ICNote/p1");
+  EXPECT_EQ(plan.notes[3].id().text(), "x-coredata://S/ICNote/p4");
   const std::vector<std::string> targets = {"iCloud/Work/Plan.md", "iCloud/Work/New name.md",
                                             "iCloud/Work/Plan (2).md",
                                             // The deleted note's file stays reserved: a new note

@@ -218,7 +218,7 @@ std::string yamlQuoted(std::string_view text) {
 
 std::string frontMatter(const LibraryExportNote& note, const std::string& folderPath) {
   std::string out = "---\n";
-  out += "id: " + yamlQuoted(note.id()) + "\n";
+  out += "id: " + yamlQuoted(note.id().text()) + "\n";
   out += "title: " + yamlQuoted(note.title()) + "\n";
   out +=
       "created: " + (note.createdAt() ? core::formatIso8601(*note.createdAt()) : std::string("null")) + "\n";
@@ -329,7 +329,7 @@ class ExportWrite {
       if (actions_[i] == Action::kWrite) toWrite_.push_back(i);
     }
     std::sort(toWrite_.begin(), toWrite_.end(),
-              [this](uint32_t a, uint32_t b) { return LibraryExportNote::idLess(notes_[a], notes_[b]); });
+              [this](uint32_t a, uint32_t b) { return notes_[a].id() < notes_[b].id(); });
   }
 
   // The manifest: the earlier one's entries, with those of the notes written
@@ -340,7 +340,7 @@ class ExportWrite {
       size_t next = 0;  // in earlier_
       for (const uint32_t i : toWrite_) {
         if (actions_[i] != Action::kWritten) continue;
-        const std::string id = notes_[i].id();
+        const LibraryExportNoteId id = notes_[i].id();
         for (; next < earlier_.size() && earlier_[next].id < id; ++next) out.add(earlier_[next]);
         if (next < earlier_.size() && earlier_[next].id == id) ++next;
         const std::string modified = core::formatIso8601(notes_[i].modifiedAt()).value_or("");
@@ -476,7 +476,7 @@ class ExportWrite {
   RenderedNote render(const ExportNoteJob& job) {
     const LibraryExportNote& note = notes_[job.index];
     NoteRenderSource source;
-    source.id = note.id();
+    source.id = note.id().text();
     source.key = job.key;
     source.title = note.title();
     source.preview = job.preview;
