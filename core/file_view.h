@@ -13,6 +13,9 @@ class FileView {
  public:
   virtual ~FileView() = default;
   virtual std::string_view bytes() const = 0;
+  // The bytes before `end` will not be read again: the memory they take may
+  // be given back while the rest is read. They stay readable.
+  virtual void doneWith(size_t /*end*/) const {}
 };
 
 // A view of bytes held in memory, for file systems that cannot map.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace zephyl::notes_store {
 namespace {
@@ -136,6 +137,7 @@ ExportPathAllocator::Folder& ExportPathAllocator::openedFor(std::string_view pat
     claimAll(names.reserved);
   }
   if (!names.opened && mayBeMarkdownFileName(name)) {
+    if (reserveMarkdown_) std::exchange(reserveMarkdown_, nullptr)();
     names.opened = true;
     claimAll(names.reservedMarkdown);
   }

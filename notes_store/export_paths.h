@@ -3,6 +3,7 @@
 // macOS and Windows compare names), and stable between runs.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -38,6 +39,10 @@ class ExportPathAllocator {
   // only once a name is handed out or claimed in its folder, so that a run
   // that keeps every earlier name folds none of them.
   void reserve(std::string_view relativePath, std::string_view owner);
+  // Calls `reserveAll`, which reserves names ending in ".md", only once a name
+  // that may be Markdown is first handed out or claimed: a run that keeps
+  // every earlier name never holds them.
+  void reserveMarkdownLater(std::function<void()> reserveAll) { reserveMarkdown_ = std::move(reserveAll); }
 
   // A free name for `owner` in `folder` ("" for the top), built from `stem` and
   // `extension` (".md"); the path is returned relative to the export root.
@@ -70,6 +75,7 @@ class ExportPathAllocator {
   struct Hash : std::hash<std::string_view> {
     using is_transparent = void;
   };
+  std::function<void()> reserveMarkdown_;
   std::unordered_map<std::string, Folder> folders_;  // folder key → its names
   std::unordered_map<std::string, std::string, Hash, std::equal_to<>> folderKeys_;  // folder as spelled → key
 };

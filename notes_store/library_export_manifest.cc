@@ -63,8 +63,8 @@ void LibraryExportManifest::add(const LibraryExportNoteId& id, std::string_view 
     }
   }
   if (shared == sharedIds_.size()) sharedIds_.emplace_back(split.shared);
-  records_.push_back({texts_.size(), static_cast<uint32_t>(split.own.size()), static_cast<uint32_t>(path.size()),
-                      static_cast<uint32_t>(modified.size()), shared});
+  records_.push_back({texts_.size(), static_cast<uint32_t>(split.own.size()),
+                      static_cast<uint32_t>(path.size()), static_cast<uint32_t>(modified.size()), shared});
   texts_ += split.own;
   texts_ += path;
   texts_ += modified;
@@ -98,7 +98,10 @@ bool LibraryExportManifest::operator==(const LibraryExportManifest& other) const
   return true;
 }
 
-std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text) {
+std::optional<LibraryExportManifest> parseLibraryExportManifest(
+    std::string_view text, const std::function<void(size_t end)>& doneWith) {
+  constexpr size_t kDoneStep = 4 << 20;
+  size_t done = 0;
   // {"notes": {id: {"path": …, "modified": …}}}; other keys, at any level, are
   // passed over, and of a repeated key the last counts. Read a member at a
   // time: a tape of the whole manifest would take more than the entries.
@@ -118,6 +121,7 @@ std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view
     } else {
       manifest->add(id, *pathText, *modifiedText);
     }
+    if (doneWith && end - done >= kDoneStep) doneWith(done = end);
     return end;
   };
   const auto readNotes = [&](size_t at) {

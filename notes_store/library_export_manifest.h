@@ -71,13 +71,15 @@ class LibraryExportManifest {
   std::string texts_;
   std::vector<Record> records_;
   std::deque<std::string> sharedIds_;  // the ids' shared parts: one a store
-  bool sorted_ = true;  // in id order, no id repeated
+  bool sorted_ = true;                 // in id order, no id repeated
 };
 
 // The notes an earlier export recorded; nullopt when `text` is not a manifest
 // of ours: not JSON, not shaped like one, or naming a path outside the export
-// folder.
-std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text);
+// folder. `doneWith(end)` is told, now and then, that the text before `end`
+// will not be read again.
+std::optional<LibraryExportManifest> parseLibraryExportManifest(
+    std::string_view text, const std::function<void(size_t end)>& doneWith = {});
 
 // A manifest's text, handed out in pieces as its entries are added in id
 // order: a JSON object with one space of indent per level, keys sorted,

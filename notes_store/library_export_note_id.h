@@ -14,7 +14,8 @@ struct LibraryExportNoteId {
   std::string_view own;
 
   LibraryExportNoteId() = default;
-  LibraryExportNoteId(std::string_view sharedPart, std::string_view ownPart) : shared(sharedPart), own(ownPart) {}
+  LibraryExportNoteId(std::string_view sharedPart, std::string_view ownPart)
+      : shared(sharedPart), own(ownPart) {}
   // A whole id, as one piece.
   LibraryExportNoteId(std::string_view whole) : own(whole) {}
   LibraryExportNoteId(const char* whole) : own(whole) {}
@@ -27,7 +28,9 @@ struct LibraryExportNoteId {
   friend bool operator==(const LibraryExportNoteId& a, const LibraryExportNoteId& b) {
     return a.size() == b.size() && a.compare(b) == 0;
   }
-  friend bool operator<(const LibraryExportNoteId& a, const LibraryExportNoteId& b) { return a.compare(b) < 0; }
+  friend bool operator<(const LibraryExportNoteId& a, const LibraryExportNoteId& b) {
+    return a.compare(b) < 0;
+  }
 };
 
 // `id` split before the number it ends in; all of it is the note's own when

@@ -39,7 +39,6 @@ void LibraryExportNoteTexts::append(LibraryExportNoteTexts&& other) {
   other.shared_.clear();
 }
 
-
 LibraryExportNote::LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber,
                                      LibraryExportNoteTexts& texts)
     : folder(folderNumber),

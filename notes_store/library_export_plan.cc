@@ -216,9 +216,17 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   // Every file of the earlier export stays reserved for its note, even one about
   // to be renamed, so that no other note is written over it. Earlier names are
   // reserved before any new one is handed out.
-  for (size_t i = 0; i < earlier.size(); ++i)
-    // An earlier file is its own owner (no note's id is a path), and outlives the plan's making.
-    allocator.reserve(earlier[i].path, earlier[i].path);
+  // An earlier file is its own owner (no note's id is a path), and outlives
+  // the plan's making. Markdown files, nearly all of them, are reserved only
+  // once some note needs a new name.
+  const auto reserveEarlier = [&](bool markdown) {
+    for (size_t i = 0; i < earlier.size(); ++i) {
+      const std::string_view path = earlier[i].path;
+      if (path.ends_with(".md") == markdown) allocator.reserve(path, path);
+    }
+  };
+  reserveEarlier(false);
+  allocator.reserveMarkdownLater([reserveEarlier] { reserveEarlier(true); });
   // A note's export folder and display path depend on its folder alone: worked
   // out once per folder, as notes first come to it.
   const std::vector<LibraryExportNoteFolder>& noteFolders = list.folders();

@@ -61,7 +61,9 @@ ManifestRead readManifest(core::FileSystem& files, const std::string& path) {
   // Mapped, not read: a large library's manifest runs to tens of megabytes.
   const auto contents = files.viewFile(path);
   if (!contents) return {};
-  auto manifest = parseLibraryExportManifest(contents->bytes());
+  // Pages already read are given back as the rest is: a mapped manifest
+  // would otherwise stay resident beside the entries read from it.
+  auto manifest = parseLibraryExportManifest(contents->bytes(), [&](size_t end) { contents->doneWith(end); });
   if (!manifest) {
     kLog.warning() << "The export manifest is unreadable or names a path outside the export folder";
     return {ManifestState::kForeign, {}};

@@ -8,6 +8,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <charconv>
@@ -121,6 +122,12 @@ class MappedFileView : public core::FileView {
   MappedFileView(const MappedFileView&) = delete;
   MappedFileView& operator=(const MappedFileView&) = delete;
   std::string_view bytes() const override { return {static_cast<const char*>(address_), size_}; }
+  void doneWith(size_t end) const override {
+    // Whole pages only; read again, they come back from the file.
+    static const auto kPage = static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+    const size_t pages = std::min(end, size_) / kPage * kPage;
+    if (pages > 0) ::madvise(address_, pages, MADV_DONTNEED);
+  }
 
  private:
   void* address_;
