@@ -112,11 +112,13 @@ namespace {
 
 constexpr std::string_view kMarkdownExtension = ".md";
 
-// False when the key of `name` surely does not end in ".md": an ASCII name that
-// does not, case aside (its key is the name in lower case).
-bool mayBeMarkdownFileName(std::string_view name) {
+// Whether the key of `name` ends in ".md": for an ASCII name, whether it does
+// case aside. A non-ASCII name is folded: taking any such name for one that
+// may end so would, for a folder named "Café", claim every earlier Markdown
+// name of its parent.
+bool keyEndsInMarkdown(std::string_view name) {
   if (std::any_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; })) {
-    return true;
+    return fileNameKey(name).ends_with(kMarkdownExtension);
   }
   if (name.size() < kMarkdownExtension.size()) return false;
   const std::string_view end = name.substr(name.size() - kMarkdownExtension.size());
@@ -136,7 +138,7 @@ ExportPathAllocator::Folder& ExportPathAllocator::openedFor(std::string_view pat
     names.othersClaimed = true;
     claimAll(names.reserved);
   }
-  if (!names.opened && mayBeMarkdownFileName(name)) {
+  if (!names.opened && keyEndsInMarkdown(name)) {
     if (reserveMarkdown_) std::exchange(reserveMarkdown_, nullptr)();
     names.opened = true;
     claimAll(names.reservedMarkdown);
