@@ -140,7 +140,7 @@ std::string_view ownerOf(const LibraryExportNote& note, LibraryExportNoteTexts& 
 }
 
 // Puts notes[from[i]] at i, moving each note once.
-void permute(std::vector<LibraryExportNote>& notes, const std::vector<size_t>& from) {
+void permute(std::vector<LibraryExportNote>& notes, const std::vector<uint32_t>& from) {
   std::vector<bool> placed(notes.size());
   for (size_t cycle = 0; cycle < notes.size(); ++cycle) {
     if (placed[cycle] || from[cycle] == cycle) continue;
@@ -173,11 +173,15 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
     uint32_t previous;
   };
   constexpr int64_t kNoTime = std::numeric_limits<int64_t>::min();
-  EarlierNotes earlierNotes(earlier);
   std::vector<NamingOrder> order(notes.size());
-  for (uint32_t i = 0; i < notes.size(); ++i) {
-    const auto time = notes[i].createdAt() ? notes[i].createdAt() : notes[i].modifiedAt();
-    order[i] = {time ? time->time_since_epoch().count() : kNoTime, i, earlierNotes.claim(notes[i])};
+  {
+    EarlierNotes earlierNotes(earlier);
+    for (uint32_t i = 0; i < notes.size(); ++i) {
+      const auto time = notes[i].createdAt() ? notes[i].createdAt() : notes[i].modifiedAt();
+      order[i] = {time ? time->time_since_epoch().count() : kNoTime, i, earlierNotes.claim(notes[i])};
+    }
+    // Known once every note has claimed its entry: the lookup is not kept for the rest.
+    plan.staleFiles = earlierNotes.unclaimedPaths();
   }
   std::sort(order.begin(), order.end(), [&](const NamingOrder& a, const NamingOrder& b) {
     if (a.time != b.time) return a.time < b.time;
@@ -185,7 +189,7 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   });
   plan.entries.resize(notes.size());
   {
-    std::vector<size_t> from(notes.size());
+    std::vector<uint32_t> from(notes.size());
     for (size_t i = 0; i < order.size(); ++i) {
       from[i] = order[i].index;
       plan.entries[i].previous = order[i].previous;
@@ -288,7 +292,6 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   }
 
   plan.folders = layout.count();
-  plan.staleFiles = earlierNotes.unclaimedPaths();
   return plan;
 }
 
