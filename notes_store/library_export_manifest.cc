@@ -1,6 +1,7 @@
 #include "notes_store/library_export_manifest.h"
 
 #include <algorithm>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "core/json_tape.h"
@@ -42,8 +43,18 @@ void appendQuoted(std::string& out, const LibraryExportNoteId& id) {
 
 }  // namespace
 
+std::string LibraryExportModified::formatted() const {
+  return time ? core::formatIso8601(*time) : std::string(text);
+}
+
+bool LibraryExportModified::records(const std::optional<core::TimePoint>& modified) const {
+  if (time) return modified == time;
+  return text == core::formatIso8601(modified).value_or("");
+}
+
 LibraryExportManifest::LibraryExportManifest(std::initializer_list<LibraryExportManifestEntry> entries) {
-  for (const LibraryExportManifestEntry& entry : entries) add(entry.id, entry.path, entry.modified);
+  for (const LibraryExportManifestEntry& entry : entries)
+    add(entry.id, entry.path, entry.modified.formatted());
   sort();
 }
 
@@ -63,11 +74,19 @@ void LibraryExportManifest::add(const LibraryExportNoteId& id, std::string_view 
     }
   }
   if (shared == sharedIds_.size()) sharedIds_.emplace_back(split.shared);
+  const std::optional<core::TimePoint> time = core::parseIso8601(modified);
+  const bool asTime = time && core::formatIso8601(*time) == modified;
   records_.push_back({texts_.size(), static_cast<uint32_t>(split.own.size()),
-                      static_cast<uint32_t>(path.size()), static_cast<uint32_t>(modified.size()), shared});
+                      static_cast<uint32_t>(path.size()),
+                      asTime ? kModifiedTime : static_cast<uint32_t>(modified.size()), shared});
   texts_ += split.own;
   texts_ += path;
-  texts_ += modified;
+  if (asTime) {
+    const int64_t micros = time->time_since_epoch().count();
+    texts_.append(reinterpret_cast<const char*>(&micros), sizeof micros);
+  } else {
+    texts_ += modified;
+  }
 }
 
 void LibraryExportManifest::sort() {
@@ -87,7 +106,15 @@ void LibraryExportManifest::sort() {
 LibraryExportManifestEntry LibraryExportManifest::operator[](size_t index) const {
   const Record& record = records_[index];
   const char* text = texts_.data() + record.offset + record.ownIdSize;
-  return {idOf(record), {text, record.pathSize}, {text + record.pathSize, record.modifiedSize}};
+  LibraryExportManifestEntry entry{idOf(record), {text, record.pathSize}, {}};
+  if (record.modifiedSize == kModifiedTime) {
+    int64_t micros = 0;
+    std::memcpy(&micros, text + record.pathSize, sizeof micros);
+    entry.modified = LibraryExportModified(core::TimePoint(std::chrono::microseconds(micros)));
+  } else {
+    entry.modified = std::string_view(text + record.pathSize, record.modifiedSize);
+  }
+  return entry;
 }
 
 bool LibraryExportManifest::operator==(const LibraryExportManifest& other) const {
@@ -164,7 +191,7 @@ void LibraryExportManifestFormatter::add(const LibraryExportManifestEntry& entry
   first_ = false;
   appendQuoted(out_, entry.id);
   out_ += ": {\n   \"modified\": ";
-  appendQuoted(out_, entry.modified);
+  appendQuoted(out_, std::string_view(entry.modified.formatted()));
   out_ += ",\n   \"path\": ";
   appendQuoted(out_, entry.path);
   out_ += "\n  }";

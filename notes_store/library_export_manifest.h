@@ -14,17 +14,38 @@
 #include <string_view>
 #include <vector>
 
+#include "core/apple_time.h"
 #include "notes_store/library_export_note_id.h"
 
 namespace zephyl::notes_store {
 
 inline constexpr std::string_view kExportManifestName = ".zephyl-export.json";
 
+// A note's modification time as a manifest records it (ISO 8601). Kept as the
+// time it names when formatIso8601 gives back its text exactly, as it does
+// for every manifest Zephyl writes: 8 bytes where the text takes 27.
+struct LibraryExportModified {
+  std::string_view text;  // when not kept as a time
+  std::optional<core::TimePoint> time;
+
+  LibraryExportModified() = default;
+  LibraryExportModified(std::string_view recorded) : text(recorded) {}
+  LibraryExportModified(const char* recorded) : text(recorded) {}
+  explicit LibraryExportModified(core::TimePoint recorded) : time(recorded) {}
+
+  std::string formatted() const;
+  // Whether this records `modified`, as formatIso8601 writes it ("" for none).
+  bool records(const std::optional<core::TimePoint>& modified) const;
+  friend bool operator==(const LibraryExportModified& a, const LibraryExportModified& b) {
+    return a.formatted() == b.formatted();
+  }
+};
+
 // What a manifest says of one note. Views into the manifest it came from.
 struct LibraryExportManifestEntry {
   LibraryExportNoteId id;
-  std::string_view path;      // relative to the export folder
-  std::string_view modified;  // ISO 8601 modification time of the note when written
+  std::string_view path;           // relative to the export folder
+  LibraryExportModified modified;  // of the note when written
   bool operator==(const LibraryExportManifestEntry&) const = default;
 };
 
@@ -33,6 +54,7 @@ struct LibraryExportManifestEntry {
 class LibraryExportManifest {
  public:
   static constexpr uint32_t kNone = UINT32_MAX;
+  static constexpr uint32_t kModifiedTime = UINT32_MAX;
 
   LibraryExportManifest() = default;
   // In any order; of a repeated id the last counts.
@@ -61,8 +83,8 @@ class LibraryExportManifest {
     uint64_t offset;  // of the id's own part in texts_, with path and modification time after it
     uint32_t ownIdSize;
     uint32_t pathSize;
-    uint32_t modifiedSize;
-    uint32_t sharedId;  // in sharedIds_
+    uint32_t modifiedSize;  // kModifiedTime: 8 bytes of microseconds since 1970
+    uint32_t sharedId;      // in sharedIds_
   };
   LibraryExportNoteId idOf(const Record& record) const {
     return {sharedIds_[record.sharedId], {texts_.data() + record.offset, record.ownIdSize}};

@@ -11,14 +11,16 @@ TEST(LibraryExportManifest, WritesWhatTheJsonLibraryWouldAndReadsItBack) {
   const LibraryExportManifest manifests[] = {
       {},
       {{"x-coredata://S/ICNote/p2", "iCloud/Work/Plan.md", "2024-05-01T10:00:00Z"},
-       {"x-coredata://S/ICNote/p10", "Caf\xC3\xA9 \"quoted\" tab\t.md", "\\"}},
+       {"x-coredata://S/ICNote/p10", "Caf\xC3\xA9 \"quoted\" tab\t.md", "\\"},
+       // Not as formatIso8601 writes it: kept as written.
+       {"x-coredata://S/ICNote/p3", "iCloud/Work/Other.md", "2024-05-01T10:00:00.50Z"}},
       {{"id", "bad \xFF utf-8.md", "t"}},  // replaced on the way out, as before
   };
   for (const LibraryExportManifest& manifest : manifests) {
     nlohmann::json notes = nlohmann::json::object();
     for (size_t i = 0; i < manifest.size(); ++i) {
       const LibraryExportManifestEntry entry = manifest[i];
-      notes[entry.id.text()] = {{"path", entry.path}, {"modified", entry.modified}};
+      notes[entry.id.text()] = {{"path", entry.path}, {"modified", entry.modified.formatted()}};
     }
     const nlohmann::json json = {{"version", 1}, {"notes", std::move(notes)}};
     std::string text;

@@ -308,7 +308,7 @@ class ExportWrite {
   bool unchanged(size_t index) {
     const std::optional<LibraryExportManifestEntry> previous = plan_.previous(index);
     if (options_.force || !previous || previous->path != plan_.target(index) ||
-        previous->modified != core::formatIso8601(notes_[index].modifiedAt()).value_or("")) {
+        !previous->modified.records(notes_[index].modifiedAt())) {
       return false;
     }
     return std::binary_search(presentFiles_.begin(), presentFiles_.end(), entries_[index].previous);
@@ -345,8 +345,9 @@ class ExportWrite {
         const LibraryExportNoteId id = notes_[i].id();
         for (; next < earlier_.size() && earlier_[next].id < id; ++next) out.add(earlier_[next]);
         if (next < earlier_.size() && earlier_[next].id == id) ++next;
-        const std::string modified = core::formatIso8601(notes_[i].modifiedAt()).value_or("");
-        out.add({id, plan_.target(i), modified});
+        const std::optional<core::TimePoint> modified = notes_[i].modifiedAt();
+        out.add(
+            {id, plan_.target(i), modified ? LibraryExportModified(*modified) : LibraryExportModified("")});
       }
       for (; next < earlier_.size(); ++next) out.add(earlier_[next]);
       out.finish();
