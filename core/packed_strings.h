@@ -34,12 +34,6 @@ class PackedStrings {
     texts_.reserve(bytes);
   }
 
-  // Gives back the room that growing left unused.
-  void shrink_to_fit() {
-    texts_.shrink_to_fit();
-    ends_.shrink_to_fit();
-  }
-
  private:
   std::string texts_;
   std::vector<uint64_t> ends_;
