@@ -155,16 +155,11 @@ void permute(std::vector<LibraryExportNote>& notes, const std::vector<uint32_t>&
   }
 }
 
-}  // namespace
-
-LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vector<NotesFolderRow>& folders,
-                                    const LibraryExportManifest& earlier) {
-  LibraryExportPlan plan;
-  plan.earlier = &earlier;
-  plan.notes = std::move(list.notes());
-  plan.noteTexts = list.takeTexts();
+// Puts the plan's notes in naming order, older ones first, so that a new note
+// never takes an old one's name; finds what the earlier manifest says of each,
+// and lists the earlier files whose notes are gone.
+void putInNamingOrder(LibraryExportPlan& plan, const LibraryExportManifest& earlier) {
   std::vector<LibraryExportNote>& notes = plan.notes;
-  // Older notes choose names first, so a new note never takes an old one's name.
   struct NamingOrder {
     int64_t time;  // microseconds; kNoTime first
     uint32_t index;
@@ -197,68 +192,20 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
     std::vector<NamingOrder>().swap(order);
     permute(notes, from);
   }
+}
 
-  ExportPathAllocator allocator;
-  allocator.claim(std::string(kExportManifestName), "manifest");
-  std::unordered_map<std::string, std::vector<std::string>> folderComponents;
-  std::unordered_map<std::string, std::string> folderDisplay;
-  for (const NotesFolderRow& folder : folders) {
-    folderComponents[folder.id] =
-        parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
-    folderDisplay[folder.id] = folder.path;
-  }
-  auto componentsOf = [&](const LibraryExportNoteFolder& folder) {
-    auto it = folderComponents.find(folder.id);
-    if (it != folderComponents.end()) return it->second;
-    // A folder past the folder list's cap.
-    std::vector<std::string> components;
-    if (!folder.accountName.empty()) components.push_back(folder.accountName);
-    components.push_back(folder.name);
-    return components;
-  };
-
-  // Every file of the earlier export stays reserved for its note, even one about
-  // to be renamed, so that no other note is written over it. Earlier names are
-  // reserved before any new one is handed out.
-  // An earlier file is its own owner (no note's id is a path), and outlives
-  // the plan's making. Markdown files, nearly all of them, are reserved only
-  // once some note needs a new name.
-  const auto reserveEarlier = [&](bool markdown) {
-    for (size_t i = 0; i < earlier.size(); ++i) {
-      const std::string_view path = earlier[i].path;
-      if (path.ends_with(".md") == markdown) allocator.reserve(path, path);
-    }
-  };
-  reserveEarlier(false);
-  allocator.reserveMarkdownLater([reserveEarlier] { reserveEarlier(true); });
-  // A note's export folder and display path depend on its folder alone: worked
-  // out once per folder, as notes first come to it.
-  const std::vector<LibraryExportNoteFolder>& noteFolders = list.folders();
-  std::vector<std::optional<std::string>> folderPaths(noteFolders.size());
-  plan.folderDisplayPaths.resize(noteFolders.size());
-  FolderLayout layout(allocator);
-  std::vector<bool> fits(notes.size());  // the earlier file's name still fits the note
-  for (size_t i = 0; i < notes.size(); ++i) {
-    const LibraryExportNote& note = notes[i];
-    std::optional<std::string>& folderPath = folderPaths[note.folder];
-    if (!folderPath) {
-      const LibraryExportNoteFolder& folder = noteFolders[note.folder];
-      plan.folderDisplayPaths[note.folder] =
-          folderDisplayPath(folderDisplay, folder.id, folder.accountName, folder.name);
-      folderPath = layout.relativePath(componentsOf(folder));
-    }
-    const std::optional<LibraryExportManifestEntry> previous = plan.previous(i);
-    // A locked note has no file, and takes no name from the notes after it.
-    fits[i] = note.locked || (previous && stillFits(previous->path, *folderPath,
-                                                    safePathComponent(note.title(), "Untitled")));
-  }
-  // Names are unique within their folder only: the notes are named folder by
-  // folder, in naming order within each, and a folder's names are forgotten
-  // once its notes have theirs. Only the largest folder's names are held.
-  std::vector<uint32_t> exportFolders(noteFolders.size());  // by note folder: its export folder's number
+// Gives each note whose earlier file does not fit it a new name. Names are
+// unique within their folder only: the notes are named folder by folder, in
+// naming order within each, and a folder's names are forgotten once its notes
+// have theirs. Only the largest folder's names are held.
+void nameFolderByFolder(LibraryExportPlan& plan, ExportPathAllocator& allocator,
+                        const std::vector<std::optional<std::string>>& folderPaths,
+                        const std::vector<bool>& fits) {
+  const std::vector<LibraryExportNote>& notes = plan.notes;
+  std::vector<uint32_t> exportFolders(folderPaths.size());  // by note folder: its export folder's number
   {
     std::unordered_map<std::string_view, uint32_t> numbers;
-    for (size_t folder = 0; folder < noteFolders.size(); ++folder) {
+    for (size_t folder = 0; folder < folderPaths.size(); ++folder) {
       if (folderPaths[folder])
         exportFolders[folder] = numbers.try_emplace(*folderPaths[folder], numbers.size()).first->second;
     }
@@ -290,6 +237,73 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
       owners = {};
     }
   }
+}
+
+}  // namespace
+
+LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vector<NotesFolderRow>& folders,
+                                    const LibraryExportManifest& earlier) {
+  LibraryExportPlan plan;
+  plan.earlier = &earlier;
+  plan.notes = std::move(list.notes());
+  plan.noteTexts = list.takeTexts();
+  std::vector<LibraryExportNote>& notes = plan.notes;
+  putInNamingOrder(plan, earlier);
+
+  ExportPathAllocator allocator;
+  allocator.claim(std::string(kExportManifestName), "manifest");
+  std::unordered_map<std::string, std::vector<std::string>> folderComponents;
+  std::unordered_map<std::string, std::string> folderDisplay;
+  for (const NotesFolderRow& folder : folders) {
+    folderComponents[folder.id] =
+        parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
+    folderDisplay[folder.id] = folder.path;
+  }
+  auto componentsOf = [&](const LibraryExportNoteFolder& folder) {
+    auto it = folderComponents.find(folder.id);
+    if (it != folderComponents.end()) return it->second;
+    // A folder past the folder list's cap.
+    std::vector<std::string> components;
+    if (!folder.accountName.empty()) components.push_back(folder.accountName);
+    components.push_back(folder.name);
+    return components;
+  };
+
+  // Every file of the earlier export stays reserved for its note, even one
+  // about to be renamed, so that no other note is written over it: before any
+  // new name is handed out, though Markdown files, nearly all of them, only
+  // once some note needs a new name. An earlier file is its own owner (no
+  // note's id is a path), and outlives the plan's making.
+  const auto reserveEarlier = [&](bool markdown) {
+    for (size_t i = 0; i < earlier.size(); ++i) {
+      const std::string_view path = earlier[i].path;
+      if (path.ends_with(".md") == markdown) allocator.reserve(path, path);
+    }
+  };
+  reserveEarlier(false);
+  allocator.reserveMarkdownLater([reserveEarlier] { reserveEarlier(true); });
+  // A note's export folder and display path depend on its folder alone: worked
+  // out once per folder, as notes first come to it.
+  const std::vector<LibraryExportNoteFolder>& noteFolders = list.folders();
+  std::vector<std::optional<std::string>> folderPaths(noteFolders.size());
+  plan.folderDisplayPaths.resize(noteFolders.size());
+  FolderLayout layout(allocator);
+  std::vector<bool> fits(notes.size());  // the earlier file's name still fits the note
+  for (size_t i = 0; i < notes.size(); ++i) {
+    const LibraryExportNote& note = notes[i];
+    std::optional<std::string>& folderPath = folderPaths[note.folder];
+    if (!folderPath) {
+      const LibraryExportNoteFolder& folder = noteFolders[note.folder];
+      plan.folderDisplayPaths[note.folder] =
+          folderDisplayPath(folderDisplay, folder.id, folder.accountName, folder.name);
+      folderPath = layout.relativePath(componentsOf(folder));
+    }
+    const std::optional<LibraryExportManifestEntry> previous = plan.previous(i);
+    // A locked note has no file, and takes no name from the notes after it.
+    fits[i] = note.locked || (previous && stillFits(previous->path, *folderPath,
+                                                    safePathComponent(note.title(), "Untitled")));
+  }
+  nameFolderByFolder(plan, allocator, folderPaths, fits);
 
   plan.folders = layout.count();
   return plan;
