@@ -54,7 +54,6 @@ struct LibraryExportManifestEntry {
 class LibraryExportManifest {
  public:
   static constexpr uint32_t kNone = UINT32_MAX;
-  static constexpr uint32_t kModifiedTime = UINT32_MAX;
 
   LibraryExportManifest() = default;
   // In any order; of a repeated id the last counts.
@@ -79,6 +78,7 @@ class LibraryExportManifest {
   bool operator==(const LibraryExportManifest& other) const;
 
  private:
+  static constexpr uint32_t kModifiedTime = UINT32_MAX;
   struct Record {
     uint64_t offset;  // of the id's own part in texts_, with path and modification time after it
     uint32_t ownIdSize;

@@ -76,7 +76,7 @@ class EarlierNotes {
     const int64_t key = note.key();
     auto from = notes_.begin() + (cursor_ < notes_.size() && notes_[cursor_].key <= key ? cursor_ : 0);
     auto it = std::lower_bound(from, notes_.end(), key,
-                               [](const Note& note, int64_t wanted) { return note.key < wanted; });
+                               [](const Note& recorded, int64_t wanted) { return recorded.key < wanted; });
     cursor_ = it - notes_.begin();
     for (; it != notes_.end() && it->key == key; ++it) {
       if (manifest_[it->entry].id == note.id()) {
