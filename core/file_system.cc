@@ -2,12 +2,6 @@
 
 namespace zephyl::core {
 
-std::vector<FolderListing> FileSystem::listRegularFilesBelow(const std::string& directory) {
-  std::vector<FolderListing> listings;
-  forEachFolderBelow(directory, [&](FolderListing& listing) { listings.push_back(std::move(listing)); });
-  return listings;
-}
-
 void FileSystem::forEachFolderBelow(const std::string& directory,
                                     const std::function<void(FolderListing&)>& visit) {
   if (!isDirectory(directory) || isSymbolicLink(directory)) return;
@@ -37,12 +31,12 @@ void FileSystem::listFolder(const std::string& path, std::vector<std::string>& f
 }
 
 void FileSystem::removeStaleTemporaryFiles(const std::string& directory) {
-  for (const FolderListing& listing : listRegularFilesBelow(directory)) {
+  forEachFolderBelow(directory, [&](const FolderListing& listing) {
     for (const std::string& name : listing.files) {
       if (!isStaleTemporaryFile(name)) continue;
       removeFile(directory + "/" + (listing.folder.empty() ? name : listing.folder + "/" + name));
     }
-  }
+  });
 }
 
 }  // namespace zephyl::core

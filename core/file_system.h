@@ -135,12 +135,11 @@ class FileSystem {
     return files;
   }
 
-  // Every folder of the tree at `directory`, itself included (symbolic links
-  // not followed), with its regular files: one pass over the tree. Empty when
-  // `directory` does not exist. Throws FileSystemError when a folder cannot be
-  // listed.
-  std::vector<FolderListing> listRegularFilesBelow(const std::string& directory);
-  // The same a folder at a time, for a tree whose listing is too large to hold whole.
+  // Calls `visit` with every folder of the tree at `directory`, itself
+  // included (symbolic links not followed), and its regular files: one pass
+  // over the tree, a folder at a time, so that a large tree's listing is never
+  // held whole. None when `directory` does not exist. Throws FileSystemError
+  // when a folder cannot be listed.
   void forEachFolderBelow(const std::string& directory, const std::function<void(FolderListing&)>& visit);
 
   // True for the name of a temporary file that a write of a process no longer
