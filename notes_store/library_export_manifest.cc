@@ -60,19 +60,12 @@ LibraryExportManifest::LibraryExportManifest(std::initializer_list<LibraryExport
 
 void LibraryExportManifest::add(const LibraryExportNoteId& id, std::string_view path,
                                 std::string_view modified) {
-  const std::string whole = id.text();
-  const LibraryExportNoteId split = splitNoteId(whole);
+  // An id read from a manifest comes whole; one in pieces is made whole only
+  // to be split where every id is.
+  const std::string whole = id.shared.empty() ? std::string() : id.text();
+  const LibraryExportNoteId split = splitNoteId(id.shared.empty() ? id.own : whole);
   if (!records_.empty() && !(idOf(records_.back()) < split)) sorted_ = false;
-  // A manifest holds the ids of one store as a rule. Only the last few shared
-  // parts are looked at: a list of many would cost a look through it per entry.
-  constexpr uint32_t kLooked = 4;
-  auto shared = static_cast<uint32_t>(sharedIds_.size());
-  for (uint32_t i = shared; i > 0 && i + kLooked > sharedIds_.size(); --i) {
-    if (sharedIds_[i - 1] == split.shared) {
-      shared = i - 1;
-      break;
-    }
-  }
+  const auto shared = static_cast<uint32_t>(findSharedIdPart(sharedIds_, split.shared));
   if (shared == sharedIds_.size()) sharedIds_.emplace_back(split.shared);
   const std::optional<core::TimePoint> time = core::parseIso8601(modified);
   const bool asTime = time && core::formatIso8601(*time) == modified;
@@ -101,6 +94,11 @@ void LibraryExportManifest::sort() {
   }
   records_.resize(kept);
   sorted_ = true;
+}
+
+std::string_view LibraryExportManifest::path(size_t index) const {
+  const Record& record = records_[index];
+  return {texts_.data() + record.offset + record.ownIdSize, record.pathSize};
 }
 
 LibraryExportManifestEntry LibraryExportManifest::operator[](size_t index) const {

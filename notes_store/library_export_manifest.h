@@ -74,6 +74,8 @@ class LibraryExportManifest {
   size_t size() const { return records_.size(); }
   bool empty() const { return records_.empty(); }
   LibraryExportManifestEntry operator[](size_t index) const;
+  // operator[](index).path, for lookups that need no more.
+  std::string_view path(size_t index) const;
 
   bool operator==(const LibraryExportManifest& other) const;
 

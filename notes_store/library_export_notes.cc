@@ -23,12 +23,7 @@ const char* LibraryExportNoteTexts::store(std::initializer_list<std::string_view
 }
 
 std::string_view LibraryExportNoteTexts::share(std::string_view text) {
-  // A library has one store, so one shared text as a rule. Only the last few
-  // are looked at: a list of many would cost a look through it per note.
-  constexpr size_t kLooked = 4;
-  for (size_t i = shared_.size(); i > 0 && i + kLooked > shared_.size(); --i) {
-    if (shared_[i - 1] == text) return shared_[i - 1];
-  }
+  if (const size_t found = findSharedIdPart(shared_, text); found < shared_.size()) return shared_[found];
   return shared_.emplace_back(store({text}), text.size());
 }
 

@@ -64,8 +64,12 @@ class EarlierNotes {
  public:
   explicit EarlierNotes(const LibraryExportManifest& manifest) : manifest_(manifest) {
     notes_.reserve(manifest.size());
-    for (uint32_t i = 0; i < manifest.size(); ++i)
-      notes_.push_back({notesObjectKey(manifest[i].id.text()).value_or(-1), i});
+    std::string id;  // made again for each entry
+    for (uint32_t i = 0; i < manifest.size(); ++i) {
+      const LibraryExportNoteId entryId = manifest[i].id;
+      id.assign(entryId.shared).append(entryId.own);
+      notes_.push_back({notesObjectKey(id).value_or(-1), i});
+    }
     std::sort(notes_.begin(), notes_.end(), [](const Note& a, const Note& b) { return a.key < b.key; });
   }
 
@@ -96,7 +100,7 @@ class EarlierNotes {
     std::sort(unclaimed.begin(), unclaimed.end());
     std::vector<std::string> paths;
     paths.reserve(unclaimed.size());
-    for (const uint32_t entry : unclaimed) paths.emplace_back(manifest_[entry].path);
+    for (const uint32_t entry : unclaimed) paths.emplace_back(manifest_.path(entry));
     return paths;
   }
 
@@ -122,8 +126,7 @@ std::optional<LibraryExportManifestEntry> LibraryExportPlan::previous(size_t ind
 std::string_view LibraryExportPlan::target(size_t index) const {
   const LibraryExportPlanEntry& entry = entries[index];
   if (entry.newPath != LibraryExportPlanEntry::kEarlierPath) return newPaths[entry.newPath];
-  return entry.previous != LibraryExportManifest::kNone ? (*earlier)[entry.previous].path
-                                                        : std::string_view();
+  return entry.previous != LibraryExportManifest::kNone ? earlier->path(entry.previous) : std::string_view();
 }
 
 std::string_view exportFolderOf(std::string_view relativePath) {
@@ -276,7 +279,7 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   // note's id is a path), and outlives the plan's making.
   const auto reserveEarlier = [&](bool markdown) {
     for (size_t i = 0; i < earlier.size(); ++i) {
-      const std::string_view path = earlier[i].path;
+      const std::string_view path = earlier.path(i);
       if (path.ends_with(".md") == markdown) allocator.reserve(path, path);
     }
   };

@@ -7,9 +7,7 @@
 #include <limits>
 #include <memory>
 #include <numeric>
-#include <system_error>
 #include <thread>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "core/file_system_error.h"
@@ -19,7 +17,6 @@
 #include "notes_store/library_export_manifest.h"
 #include "notes_store/library_export_plan.h"
 #include "notes_store/note_renderer.h"
-#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
 namespace {
@@ -133,7 +130,7 @@ std::vector<uint32_t> presentEarlierFiles(core::FileSystem& files, const std::st
   std::vector<uint32_t> byPath(manifest.size());
   std::iota(byPath.begin(), byPath.end(), 0);
   std::sort(byPath.begin(), byPath.end(),
-            [&](uint32_t a, uint32_t b) { return manifest[a].path < manifest[b].path; });
+            [&](uint32_t a, uint32_t b) { return manifest.path(a) < manifest.path(b); });
   std::vector<uint32_t> present;
   std::string path;
   try {
@@ -152,8 +149,8 @@ std::vector<uint32_t> presentEarlierFiles(core::FileSystem& files, const std::st
         }
         auto it = std::lower_bound(
             byPath.begin(), byPath.end(), path,
-            [&](uint32_t entry, const std::string& wanted) { return manifest[entry].path < wanted; });
-        for (; it != byPath.end() && manifest[*it].path == path; ++it) present.push_back(*it);
+            [&](uint32_t entry, const std::string& wanted) { return manifest.path(entry) < wanted; });
+        for (; it != byPath.end() && manifest.path(*it) == path; ++it) present.push_back(*it);
       }
     });
   } catch (const core::FileSystemError& error) {
@@ -688,13 +685,6 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   }
   kLog.info() << "Exported " << summary.written << " notes, " << summary.unchanged << " unchanged, "
               << summary.lockedSkipped << " locked";
-  // Giving back a large library's plan and manifest, a few allocations a
-  // note, takes a tenth of a second that the caller need not wait for.
-  try {
-    std::thread([plan = std::move(plan), manifest = std::move(manifest)] {}).detach();
-  } catch (const std::system_error&) {
-    // No thread to spare: they are given back here.
-  }
   return summary;
 }
 
