@@ -29,41 +29,32 @@ bool isForbidden(unsigned char c) {
 
 bool isWindowsDeviceName(std::string_view name) {
   // The part before the first dot decides: "nul.txt" is as reserved as "NUL".
-  std::string base(name.substr(0, name.find('.')));
-  while (!base.empty() && base.back() == ' ') base.pop_back();
-  std::transform(base.begin(), base.end(), base.begin(), [](unsigned char c) { return std::toupper(c); });
-  static constexpr std::array<std::string_view, 4> kFixed = {"CON", "PRN", "AUX", "NUL"};
-  if (std::find(kFixed.begin(), kFixed.end(), base) != kFixed.end()) return true;
-  return base.size() == 4 && (base.starts_with("COM") || base.starts_with("LPT")) && base[3] >= '0' &&
-         base[3] <= '9';
-}
-
-// Cuts UTF-8 text to at most `maxBytes` without splitting a character.
-std::string cutUtf8(std::string text, size_t maxBytes) {
-  if (text.size() <= maxBytes) return text;
-  size_t end = maxBytes;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
-  text.resize(end);
-  return text;
-}
-
-std::string trimEnd(std::string text) {
-  while (!text.empty() && (text.back() == ' ' || text.back() == '.')) text.pop_back();
-  return text;
+  std::string_view base = name.substr(0, name.find('.'));
+  while (!base.empty() && base.back() == ' ') base.remove_suffix(1);
+  if (base.size() != 3 && base.size() != 4) return false;
+  char upper[4];
+  for (size_t i = 0; i < base.size(); ++i)
+    upper[i] = static_cast<char>(std::toupper(static_cast<unsigned char>(base[i])));
+  const std::string_view word(upper, 3);
+  if (base.size() == 3) return word == "CON" || word == "PRN" || word == "AUX" || word == "NUL";
+  return (word == "COM" || word == "LPT") && upper[3] >= '0' && upper[3] <= '9';
 }
 
 }  // namespace
 
-std::string safePathComponent(std::string_view name, std::string_view fallback, size_t maxBytes) {
-  std::string safe;
-  safe.reserve(name.size());
+void appendSafePathComponent(std::string& out, std::string_view name, std::string_view fallback,
+                             size_t maxBytes) {
+  // Made in place after what `out` holds: a library's worth of names is made
+  // on every export.
+  const size_t start = out.size();
+  out.reserve(start + name.size() + 1);
   for (size_t i = 0; i < name.size(); ++i) {
     const auto c = static_cast<unsigned char>(name[i]);
     // U+2028/U+2029 and U+FFFC have no business in a file name either.
     if (c == 0xE2 && i + 2 < name.size() && static_cast<unsigned char>(name[i + 1]) == 0x80 &&
         (static_cast<unsigned char>(name[i + 2]) == 0xA8 ||
          static_cast<unsigned char>(name[i + 2]) == 0xA9)) {
-      safe += ' ';
+      if (out.size() > start) out += ' ';  // leading blanks go
       i += 2;
       continue;
     }
@@ -72,13 +63,32 @@ std::string safePathComponent(std::string_view name, std::string_view fallback, 
       i += 2;
       continue;
     }
-    safe += isForbidden(c) ? '-' : static_cast<char>(c);
+    if (c == ' ' && out.size() == start) continue;
+    out += isForbidden(c) ? '-' : static_cast<char>(c);
   }
-  const size_t start = safe.find_first_not_of(' ');
-  safe = start == std::string::npos ? std::string() : safe.substr(start);
-  safe = trimEnd(cutUtf8(trimEnd(std::move(safe)), maxBytes));
-  if (safe.empty() || safe == "." || safe == "..") return std::string(fallback);
-  if (isWindowsDeviceName(safe)) safe.insert(std::min(safe.find('.'), safe.size()), "_");
+  const auto trimEnd = [&] {
+    while (out.size() > start && (out.back() == ' ' || out.back() == '.')) out.pop_back();
+  };
+  trimEnd();
+  if (out.size() - start > maxBytes) {
+    // Cut without splitting a character.
+    size_t end = start + maxBytes;
+    while (end > start && (static_cast<unsigned char>(out[end]) & 0xC0) == 0x80) --end;
+    out.resize(end);
+    trimEnd();
+  }
+  const std::string_view safe = std::string_view(out).substr(start);
+  if (safe.empty() || safe == "." || safe == "..") {
+    out.resize(start);
+    out += fallback;
+  } else if (isWindowsDeviceName(safe)) {
+    out.insert(start + std::min(safe.find('.'), safe.size()), "_");
+  }
+}
+
+std::string safePathComponent(std::string_view name, std::string_view fallback, size_t maxBytes) {
+  std::string safe;
+  appendSafePathComponent(safe, name, fallback, maxBytes);
   return safe;
 }
 
@@ -208,6 +218,11 @@ void ExportPathAllocator::release(std::string_view folderPath) {
   if (key == folderKeys_.end()) return;
   folders_.erase(key->second);
   folderKeys_.erase(key);
+}
+
+std::string_view exportFolderOf(std::string_view relativePath) {
+  const size_t slash = relativePath.rfind('/');
+  return slash == std::string_view::npos ? std::string_view() : relativePath.substr(0, slash);
 }
 
 std::string relativeLink(std::string_view fromFolder, std::string_view toPath) {

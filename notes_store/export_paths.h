@@ -17,6 +17,9 @@ namespace zephyl::notes_store {
 // appended, "." and ".." and empty names become `fallback`, and the result is
 // cut at a character boundary to at most `maxBytes` UTF-8 bytes.
 std::string safePathComponent(std::string_view name, std::string_view fallback, size_t maxBytes = 120);
+// The same, appended to `out`.
+void appendSafePathComponent(std::string& out, std::string_view name, std::string_view fallback,
+                             size_t maxBytes = 120);
 
 // The key under which two names count as the same file on a case-insensitive,
 // normalising file system (NFKC with case folding).
@@ -84,6 +87,9 @@ class ExportPathAllocator {
 // "/"-separated, without empty, "." or ".." components, backslashes or NUL. A
 // path read back from disk (the manifest) is used only when this holds.
 bool staysInsideExportFolder(std::string_view relativePath);
+
+// The folder part of a path relative to the export folder ("" at the top).
+std::string_view exportFolderOf(std::string_view relativePath);
 
 // The relative link from a file in `fromFolder` to `toPath` (both relative to
 // the export root, "/"-separated).

@@ -123,16 +123,15 @@ bool LibraryExportManifest::operator==(const LibraryExportManifest& other) const
   return true;
 }
 
-std::optional<LibraryExportManifest> parseLibraryExportManifest(
-    std::string_view text, const std::function<void(size_t end)>& doneWith) {
+bool readLibraryExportManifest(std::string_view text, const LibraryExportManifestReading& reading) {
   constexpr size_t kDoneStep = 4 << 20;
   size_t done = 0;
   // {"notes": {id: {"path": …, "modified": …}}}; other keys, at any level, are
   // passed over, and of a repeated key the last counts. Read a member at a
   // time: a tape of the whole manifest would take more than the entries.
   core::JSONTape tape;
-  std::optional<LibraryExportManifest> manifest;  // from the last "notes" member
-  bool fits = true;
+  bool named = false;  // a "notes" member was read
+  bool fits = true;    // of the last one
   const auto readNote = [&](std::string id, size_t at) {
     const size_t end = tape.parsePrefix(text, at);
     if (!fits) return end;
@@ -144,22 +143,17 @@ std::optional<LibraryExportManifest> parseLibraryExportManifest(
     if (!pathText || !modifiedText || !staysInsideExportFolder(*pathText)) {
       fits = false;
     } else {
-      manifest->add(id, *pathText, *modifiedText);
+      reading.entry(id, *pathText, *modifiedText);
     }
-    if (doneWith && end - done >= kDoneStep) doneWith(done = end);
+    if (reading.doneWith && end - done >= kDoneStep) reading.doneWith(done = end);
     return end;
   };
   const auto readNotes = [&](size_t at) {
-    manifest.emplace();
+    if (named && reading.restart) reading.restart();
+    named = true;
     fits = true;
     while (at < text.size() && isJsonSpace(text[at])) ++at;
-    if (at < text.size() && text[at] == '{') {
-      // Neither the texts nor the entries outgrow what the manifest's size
-      // allows (an entry takes 32 bytes of it at least); pages they do not
-      // reach are never touched.
-      manifest->reserve(text.size() / 32, text.size());
-      return tape.parseMembers(text, at, readNote);
-    }
+    if (at < text.size() && text[at] == '{') return tape.parseMembers(text, at, readNote);
     const size_t end = tape.parsePrefix(text, at);
     fits = tape.root().isNull();
     return end;
@@ -169,12 +163,26 @@ std::optional<LibraryExportManifest> parseLibraryExportManifest(
       return key == "notes" ? readNotes(at) : tape.parsePrefix(text, at);
     });
     while (end < text.size() && isJsonSpace(text[end])) ++end;
-    if (end != text.size()) return std::nullopt;
+    if (end != text.size()) return false;
   } catch (const core::JSONValueError&) {
-    return std::nullopt;
+    return false;
   }
-  if (!manifest || !fits) return std::nullopt;
-  manifest->sort();
+  return named && fits;
+}
+
+std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text) {
+  LibraryExportManifest manifest;
+  // Neither the texts nor the entries outgrow what the manifest's size allows
+  // (an entry takes 32 bytes of it at least); pages they do not reach are
+  // never touched.
+  manifest.reserve(text.size() / 32, text.size());
+  LibraryExportManifestReading reading;
+  reading.entry = [&](std::string_view id, std::string_view path, std::string_view modified) {
+    manifest.add(id, path, modified);
+  };
+  reading.restart = [&] { manifest = {}; };
+  if (!readLibraryExportManifest(text, reading)) return std::nullopt;
+  manifest.sort();
   return manifest;
 }
 

@@ -98,12 +98,24 @@ class LibraryExportManifest {
   bool sorted_ = true;                 // in id order, no id repeated
 };
 
-// The notes an earlier export recorded; nullopt when `text` is not a manifest
-// of ours: not JSON, not shaped like one, or naming a path outside the export
-// folder. `doneWith(end)` is told, now and then, that the text before `end`
-// will not be read again.
-std::optional<LibraryExportManifest> parseLibraryExportManifest(
-    std::string_view text, const std::function<void(size_t end)>& doneWith = {});
+// What reading a manifest's text hands out.
+struct LibraryExportManifestReading {
+  // Each note the text records, in the text's order.
+  std::function<void(std::string_view id, std::string_view path, std::string_view modified)> entry;
+  // The text names its notes again: the entries handed out so far do not count.
+  std::function<void()> restart;
+  // Now and then: the text before `end` will not be read again.
+  std::function<void(size_t end)> doneWith;
+};
+
+// Reads a manifest's text, handing out its entries as they are read; false
+// when `text` is not a manifest of ours: not JSON, not shaped like one, or
+// naming a path outside the export folder. The entries handed out then do
+// not count.
+bool readLibraryExportManifest(std::string_view text, const LibraryExportManifestReading& reading);
+
+// The notes an earlier export recorded; nullopt when `text` is not a manifest of ours.
+std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text);
 
 // A manifest's text, handed out in pieces as its entries are added in id
 // order: a JSON object with one space of indent per level, keys sorted,

@@ -56,82 +56,19 @@ bool stillFits(std::string_view path, std::string_view folder, const std::string
   return key == fileNameKey(stem + ".md") || key.starts_with(fileNameKey(stem + " ("));
 }
 
-// The notes of an earlier manifest, found by note id. Ids differ only near
-// their end ("x-coredata://<store>/ICNote/p<key>"), so they are looked up by
-// the number there, in a sorted array, and compared whole only on a match: a
-// library's worth of string comparisons from the start costs several times more.
-class EarlierNotes {
- public:
-  explicit EarlierNotes(const LibraryExportManifest& manifest) : manifest_(manifest) {
-    notes_.reserve(manifest.size());
-    std::string id;  // made again for each entry
-    for (uint32_t i = 0; i < manifest.size(); ++i) {
-      const LibraryExportNoteId entryId = manifest[i].id;
-      id.assign(entryId.shared).append(entryId.own);
-      notes_.push_back({notesObjectKey(id).value_or(-1), i});
-    }
-    std::sort(notes_.begin(), notes_.end(), [](const Note& a, const Note& b) { return a.key < b.key; });
-  }
-
-  // The manifest's entry of `note`, which is then claimed;
-  // LibraryExportManifest::kNone when none. Asked in increasing key order,
-  // each look starts where the last one ended.
-  uint32_t claim(const LibraryExportNote& note) {
-    const int64_t key = note.key();
-    auto from = notes_.begin() + (cursor_ < notes_.size() && notes_[cursor_].key <= key ? cursor_ : 0);
-    auto it = std::lower_bound(from, notes_.end(), key,
-                               [](const Note& recorded, int64_t wanted) { return recorded.key < wanted; });
-    cursor_ = it - notes_.begin();
-    for (; it != notes_.end() && it->key == key; ++it) {
-      if (manifest_[it->entry].id == note.id()) {
-        it->claimed = true;
-        return it->entry;
-      }
-    }
-    return LibraryExportManifest::kNone;
-  }
-
-  // The files of the notes no one claimed, in the manifest's order.
-  std::vector<std::string> unclaimedPaths() const {
-    std::vector<uint32_t> unclaimed;
-    for (const Note& note : notes_) {
-      if (!note.claimed) unclaimed.push_back(note.entry);
-    }
-    std::sort(unclaimed.begin(), unclaimed.end());
-    std::vector<std::string> paths;
-    paths.reserve(unclaimed.size());
-    for (const uint32_t entry : unclaimed) paths.emplace_back(manifest_.path(entry));
-    return paths;
-  }
-
- private:
-  struct Note {
-    int64_t key;
-    uint32_t entry;  // in the manifest
-    bool claimed = false;
-  };
-  const LibraryExportManifest& manifest_;
-  std::vector<Note> notes_;
-  size_t cursor_ = 0;  // where the last look ended
-};
-
 }  // namespace
 
-std::optional<LibraryExportManifestEntry> LibraryExportPlan::previous(size_t index) const {
-  const uint32_t entry = entries[index].previous;
-  if (entry == LibraryExportManifest::kNone) return std::nullopt;
-  return (*earlier)[entry];
+std::optional<LibraryExportEarlierFile> LibraryExportPlan::previous(size_t index) const {
+  const uint32_t previous = entries[index].previous;
+  if (previous == LibraryExportPlanEntry::kNone) return std::nullopt;
+  return earlier.of(previous, notes[index]);
 }
 
-std::string_view LibraryExportPlan::target(size_t index) const {
+std::string LibraryExportPlan::target(size_t index) const {
   const LibraryExportPlanEntry& entry = entries[index];
-  if (entry.newPath != LibraryExportPlanEntry::kEarlierPath) return newPaths[entry.newPath];
-  return entry.previous != LibraryExportManifest::kNone ? earlier->path(entry.previous) : std::string_view();
-}
-
-std::string_view exportFolderOf(std::string_view relativePath) {
-  const size_t slash = relativePath.rfind('/');
-  return slash == std::string_view::npos ? std::string_view() : relativePath.substr(0, slash);
+  if (entry.newPath != LibraryExportPlanEntry::kEarlierPath) return std::string(newPaths[entry.newPath]);
+  return entry.previous != LibraryExportPlanEntry::kNone ? earlier.path(entry.previous, notes[index])
+                                                         : std::string();
 }
 
 namespace {
@@ -159,27 +96,19 @@ void permute(std::vector<LibraryExportNote>& notes, const std::vector<uint32_t>&
 }
 
 // Puts the plan's notes in naming order, older ones first, so that a new note
-// never takes an old one's name; finds what the earlier manifest says of each,
-// and lists the earlier files whose notes are gone.
-void putInNamingOrder(LibraryExportPlan& plan, const LibraryExportManifest& earlier) {
+// never takes an old one's name, each with its place among the notes as they
+// were listed, where the earlier export's record of it is.
+void putInNamingOrder(LibraryExportPlan& plan) {
   std::vector<LibraryExportNote>& notes = plan.notes;
   struct NamingOrder {
     int64_t time;  // microseconds; kNoTime first
     uint32_t index;
-    // What an earlier export recorded of the note. Looked up in the order the
-    // notes come, by key, so that one look into the manifest follows another.
-    uint32_t previous;
   };
   constexpr int64_t kNoTime = std::numeric_limits<int64_t>::min();
   std::vector<NamingOrder> order(notes.size());
-  {
-    EarlierNotes earlierNotes(earlier);
-    for (uint32_t i = 0; i < notes.size(); ++i) {
-      const auto time = notes[i].createdAt() ? notes[i].createdAt() : notes[i].modifiedAt();
-      order[i] = {time ? time->time_since_epoch().count() : kNoTime, i, earlierNotes.claim(notes[i])};
-    }
-    // Known once every note has claimed its entry: the lookup is not kept for the rest.
-    plan.staleFiles = earlierNotes.unclaimedPaths();
+  for (uint32_t i = 0; i < notes.size(); ++i) {
+    const auto time = notes[i].createdAt() ? notes[i].createdAt() : notes[i].modifiedAt();
+    order[i] = {time ? time->time_since_epoch().count() : kNoTime, i};
   }
   std::sort(order.begin(), order.end(), [&](const NamingOrder& a, const NamingOrder& b) {
     if (a.time != b.time) return a.time < b.time;
@@ -190,7 +119,7 @@ void putInNamingOrder(LibraryExportPlan& plan, const LibraryExportManifest& earl
     std::vector<uint32_t> from(notes.size());
     for (size_t i = 0; i < order.size(); ++i) {
       from[i] = order[i].index;
-      plan.entries[i].previous = order[i].previous;
+      if (plan.earlier.has(from[i])) plan.entries[i].previous = from[i];
     }
     std::vector<NamingOrder>().swap(order);
     permute(notes, from);
@@ -245,13 +174,19 @@ void nameFolderByFolder(LibraryExportPlan& plan, ExportPathAllocator& allocator,
 }  // namespace
 
 LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vector<NotesFolderRow>& folders,
-                                    const LibraryExportManifest& earlier) {
+                                    LibraryExportEarlierFiles earlier) {
   LibraryExportPlan plan;
-  plan.earlier = &earlier;
+  plan.earlier = std::move(earlier);
   plan.notes = std::move(list.notes());
   plan.noteTexts = list.takeTexts();
   std::vector<LibraryExportNote>& notes = plan.notes;
-  putInNamingOrder(plan, earlier);
+  putInNamingOrder(plan);
+  const LibraryExportManifest& gone = plan.earlier.gone();
+  plan.staleFiles.reserve(gone.size());
+  for (size_t i = 0; i < gone.size(); ++i) plan.staleFiles.emplace_back(gone.path(i));
+
+  // The earlier files' paths as the allocator holds them, made only when it asks.
+  LibraryExportNoteTexts earlierPaths;
 
   ExportPathAllocator allocator;
   allocator.claim(std::string(kExportManifestName), "manifest");
@@ -276,10 +211,18 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   // about to be renamed, so that no other note is written over it: before any
   // new name is handed out, though Markdown files, nearly all of them, only
   // once some note needs a new name. An earlier file is its own owner (no
-  // note's id is a path), and outlives the plan's making.
+  // note's id is a path).
   const auto reserveEarlier = [&](bool markdown) {
-    for (size_t i = 0; i < earlier.size(); ++i) {
-      const std::string_view path = earlier.path(i);
+    for (size_t i = 0; i < notes.size(); ++i) {
+      if (plan.entries[i].previous == LibraryExportPlanEntry::kNone) continue;
+      const std::string path = plan.earlier.path(plan.entries[i].previous, notes[i]);
+      if (path.ends_with(".md") == markdown) {
+        const std::string_view kept(earlierPaths.store({path}), path.size());
+        allocator.reserve(kept, kept);
+      }
+    }
+    for (size_t i = 0; i < gone.size(); ++i) {
+      const std::string_view path = gone.path(i);
       if (path.ends_with(".md") == markdown) allocator.reserve(path, path);
     }
   };
@@ -301,10 +244,12 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
           folderDisplayPath(folderDisplay, folder.id, folder.accountName, folder.name);
       folderPath = layout.relativePath(componentsOf(folder));
     }
-    const std::optional<LibraryExportManifestEntry> previous = plan.previous(i);
     // A locked note has no file, and takes no name from the notes after it.
-    fits[i] = note.locked || (previous && stillFits(previous->path, *folderPath,
-                                                    safePathComponent(note.title(), "Untitled")));
+    const uint32_t previous = plan.entries[i].previous;
+    fits[i] = note.locked || (previous != LibraryExportPlanEntry::kNone &&
+                              (plan.earlier.namedByTitle(previous, *folderPath) ||
+                               stillFits(plan.earlier.path(previous, note), *folderPath,
+                                         safePathComponent(note.title(), "Untitled"))));
   }
   nameFolderByFolder(plan, allocator, folderPaths, fits);
 

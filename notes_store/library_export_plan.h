@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "core/packed_strings.h"
-#include "notes_store/library_export_manifest.h"
+#include "notes_store/library_export_earlier_files.h"
 #include "notes_store/library_export_notes.h"
 #include "notes_store/notes_database_records.h"
 
@@ -20,9 +20,10 @@ namespace zephyl::notes_store {
 // What the plan decided for one note.
 struct LibraryExportPlanEntry {
   static constexpr uint32_t kEarlierPath = UINT32_MAX;
-  // What an earlier export recorded of the note: its entry in the manifest the
-  // plan was made from, or LibraryExportManifest::kNone.
-  uint32_t previous = LibraryExportManifest::kNone;
+  static constexpr uint32_t kNone = UINT32_MAX;
+  // The note's place in LibraryExportPlan::earlier, or kNone when no earlier
+  // export recorded it.
+  uint32_t previous = kNone;
   // The note's file in LibraryExportPlan::newPaths when it is not the earlier
   // one (a new note's, a renamed one's); kEarlierPath when the earlier file
   // still fits, or the note is locked and has no file.
@@ -40,21 +41,18 @@ struct LibraryExportPlan {
   // The notes' folders as the front matter shows them ("Account › Folder"), by
   // LibraryExportNote::folder.
   std::vector<std::string> folderDisplayPaths;
-  std::vector<std::string> staleFiles;             // earlier files whose notes are gone
-  const LibraryExportManifest* earlier = nullptr;  // the manifest the plan was made from
+  std::vector<std::string> staleFiles;  // earlier files whose notes are gone
+  LibraryExportEarlierFiles earlier;    // what the earlier export recorded
 
-  // What the earlier manifest says of notes[index].
-  std::optional<LibraryExportManifestEntry> previous(size_t index) const;
+  // What the earlier export recorded of notes[index].
+  std::optional<LibraryExportEarlierFile> previous(size_t index) const;
   // The file of notes[index], relative to the export folder; empty for a
   // locked note that no earlier export wrote.
-  std::string_view target(size_t index) const;
+  std::string target(size_t index) const;
 };
 
-// The plan keeps `earlier`, which must outlive it unchanged.
+// `earlier` is matched to `notes` as they are listed.
 LibraryExportPlan planLibraryExport(LibraryExportNoteList notes, const std::vector<NotesFolderRow>& folders,
-                                    const LibraryExportManifest& earlier);
-
-// The folder part of a path relative to the export folder ("" at the top).
-std::string_view exportFolderOf(std::string_view relativePath);
+                                    LibraryExportEarlierFiles earlier);
 
 }  // namespace zephyl::notes_store

@@ -39,7 +39,8 @@ TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
         note(6, "Twin", 60), note(5, "Twin", 50, /*locked=*/true)}) {
     notes.add(row);
   }
-  const LibraryExportPlan plan = planLibraryExport(std::move(notes), workFolder(), earlier);
+  LibraryExportEarlierFiles matched = matchEarlierFiles(notes.notes(), earlier);
+  const LibraryExportPlan plan = planLibraryExport(std::move(notes), workFolder(), std::move(matched));
   ASSERT_EQ(plan.entries.size(), 6u);
   EXPECT_EQ(plan.notes[0].id().text(), "x-coredata://S/ICNote/p1");
   EXPECT_EQ(plan.notes[3].id().text(), "x-coredata://S/ICNote/p4");

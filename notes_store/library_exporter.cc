@@ -26,8 +26,6 @@ constexpr core::Logger kLog("LibraryExporter");
 constexpr size_t kBatchSize = 500;
 constexpr std::string_view kSymbolicLinkRefused = "a symbolic link in the export folder was not followed: ";
 
-using Manifest = LibraryExportManifest;
-
 // For sets of strings looked up by string_view.
 struct StringHash : std::hash<std::string_view> {
   using is_transparent = void;
@@ -45,27 +43,46 @@ std::string joinPath(const std::string& directory, std::string_view relative) {
 // path outside the folder), which is treated as no export of ours.
 enum class ManifestState { kAbsent, kOurs, kForeign };
 
-struct ManifestRead {
+struct ManifestFile {
   ManifestState state = ManifestState::kAbsent;
-  Manifest manifest;
+  std::shared_ptr<const core::FileView> contents;  // until read
 };
 
-ManifestRead readManifest(core::FileSystem& files, const std::string& path) {
+// The manifest's text, read once the notes it is matched to are.
+ManifestFile openManifest(core::FileSystem& files, const std::string& path) {
   if (files.isSymbolicLink(path)) {
     kLog.warning() << "The export manifest is a symbolic link; not following it";
     return {ManifestState::kForeign, {}};
   }
   // Mapped, not read: a large library's manifest runs to tens of megabytes.
-  const auto contents = files.viewFile(path);
+  auto contents = files.viewFile(path);
   if (!contents) return {};
-  // Pages already read are given back as the rest is: a mapped manifest
-  // would otherwise stay resident beside the entries read from it.
-  auto manifest = parseLibraryExportManifest(contents->bytes(), [&](size_t end) { contents->doneWith(end); });
-  if (!manifest) {
-    kLog.warning() << "The export manifest is unreadable or names a path outside the export folder";
-    return {ManifestState::kForeign, {}};
+  return {ManifestState::kOurs, std::move(contents)};
+}
+
+// What the manifest recorded of `notes`; the file is kForeign after when it
+// proves not to be ours.
+LibraryExportEarlierFiles readEarlierFiles(ManifestFile& manifest,
+                                           const std::vector<LibraryExportNote>& notes) {
+  LibraryExportEarlierFiles earlier(notes);
+  if (manifest.contents) {
+    LibraryExportManifestReading reading;
+    reading.entry = [&](std::string_view id, std::string_view path, std::string_view modified) {
+      earlier.add(id, path, modified);
+    };
+    reading.restart = [&] { earlier.restart(); };
+    // Pages already read are given back as the rest is: a mapped manifest
+    // would otherwise stay resident beside what was matched from it.
+    reading.doneWith = [&](size_t end) { manifest.contents->doneWith(end); };
+    if (!readLibraryExportManifest(manifest.contents->bytes(), reading)) {
+      kLog.warning() << "The export manifest is unreadable or names a path outside the export folder";
+      manifest.state = ManifestState::kForeign;
+      earlier.restart();
+    }
+    manifest.contents.reset();
   }
-  return {ManifestState::kOurs, std::move(*manifest)};
+  earlier.finish();
+  return earlier;
 }
 
 // The first part of `relative` below `directory` ("A", "A/B", "A/B/n.md") that is
@@ -120,18 +137,31 @@ void removeEarlierFile(core::FileSystem& files, SymbolicLinkCheck& links, const 
   }
 }
 
-// The entries of the earlier manifest whose files are still in the export
-// folder as regular files, sorted, with the temporary files of interrupted
-// writes removed: one pass over the folder for both, a folder at a time, so
-// that a large export's listing, a string a file, is never held whole.
-// Nothing when the folder cannot be listed: every note is then written again.
-std::vector<uint32_t> presentEarlierFiles(core::FileSystem& files, const std::string& directory,
-                                          const Manifest& manifest) {
-  std::vector<uint32_t> byPath(manifest.size());
-  std::iota(byPath.begin(), byPath.end(), 0);
-  std::sort(byPath.begin(), byPath.end(),
-            [&](uint32_t a, uint32_t b) { return manifest.path(a) < manifest.path(b); });
-  std::vector<uint32_t> present;
+// Which of the plan's notes still have their earlier files in the export
+// folder as regular files, with the temporary files of interrupted writes
+// removed: one pass over the folder for both, a folder at a time, so that a
+// large export's listing, a string a file, is never held whole. None when the
+// folder cannot be listed: every note is then written again.
+std::vector<bool> presentEarlierFiles(core::FileSystem& files, const std::string& directory,
+                                      const LibraryExportPlan& plan) {
+  // The earlier files by their paths' hashes: paths are made, not kept.
+  struct Hashed {
+    uint32_t hash;  // of its path, cut short: a match is looked at whole
+    uint32_t note;
+    bool operator<(const Hashed& other) const { return hash < other.hash; }
+  };
+  const auto hashOf = [](std::string_view path) {
+    return static_cast<uint32_t>(std::hash<std::string_view>()(path));
+  };
+  std::vector<Hashed> byHash;
+  byHash.reserve(plan.earlier.size());
+  for (uint32_t i = 0; i < plan.notes.size(); ++i) {
+    const uint32_t previous = plan.entries[i].previous;
+    if (previous != LibraryExportPlanEntry::kNone)
+      byHash.push_back({hashOf(plan.earlier.path(previous, plan.notes[i])), i});
+  }
+  std::sort(byHash.begin(), byHash.end());
+  std::vector<bool> present(plan.notes.size());
   std::string path;
   try {
     files.forEachFolderBelow(directory, [&](core::FolderListing& listing) {
@@ -147,17 +177,18 @@ std::vector<uint32_t> presentEarlierFiles(core::FileSystem& files, const std::st
           }
           continue;
         }
-        auto it = std::lower_bound(
-            byPath.begin(), byPath.end(), path,
-            [&](uint32_t entry, const std::string& wanted) { return manifest.path(entry) < wanted; });
-        for (; it != byPath.end() && manifest.path(*it) == path; ++it) present.push_back(*it);
+        const uint32_t hash = hashOf(path);
+        for (auto it = std::lower_bound(byHash.begin(), byHash.end(), Hashed{hash, 0});
+             it != byHash.end() && it->hash == hash; ++it) {
+          if (plan.earlier.path(plan.entries[it->note].previous, plan.notes[it->note]) == path)
+            present[it->note] = true;
+        }
       }
     });
   } catch (const core::FileSystemError& error) {
     kLog.warning() << "Could not list the export folder: " << error.what();
-    return {};
+    return std::vector<bool>(plan.notes.size());
   }
-  std::sort(present.begin(), present.end());
   return present;
 }
 
@@ -168,11 +199,6 @@ bool holdsNothingOfTheUser(core::FileSystem& files, const std::string& directory
   const auto names = files.listDirectory(directory);
   return std::all_of(names.begin(), names.end(),
                      [&](const std::string& name) { return name.starts_with(leftover); });
-}
-
-void writeManifest(core::FileSystem& files, const std::string& path, const Manifest& manifest) {
-  // Written as it is made: a large library's manifest runs to tens of megabytes.
-  files.writeStreamAtomically(path, [&](const auto& piece) { formatLibraryExportManifest(manifest, piece); });
 }
 
 // When the manifest is written during a run: at most a fortieth of the run
@@ -245,8 +271,8 @@ class ExportWrite {
 
   ExportWrite(NotesDatabaseConnection& connection, core::FileSystem& files,
               const LibraryExportOptions& options, const std::string& directory,
-              const std::string& manifestPath, const LibraryExportPlan& plan, const Manifest& earlier,
-              std::vector<uint32_t> presentFiles, LibraryExportSummary& summary)
+              const std::string& manifestPath, const LibraryExportPlan& plan, std::vector<bool> presentFiles,
+              LibraryExportSummary& summary)
       : connection_(connection),
         files_(files),
         options_(options),
@@ -256,7 +282,6 @@ class ExportWrite {
         notes_(plan.notes),
         entries_(plan.entries),
         folderDisplayPaths_(plan.folderDisplayPaths),
-        earlier_(earlier),
         summary_(summary),
         writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)},
         links_(files, directory),
@@ -303,12 +328,11 @@ class ExportWrite {
   // A file below a symbolic link is not in the listing: its note is written,
   // which refuses the link.
   bool unchanged(size_t index) {
-    const std::optional<LibraryExportManifestEntry> previous = plan_.previous(index);
-    if (options_.force || !previous || previous->path != plan_.target(index) ||
-        !previous->modified.records(notes_[index].modifiedAt())) {
-      return false;
-    }
-    return std::binary_search(presentFiles_.begin(), presentFiles_.end(), entries_[index].previous);
+    const LibraryExportPlanEntry& entry = entries_[index];
+    // A note given a new name cannot have it already: the earlier files' names stay reserved.
+    return !options_.force && entry.previous != LibraryExportPlanEntry::kNone &&
+           entry.newPath == LibraryExportPlanEntry::kEarlierPath && presentFiles_[index] &&
+           plan_.earlier.modifiedAsNow(entry.previous);
   }
 
   // What each note needs, decided before the first batch.
@@ -317,36 +341,43 @@ class ExportWrite {
     for (size_t i = 0; i < notes_.size(); ++i) {
       actions_[i] = notes_[i].locked ? Action::kSkipLocked : unchanged(i) ? Action::kKeep : Action::kWrite;
     }
-    std::vector<uint32_t>().swap(presentFiles_);
+    std::vector<bool>().swap(presentFiles_);
   }
 
-  // Puts the notes to write in id order, the manifest's, before the first
-  // write. A written note's record is made from the plan when the manifest is
-  // written, and nothing the workers read changes as notes are recorded.
+  // Puts the notes the manifest records, earlier or once written, in id
+  // order, the manifest's, before the first write; a run that writes nothing
+  // records nothing. A written note's record is made from the plan when the
+  // manifest is written, and nothing the workers read changes as notes are
+  // recorded.
   void orderRecords() {
+    if (std::find(actions_.begin(), actions_.end(), Action::kWrite) == actions_.end()) return;
     for (uint32_t i = 0; i < notes_.size(); ++i) {
-      if (actions_[i] == Action::kWrite) toWrite_.push_back(i);
+      if (actions_[i] == Action::kWrite || entries_[i].previous != LibraryExportPlanEntry::kNone)
+        records_.push_back(i);
     }
-    std::sort(toWrite_.begin(), toWrite_.end(),
+    std::sort(records_.begin(), records_.end(),
               [this](uint32_t a, uint32_t b) { return notes_[a].id() < notes_[b].id(); });
   }
 
-  // The manifest: the earlier one's entries, with those of the notes written
-  // in their place, merged in id order.
+  // The manifest: each note's earlier record, or its new one once written,
+  // with the records of notes that are gone, merged in id order.
   void writeRecords() {
+    const LibraryExportManifest& gone = plan_.earlier.gone();
     files_.writeStreamAtomically(manifestPath_, [&](const auto& piece) {
       LibraryExportManifestFormatter out(piece);
-      size_t next = 0;  // in earlier_
-      for (const uint32_t i : toWrite_) {
-        if (actions_[i] != Action::kWritten) continue;
+      size_t next = 0;  // in gone
+      for (const uint32_t i : records_) {
         const LibraryExportNoteId id = notes_[i].id();
-        for (; next < earlier_.size() && earlier_[next].id < id; ++next) out.add(earlier_[next]);
-        if (next < earlier_.size() && earlier_[next].id == id) ++next;
-        const std::optional<core::TimePoint> modified = notes_[i].modifiedAt();
-        out.add(
-            {id, plan_.target(i), modified ? LibraryExportModified(*modified) : LibraryExportModified("")});
+        for (; next < gone.size() && gone[next].id < id; ++next) out.add(gone[next]);
+        if (actions_[i] == Action::kWritten) {
+          const std::optional<core::TimePoint> modified = notes_[i].modifiedAt();
+          out.add(
+              {id, plan_.target(i), modified ? LibraryExportModified(*modified) : LibraryExportModified("")});
+        } else if (const auto previous = plan_.previous(i)) {
+          out.add({id, previous->path, previous->modified});
+        }
       }
-      for (; next < earlier_.size(); ++next) out.add(earlier_[next]);
+      for (; next < gone.size(); ++next) out.add(gone[next]);
       out.finish();
     });
   }
@@ -484,7 +515,8 @@ class ExportWrite {
     source.bodyOverLimit = job.bodyOverLimit;
     source.mayHaveTables = job.mayHaveTables;
     source.mayHaveInlineTexts = job.mayHaveInlineTexts;
-    const std::string_view fromFolder = exportFolderOf(plan_.target(job.index));
+    const std::string target = plan_.target(job.index);
+    const std::string_view fromFolder = exportFolderOf(target);
     NoteRenderOptions renderOptions;
     renderOptions.noteLinkTarget = [&](std::string_view identifier) {
       return linkTarget(fromFolder, identifier);
@@ -569,15 +601,14 @@ class ExportWrite {
   const std::vector<LibraryExportNote>& notes_;
   const std::vector<LibraryExportPlanEntry>& entries_;  // for each of notes_
   const std::vector<std::string>& folderDisplayPaths_;
-  const Manifest& earlier_;
   LibraryExportSummary& summary_;
   SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
   SymbolicLinkCheck links_;                  // the calling thread's
   enum class Action : uint8_t { kWrite, kWritten, kKeep, kSkipLocked };
-  // The earlier manifest's entries whose files were there before the run.
-  std::vector<uint32_t> presentFiles_;
+  // By note: whether its earlier file was there before the run.
+  std::vector<bool> presentFiles_;
   std::vector<Action> actions_;    // for each note of the plan
-  std::vector<uint32_t> toWrite_;  // the notes to write, in id order
+  std::vector<uint32_t> records_;  // the notes the manifest records, in id order
   ManifestSchedule schedule_;
   bool recorded_ = true;  // the manifest on disk holds every record made so far
   std::optional<NotesDatabaseAccess::AttachmentHolders> holders_;
@@ -657,29 +688,34 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
     }
   });
   const std::string manifestPath = joinPath(directory, std::string(kExportManifestName));
-  ManifestRead earlier = readManifest(files, manifestPath);
-  if (earlier.state != ManifestState::kOurs && !options.force && !holdsNothingOfTheUser(files, directory)) {
-    throw LibraryExportError(LibraryExportError::Code::kFolderNotEmpty, directory);
-  }
-  Manifest manifest = std::move(earlier.manifest);
-  std::vector<uint32_t> presentFiles = presentEarlierFiles(files, directory, manifest);
-  // From here on the folder is ours: a run that stops at any point, even by
-  // kill -9, leaves a manifest, so the next one resumes instead of refusing.
-  if (earlier.state != ManifestState::kOurs) writeManifest(files, manifestPath, manifest);
-
+  ManifestFile manifest = openManifest(files, manifestPath);
+  const auto refuseUnlessOurs = [&] {
+    if (manifest.state != ManifestState::kOurs && !options.force &&
+        !holdsNothingOfTheUser(files, directory)) {
+      throw LibraryExportError(LibraryExportError::Code::kFolderNotEmpty, directory);
+    }
+  };
+  refuseUnlessOurs();
   reader.join();
   if (readError) std::rethrow_exception(readError);
+  LibraryExportEarlierFiles earlier = readEarlierFiles(manifest, library.notes.notes());
+  refuseUnlessOurs();
+  // From here on the folder is ours: a run that stops at any point, even by
+  // kill -9, leaves a manifest, so the next one resumes instead of refusing.
+  if (manifest.state != ManifestState::kOurs) {
+    files.writeStreamAtomically(manifestPath,
+                                [&](const auto& piece) { formatLibraryExportManifest({}, piece); });
+  }
+
   LibraryExportSummary summary;
   summary.notes = library.notes.notes().size();
-  // The plan points into `manifest`, which stays as it was read: the run's
-  // records are made from the plan.
-  LibraryExportPlan plan = planLibraryExport(std::move(library.notes), library.folders, manifest);
+  LibraryExportPlan plan = planLibraryExport(std::move(library.notes), library.folders, std::move(earlier));
   summary.folders = plan.folders;
   summary.staleFiles = std::move(plan.staleFiles);
+  std::vector<bool> presentFiles = presentEarlierFiles(files, directory, plan);
 
   {
-    ExportWrite write{connection,   files, options,  directory,
-                      manifestPath, plan,  manifest, std::move(presentFiles),
+    ExportWrite write{connection, files, options, directory, manifestPath, plan, std::move(presentFiles),
                       summary};
     write.run();
   }
