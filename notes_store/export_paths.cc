@@ -92,6 +92,30 @@ std::string safePathComponent(std::string_view name, std::string_view fallback, 
   return safe;
 }
 
+void appendExportNoteName(std::string& out, std::string_view title, uint32_t number) {
+  appendSafePathComponent(out, title, "Untitled");
+  if (number > 1) ((out += " (") += std::to_string(number)) += ')';
+  out += ".md";
+}
+
+uint32_t exportNoteNameNumber(std::string_view name, std::string_view stem) {
+  constexpr std::string_view kExtension = ".md";
+  if (!name.starts_with(stem) || !name.ends_with(kExtension) || name.size() < stem.size() + kExtension.size())
+    return 0;
+  std::string_view rest = name.substr(stem.size(), name.size() - stem.size() - kExtension.size());
+  if (rest.empty()) return 1;
+  if (!rest.starts_with(" (") || !rest.ends_with(")")) return 0;
+  rest = rest.substr(2, rest.size() - 3);
+  // As std::to_string writes it, from 2, below a billion.
+  if (rest.empty() || rest.size() > 9 || rest[0] == '0') return 0;
+  uint32_t number = 0;
+  for (const char c : rest) {
+    if (c < '0' || c > '9') return 0;
+    number = number * 10 + static_cast<uint32_t>(c - '0');
+  }
+  return number >= 2 ? number : 0;
+}
+
 std::string fileNameKey(std::string_view name) {
   // NFKC with case folding leaves ASCII as it is but for upper case.
   if (std::all_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {

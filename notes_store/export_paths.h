@@ -21,6 +21,15 @@ std::string safePathComponent(std::string_view name, std::string_view fallback, 
 void appendSafePathComponent(std::string& out, std::string_view name, std::string_view fallback,
                              size_t maxBytes = 120);
 
+// Appends the name a note's file takes from its title: "Title.md" for
+// `number` 1, "Title (n).md" for n; the title made safe as safePathComponent
+// makes it ("Untitled" when nothing is left).
+void appendExportNoteName(std::string& out, std::string_view title, uint32_t number);
+// The number `name` takes after `stem`, the safe form of a title, as
+// appendExportNoteName writes it: 1 for "stem.md", n for "stem (n).md"; 0 when
+// it is not so written.
+uint32_t exportNoteNameNumber(std::string_view name, std::string_view stem);
+
 // The key under which two names count as the same file on a case-insensitive,
 // normalising file system (NFKC with case folding).
 std::string fileNameKey(std::string_view name);

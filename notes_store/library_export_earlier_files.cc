@@ -7,29 +7,6 @@
 #include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
-namespace {
-
-// The number `name` takes after `stem` as an export names a note's file: 1 for
-// "stem.md", n for "stem (n).md"; 0 when it is not so named.
-uint32_t numberAfterStem(std::string_view name, std::string_view stem) {
-  constexpr std::string_view kExtension = ".md";
-  if (!name.starts_with(stem) || !name.ends_with(kExtension)) return 0;
-  std::string_view rest = name.substr(stem.size(), name.size() - stem.size() - kExtension.size());
-  if (rest.empty()) return 1;
-  if (!rest.starts_with(" (") || !rest.ends_with(")")) return 0;
-  rest = rest.substr(2, rest.size() - 3);
-  // As " (" + std::to_string(n) + ")" writes it, n from 2.
-  if (rest.empty() || rest.size() > 9 || rest[0] == '0') return 0;
-  uint32_t number = 0;
-  for (const char c : rest) {
-    if (c < '0' || c > '9') return 0;
-    number = number * 10 + static_cast<uint32_t>(c - '0');
-  }
-  return number >= 2 ? number : 0;
-}
-
-}  // namespace
-
 LibraryExportEarlierFiles::LibraryExportEarlierFiles(const std::vector<LibraryExportNote>& notes)
     : notes_(&notes) {
   const auto byKey = [&](uint32_t a, uint32_t b) { return notes[a].key() < notes[b].key(); };
@@ -82,7 +59,7 @@ void LibraryExportEarlierFiles::add(std::string_view id, std::string_view path, 
   slot.folder = folderNumber(folder);
   stem_.clear();
   appendSafePathComponent(stem_, (*notes_)[note].title(), "Untitled");
-  slot.name = numberAfterStem(name, stem_);
+  slot.name = exportNoteNameNumber(name, stem_);
   if (slot.name == 0) {
     slot.name = kNameText | static_cast<uint32_t>(names_.size());
     names_.push_back(name);
@@ -127,9 +104,8 @@ std::string LibraryExportEarlierFiles::path(uint32_t note, const LibraryExportNo
   if (!path.empty()) path += '/';
   const uint32_t name = slot.name & ~kModifiedApart;
   if (name & kNameText) return path += names_[name & ~kNameText];
-  appendSafePathComponent(path, current.title(), "Untitled");
-  if (name > 1) ((path += " (") += std::to_string(name)) += ')';
-  return path += ".md";
+  appendExportNoteName(path, current.title(), name);
+  return path;
 }
 
 LibraryExportModified LibraryExportEarlierFiles::modified(uint32_t note,

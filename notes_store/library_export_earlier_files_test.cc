@@ -35,6 +35,7 @@ TEST(LibraryExportEarlierFiles, GivesBackWhatWasRecordedHoweverItIsKept) {
       {"Plan", "Work/Plan (2)", now},
       {"Plan", "Work/Plan (99999999999).md", now},
       {"Plan", "Work/Other.md", now},
+      {"Plan.md", "Work/Plan.md", now},
       {"Plan", "Work/plan.md", now},
       {"a/b: c.", "Work/a-b- c.md", now},  // made safe as a name is
       {"", "Work/Untitled (3).md", now},

@@ -66,9 +66,17 @@ std::optional<LibraryExportEarlierFile> LibraryExportPlan::previous(size_t index
 
 std::string LibraryExportPlan::target(size_t index) const {
   const LibraryExportPlanEntry& entry = entries[index];
-  if (entry.newPath != LibraryExportPlanEntry::kEarlierPath) return std::string(newPaths[entry.newPath]);
-  return entry.previous != LibraryExportPlanEntry::kNone ? earlier.path(entry.previous, notes[index])
-                                                         : std::string();
+  if (entry.newPath == LibraryExportPlanEntry::kEarlierPath) {
+    return entry.previous != LibraryExportPlanEntry::kNone ? earlier.path(entry.previous, notes[index])
+                                                           : std::string();
+  }
+  if (!(entry.newPath & LibraryExportPlanEntry::kNamedByTitle)) return std::string(newPaths[entry.newPath]);
+  const std::string& folder = exportFolders[notes[index].folder];
+  std::string path;
+  path.reserve(folder.size() + notes[index].title().size() + 16);
+  if (!folder.empty()) (path += folder) += '/';
+  appendExportNoteName(path, notes[index].title(), entry.newPath & ~LibraryExportPlanEntry::kNamedByTitle);
+  return path;
 }
 
 namespace {
@@ -146,13 +154,6 @@ void nameFolderByFolder(LibraryExportPlan& plan, ExportPathAllocator& allocator,
   for (uint32_t i = 0; i < notes.size(); ++i) {
     if (!fits[i]) toName.push_back(i);
   }
-  // At most: the folder, a slash, the longest name a title makes, a number and an extension.
-  size_t pathBytes = 0;
-  for (const uint32_t i : toName) {
-    pathBytes += folderPaths[notes[i].folder]->size() + 1 + std::max<size_t>(notes[i].title().size() + 1, 9) +
-                 sizeof(" (4294967295).md");
-  }
-  plan.newPaths.reserve(toName.size(), pathBytes);
   std::stable_sort(toName.begin(), toName.end(), [&](uint32_t a, uint32_t b) {
     return exportFolders[notes[a].folder] < exportFolders[notes[b].folder];
   });
@@ -160,9 +161,18 @@ void nameFolderByFolder(LibraryExportPlan& plan, ExportPathAllocator& allocator,
   for (size_t n = 0; n < toName.size(); ++n) {
     const uint32_t i = toName[n];
     const std::string& folderPath = *folderPaths[notes[i].folder];
-    plan.entries[i].newPath = static_cast<uint32_t>(plan.newPaths.size());
-    plan.newPaths.push_back(allocator.allocate(folderPath, safePathComponent(notes[i].title(), "Untitled"),
-                                               ".md", ownerOf(notes[i], owners)));
+    const std::string stem = safePathComponent(notes[i].title(), "Untitled");
+    const std::string path = allocator.allocate(folderPath, stem, ".md", ownerOf(notes[i], owners));
+    // Kept as the number its name takes, where the title makes it: a
+    // library's worth of paths is not held.
+    const uint32_t number = exportNoteNameNumber(
+        std::string_view(path).substr(folderPath.empty() ? 0 : folderPath.size() + 1), stem);
+    if (number != 0 && number < LibraryExportPlanEntry::kNamedByTitle) {
+      plan.entries[i].newPath = LibraryExportPlanEntry::kNamedByTitle | number;
+    } else {
+      plan.entries[i].newPath = static_cast<uint32_t>(plan.newPaths.size());
+      plan.newPaths.push_back(path);
+    }
     if (n + 1 == toName.size() ||
         exportFolders[notes[toName[n + 1]].folder] != exportFolders[notes[i].folder]) {
       allocator.release(folderPath);
@@ -252,6 +262,9 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
                                          safePathComponent(note.title(), "Untitled"))));
   }
   nameFolderByFolder(plan, allocator, folderPaths, fits);
+  plan.exportFolders.reserve(folderPaths.size());
+  for (std::optional<std::string>& folderPath : folderPaths)
+    plan.exportFolders.push_back(std::move(folderPath).value_or(""));
 
   plan.folders = layout.count();
   return plan;

@@ -24,10 +24,13 @@ struct LibraryExportPlanEntry {
   // The note's place in LibraryExportPlan::earlier, or kNone when no earlier
   // export recorded it.
   uint32_t previous = kNone;
-  // The note's file in LibraryExportPlan::newPaths when it is not the earlier
-  // one (a new note's, a renamed one's); kEarlierPath when the earlier file
-  // still fits, or the note is locked and has no file.
+  // The note's file when it is not the earlier one (a new note's, a renamed
+  // one's): as a rule kNamedByTitle and the number its name takes in its
+  // folder ("Title (2).md"), else its place in LibraryExportPlan::newPaths;
+  // kEarlierPath when the earlier file still fits, or the note is locked and
+  // has no file.
   uint32_t newPath = kEarlierPath;
+  static constexpr uint32_t kNamedByTitle = 0x80000000;
 };
 
 struct LibraryExportPlan {
@@ -38,6 +41,8 @@ struct LibraryExportPlan {
   std::vector<LibraryExportPlanEntry> entries;
   core::PackedStrings newPaths;
   size_t folders = 0;  // folders the export holds
+  // The notes' folders in the export, by LibraryExportNote::folder.
+  std::vector<std::string> exportFolders;
   // The notes' folders as the front matter shows them ("Account › Folder"), by
   // LibraryExportNote::folder.
   std::vector<std::string> folderDisplayPaths;
