@@ -180,9 +180,46 @@ ExportPathAllocator::Folder& ExportPathAllocator::openedFor(std::string_view pat
   return names;
 }
 
+namespace {
+size_t hashOf(std::string_view text) { return std::hash<std::string_view>()(text); }
+}  // namespace
+
+std::optional<uint32_t> ExportPathAllocator::NameOwners::find(std::string_view key) const {
+  if (slots_.empty()) return std::nullopt;
+  const size_t mask = slots_.size() - 1;
+  for (size_t at = hashOf(key) & mask; slots_[at] != 0; at = (at + 1) & mask) {
+    if (keyOf(entries_[slots_[at] - 1]) == key) return slots_[at] - 1;
+  }
+  return std::nullopt;
+}
+
+std::pair<uint32_t, bool> ExportPathAllocator::NameOwners::claim(std::string_view key,
+                                                                 std::string_view owner) {
+  if ((entries_.size() + 1) * 2 > slots_.size()) {
+    // Kept at most half full.
+    slots_.assign(std::max<size_t>(16, slots_.size() * 2), 0);
+    const size_t mask = slots_.size() - 1;
+    for (uint32_t i = 0; i < entries_.size(); ++i) {
+      size_t at = hashOf(keyOf(entries_[i])) & mask;
+      while (slots_[at] != 0) at = (at + 1) & mask;
+      slots_[at] = i + 1;
+    }
+  }
+  const size_t mask = slots_.size() - 1;
+  size_t at = hashOf(key) & mask;
+  for (; slots_[at] != 0; at = (at + 1) & mask) {
+    if (keyOf(entries_[slots_[at] - 1]) == key) return {slots_[at] - 1, false};
+  }
+  entries_.push_back({static_cast<uint32_t>(keys_.size()), static_cast<uint32_t>(key.size()), owner.data(),
+                      static_cast<uint32_t>(owner.size()), 0});
+  keys_ += key;
+  slots_[at] = static_cast<uint32_t>(entries_.size());
+  return {slots_[at] - 1, true};
+}
+
 bool ExportPathAllocator::claimIn(Folder& folder, std::string_view name, std::string_view owner) {
-  const auto [it, inserted] = folder.owners.emplace(fileNameKey(name), owner);
-  return inserted || it->second == owner;
+  const auto [entry, made] = folder.owners.claim(fileNameKey(name), owner);
+  return made || folder.owners.owner(entry) == owner;
 }
 
 namespace {
@@ -220,20 +257,25 @@ void ExportPathAllocator::reserve(std::string_view relativePath, std::string_vie
 }
 
 std::string ExportPathAllocator::allocate(const std::string& folderPath, const std::string& stem,
-                                          const std::string& extension, std::string_view owner) {
+                                          const std::string& extension) {
   // Every name tried here ends as stem + extension does, or in ")".
-  Folder& names = openedFor(folderPath, stem + extension);
+  const std::string plain = stem + extension;
+  Folder& names = openedFor(folderPath, plain);
   auto withFolder = [&](std::string name) { return folderPath.empty() ? name : folderPath + "/" + name; };
-  const auto next = names.nextAttempt.find(stem + extension);
-  if (next == names.nextAttempt.end()) {
-    if (claimIn(names, stem + extension, owner)) return withFolder(stem + extension);
+  // A name handed out has no owner that a claim could name: no one else is given it.
+  std::optional<uint32_t> stemEntry = names.attempts.find(plain);
+  if (!stemEntry) {
+    if (names.owners.claim(fileNameKey(plain), {}).second) return withFolder(plain);
+    stemEntry = names.attempts.claim(plain, {}).first;
   }
-  // Every number below `attempt` was taken when last tried, and names stay taken.
-  int& attempt = next != names.nextAttempt.end() ? next->second : names.nextAttempt[stem + extension];
-  if (attempt < 2) attempt = 2;
-  for (;; ++attempt) {
-    std::string name = stem + " (" + std::to_string(attempt) + ")" + extension;
-    if (claimIn(names, name, owner)) return withFolder(std::move(name));
+  // Every number below the one to try was taken when last tried, and names stay taken.
+  uint32_t& next = names.attempts.nextAttempt(*stemEntry);
+  for (next = std::max<uint32_t>(next, 2);; ++next) {
+    std::string name = stem + " (" + std::to_string(next) + ")" + extension;
+    if (names.owners.claim(fileNameKey(name), {}).second) {
+      ++next;
+      return withFolder(std::move(name));
+    }
   }
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -38,9 +39,9 @@ std::string fileNameKey(std::string_view name);
 // earlier export) keep their owner; new names get " (2)", " (3)", … before
 // their extension when taken. Names are never given back, so each stem goes on
 // from the number it last reached: a folder of many notes of one title costs
-// one try per note, not one per twin before it. Owners, and reserved paths,
-// are kept by reference (a library's worth of copies is most of the memory an
-// export plan needs): each must outlive the allocator.
+// one try per note, not one per twin before it. Owners, never empty, and
+// reserved paths are kept by reference (a library's worth of copies is most of
+// the memory an export plan needs): each must outlive the allocator.
 class ExportPathAllocator {
  public:
   // Reserves `relativePath` ("Folder/Sub/Name.md") for `owner`; false when
@@ -56,10 +57,10 @@ class ExportPathAllocator {
   // every earlier name never holds them.
   void reserveMarkdownLater(std::function<void()> reserveAll) { reserveMarkdown_ = std::move(reserveAll); }
 
-  // A free name for `owner` in `folder` ("" for the top), built from `stem` and
-  // `extension` (".md"); the path is returned relative to the export root.
-  std::string allocate(const std::string& folder, const std::string& stem, const std::string& extension,
-                       std::string_view owner);
+  // A name in `folder` ("" for the top) that no one holds, built from `stem`
+  // and `extension` (".md"), and held from then on; the path is returned
+  // relative to the export root.
+  std::string allocate(const std::string& folder, const std::string& stem, const std::string& extension);
 
   // Forgets the names of `folder`, in which nothing more may be named: a
   // library's worth of names need not be held at once.
@@ -67,12 +68,42 @@ class ExportPathAllocator {
 
  private:
   using Reservation = std::pair<std::string_view, std::string_view>;  // name, owner
+  // Name keys and their owners, the keys end to end in one text: the largest
+  // folder's names are most of what naming a library holds, and a hash node
+  // and a string each cost several times a name.
+  class NameOwners {
+   public:
+    // The entry of `key`, made with `owner` when there was none; and whether it was made.
+    std::pair<uint32_t, bool> claim(std::string_view key, std::string_view owner);
+    std::optional<uint32_t> find(std::string_view key) const;
+    std::string_view owner(uint32_t entry) const {
+      return {entries_[entry].owner, entries_[entry].ownerSize};
+    }
+    // Once a name is taken: the number to try first after it ("Name (2)" …).
+    uint32_t& nextAttempt(uint32_t entry) { return entries_[entry].nextAttempt; }
+
+   private:
+    struct Entry {
+      uint32_t keyStart;
+      uint32_t keySize;
+      const char* owner;
+      uint32_t ownerSize;
+      uint32_t nextAttempt;
+    };
+    std::string_view keyOf(const Entry& entry) const {
+      return std::string_view(keys_).substr(entry.keyStart, entry.keySize);
+    }
+    std::string keys_;
+    std::vector<Entry> entries_;
+    std::vector<uint32_t> slots_;  // open addressing: an index into entries_ + 1, or 0
+  };
   struct Folder {
     bool opened = false;         // every reserved name claimed
     bool othersClaimed = false;  // the reserved names but Markdown files claimed
-    std::unordered_map<std::string, std::string_view> owners;  // name key → owner
-    // Stem + extension → the number to try first, once a stem's plain name was taken.
-    std::unordered_map<std::string, int> nextAttempt;
+    NameOwners owners;           // by name key
+    // By stem + extension as written, once its plain name was taken: the
+    // number to try first (NameOwners::nextAttempt).
+    NameOwners attempts;
     std::vector<Reservation> reserved;  // until claimed
     // Reserved names ending in ".md", apart: no name whose key does not end so
     // can be one of them, so naming a subfolder leaves them unclaimed, and a

@@ -27,11 +27,9 @@ class FolderLayout {
       key += makeComponentPath({component});
       auto it = paths_.find(key);
       if (it == paths_.end()) {
-        // The folder owns its name under its component path, which no note id
-        // can equal (it starts with a length).
-        it = paths_.emplace(key, std::string()).first;
-        it->second =
-            allocator_.allocate(path, safePathComponent(component, "Untitled Folder"), "", it->first);
+        it = paths_
+                 .emplace(key, allocator_.allocate(path, safePathComponent(component, "Untitled Folder"), ""))
+                 .first;
       }
       path = it->second;
     }
@@ -80,12 +78,6 @@ std::string LibraryExportPlan::target(size_t index) const {
 }
 
 namespace {
-
-// The note's id, kept in `owners`.
-std::string_view ownerOf(const LibraryExportNote& note, LibraryExportNoteTexts& owners) {
-  const LibraryExportNoteId id = note.id();
-  return {owners.store({id.shared, id.own}), id.size()};
-}
 
 // Puts notes[from[i]] at i, moving each note once.
 void permute(std::vector<LibraryExportNote>& notes, const std::vector<uint32_t>& from) {
@@ -157,12 +149,11 @@ void nameFolderByFolder(LibraryExportPlan& plan, ExportPathAllocator& allocator,
   std::stable_sort(toName.begin(), toName.end(), [&](uint32_t a, uint32_t b) {
     return exportFolders[notes[a].folder] < exportFolders[notes[b].folder];
   });
-  LibraryExportNoteTexts owners;  // the ids of the folder's notes named so far, which the allocator holds
   for (size_t n = 0; n < toName.size(); ++n) {
     const uint32_t i = toName[n];
     const std::string& folderPath = *folderPaths[notes[i].folder];
     const std::string stem = safePathComponent(notes[i].title(), "Untitled");
-    const std::string path = allocator.allocate(folderPath, stem, ".md", ownerOf(notes[i], owners));
+    const std::string path = allocator.allocate(folderPath, stem, ".md");
     // Kept as the number its name takes, where the title makes it: a
     // library's worth of paths is not held.
     const uint32_t number = exportNoteNameNumber(
@@ -176,7 +167,6 @@ void nameFolderByFolder(LibraryExportPlan& plan, ExportPathAllocator& allocator,
     if (n + 1 == toName.size() ||
         exportFolders[notes[toName[n + 1]].folder] != exportFolders[notes[i].folder]) {
       allocator.release(folderPath);
-      owners = {};
     }
   }
 }

@@ -137,13 +137,14 @@ void removeEarlierFile(core::FileSystem& files, SymbolicLinkCheck& links, const 
   }
 }
 
-// Which of the plan's notes still have their earlier files in the export
-// folder as regular files, with the temporary files of interrupted writes
+// Which notes, by their places in `notes`, still have their earlier files in
+// the export folder as regular files, with the temporary files of interrupted writes
 // removed: one pass over the folder for both, a folder at a time, so that a
 // large export's listing, a string a file, is never held whole. None when the
 // folder cannot be listed: every note is then written again.
 std::vector<bool> presentEarlierFiles(core::FileSystem& files, const std::string& directory,
-                                      const LibraryExportPlan& plan) {
+                                      const LibraryExportEarlierFiles& earlier,
+                                      const std::vector<LibraryExportNote>& notes) {
   // The earlier files by their paths' hashes: paths are made, not kept.
   struct Hashed {
     uint32_t hash;  // of its path, cut short: a match is looked at whole
@@ -154,14 +155,12 @@ std::vector<bool> presentEarlierFiles(core::FileSystem& files, const std::string
     return static_cast<uint32_t>(std::hash<std::string_view>()(path));
   };
   std::vector<Hashed> byHash;
-  byHash.reserve(plan.earlier.size());
-  for (uint32_t i = 0; i < plan.notes.size(); ++i) {
-    const uint32_t previous = plan.entries[i].previous;
-    if (previous != LibraryExportPlanEntry::kNone)
-      byHash.push_back({hashOf(plan.earlier.path(previous, plan.notes[i])), i});
+  byHash.reserve(earlier.size());
+  for (uint32_t i = 0; i < notes.size(); ++i) {
+    if (earlier.has(i)) byHash.push_back({hashOf(earlier.path(i, notes[i])), i});
   }
   std::sort(byHash.begin(), byHash.end());
-  std::vector<bool> present(plan.notes.size());
+  std::vector<bool> present(notes.size());
   std::string path;
   try {
     files.forEachFolderBelow(directory, [&](core::FolderListing& listing) {
@@ -180,14 +179,13 @@ std::vector<bool> presentEarlierFiles(core::FileSystem& files, const std::string
         const uint32_t hash = hashOf(path);
         for (auto it = std::lower_bound(byHash.begin(), byHash.end(), Hashed{hash, 0});
              it != byHash.end() && it->hash == hash; ++it) {
-          if (plan.earlier.path(plan.entries[it->note].previous, plan.notes[it->note]) == path)
-            present[it->note] = true;
+          if (earlier.path(it->note, notes[it->note]) == path) present[it->note] = true;
         }
       }
     });
   } catch (const core::FileSystemError& error) {
     kLog.warning() << "Could not list the export folder: " << error.what();
-    return std::vector<bool>(plan.notes.size());
+    return std::vector<bool>(notes.size());
   }
   return present;
 }
@@ -331,7 +329,7 @@ class ExportWrite {
     const LibraryExportPlanEntry& entry = entries_[index];
     // A note given a new name cannot have it already: the earlier files' names stay reserved.
     return !options_.force && entry.previous != LibraryExportPlanEntry::kNone &&
-           entry.newPath == LibraryExportPlanEntry::kEarlierPath && presentFiles_[index] &&
+           entry.newPath == LibraryExportPlanEntry::kEarlierPath && presentFiles_[entry.previous] &&
            plan_.earlier.modifiedAsNow(entry.previous);
   }
 
@@ -605,7 +603,7 @@ class ExportWrite {
   SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
   SymbolicLinkCheck links_;                  // the calling thread's
   enum class Action : uint8_t { kWrite, kWritten, kKeep, kSkipLocked };
-  // By note: whether its earlier file was there before the run.
+  // By LibraryExportPlanEntry::previous: whether the note's earlier file was there before the run.
   std::vector<bool> presentFiles_;
   std::vector<Action> actions_;    // for each note of the plan
   std::vector<uint32_t> records_;  // the notes the manifest records, in id order
@@ -707,12 +705,13 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
                                 [&](const auto& piece) { formatLibraryExportManifest({}, piece); });
   }
 
+  std::vector<bool> presentFiles = presentEarlierFiles(files, directory, earlier, library.notes.notes());
+
   LibraryExportSummary summary;
   summary.notes = library.notes.notes().size();
   LibraryExportPlan plan = planLibraryExport(std::move(library.notes), library.folders, std::move(earlier));
   summary.folders = plan.folders;
   summary.staleFiles = std::move(plan.staleFiles);
-  std::vector<bool> presentFiles = presentEarlierFiles(files, directory, plan);
 
   {
     ExportWrite write{connection, files, options, directory, manifestPath, plan, std::move(presentFiles),
