@@ -187,6 +187,13 @@ TEST_F(LibraryExporterTest, WritesOneFilePerNoteThenRewritesOnlyChangedNotesAndK
   EXPECT_NE(file("iCloud/Work/Renamed.md").find("# Renamed"), std::string::npos);
   EXPECT_NE(file("iCloud/Work/plan (2).md").find("lower case twin"), std::string::npos);
 
+  // A file gone from the folder is written again, under its name; the others stay.
+  files_.removeFile(std::string(kOut) + "/iCloud/Work/plan (2).md");
+  const LibraryExportSummary fourth = runExport();
+  EXPECT_EQ(fourth.written, 1u);
+  EXPECT_EQ(fourth.renamed, 0u);
+  EXPECT_NE(file("iCloud/Work/plan (2).md").find("lower case twin"), std::string::npos);
+
   EXPECT_EQ(runExport(/*force=*/true).written, 5u);
 }
 
