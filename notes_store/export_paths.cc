@@ -184,6 +184,24 @@ namespace {
 size_t hashOf(std::string_view text) { return std::hash<std::string_view>()(text); }
 }  // namespace
 
+void ExportPathAllocator::NameOwners::reserve(size_t count, size_t bytes) {
+  entries_.reserve(entries_.size() + count);
+  keys_.reserve(keys_.size() + bytes);
+  size_t slots = std::max<size_t>(slots_.size(), 16);
+  while ((entries_.size() + count + 1) * 2 > slots) slots *= 2;
+  if (slots != slots_.size()) rehash(slots);
+}
+
+void ExportPathAllocator::NameOwners::rehash(size_t slots) {
+  slots_.assign(slots, 0);
+  const size_t mask = slots_.size() - 1;
+  for (uint32_t i = 0; i < entries_.size(); ++i) {
+    size_t at = hashOf(keyOf(entries_[i])) & mask;
+    while (slots_[at] != 0) at = (at + 1) & mask;
+    slots_[at] = i + 1;
+  }
+}
+
 std::optional<uint32_t> ExportPathAllocator::NameOwners::find(std::string_view key) const {
   if (slots_.empty()) return std::nullopt;
   const size_t mask = slots_.size() - 1;
@@ -195,16 +213,8 @@ std::optional<uint32_t> ExportPathAllocator::NameOwners::find(std::string_view k
 
 std::pair<uint32_t, bool> ExportPathAllocator::NameOwners::claim(std::string_view key,
                                                                  std::string_view owner) {
-  if ((entries_.size() + 1) * 2 > slots_.size()) {
-    // Kept at most half full.
-    slots_.assign(std::max<size_t>(16, slots_.size() * 2), 0);
-    const size_t mask = slots_.size() - 1;
-    for (uint32_t i = 0; i < entries_.size(); ++i) {
-      size_t at = hashOf(keyOf(entries_[i])) & mask;
-      while (slots_[at] != 0) at = (at + 1) & mask;
-      slots_[at] = i + 1;
-    }
-  }
+  // Kept at most half full.
+  if ((entries_.size() + 1) * 2 > slots_.size()) rehash(std::max<size_t>(16, slots_.size() * 2));
   const size_t mask = slots_.size() - 1;
   size_t at = hashOf(key) & mask;
   for (; slots_[at] != 0; at = (at + 1) & mask) {

@@ -62,6 +62,12 @@ class ExportPathAllocator {
   // relative to the export root.
   std::string allocate(const std::string& folder, const std::string& stem, const std::string& extension);
 
+  // Room for `count` more names in `folder`, whose keys take about `bytes`:
+  // grown by doubling, a large folder's names would cost their peak, not their size.
+  void expect(std::string_view folder, size_t count, size_t bytes) {
+    this->folder(folder).owners.reserve(count, bytes);
+  }
+
   // Forgets the names of `folder`, in which nothing more may be named: a
   // library's worth of names need not be held at once.
   void release(std::string_view folder);
@@ -76,6 +82,7 @@ class ExportPathAllocator {
     // The entry of `key`, made with `owner` when there was none; and whether it was made.
     std::pair<uint32_t, bool> claim(std::string_view key, std::string_view owner);
     std::optional<uint32_t> find(std::string_view key) const;
+    void reserve(size_t count, size_t bytes);
     std::string_view owner(uint32_t entry) const {
       return {entries_[entry].owner, entries_[entry].ownerSize};
     }
@@ -90,6 +97,7 @@ class ExportPathAllocator {
       uint32_t ownerSize;
       uint32_t nextAttempt;
     };
+    void rehash(size_t slots);
     std::string_view keyOf(const Entry& entry) const {
       return std::string_view(keys_).substr(entry.keyStart, entry.keySize);
     }

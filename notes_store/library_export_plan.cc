@@ -152,6 +152,15 @@ void nameFolderByFolder(LibraryExportPlan& plan, ExportPathAllocator& allocator,
   for (size_t n = 0; n < toName.size(); ++n) {
     const uint32_t i = toName[n];
     const std::string& folderPath = *folderPaths[notes[i].folder];
+    if (n == 0 || exportFolders[notes[toName[n - 1]].folder] != exportFolders[notes[i].folder]) {
+      size_t count = 0, bytes = 0;
+      for (size_t m = n;
+           m < toName.size() && exportFolders[notes[toName[m]].folder] == exportFolders[notes[i].folder];
+           ++m, ++count) {
+        bytes += notes[toName[m]].title().size() + sizeof(" (99).md");
+      }
+      allocator.expect(folderPath, count, bytes);
+    }
     const std::string stem = safePathComponent(notes[i].title(), "Untitled");
     const std::string path = allocator.allocate(folderPath, stem, ".md");
     // Kept as the number its name takes, where the title makes it: a
