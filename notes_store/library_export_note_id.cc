@@ -1,6 +1,8 @@
 #include "notes_store/library_export_note_id.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstring>
 
 namespace zephyl::notes_store {
 
@@ -8,6 +10,22 @@ std::string LibraryExportNoteId::text() const {
   std::string whole;
   whole.reserve(size());
   return (whole += shared) += own;
+}
+
+LibraryExportNoteId::LibraryExportNoteId(std::string_view sharedPart, int64_t key) : shared(sharedPart) {
+  const auto [end, error] = std::to_chars(digits_, digits_ + sizeof digits_, key);
+  own = {digits_, static_cast<size_t>(end - digits_)};
+}
+
+LibraryExportNoteId& LibraryExportNoteId::operator=(const LibraryExportNoteId& other) {
+  if (this == &other) return *this;
+  shared = other.shared;
+  own = other.own;
+  if (own.data() == other.digits_) {
+    std::memcpy(digits_, other.digits_, own.size());
+    own = {digits_, own.size()};
+  }
+  return *this;
 }
 
 int LibraryExportNoteId::compare(const LibraryExportNoteId& other) const {
@@ -32,6 +50,24 @@ LibraryExportNoteId splitNoteId(std::string_view id) {
   while (digits > 0 && id[digits - 1] >= '0' && id[digits - 1] <= '9') --digits;
   if (digits == id.size()) return {{}, id};
   return {id.substr(0, digits), id.substr(digits)};
+}
+
+SharedIdParts::SharedIdParts(size_t capacity)
+    : capacity_(std::min<size_t>(capacity, kNone)), parts_(new std::string_view[capacity_]) {}
+
+SharedIdParts& SharedIdParts::program() {
+  static SharedIdParts parts(4096);
+  return parts;
+}
+
+uint16_t SharedIdParts::number(std::string_view shared) {
+  const std::lock_guard lock(mutex_);
+  if (const auto it = numbers_.find(shared); it != numbers_.end()) return it->second;
+  if (numbers_.size() == capacity_) return kNone;
+  const auto number = static_cast<uint16_t>(numbers_.size());
+  parts_[number] = texts_.emplace_back(shared);
+  numbers_.emplace(parts_[number], number);
+  return number;
 }
 
 }  // namespace zephyl::notes_store

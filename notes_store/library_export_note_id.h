@@ -4,8 +4,13 @@
 // ids kept whole would cost more than their notes' titles.
 #pragma once
 
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 namespace zephyl::notes_store {
 
@@ -20,6 +25,11 @@ struct LibraryExportNoteId {
   LibraryExportNoteId(std::string_view whole) : own(whole) {}
   LibraryExportNoteId(const char* whole) : own(whole) {}
   LibraryExportNoteId(const std::string& whole) : own(whole) {}
+  // An id whose own part is `key` in decimal, written into the id itself: a
+  // copy's own part is then the copy's.
+  LibraryExportNoteId(std::string_view sharedPart, int64_t key);
+  LibraryExportNoteId(const LibraryExportNoteId& other) { *this = other; }
+  LibraryExportNoteId& operator=(const LibraryExportNoteId& other);
 
   size_t size() const { return shared.size() + own.size(); }
   std::string text() const;
@@ -31,6 +41,9 @@ struct LibraryExportNoteId {
   friend bool operator<(const LibraryExportNoteId& a, const LibraryExportNoteId& b) {
     return a.compare(b) < 0;
   }
+
+ private:
+  char digits_[20];  // the own part, where the id was made from a key
 };
 
 // `id` split before the number it ends in; all of it is the note's own when
@@ -49,5 +62,31 @@ size_t findSharedIdPart(const Texts& known, std::string_view shared) {
   }
   return known.size();
 }
+
+// Shared parts kept once, each under a number that a note keeps in two bytes
+// instead of a view. A program meets a store or two, so a part is never let
+// go; a full table (ids of a hundred stores, or of no usual form) numbers no
+// more, and whoever asked keeps such a part itself.
+class SharedIdParts {
+ public:
+  static constexpr uint16_t kNone = 0xFFFF;
+
+  explicit SharedIdParts(size_t capacity);
+  // The one every export uses.
+  static SharedIdParts& program();
+
+  // The number of `shared`, kNone when the table is full. Safe from any thread.
+  uint16_t number(std::string_view shared);
+  // The part numbered so. Safe from any thread that was given the number:
+  // a numbered part never changes.
+  std::string_view part(uint16_t number) const { return parts_[number]; }
+
+ private:
+  std::mutex mutex_;
+  const size_t capacity_;
+  std::unique_ptr<std::string_view[]> parts_;
+  std::deque<std::string> texts_;  // where parts_ point; never moved
+  std::unordered_map<std::string_view, uint16_t> numbers_;
+};
 
 }  // namespace zephyl::notes_store
