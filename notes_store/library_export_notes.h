@@ -23,6 +23,7 @@
 #include "notes_store/library_export_note_id.h"
 #include "notes_store/library_export_note_uuid.h"
 #include "notes_store/notes_database_records.h"
+#include "notes_store/shared_id_parts.h"
 
 namespace zephyl::notes_store {
 
