@@ -1,6 +1,8 @@
 #include "notes_store/library_export_note_id.h"
 
 #include <algorithm>
+#include <charconv>
+#include <cstring>
 
 namespace zephyl::notes_store {
 
@@ -8,6 +10,22 @@ std::string LibraryExportNoteId::text() const {
   std::string whole;
   whole.reserve(size());
   return (whole += shared) += own;
+}
+
+LibraryExportNoteId::LibraryExportNoteId(std::string_view sharedPart, int64_t key) : shared(sharedPart) {
+  const auto [end, error] = std::to_chars(digits_, digits_ + sizeof digits_, key);
+  own = {digits_, static_cast<size_t>(end - digits_)};
+}
+
+LibraryExportNoteId& LibraryExportNoteId::operator=(const LibraryExportNoteId& other) {
+  if (this == &other) return *this;
+  shared = other.shared;
+  own = other.own;
+  if (own.data() == other.digits_) {
+    std::memcpy(digits_, other.digits_, own.size());
+    own = {digits_, own.size()};
+  }
+  return *this;
 }
 
 int LibraryExportNoteId::compare(const LibraryExportNoteId& other) const {

@@ -4,6 +4,7 @@
 // ids kept whole would cost more than their notes' titles.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,11 @@ struct LibraryExportNoteId {
   LibraryExportNoteId(std::string_view whole) : own(whole) {}
   LibraryExportNoteId(const char* whole) : own(whole) {}
   LibraryExportNoteId(const std::string& whole) : own(whole) {}
+  // An id whose own part is `key` in decimal, written into the id itself: a
+  // copy's own part is then the copy's.
+  LibraryExportNoteId(std::string_view sharedPart, int64_t key);
+  LibraryExportNoteId(const LibraryExportNoteId& other) { *this = other; }
+  LibraryExportNoteId& operator=(const LibraryExportNoteId& other);
 
   size_t size() const { return shared.size() + own.size(); }
   std::string text() const;
@@ -31,6 +37,9 @@ struct LibraryExportNoteId {
   friend bool operator<(const LibraryExportNoteId& a, const LibraryExportNoteId& b) {
     return a.compare(b) < 0;
   }
+
+ private:
+  char digits_[20];  // the own part, where the id was made from a key
 };
 
 // `id` split before the number it ends in; all of it is the note's own when

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 namespace zephyl::notes_store {
 namespace {
 
@@ -36,6 +38,23 @@ TEST(LibraryExportNoteId, ComparesAsTheWholeIdsWhereverThePiecesEnd) {
   }
   EXPECT_EQ(splitNoteId("x-coredata://S/ICNote/p123").own, "123");
   EXPECT_EQ(splitNoteId("no number").own, "no number");
+}
+
+// An id made from a key holds its own part: a copy, however made, reads the
+// same once the id it was copied from holds another.
+TEST(LibraryExportNoteId, ACopyOfAnIdMadeFromAKeyIsItsOwn) {
+  LibraryExportNoteId original("x-coredata://S/ICNote/p", 123);
+  const LibraryExportNoteId constructed = original;
+  LibraryExportNoteId assigned;
+  assigned = original;
+  std::vector<LibraryExportNoteId> kept{original};
+  kept.reserve(kept.capacity() + 1);  // moved to new room
+  original = LibraryExportNoteId("x-coredata://S/ICNote/p", 98765);
+  for (const LibraryExportNoteId& id : {constructed, assigned, kept[0]}) {
+    EXPECT_EQ(id.text(), "x-coredata://S/ICNote/p123");
+  }
+  EXPECT_EQ(original.text(), "x-coredata://S/ICNote/p98765");
+  EXPECT_EQ(LibraryExportNoteId("", int64_t{0}).text(), "0");
 }
 
 }  // namespace

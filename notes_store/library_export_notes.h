@@ -4,6 +4,11 @@
 // them its folder's; a library of 100,000 notes held as rows costs several
 // times its manifest. The preview, the longest of them and shown only for a
 // note without a readable body, is read when such a note is written.
+//
+// A library's worth of records is most of what an export holds, so a record
+// keeps only what it cannot make again: the id's shared part as a number, its
+// own part only where it is not the key in decimal, the UUID as 16 bytes
+// where it is in the usual form.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +21,9 @@
 #include <vector>
 
 #include "notes_store/library_export_note_id.h"
+#include "notes_store/library_export_note_uuid.h"
 #include "notes_store/notes_database_records.h"
+#include "notes_store/shared_id_parts.h"
 
 namespace zephyl::notes_store {
 
@@ -34,23 +41,28 @@ class LibraryExportNoteTexts {
   // A copy of `texts` one after another; valid while this or what it is
   // appended to lives.
   const char* store(std::initializer_list<std::string_view> texts);
-  // The one copy of `text`, for a text that many notes share; as long-lived.
-  std::string_view share(std::string_view text);
+  // Room for `size` bytes, as long-lived.
+  char* allocate(size_t size);
+  // The number of a shared id part in SharedIdParts::program(); the last one
+  // asked for is remembered, as a library's ids share one.
+  uint16_t share(std::string_view shared);
   void append(LibraryExportNoteTexts&& other);
 
  private:
   std::vector<std::unique_ptr<std::pmr::monotonic_buffer_resource>> blocks_;
-  std::vector<std::string_view> shared_;
+  uint16_t lastShared_ = SharedIdParts::kNone;
 };
 
 class LibraryExportNote {
  public:
   LibraryExportNote(const NotesNoteRow& row, uint32_t folderNumber, LibraryExportNoteTexts& texts);
 
-  LibraryExportNoteId id() const { return {{sharedId_, sharedIdSize_}, {texts_, ownIdSize_}}; }
+  // Its own part may be written into the id itself: a copy of the id lasts
+  // as long as the note's texts, a view of its own part as long as the id.
+  LibraryExportNoteId id() const;
   int64_t key() const { return key_; }  // the number its id ends in; 0 when none
-  std::string_view uuid() const { return {texts_ + ownIdSize_, uuidSize_}; }
-  std::string_view title() const { return {texts_ + ownIdSize_ + uuidSize_, titleSize_}; }
+  LibraryExportNoteUuid uuid() const;
+  std::string_view title() const { return texts().title; }
   std::optional<int64_t> noteDataPK() const;
   std::optional<core::TimePoint> createdAt() const;
   std::optional<core::TimePoint> modifiedAt() const;
@@ -59,18 +71,29 @@ class LibraryExportNote {
   bool locked = false;
 
  private:
-  enum Has : uint8_t { kNoteData = 1, kCreated = 2, kModified = 4 };
-  const char* sharedId_;
-  const char* texts_;  // the id's own part, the uuid and the title, one after another
-  uint32_t sharedIdSize_;
-  uint32_t ownIdSize_;
-  uint32_t uuidSize_;
-  uint32_t titleSize_;
+  enum Has : uint8_t {
+    kNoteData = 1,
+    kCreated = 2,
+    kModified = 4,
+    kSharedIdText = 8,  // the id's shared part is in texts_, having no number
+    kOwnIdText = 16,    // the id's own part is in texts_, being other than the key
+    kUuidText = 32,     // the uuid is in texts_, being in no usual form
+  };
+  struct Texts {
+    std::string_view sharedId, ownId, uuid, title;
+  };
+  Texts texts() const;
+
+  uint8_t has_ = 0;
+  uint16_t sharedId_ = SharedIdParts::kNone;  // in SharedIdParts::program()
   int64_t key_ = 0;
-  uint8_t has_ = 0;  // which of the three below are set
   int64_t noteDataPK_ = 0;
   int64_t createdAt_ = 0;  // microseconds since 1970
   int64_t modifiedAt_ = 0;
+  // The sizes of the texts it has, each as a varint, then the texts: those
+  // of the id and the uuid that has_ names, and the title.
+  const char* texts_ = nullptr;
+  UuidBytes uuid_{};
 };
 
 class LibraryExportNoteList {
