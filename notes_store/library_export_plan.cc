@@ -79,15 +79,16 @@ std::string LibraryExportPlan::target(size_t index) const {
 
 namespace {
 
-// Puts notes[from[i]] at i, moving each note once.
-void permute(std::vector<LibraryExportNote>& notes, const std::vector<uint32_t>& from) {
+// Puts notes[from(i)] at i, moving each note once.
+template <typename From>
+void permute(std::vector<LibraryExportNote>& notes, const From& from) {
   std::vector<bool> placed(notes.size());
   for (size_t cycle = 0; cycle < notes.size(); ++cycle) {
-    if (placed[cycle] || from[cycle] == cycle) continue;
+    if (placed[cycle] || from(cycle) == cycle) continue;
     LibraryExportNote first = std::move(notes[cycle]);
     size_t to = cycle;
-    for (; from[to] != cycle; to = from[to]) {
-      notes[to] = std::move(notes[from[to]]);
+    for (; from(to) != cycle; to = from(to)) {
+      notes[to] = std::move(notes[from(to)]);
       placed[to] = true;
     }
     notes[to] = std::move(first);
@@ -100,10 +101,14 @@ void permute(std::vector<LibraryExportNote>& notes, const std::vector<uint32_t>&
 // were listed, where the earlier export's record of it is.
 void putInNamingOrder(LibraryExportPlan& plan) {
   std::vector<LibraryExportNote>& notes = plan.notes;
+  plan.entries.resize(notes.size());
+  // 12 bytes, not 16: a library's worth of them is held beside the notes.
+#pragma pack(push, 4)
   struct NamingOrder {
     int64_t time;  // microseconds; kNoTime first
     uint32_t index;
   };
+#pragma pack(pop)
   constexpr int64_t kNoTime = std::numeric_limits<int64_t>::min();
   std::vector<NamingOrder> order(notes.size());
   for (uint32_t i = 0; i < notes.size(); ++i) {
@@ -114,16 +119,10 @@ void putInNamingOrder(LibraryExportPlan& plan) {
     if (a.time != b.time) return a.time < b.time;
     return notes[a.index].key() < notes[b.index].key();
   });
-  plan.entries.resize(notes.size());
-  {
-    std::vector<uint32_t> from(notes.size());
-    for (size_t i = 0; i < order.size(); ++i) {
-      from[i] = order[i].index;
-      if (plan.earlier.has(from[i])) plan.entries[i].previous = from[i];
-    }
-    std::vector<NamingOrder>().swap(order);
-    permute(notes, from);
+  for (size_t i = 0; i < order.size(); ++i) {
+    if (plan.earlier.has(order[i].index)) plan.entries[i].previous = order[i].index;
   }
+  permute(notes, [&](size_t i) -> size_t { return order[i].index; });
 }
 
 // Gives each note whose earlier file does not fit it a new name. Names are
