@@ -18,12 +18,12 @@ void FileSystem::forEachFolderBelow(const std::string& directory,
   }
 }
 
-void FileSystem::listFolder(const std::string& path, std::vector<std::string>& files,
+void FileSystem::listFolder(const std::string& path, PackedStrings& files,
                             std::vector<std::string>& folders) {
   for (std::string& name : listDirectory(path)) {
     const std::string full = path + "/" + name;
     if (isRegularFile(full)) {
-      files.push_back(std::move(name));
+      files.push_back(name);
     } else if (isDirectory(full) && !isSymbolicLink(full)) {
       folders.push_back(std::move(name));
     }
@@ -32,9 +32,9 @@ void FileSystem::listFolder(const std::string& path, std::vector<std::string>& f
 
 void FileSystem::removeStaleTemporaryFiles(const std::string& directory) {
   forEachFolderBelow(directory, [&](const FolderListing& listing) {
-    for (const std::string& name : listing.files) {
+    for (const std::string_view name : listing.files) {
       if (!isStaleTemporaryFile(name)) continue;
-      removeFile(directory + "/" + (listing.folder.empty() ? name : listing.folder + "/" + name));
+      removeFile(directory + "/" + (listing.folder.empty() ? "" : listing.folder + "/") + std::string(name));
     }
   });
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/file_view.h"
+#include "core/packed_strings.h"
 
 namespace zephyl::core {
 
@@ -26,7 +27,8 @@ class FileVersion {
 // with the names of its regular files.
 struct FolderListing {
   std::string folder;
-  std::vector<std::string> files;
+  // Packed: a folder of a large export holds tens of thousands of names.
+  PackedStrings files;
 };
 
 // Implementations may be called from several threads at once (an export
@@ -154,8 +156,7 @@ class FileSystem {
  protected:
   // Adds the names of a folder's regular files and of its subfolders (not
   // symbolic links) to `files` and `folders`.
-  virtual void listFolder(const std::string& path, std::vector<std::string>& files,
-                          std::vector<std::string>& folders);
+  virtual void listFolder(const std::string& path, PackedStrings& files, std::vector<std::string>& folders);
 };
 
 }  // namespace zephyl::core

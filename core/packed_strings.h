@@ -27,6 +27,24 @@ class PackedStrings {
     ends_.push_back(texts_.size());
   }
 
+  // For range-for: the strings in order, as views.
+  class Iterator {
+   public:
+    Iterator(const PackedStrings& strings, size_t index) : strings_(&strings), index_(index) {}
+    std::string_view operator*() const { return (*strings_)[index_]; }
+    Iterator& operator++() {
+      ++index_;
+      return *this;
+    }
+    bool operator==(const Iterator& other) const { return index_ == other.index_; }
+
+   private:
+    const PackedStrings* strings_;
+    size_t index_;
+  };
+  Iterator begin() const { return {*this, 0}; }
+  Iterator end() const { return {*this, size()}; }
+
   // Room for `count` strings of `bytes` in all: growing copies what it holds,
   // and leaves the old room behind as holes a large list cannot spare.
   void reserve(size_t count, size_t bytes) {

@@ -164,7 +164,7 @@ std::vector<bool> presentEarlierFiles(core::FileSystem& files, const std::string
   std::string path;
   try {
     files.forEachFolderBelow(directory, [&](core::FolderListing& listing) {
-      for (const std::string& name : listing.files) {
+      for (const std::string_view name : listing.files) {
         path = listing.folder;
         if (!path.empty()) path += '/';
         path += name;

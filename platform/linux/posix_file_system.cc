@@ -370,10 +370,10 @@ std::vector<std::string> PosixFileSystem::listRegularFiles(const std::string& pa
   return names;
 }
 
-void PosixFileSystem::listFolder(const std::string& path, std::vector<std::string>& files,
+void PosixFileSystem::listFolder(const std::string& path, core::PackedStrings& files,
                                  std::vector<std::string>& folders) {
   forEachEntry(path, [&](EntryType type, std::string_view name) {
-    if (type == EntryType::kFile) files.emplace_back(name);
+    if (type == EntryType::kFile) files.push_back(name);
     if (type == EntryType::kFolder) folders.emplace_back(name);
   });
 }

@@ -33,7 +33,7 @@ class PosixFileSystem : public core::FileSystem {
 
  protected:
   // One listing a folder, the types taken from it.
-  void listFolder(const std::string& path, std::vector<std::string>& files,
+  void listFolder(const std::string& path, core::PackedStrings& files,
                   std::vector<std::string>& folders) override;
 
  private:

@@ -132,7 +132,8 @@ TEST(PosixFileSystem, RemovesTemporaryFilesOfEndedProcessesOnlyAndNeverThroughLi
   // What is left, as one pass over the tree sees it: the linked folder is not entered.
   std::map<std::string, std::set<std::string>> left;
   files.forEachFolderBelow(root.string(), [&](core::FolderListing& listing) {
-    left[listing.folder].insert(listing.files.begin(), listing.files.end());
+    std::set<std::string>& names = left[listing.folder];
+    for (const std::string_view name : listing.files) names.emplace(name);
   });
   const std::map<std::string, std::set<std::string>> expected{
       {"", {"a.md.tmp-" + alive + "-0", "a.md.tmp-" + dead + "-x", "a.md.tmp-" + dead, "notes.tmp-file.md"}},
