@@ -79,50 +79,53 @@ std::string LibraryExportPlan::target(size_t index) const {
 
 namespace {
 
-// Puts notes[from(i)] at i, moving each note once.
-template <typename From>
-void permute(std::vector<LibraryExportNote>& notes, const From& from) {
-  std::vector<bool> placed(notes.size());
-  for (size_t cycle = 0; cycle < notes.size(); ++cycle) {
+// Puts items[from(i)] at i, moving each item once.
+template <typename Items, typename From>
+void permute(Items& items, const From& from) {
+  std::vector<bool> placed(items.size());
+  for (size_t cycle = 0; cycle < items.size(); ++cycle) {
     if (placed[cycle] || from(cycle) == cycle) continue;
-    LibraryExportNote first = std::move(notes[cycle]);
+    typename Items::value_type first = std::move(items[cycle]);
     size_t to = cycle;
     for (; from(to) != cycle; to = from(to)) {
-      notes[to] = std::move(notes[from(to)]);
+      items[to] = std::move(items[from(to)]);
       placed[to] = true;
     }
-    notes[to] = std::move(first);
+    items[to] = std::move(first);
     placed[to] = true;
   }
 }
 
-// Puts the plan's notes in naming order, older ones first, so that a new note
-// never takes an old one's name, each with its place among the notes as they
-// were listed, where the earlier export's record of it is.
-void putInNamingOrder(LibraryExportPlan& plan) {
+constexpr int64_t kNoTime = std::numeric_limits<int64_t>::min();
+
+// What puts a note in naming order: its creation time (its modification time
+// when it has none; kNoTime first), then its key.
+std::pair<int64_t, int64_t> namingPlace(const LibraryExportNote& note) {
+  const auto time = note.createdAt() ? note.createdAt() : note.modifiedAt();
+  return {time ? time->time_since_epoch().count() : kNoTime, note.key()};
+}
+
+// Puts the plan's notes, their entries and `fits` in naming order, older
+// notes first, so that a new note never takes an old one's name.
+void putInNamingOrder(LibraryExportPlan& plan, std::vector<bool>& fits) {
   std::vector<LibraryExportNote>& notes = plan.notes;
-  plan.entries.resize(notes.size());
   // 12 bytes, not 16: a library's worth of them is held beside the notes.
 #pragma pack(push, 4)
   struct NamingOrder {
-    int64_t time;  // microseconds; kNoTime first
+    int64_t time;
     uint32_t index;
   };
 #pragma pack(pop)
-  constexpr int64_t kNoTime = std::numeric_limits<int64_t>::min();
   std::vector<NamingOrder> order(notes.size());
-  for (uint32_t i = 0; i < notes.size(); ++i) {
-    const auto time = notes[i].createdAt() ? notes[i].createdAt() : notes[i].modifiedAt();
-    order[i] = {time ? time->time_since_epoch().count() : kNoTime, i};
-  }
+  for (uint32_t i = 0; i < notes.size(); ++i) order[i] = {namingPlace(notes[i]).first, i};
   std::sort(order.begin(), order.end(), [&](const NamingOrder& a, const NamingOrder& b) {
     if (a.time != b.time) return a.time < b.time;
     return notes[a.index].key() < notes[b.index].key();
   });
-  for (size_t i = 0; i < order.size(); ++i) {
-    if (plan.earlier.has(order[i].index)) plan.entries[i].previous = order[i].index;
-  }
-  permute(notes, [&](size_t i) -> size_t { return order[i].index; });
+  const auto from = [&](size_t i) -> size_t { return order[i].index; };
+  permute(notes, from);
+  permute(plan.entries, from);
+  permute(fits, from);
 }
 
 // Gives each note whose earlier file does not fit it a new name. Names are
@@ -182,13 +185,16 @@ void nameFolderByFolder(LibraryExportPlan& plan, ExportPathAllocator& allocator,
 }  // namespace
 
 LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vector<NotesFolderRow>& folders,
-                                    LibraryExportEarlierFiles earlier) {
+                                    LibraryExportEarlierFiles earlier, const std::vector<bool>& keptAsIs) {
   LibraryExportPlan plan;
   plan.earlier = std::move(earlier);
   plan.notes = std::move(list.notes());
   plan.noteTexts = list.takeTexts();
   std::vector<LibraryExportNote>& notes = plan.notes;
-  putInNamingOrder(plan);
+  plan.entries.resize(notes.size());
+  for (uint32_t i = 0; i < notes.size(); ++i) {
+    if (plan.earlier.has(i)) plan.entries[i].previous = i;
+  }
   const LibraryExportManifest& gone = plan.earlier.gone();
   plan.staleFiles.reserve(gone.size());
   for (size_t i = 0; i < gone.size(); ++i) plan.staleFiles.emplace_back(gone.path(i));
@@ -236,29 +242,47 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   };
   reserveEarlier(false);
   allocator.reserveMarkdownLater([reserveEarlier] { reserveEarlier(true); });
-  // A note's export folder and display path depend on its folder alone: worked
-  // out once per folder, as notes first come to it.
+  // A note's export folder and display path depend on its folder alone:
+  // worked out once per folder, in the order notes come to them in naming order.
   const std::vector<LibraryExportNoteFolder>& noteFolders = list.folders();
   std::vector<std::optional<std::string>> folderPaths(noteFolders.size());
   plan.folderDisplayPaths.resize(noteFolders.size());
   FolderLayout layout(allocator);
+  {
+    std::vector<std::optional<std::pair<int64_t, int64_t>>> firstPlace(noteFolders.size());
+    for (const LibraryExportNote& note : notes) {
+      const std::pair<int64_t, int64_t> place = namingPlace(note);
+      if (!firstPlace[note.folder] || place < *firstPlace[note.folder]) firstPlace[note.folder] = place;
+    }
+    std::vector<uint32_t> folderOrder;
+    for (uint32_t folder = 0; folder < noteFolders.size(); ++folder) {
+      if (firstPlace[folder]) folderOrder.push_back(folder);
+    }
+    std::sort(folderOrder.begin(), folderOrder.end(),
+              [&](uint32_t a, uint32_t b) { return *firstPlace[a] < *firstPlace[b]; });
+    for (const uint32_t number : folderOrder) {
+      const LibraryExportNoteFolder& folder = noteFolders[number];
+      plan.folderDisplayPaths[number] =
+          folderDisplayPath(folderDisplay, folder.id, folder.accountName, folder.name);
+      folderPaths[number] = layout.relativePath(componentsOf(folder));
+    }
+  }
   std::vector<bool> fits(notes.size());  // the earlier file's name still fits the note
+  bool writesNothing = true;
   for (size_t i = 0; i < notes.size(); ++i) {
     const LibraryExportNote& note = notes[i];
-    std::optional<std::string>& folderPath = folderPaths[note.folder];
-    if (!folderPath) {
-      const LibraryExportNoteFolder& folder = noteFolders[note.folder];
-      plan.folderDisplayPaths[note.folder] =
-          folderDisplayPath(folderDisplay, folder.id, folder.accountName, folder.name);
-      folderPath = layout.relativePath(componentsOf(folder));
-    }
+    const std::optional<std::string>& folderPath = folderPaths[note.folder];
     // A locked note has no file, and takes no name from the notes after it.
     const uint32_t previous = plan.entries[i].previous;
     fits[i] = note.locked || (previous != LibraryExportPlanEntry::kNone &&
                               (plan.earlier.namedByTitle(previous, *folderPath) ||
                                stillFits(plan.earlier.path(previous, note), *folderPath,
                                          safePathComponent(note.title(), "Untitled"))));
+    writesNothing = writesNothing && fits[i] && (note.locked || (i < keptAsIs.size() && keptAsIs[i]));
   }
+  // A run that writes and names nothing keeps the notes as they were listed:
+  // the order is for naming and writing.
+  if (!writesNothing) putInNamingOrder(plan, fits);
   nameFolderByFolder(plan, allocator, folderPaths, fits);
   plan.exportFolders.reserve(folderPaths.size());
   for (std::optional<std::string>& folderPath : folderPaths)

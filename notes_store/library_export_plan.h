@@ -35,7 +35,8 @@ struct LibraryExportPlanEntry {
 
 struct LibraryExportPlan {
   // The notes in naming order: older ones first, so that a new note never
-  // takes an old one's name. entries[i] is notes[i]'s.
+  // takes an old one's name; as they were listed when the run writes nothing.
+  // entries[i] is notes[i]'s.
   std::vector<LibraryExportNote> notes;
   LibraryExportNoteTexts noteTexts;  // where the notes' texts are
   std::vector<LibraryExportPlanEntry> entries;
@@ -56,8 +57,11 @@ struct LibraryExportPlan {
   std::string target(size_t index) const;
 };
 
-// `earlier` is matched to `notes` as they are listed.
+// `earlier` is matched to `notes` as they are listed; so is `keptAsIs`, which
+// says of each note whether its earlier file, if the note keeps it, needs no
+// writing (it is there, of this version of the note).
 LibraryExportPlan planLibraryExport(LibraryExportNoteList notes, const std::vector<NotesFolderRow>& folders,
-                                    LibraryExportEarlierFiles earlier);
+                                    LibraryExportEarlierFiles earlier,
+                                    const std::vector<bool>& keptAsIs = {});
 
 }  // namespace zephyl::notes_store

@@ -60,5 +60,23 @@ TEST(LibraryExportPlan, KeepsFittingNamesRenamesChangedOnesAndListsStaleFiles) {
   EXPECT_EQ(plan.folders, 2u);  // iCloud and iCloud/Work
 }
 
+TEST(LibraryExportPlan, ARunThatWritesNothingKeepsTheListedOrderAndTheSameFiles) {
+  const LibraryExportManifest earlier = {{"x-coredata://S/ICNote/p1", "iCloud/Work/Plan.md", "t"},
+                                         {"x-coredata://S/ICNote/p3", "iCloud/Work/Plan (2).md", "t"}};
+  for (const std::vector<bool>& keptAsIs : {std::vector<bool>{true, true}, std::vector<bool>{true, false}}) {
+    LibraryExportNoteList notes;
+    notes.add(note(3, "Plan", 30));
+    notes.add(note(1, "Plan", 10));
+    LibraryExportEarlierFiles matched = matchEarlierFiles(notes.notes(), earlier);
+    const LibraryExportPlan plan =
+        planLibraryExport(std::move(notes), workFolder(), std::move(matched), keptAsIs);
+    // Written or not, each note keeps its file; only a run that writes puts them in naming order.
+    const bool writes = !keptAsIs[1];
+    EXPECT_EQ(plan.notes[0].key(), writes ? 1 : 3);
+    EXPECT_EQ(plan.target(0), writes ? "iCloud/Work/Plan.md" : "iCloud/Work/Plan (2).md");
+    EXPECT_EQ(plan.target(1), writes ? "iCloud/Work/Plan (2).md" : "iCloud/Work/Plan.md");
+  }
+}
+
 }  // namespace
 }  // namespace zephyl::notes_store

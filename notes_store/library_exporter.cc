@@ -269,7 +269,7 @@ class ExportWrite {
 
   ExportWrite(NotesDatabaseConnection& connection, core::FileSystem& files,
               const LibraryExportOptions& options, const std::string& directory,
-              const std::string& manifestPath, const LibraryExportPlan& plan, std::vector<bool> presentFiles,
+              const std::string& manifestPath, const LibraryExportPlan& plan, std::vector<bool> keptAsIs,
               LibraryExportSummary& summary)
       : connection_(connection),
         files_(files),
@@ -283,7 +283,7 @@ class ExportWrite {
         summary_(summary),
         writerLinks_{SymbolicLinkCheck(files, directory), SymbolicLinkCheck(files, directory)},
         links_(files, directory),
-        presentFiles_(std::move(presentFiles)) {}
+        keptAsIs_(std::move(keptAsIs)) {}
 
   void run() {
     classify();
@@ -329,8 +329,7 @@ class ExportWrite {
     const LibraryExportPlanEntry& entry = entries_[index];
     // A note given a new name cannot have it already: the earlier files' names stay reserved.
     return !options_.force && entry.previous != LibraryExportPlanEntry::kNone &&
-           entry.newPath == LibraryExportPlanEntry::kEarlierPath && presentFiles_[entry.previous] &&
-           plan_.earlier.modifiedAsNow(entry.previous);
+           entry.newPath == LibraryExportPlanEntry::kEarlierPath && keptAsIs_[entry.previous];
   }
 
   // What each note needs, decided before the first batch.
@@ -339,7 +338,7 @@ class ExportWrite {
     for (size_t i = 0; i < notes_.size(); ++i) {
       actions_[i] = notes_[i].locked ? Action::kSkipLocked : unchanged(i) ? Action::kKeep : Action::kWrite;
     }
-    std::vector<bool>().swap(presentFiles_);
+    std::vector<bool>().swap(keptAsIs_);
   }
 
   // Puts the notes the manifest records, earlier or once written, in id
@@ -603,8 +602,9 @@ class ExportWrite {
   SymbolicLinkCheck writerLinks_[kWriters];  // one for each writer
   SymbolicLinkCheck links_;                  // the calling thread's
   enum class Action : uint8_t { kWrite, kWritten, kKeep, kSkipLocked };
-  // By LibraryExportPlanEntry::previous: whether the note's earlier file was there before the run.
-  std::vector<bool> presentFiles_;
+  // By LibraryExportPlanEntry::previous: whether the note's earlier file,
+  // there before the run, is of this version of the note.
+  std::vector<bool> keptAsIs_;
   std::vector<Action> actions_;    // for each note of the plan
   std::vector<uint32_t> records_;  // the notes the manifest records, in id order
   ManifestSchedule schedule_;
@@ -705,17 +705,21 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
                                 [&](const auto& piece) { formatLibraryExportManifest({}, piece); });
   }
 
-  std::vector<bool> presentFiles = presentEarlierFiles(files, directory, earlier, library.notes.notes());
+  std::vector<bool> keptAsIs = presentEarlierFiles(files, directory, earlier, library.notes.notes());
+  for (uint32_t i = 0; i < keptAsIs.size(); ++i) {
+    keptAsIs[i] = keptAsIs[i] && !options.force && earlier.modifiedAsNow(i);
+  }
 
   LibraryExportSummary summary;
   summary.notes = library.notes.notes().size();
-  LibraryExportPlan plan = planLibraryExport(std::move(library.notes), library.folders, std::move(earlier));
+  LibraryExportPlan plan =
+      planLibraryExport(std::move(library.notes), library.folders, std::move(earlier), keptAsIs);
   summary.folders = plan.folders;
   summary.staleFiles = std::move(plan.staleFiles);
 
   {
-    ExportWrite write{connection, files, options, directory, manifestPath, plan, std::move(presentFiles),
-                      summary};
+    ExportWrite write{connection,          files,  options, directory, manifestPath, plan,
+                      std::move(keptAsIs), summary};
     write.run();
   }
   kLog.info() << "Exported " << summary.written << " notes, " << summary.unchanged << " unchanged, "
