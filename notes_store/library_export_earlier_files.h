@@ -51,7 +51,7 @@ class LibraryExportEarlierFiles {
   bool modifiedAsNow(uint32_t note) const { return !(slots_[note].name & kModifiedApart); }
   // Whether that path is "<folder>/Title.md", named by the note's title alone.
   bool namedByTitle(uint32_t note, std::string_view folder) const {
-    return slots_[note].name == 1 && folders_[slots_[note].folder] == folder;
+    return (slots_[note].name & ~kModifiedApart) == 1 && folders_[slots_[note].folder] == folder;
   }
 
   // Entries whose notes are not among the notes, in id order.

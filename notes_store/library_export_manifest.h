@@ -53,8 +53,6 @@ struct LibraryExportManifestEntry {
 // about what the manifest takes on disk.
 class LibraryExportManifest {
  public:
-  static constexpr uint32_t kNone = UINT32_MAX;
-
   LibraryExportManifest() = default;
   // In any order; of a repeated id the last counts.
   LibraryExportManifest(std::initializer_list<LibraryExportManifestEntry> entries);
