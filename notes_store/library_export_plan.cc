@@ -182,6 +182,51 @@ void nameFolderByFolder(LibraryExportPlan& plan, ExportPathAllocator& allocator,
   }
 }
 
+// Each note folder's export folder, and its display path in the plan: they
+// depend on the folder alone, and are worked out once per folder, in the
+// order notes come to them in naming order (folders, too, take names).
+std::vector<std::optional<std::string>> layOutFolders(LibraryExportPlan& plan,
+                                                      const std::vector<LibraryExportNoteFolder>& noteFolders,
+                                                      const std::vector<NotesFolderRow>& folders,
+                                                      FolderLayout& layout) {
+  std::unordered_map<std::string, std::vector<std::string>> folderComponents;
+  std::unordered_map<std::string, std::string> folderDisplay;
+  for (const NotesFolderRow& folder : folders) {
+    folderComponents[folder.id] =
+        parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
+    folderDisplay[folder.id] = folder.path;
+  }
+  auto componentsOf = [&](const LibraryExportNoteFolder& folder) {
+    auto it = folderComponents.find(folder.id);
+    if (it != folderComponents.end()) return it->second;
+    // A folder past the folder list's cap.
+    std::vector<std::string> components;
+    if (!folder.accountName.empty()) components.push_back(folder.accountName);
+    components.push_back(folder.name);
+    return components;
+  };
+  std::vector<std::optional<std::string>> folderPaths(noteFolders.size());
+  plan.folderDisplayPaths.resize(noteFolders.size());
+  std::vector<std::optional<std::pair<int64_t, int64_t>>> firstPlace(noteFolders.size());
+  for (const LibraryExportNote& note : plan.notes) {
+    const std::pair<int64_t, int64_t> place = namingPlace(note);
+    if (!firstPlace[note.folder] || place < *firstPlace[note.folder]) firstPlace[note.folder] = place;
+  }
+  std::vector<uint32_t> folderOrder;
+  for (uint32_t folder = 0; folder < noteFolders.size(); ++folder) {
+    if (firstPlace[folder]) folderOrder.push_back(folder);
+  }
+  std::sort(folderOrder.begin(), folderOrder.end(),
+            [&](uint32_t a, uint32_t b) { return *firstPlace[a] < *firstPlace[b]; });
+  for (const uint32_t number : folderOrder) {
+    const LibraryExportNoteFolder& folder = noteFolders[number];
+    plan.folderDisplayPaths[number] =
+        folderDisplayPath(folderDisplay, folder.id, folder.accountName, folder.name);
+    folderPaths[number] = layout.relativePath(componentsOf(folder));
+  }
+  return folderPaths;
+}
+
 }  // namespace
 
 LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vector<NotesFolderRow>& folders,
@@ -204,22 +249,6 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
 
   ExportPathAllocator allocator;
   allocator.claim(std::string(kExportManifestName), "manifest");
-  std::unordered_map<std::string, std::vector<std::string>> folderComponents;
-  std::unordered_map<std::string, std::string> folderDisplay;
-  for (const NotesFolderRow& folder : folders) {
-    folderComponents[folder.id] =
-        parseComponentPath(folder.componentPath).value_or(std::vector{folder.title});
-    folderDisplay[folder.id] = folder.path;
-  }
-  auto componentsOf = [&](const LibraryExportNoteFolder& folder) {
-    auto it = folderComponents.find(folder.id);
-    if (it != folderComponents.end()) return it->second;
-    // A folder past the folder list's cap.
-    std::vector<std::string> components;
-    if (!folder.accountName.empty()) components.push_back(folder.accountName);
-    components.push_back(folder.name);
-    return components;
-  };
 
   // Every file of the earlier export stays reserved for its note, even one
   // about to be renamed, so that no other note is written over it: before any
@@ -242,31 +271,8 @@ LibraryExportPlan planLibraryExport(LibraryExportNoteList list, const std::vecto
   };
   reserveEarlier(false);
   allocator.reserveMarkdownLater([reserveEarlier] { reserveEarlier(true); });
-  // A note's export folder and display path depend on its folder alone:
-  // worked out once per folder, in the order notes come to them in naming order.
-  const std::vector<LibraryExportNoteFolder>& noteFolders = list.folders();
-  std::vector<std::optional<std::string>> folderPaths(noteFolders.size());
-  plan.folderDisplayPaths.resize(noteFolders.size());
   FolderLayout layout(allocator);
-  {
-    std::vector<std::optional<std::pair<int64_t, int64_t>>> firstPlace(noteFolders.size());
-    for (const LibraryExportNote& note : notes) {
-      const std::pair<int64_t, int64_t> place = namingPlace(note);
-      if (!firstPlace[note.folder] || place < *firstPlace[note.folder]) firstPlace[note.folder] = place;
-    }
-    std::vector<uint32_t> folderOrder;
-    for (uint32_t folder = 0; folder < noteFolders.size(); ++folder) {
-      if (firstPlace[folder]) folderOrder.push_back(folder);
-    }
-    std::sort(folderOrder.begin(), folderOrder.end(),
-              [&](uint32_t a, uint32_t b) { return *firstPlace[a] < *firstPlace[b]; });
-    for (const uint32_t number : folderOrder) {
-      const LibraryExportNoteFolder& folder = noteFolders[number];
-      plan.folderDisplayPaths[number] =
-          folderDisplayPath(folderDisplay, folder.id, folder.accountName, folder.name);
-      folderPaths[number] = layout.relativePath(componentsOf(folder));
-    }
-  }
+  std::vector<std::optional<std::string>> folderPaths = layOutFolders(plan, list.folders(), folders, layout);
   std::vector<bool> fits(notes.size());  // the earlier file's name still fits the note
   bool writesNothing = true;
   for (size_t i = 0; i < notes.size(); ++i) {
