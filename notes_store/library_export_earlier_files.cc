@@ -111,8 +111,7 @@ std::string LibraryExportEarlierFiles::path(uint32_t note, const LibraryExportNo
 LibraryExportModified LibraryExportEarlierFiles::modified(uint32_t note,
                                                           const LibraryExportNote& current) const {
   if (!modifiedAsNow(note)) return std::string_view(modifiedTexts_.at(note));
-  const std::optional<core::TimePoint> now = current.modifiedAt();
-  return now ? LibraryExportModified(*now) : LibraryExportModified("");
+  return LibraryExportModified::of(current.modifiedAt());
 }
 
 LibraryExportEarlierFile LibraryExportEarlierFiles::of(uint32_t note,

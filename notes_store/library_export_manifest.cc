@@ -1,7 +1,6 @@
 #include "notes_store/library_export_manifest.h"
 
 #include <algorithm>
-#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "core/json_tape.h"
@@ -34,6 +33,7 @@ void appendQuoted(std::string& out, std::string_view text) {
 }
 
 void appendQuoted(std::string& out, const LibraryExportNoteId& id) {
+  // Written in its pieces: a note's id is not made whole for it.
   if (!isPlain(id.shared) || !isPlain(id.own)) return appendQuoted(out, std::string_view(id.text()));
   out += '"';
   out += id.shared;
@@ -47,11 +47,6 @@ std::string LibraryExportModified::formatted() const {
   return time ? core::formatIso8601(*time) : std::string(text);
 }
 
-bool LibraryExportModified::records(const std::optional<core::TimePoint>& modified) const {
-  if (time) return modified == time;
-  return text == core::formatIso8601(modified).value_or("");
-}
-
 LibraryExportManifest::LibraryExportManifest(std::initializer_list<LibraryExportManifestEntry> entries) {
   for (const LibraryExportManifestEntry& entry : entries)
     add(entry.id, entry.path, entry.modified.formatted());
@@ -60,26 +55,10 @@ LibraryExportManifest::LibraryExportManifest(std::initializer_list<LibraryExport
 
 void LibraryExportManifest::add(const LibraryExportNoteId& id, std::string_view path,
                                 std::string_view modified) {
-  // An id read from a manifest comes whole; one in pieces is made whole only
-  // to be split where every id is.
-  const std::string whole = id.shared.empty() ? std::string() : id.text();
-  const LibraryExportNoteId split = splitNoteId(id.shared.empty() ? id.own : whole);
-  if (!records_.empty() && !(idOf(records_.back()) < split)) sorted_ = false;
-  const auto shared = static_cast<uint32_t>(findSharedIdPart(sharedIds_, split.shared));
-  if (shared == sharedIds_.size()) sharedIds_.emplace_back(split.shared);
-  const std::optional<core::TimePoint> time = core::parseIso8601(modified);
-  const bool asTime = time && core::formatIso8601(*time) == modified;
-  records_.push_back({texts_.size(), static_cast<uint32_t>(split.own.size()),
-                      static_cast<uint32_t>(path.size()),
-                      asTime ? kModifiedTime : static_cast<uint32_t>(modified.size()), shared});
-  texts_ += split.own;
-  texts_ += path;
-  if (asTime) {
-    const int64_t micros = time->time_since_epoch().count();
-    texts_.append(reinterpret_cast<const char*>(&micros), sizeof micros);
-  } else {
-    texts_ += modified;
-  }
+  if (!records_.empty() && !(idOf(records_.back()) < id)) sorted_ = false;
+  records_.push_back({texts_.size(), static_cast<uint32_t>(id.size()), static_cast<uint32_t>(path.size()),
+                      static_cast<uint32_t>(modified.size())});
+  (((texts_ += id.shared) += id.own) += path) += modified;
 }
 
 void LibraryExportManifest::sort() {
@@ -98,21 +77,14 @@ void LibraryExportManifest::sort() {
 
 std::string_view LibraryExportManifest::path(size_t index) const {
   const Record& record = records_[index];
-  return {texts_.data() + record.offset + record.ownIdSize, record.pathSize};
+  return {texts_.data() + record.offset + record.idSize, record.pathSize};
 }
 
 LibraryExportManifestEntry LibraryExportManifest::operator[](size_t index) const {
   const Record& record = records_[index];
-  const char* text = texts_.data() + record.offset + record.ownIdSize;
-  LibraryExportManifestEntry entry{idOf(record), {text, record.pathSize}, {}};
-  if (record.modifiedSize == kModifiedTime) {
-    int64_t micros = 0;
-    std::memcpy(&micros, text + record.pathSize, sizeof micros);
-    entry.modified = LibraryExportModified(core::TimePoint(std::chrono::microseconds(micros)));
-  } else {
-    entry.modified = std::string_view(text + record.pathSize, record.modifiedSize);
-  }
-  return entry;
+  const char* text = texts_.data() + record.offset + record.idSize;
+  return {
+      idOf(record), {text, record.pathSize}, std::string_view(text + record.pathSize, record.modifiedSize)};
 }
 
 bool LibraryExportManifest::operator==(const LibraryExportManifest& other) const {
@@ -168,22 +140,6 @@ bool readLibraryExportManifest(std::string_view text, const LibraryExportManifes
     return false;
   }
   return named && fits;
-}
-
-std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text) {
-  LibraryExportManifest manifest;
-  // Neither the texts nor the entries outgrow what the manifest's size allows
-  // (an entry takes 32 bytes of it at least); pages they do not reach are
-  // never touched.
-  manifest.reserve(text.size() / 32, text.size());
-  LibraryExportManifestReading reading;
-  reading.entry = [&](std::string_view id, std::string_view path, std::string_view modified) {
-    manifest.add(id, path, modified);
-  };
-  reading.restart = [&] { manifest = {}; };
-  if (!readLibraryExportManifest(text, reading)) return std::nullopt;
-  manifest.sort();
-  return manifest;
 }
 
 LibraryExportManifestFormatter::LibraryExportManifestFormatter(std::function<void(std::string_view)> piece)

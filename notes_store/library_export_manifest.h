@@ -6,7 +6,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <initializer_list>
 #include <optional>
@@ -21,9 +20,8 @@ namespace zephyl::notes_store {
 
 inline constexpr std::string_view kExportManifestName = ".zephyl-export.json";
 
-// A note's modification time as a manifest records it (ISO 8601). Kept as the
-// time it names when formatIso8601 gives back its text exactly, as it does
-// for every manifest Zephyl writes: 8 bytes where the text takes 27.
+// A note's modification time as a manifest records it (ISO 8601): the text
+// read from a manifest, or a note's time, formatted only when written.
 struct LibraryExportModified {
   std::string_view text;  // when not kept as a time
   std::optional<core::TimePoint> time;
@@ -32,10 +30,12 @@ struct LibraryExportModified {
   LibraryExportModified(std::string_view recorded) : text(recorded) {}
   LibraryExportModified(const char* recorded) : text(recorded) {}
   explicit LibraryExportModified(core::TimePoint recorded) : time(recorded) {}
+  // What a manifest records of a note modified at `modified` ("" for none).
+  static LibraryExportModified of(const std::optional<core::TimePoint>& modified) {
+    return modified ? LibraryExportModified(*modified) : LibraryExportModified("");
+  }
 
   std::string formatted() const;
-  // Whether this records `modified`, as formatIso8601 writes it ("" for none).
-  bool records(const std::optional<core::TimePoint>& modified) const;
   friend bool operator==(const LibraryExportModified& a, const LibraryExportModified& b) {
     return a.formatted() == b.formatted();
   }
@@ -49,8 +49,7 @@ struct LibraryExportManifestEntry {
   bool operator==(const LibraryExportManifestEntry&) const = default;
 };
 
-// The notes an export recorded, in id order. Their texts share one allocation,
-// about what the manifest takes on disk.
+// Notes a manifest records, in id order; their texts share one allocation.
 class LibraryExportManifest {
  public:
   LibraryExportManifest() = default;
@@ -62,12 +61,6 @@ class LibraryExportManifest {
   void add(const LibraryExportNoteId& id, std::string_view path, std::string_view modified);
   // Puts the entries in id order, keeping the last of a repeated id.
   void sort();
-  // Room for `count` entries whose texts take `bytes` in all: growing copies
-  // what is held, and leaves the old room behind as holes.
-  void reserve(size_t count, size_t bytes) {
-    records_.reserve(count);
-    texts_.reserve(bytes);
-  }
 
   size_t size() const { return records_.size(); }
   bool empty() const { return records_.empty(); }
@@ -78,22 +71,19 @@ class LibraryExportManifest {
   bool operator==(const LibraryExportManifest& other) const;
 
  private:
-  static constexpr uint32_t kModifiedTime = UINT32_MAX;
   struct Record {
-    uint64_t offset;  // of the id's own part in texts_, with path and modification time after it
-    uint32_t ownIdSize;
+    uint64_t offset;  // of the id in texts_, with path and modification time after it
+    uint32_t idSize;
     uint32_t pathSize;
-    uint32_t modifiedSize;  // kModifiedTime: 8 bytes of microseconds since 1970
-    uint32_t sharedId;      // in sharedIds_
+    uint32_t modifiedSize;
   };
   LibraryExportNoteId idOf(const Record& record) const {
-    return {sharedIds_[record.sharedId], {texts_.data() + record.offset, record.ownIdSize}};
+    return std::string_view(texts_.data() + record.offset, record.idSize);
   }
 
   std::string texts_;
   std::vector<Record> records_;
-  std::deque<std::string> sharedIds_;  // the ids' shared parts: one a store
-  bool sorted_ = true;                 // in id order, no id repeated
+  bool sorted_ = true;  // in id order, no id repeated
 };
 
 // What reading a manifest's text hands out.
@@ -111,9 +101,6 @@ struct LibraryExportManifestReading {
 // naming a path outside the export folder. The entries handed out then do
 // not count.
 bool readLibraryExportManifest(std::string_view text, const LibraryExportManifestReading& reading);
-
-// The notes an earlier export recorded; nullopt when `text` is not a manifest of ours.
-std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text);
 
 // A manifest's text, handed out in pieces as its entries are added in id
 // order: a JSON object with one space of indent per level, keys sorted,

@@ -7,6 +7,18 @@
 namespace zephyl::notes_store {
 namespace {
 
+std::optional<LibraryExportManifest> parseLibraryExportManifest(std::string_view text) {
+  LibraryExportManifest manifest;
+  LibraryExportManifestReading reading;
+  reading.entry = [&](std::string_view id, std::string_view path, std::string_view modified) {
+    manifest.add(id, path, modified);
+  };
+  reading.restart = [&] { manifest = {}; };
+  if (!readLibraryExportManifest(text, reading)) return std::nullopt;
+  manifest.sort();
+  return manifest;
+}
+
 TEST(LibraryExportManifest, WritesWhatTheJsonLibraryWouldAndReadsItBack) {
   const LibraryExportManifest manifests[] = {
       {},

@@ -46,17 +46,4 @@ struct LibraryExportNoteId {
 // it ends in no number.
 LibraryExportNoteId splitNoteId(std::string_view id);
 
-// Where `shared` is among the last few of `known`, the shared parts kept so
-// far; known.size() when it is not. A library has one store, so one shared
-// part as a rule, and looking at only the last few keeps a list of many from
-// costing a look through it per id.
-template <typename Texts>
-size_t findSharedIdPart(const Texts& known, std::string_view shared) {
-  constexpr size_t kLooked = 4;
-  for (size_t i = known.size(); i > 0 && i + kLooked > known.size(); --i) {
-    if (known[i - 1] == shared) return i - 1;
-  }
-  return known.size();
-}
-
 }  // namespace zephyl::notes_store

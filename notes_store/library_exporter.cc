@@ -367,9 +367,7 @@ class ExportWrite {
         const LibraryExportNoteId id = notes_[i].id();
         for (; next < gone.size() && gone[next].id < id; ++next) out.add(gone[next]);
         if (actions_[i] == Action::kWritten) {
-          const std::optional<core::TimePoint> modified = notes_[i].modifiedAt();
-          out.add(
-              {id, plan_.target(i), modified ? LibraryExportModified(*modified) : LibraryExportModified("")});
+          out.add({id, plan_.target(i), LibraryExportModified::of(notes_[i].modifiedAt())});
         } else if (const auto previous = plan_.previous(i)) {
           out.add({id, previous->path, previous->modified});
         }
