@@ -92,10 +92,30 @@ std::string safePathComponent(std::string_view name, std::string_view fallback, 
   return safe;
 }
 
-void appendExportNoteName(std::string& out, std::string_view title, uint32_t number) {
-  appendSafePathComponent(out, title, "Untitled");
+namespace {
+
+// A name handed out with its number: "stem (n).ext", from n = 2.
+void appendNumbered(std::string& out, uint32_t number, std::string_view extension) {
   if (number > 1) ((out += " (") += std::to_string(number)) += ')';
-  out += ".md";
+  out += extension;
+}
+
+}  // namespace
+
+std::string exportPathIn(std::string_view folder, std::string_view name) {
+  std::string path;
+  path.reserve(folder.size() + 1 + name.size());
+  if (!folder.empty()) (path += folder) += '/';
+  return path += name;
+}
+
+std::string exportNotePath(std::string_view folder, std::string_view title, uint32_t number) {
+  std::string path;
+  path.reserve(folder.size() + title.size() + 16);
+  if (!folder.empty()) (path += folder) += '/';
+  appendSafePathComponent(path, title, "Untitled");
+  appendNumbered(path, number, ".md");
+  return path;
 }
 
 uint32_t exportNoteNameNumber(std::string_view name, std::string_view stem) {
@@ -194,12 +214,14 @@ void ExportPathAllocator::NameOwners::reserve(size_t count, size_t bytes) {
 
 void ExportPathAllocator::NameOwners::rehash(size_t slots) {
   slots_.assign(slots, 0);
+  for (uint32_t i = 0; i < entries_.size(); ++i) place(i);
+}
+
+void ExportPathAllocator::NameOwners::place(uint32_t entry) {
   const size_t mask = slots_.size() - 1;
-  for (uint32_t i = 0; i < entries_.size(); ++i) {
-    size_t at = hashOf(keyOf(entries_[i])) & mask;
-    while (slots_[at] != 0) at = (at + 1) & mask;
-    slots_[at] = i + 1;
-  }
+  size_t at = hashOf(keyOf(entries_[entry])) & mask;
+  while (slots_[at] != 0) at = (at + 1) & mask;
+  slots_[at] = entry + 1;
 }
 
 std::optional<uint32_t> ExportPathAllocator::NameOwners::find(std::string_view key) const {
@@ -213,18 +235,15 @@ std::optional<uint32_t> ExportPathAllocator::NameOwners::find(std::string_view k
 
 std::pair<uint32_t, bool> ExportPathAllocator::NameOwners::claim(std::string_view key,
                                                                  std::string_view owner) {
+  if (const std::optional<uint32_t> found = find(key)) return {*found, false};
   // Kept at most half full.
   if ((entries_.size() + 1) * 2 > slots_.size()) rehash(std::max<size_t>(16, slots_.size() * 2));
-  const size_t mask = slots_.size() - 1;
-  size_t at = hashOf(key) & mask;
-  for (; slots_[at] != 0; at = (at + 1) & mask) {
-    if (keyOf(entries_[slots_[at] - 1]) == key) return {slots_[at] - 1, false};
-  }
+  const auto entry = static_cast<uint32_t>(entries_.size());
   entries_.push_back({static_cast<uint32_t>(keys_.size()), static_cast<uint32_t>(key.size()), owner.data(),
                       static_cast<uint32_t>(owner.size()), 0});
   keys_ += key;
-  slots_[at] = static_cast<uint32_t>(entries_.size());
-  return {slots_[at] - 1, true};
+  place(entry);
+  return {entry, true};
 }
 
 bool ExportPathAllocator::claimIn(Folder& folder, std::string_view name, std::string_view owner) {
@@ -271,20 +290,20 @@ std::string ExportPathAllocator::allocate(const std::string& folderPath, const s
   // Every name tried here ends as stem + extension does, or in ")".
   const std::string plain = stem + extension;
   Folder& names = openedFor(folderPath, plain);
-  auto withFolder = [&](std::string name) { return folderPath.empty() ? name : folderPath + "/" + name; };
   // A name handed out has no owner that a claim could name: no one else is given it.
   std::optional<uint32_t> stemEntry = names.attempts.find(plain);
   if (!stemEntry) {
-    if (names.owners.claim(fileNameKey(plain), {}).second) return withFolder(plain);
+    if (names.owners.claim(fileNameKey(plain), {}).second) return exportPathIn(folderPath, plain);
     stemEntry = names.attempts.claim(plain, {}).first;
   }
   // Every number below the one to try was taken when last tried, and names stay taken.
   uint32_t& next = names.attempts.nextAttempt(*stemEntry);
   for (next = std::max<uint32_t>(next, 2);; ++next) {
-    std::string name = stem + " (" + std::to_string(next) + ")" + extension;
+    std::string name = stem;
+    appendNumbered(name, next, extension);
     if (names.owners.claim(fileNameKey(name), {}).second) {
       ++next;
-      return withFolder(std::move(name));
+      return exportPathIn(folderPath, name);
     }
   }
 }

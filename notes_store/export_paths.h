@@ -22,12 +22,15 @@ std::string safePathComponent(std::string_view name, std::string_view fallback, 
 void appendSafePathComponent(std::string& out, std::string_view name, std::string_view fallback,
                              size_t maxBytes = 120);
 
-// Appends the name a note's file takes from its title: "Title.md" for
+// "<folder>/<name>", or `name` alone at the top of the export ("" folder).
+std::string exportPathIn(std::string_view folder, std::string_view name);
+
+// The path of the file a note's title names in `folder`: "Title.md" for
 // `number` 1, "Title (n).md" for n; the title made safe as safePathComponent
 // makes it ("Untitled" when nothing is left).
-void appendExportNoteName(std::string& out, std::string_view title, uint32_t number);
+std::string exportNotePath(std::string_view folder, std::string_view title, uint32_t number);
 // The number `name` takes after `stem`, the safe form of a title, as
-// appendExportNoteName writes it: 1 for "stem.md", n for "stem (n).md"; 0 when
+// exportNotePath writes it: 1 for "stem.md", n for "stem (n).md"; 0 when
 // it is not so written.
 uint32_t exportNoteNameNumber(std::string_view name, std::string_view stem);
 
@@ -98,6 +101,8 @@ class ExportPathAllocator {
       uint32_t nextAttempt;
     };
     void rehash(size_t slots);
+    // Puts `entry` in the first free slot from its key's hash.
+    void place(uint32_t entry);
     std::string_view keyOf(const Entry& entry) const {
       return std::string_view(keys_).substr(entry.keyStart, entry.keySize);
     }

@@ -97,15 +97,9 @@ void LibraryExportEarlierFiles::finish() {
 
 std::string LibraryExportEarlierFiles::path(uint32_t note, const LibraryExportNote& current) const {
   const Slot& slot = slots_[note];
-  const std::string& folder = folders_[slot.folder];
-  std::string path;
-  path.reserve(folder.size() + current.title().size() + 16);
-  path += folder;
-  if (!path.empty()) path += '/';
   const uint32_t name = slot.name & ~kModifiedApart;
-  if (name & kNameText) return path += names_[name & ~kNameText];
-  appendExportNoteName(path, current.title(), name);
-  return path;
+  if (name & kNameText) return exportPathIn(folders_[slot.folder], names_[name & ~kNameText]);
+  return exportNotePath(folders_[slot.folder], current.title(), name);
 }
 
 LibraryExportModified LibraryExportEarlierFiles::modified(uint32_t note,

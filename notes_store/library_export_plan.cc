@@ -69,12 +69,8 @@ std::string LibraryExportPlan::target(size_t index) const {
                                                            : std::string();
   }
   if (!(entry.newPath & LibraryExportPlanEntry::kNamedByTitle)) return std::string(newPaths[entry.newPath]);
-  const std::string& folder = exportFolders[notes[index].folder];
-  std::string path;
-  path.reserve(folder.size() + notes[index].title().size() + 16);
-  if (!folder.empty()) (path += folder) += '/';
-  appendExportNoteName(path, notes[index].title(), entry.newPath & ~LibraryExportPlanEntry::kNamedByTitle);
-  return path;
+  return exportNotePath(exportFolders[notes[index].folder], notes[index].title(),
+                        entry.newPath & ~LibraryExportPlanEntry::kNamedByTitle);
 }
 
 namespace {

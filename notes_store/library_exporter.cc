@@ -328,7 +328,7 @@ class ExportWrite {
   bool unchanged(size_t index) {
     const LibraryExportPlanEntry& entry = entries_[index];
     // A note given a new name cannot have it already: the earlier files' names stay reserved.
-    return !options_.force && entry.previous != LibraryExportPlanEntry::kNone &&
+    return entry.previous != LibraryExportPlanEntry::kNone &&
            entry.newPath == LibraryExportPlanEntry::kEarlierPath && keptAsIs_[entry.previous];
   }
 
@@ -695,7 +695,8 @@ LibraryExportSummary exportLibrary(NotesDatabaseConnection& connection, core::Fi
   reader.join();
   if (readError) std::rethrow_exception(readError);
   LibraryExportEarlierFiles earlier = readEarlierFiles(manifest, library.notes.notes());
-  refuseUnlessOurs();
+  // A manifest may prove not to be ours only once it is read.
+  if (manifest.state == ManifestState::kForeign) refuseUnlessOurs();
   // From here on the folder is ours: a run that stops at any point, even by
   // kill -9, leaves a manifest, so the next one resumes instead of refusing.
   if (manifest.state != ManifestState::kOurs) {
