@@ -1,5 +1,9 @@
 #include "notes_store/library_export_note_uuid.h"
 
+#include <algorithm>
+#include <cctype>
+#include <string>
+
 namespace zephyl::notes_store {
 
 namespace {
@@ -33,18 +37,33 @@ std::optional<UuidBytes> parseUuidBytes(std::string_view text) {
   return bytes;
 }
 
-LibraryExportNoteUuid::LibraryExportNoteUuid(const UuidBytes& bytes) : fromBytes_(true) {
+LibraryExportNoteUuid LibraryExportNoteUuid::read(std::string_view text) {
+  if (const std::optional<UuidBytes> bytes = parseUuidBytes(text)) return LibraryExportNoteUuid(*bytes);
+  return LibraryExportNoteUuid(text);
+}
+
+std::string LibraryExportNoteUuid::text() const {
+  if (!fromBytes_) return std::string(text_);
   constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text(kTextSize, '-');
   size_t nibble = 0;
   for (size_t i = 0; i < kTextSize; ++i) {
-    if (isDashAt(i)) {
-      buffer_[i] = '-';
-      continue;
-    }
-    const uint8_t byte = bytes[nibble / 2];
-    buffer_[i] = kDigits[nibble % 2 == 0 ? byte >> 4 : byte & 0xF];
+    if (isDashAt(i)) continue;
+    const uint8_t byte = bytes_[nibble / 2];
+    text[i] = kDigits[nibble % 2 == 0 ? byte >> 4 : byte & 0xF];
     ++nibble;
   }
+  return text;
+}
+
+bool lessIgnoringCase(const LibraryExportNoteUuid& a, const LibraryExportNoteUuid& b) {
+  // Hex digits in capitals sort as the values they stand for, and the dashes
+  // stand at the same places: bytes compare as the texts would.
+  if (a.fromBytes_ && b.fromBytes_) return a.bytes_ < b.bytes_;
+  const std::string x = a.text(), y = b.text();
+  return std::lexicographical_compare(
+      x.begin(), x.end(), y.begin(), y.end(),
+      [](unsigned char p, unsigned char q) { return std::toupper(p) < std::toupper(q); });
 }
 
 }  // namespace zephyl::notes_store

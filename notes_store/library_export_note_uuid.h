@@ -1,7 +1,9 @@
 // A note's UUID as an export keeps it: in the usual form, 8-4-4-4-12 hex
 // digits in either case, as its 16 bytes rather than 36 characters; any other
 // text as it is. An export only ever compares UUIDs without telling case
-// apart, so one kept as bytes is given back in capitals.
+// apart, so one kept as bytes is given back in capitals, and two kept as bytes
+// are compared as bytes, in the order of their texts: a library's worth of
+// them are sorted for the links between notes.
 #pragma once
 
 #include <array>
@@ -20,17 +22,19 @@ class LibraryExportNoteUuid {
  public:
   static constexpr size_t kTextSize = 36;
 
-  explicit LibraryExportNoteUuid(const UuidBytes& bytes);
+  explicit LibraryExportNoteUuid(const UuidBytes& bytes) : bytes_(bytes), fromBytes_(true) {}
   explicit LibraryExportNoteUuid(std::string_view text) : text_(text) {}
+  // The usual form as bytes, anything else as text.
+  static LibraryExportNoteUuid read(std::string_view text);
 
-  std::string_view text() const { return fromBytes_ ? std::string_view(buffer_, kTextSize) : text_; }
-  // The text may be in this value itself: a view of it lasts only as long
-  // as the value, as for a temporary passed to a function taking text.
-  operator std::string_view() const { return text(); }
+  std::string text() const;
+
+  // Whether `a` comes before `b`, their texts compared without telling case apart.
+  friend bool lessIgnoringCase(const LibraryExportNoteUuid& a, const LibraryExportNoteUuid& b);
 
  private:
+  UuidBytes bytes_{};
   bool fromBytes_ = false;
-  char buffer_[kTextSize];
   std::string_view text_;
 };
 

@@ -30,5 +30,28 @@ TEST(LibraryExportNoteUuid, KeepsTheUsualFormAsBytesAndAnythingElseAsText) {
   }
 }
 
+// Kept as bytes or as text, UUIDs are ordered as their texts are without
+// telling case apart: notes sorted one way are found the other.
+TEST(LibraryExportNoteUuid, OrdersAsTheTextsDoCaseAside) {
+  const std::string_view texts[] = {
+      "2C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5", "2c6d8e2f-0a1b-4c5d-9e8f-a0b1c2d3e4f6",
+      "9C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5", "AC6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5",
+      "a06D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5", "2C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F",
+      "2C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5x", "b", "", "{2C6D8E2F}",
+  };
+  const auto upper = [](std::string_view text) {
+    std::string out(text);
+    for (char& c : out) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return out;
+  };
+  for (const std::string_view a : texts) {
+    for (const std::string_view b : texts) {
+      EXPECT_EQ(lessIgnoringCase(LibraryExportNoteUuid::read(a), LibraryExportNoteUuid::read(b)),
+                upper(a) < upper(b))
+          << a << " vs " << b;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace zephyl::notes_store

@@ -251,13 +251,6 @@ std::string frontMatter(const LibraryExportNote& note, const std::string& folder
   return out;
 }
 
-// For finding notes by UUID without telling case apart.
-bool lessIgnoringCase(std::string_view a, std::string_view b) {
-  return std::lexicographical_compare(
-      a.begin(), a.end(), b.begin(), b.end(),
-      [](unsigned char x, unsigned char y) { return std::toupper(x) < std::toupper(y); });
-}
-
 // The write step of one export: the plan's notes in batches, each changed note
 // rendered and replaced, the manifest kept up with what is on disk. Rendering
 // and writing a note depends on no other note, so two workers share each
@@ -569,11 +562,12 @@ class ExportWrite {
   // The relative link from a note in `fromFolder` to the note `identifier`
   // names, when that note is exported.
   std::optional<std::string> linkTarget(std::string_view fromFolder, std::string_view identifier) const {
-    const auto linked = std::lower_bound(byIdentifier_.begin(), byIdentifier_.end(), identifier,
-                                         [this](uint32_t note, std::string_view wanted) {
-                                           return lessIgnoringCase(notes_[note].uuid(), wanted);
+    const LibraryExportNoteUuid wanted = LibraryExportNoteUuid::read(identifier);
+    const auto linked = std::lower_bound(byIdentifier_.begin(), byIdentifier_.end(), wanted,
+                                         [this](uint32_t note, const LibraryExportNoteUuid& uuid) {
+                                           return lessIgnoringCase(notes_[note].uuid(), uuid);
                                          });
-    if (linked == byIdentifier_.end() || lessIgnoringCase(identifier, notes_[*linked].uuid()) ||
+    if (linked == byIdentifier_.end() || lessIgnoringCase(wanted, notes_[*linked].uuid()) ||
         notes_[*linked].locked) {
       return std::nullopt;
     }
