@@ -34,10 +34,16 @@ TEST(LibraryExportNoteUuid, KeepsTheUsualFormAsBytesAndAnythingElseAsText) {
 // telling case apart: notes sorted one way are found the other.
 TEST(LibraryExportNoteUuid, OrdersAsTheTextsDoCaseAside) {
   const std::string_view texts[] = {
-      "2C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5", "2c6d8e2f-0a1b-4c5d-9e8f-a0b1c2d3e4f6",
-      "9C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5", "AC6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5",
-      "a06D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5", "2C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F",
-      "2C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5x", "b", "", "{2C6D8E2F}",
+      "2C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5",
+      "2c6d8e2f-0a1b-4c5d-9e8f-a0b1c2d3e4f6",
+      "9C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5",
+      "AC6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5",
+      "a06D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5",
+      "2C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F",
+      "2C6D8E2F-0A1B-4C5D-9E8F-A0B1C2D3E4F5x",
+      "b",
+      "",
+      "{2C6D8E2F}",
   };
   const auto upper = [](std::string_view text) {
     std::string out(text);

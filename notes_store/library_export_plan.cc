@@ -9,7 +9,6 @@
 #include "notes_store/component_path.h"
 #include "notes_store/export_paths.h"
 #include "notes_store/folder_display_path.h"
-#include "notes_store/notes_object_identifier.h"
 
 namespace zephyl::notes_store {
 namespace {

@@ -1,7 +1,8 @@
 // What an export will write, decided before anything is written: the order in
 // which notes choose names, each note's file and folder, the earlier files
 // that notes keep or leave (renames), and the earlier files whose notes are
-// gone. Pure: the library's rows and the earlier manifest in, names out.
+// gone. Pure: the library's notes and what an earlier export recorded of them
+// in, names out.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +21,7 @@ namespace zephyl::notes_store {
 // What the plan decided for one note.
 struct LibraryExportPlanEntry {
   static constexpr uint32_t kEarlierPath = UINT32_MAX;
+  static constexpr uint32_t kNamedByTitle = 0x80000000;
   static constexpr uint32_t kNone = UINT32_MAX;
   // The note's place in LibraryExportPlan::earlier, or kNone when no earlier
   // export recorded it.
@@ -30,7 +32,6 @@ struct LibraryExportPlanEntry {
   // kEarlierPath when the earlier file still fits, or the note is locked and
   // has no file.
   uint32_t newPath = kEarlierPath;
-  static constexpr uint32_t kNamedByTitle = 0x80000000;
 };
 
 struct LibraryExportPlan {
