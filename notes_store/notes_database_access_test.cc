@@ -212,6 +212,41 @@ TEST_F(NotesDatabaseAccessTest, FolderTreeAndNoteListSkipTrashAndDeletedButNamed
   EXPECT_EQ((*empty)[0].modifiedAt, std::nullopt);
 }
 
+// Which notes the list keeps, by their own and their folder's deletion flags
+// and the folder's type: the reader without joins filters in code what the
+// joined statement filters in SQL, where a NULL flag drops the row.
+TEST_F(NotesDatabaseAccessTest, DeletionFlagsAndTheTrashDropTheSameNotesWithAndWithoutJoins) {
+  NotesLibraryBuilder builder;
+  const std::optional<int64_t> flags[] = {std::nullopt, 0, 1, 2};
+  std::vector<std::string> expected;
+  for (const auto folderFlag : flags) {
+    for (const int folderType : {0, 1, 2}) {
+      const std::string folderName = "F" + (folderFlag ? std::to_string(*folderFlag) : std::string("null")) +
+                                     "t" + std::to_string(folderType);
+      const int64_t folder =
+          builder.addFolder({.title = folderName, .folderType = folderType, .markedForDeletion = folderFlag});
+      for (const auto noteFlag : flags) {
+        const std::string title =
+            folderName + "n" + (noteFlag ? std::to_string(*noteFlag) : std::string("null"));
+        builder.addNote({.title = title, .folder = folder, .markedForDeletion = noteFlag, .modifiedAt = 1});
+        const auto kept = [](std::optional<int64_t> flag) { return flag && *flag != 1; };
+        if (kept(folderFlag) && folderType != 1 && kept(noteFlag)) expected.push_back(title);
+      }
+    }
+  }
+  // A note in no folder, or in a folder that is not there, is not listed either.
+  builder.addNote({.title = "Nowhere", .folder = 999999, .modifiedAt = 1});
+  const auto path = write(builder);
+  const auto notes = read(path, [](auto& c) { return NotesDatabaseAccess::fetchNoteList(c); });
+  ASSERT_TRUE(notes.has_value());
+  std::vector<std::string> titles;
+  for (const auto& note : *notes) titles.push_back(note.title);
+  std::sort(titles.begin(), titles.end());
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(titles, expected);
+  EXPECT_EQ(rowTexts(*read(path, noteListWithoutJoins)), rowTexts(*notes));
+}
+
 TEST_F(NotesDatabaseAccessTest, DatesOutsideTheCalendarOrOfAnotherTypeAreNull) {
   NotesLibraryBuilder builder;
   const int64_t folder = builder.addFolder({.title = "F"});

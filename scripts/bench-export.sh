@@ -6,8 +6,13 @@
 #   nothing changed: the note list SQL in the sqlite3 shell plus one stat per
 #                  exported file (`find -printf %s`).
 # Times are the best of two runs (of three with nothing changed). Prints wall
-# and CPU time, peak memory, the ratios, and the first export's time per note
-# at each size (linear when they agree) beside the floor's cp -r per file.
+# and CPU time, peak memory and the ratios at each size; the first export's
+# peak memory above that of a 100-note library (the process and its fixed
+# buffers) beside the manifest it writes and the largest note, which is what
+# the run may hold, and its growth a note from the smallest size to the
+# largest beside the manifest's. Then the first export's time per note at
+# every size, from rounds over the sizes (linear when they agree, the spread
+# is their largest over their smallest), beside the floor's cp -r per file.
 #
 # Usage: scripts/bench-export.sh [--quick]   (--quick leaves out 300,000 notes)
 # ZEPHYL=path measures another binary (an older build, for a before/after);
@@ -56,8 +61,17 @@ calc() { awk "BEGIN { printf \"%.2f\", $1 }"; }
 less() { awk "BEGIN { exit !($1 < $2) }"; }
 ratio() { calc "$1 / $2"; }
 
-declare -A perNote perFile
+declare -A perNote peakKiB manifestBytes
 echo "machine: $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)"
+
+# The process with its fixed buffers: the peak of exporting a 100-note library.
+small="$samples/sample-100.sqlite"
+[ -f "$small" ] || "$ZEPHYL" sample-library "$small" --notes 100 --seed 7 >/dev/null
+rm -rf "$out/export"
+measure "$ZEPHYL" --db "$small" export "$out/export"
+baseKiB=$kib
+rm -rf "$out/export"
+echo "a 100-note library's export: peak $((baseKiB / 1024)) MiB"
 for notes in "${sizes[@]}"; do
   library="$samples/sample-$notes.sqlite"
   [ -f "$library" ] || "$ZEPHYL" sample-library "$library" --notes "$notes" --seed 7 >/dev/null
@@ -67,27 +81,33 @@ for notes in "${sizes[@]}"; do
   # First export: the best of two, beside the best of two of each floor (a
   # shared host's tmpfs can slow by half from one minute to the next); the
   # peak is the larger of the two runs'.
-  first_wall=999999 first_cpu=0 first_peak=0 inflate_wall=999999 inflate_cpu=0 copy_wall=999999 copy_cpu=0
+  first_wall=999999 first_cpu=0 first_peak=0 first_peak_kib=0 inflate_wall=999999 inflate_cpu=0 copy_wall=999999 copy_cpu=0
   for _ in 1 2; do
     rm -rf "$export_dir" "$out/copy"
     measure "$ZEPHYL" --db "$library" export "$export_dir"
     if less "$wall" "$first_wall"; then first_wall=$wall first_cpu=$cpu; fi
     [ "$peak" -gt "$first_peak" ] && first_peak=$peak
+    [ "$kib" -gt "$first_peak_kib" ] && first_peak_kib=$kib
     measure python3 "$work/inflate.py" "$library"
     if less "$wall" "$inflate_wall"; then inflate_wall=$wall inflate_cpu=$cpu; fi
     measure cp -r "$export_dir" "$out/copy"
     if less "$wall" "$copy_wall"; then copy_wall=$wall copy_cpu=$cpu; fi
   done
   rm -rf "$out/copy"
+  peakKiB[$notes]=$first_peak_kib
+  manifestBytes[$notes]=$(stat -c %s "$export_dir/.zephyl-export.json")
+  largest=$(find "$export_dir" -type f -name '*.md' -printf '%s\n' | sort -n | tail -1)
+  above=$(((first_peak_kib - baseKiB) * 1024))
   floor_wall=$(calc "$inflate_wall + $copy_wall") floor_cpu=$(calc "$inflate_cpu + $copy_cpu")
   perNote[$notes]=$(awk "BEGIN { printf \"%.1f\", $first_wall * 1000000 / $notes }")
   files=$(find "$export_dir" -type f -name '*.md' | wc -l)
-  perFile[$notes]=$(awk "BEGIN { printf \"%.1f\", $copy_wall * 1000000 / $files }")
 
   echo "== $notes notes ($files files)"
   printf '  first export       Zephyl %6.2f s (%5.2f s CPU, %4d MiB)   floor %6.2f s (%5.2f s CPU: inflate %.2f + cp -r %.2f)   %s× wall, %s× CPU, %s µs a note\n' \
     "$first_wall" "$first_cpu" "$first_peak" "$floor_wall" "$floor_cpu" "$inflate_wall" "$copy_wall" \
     "$(ratio "$first_wall" "$floor_wall")" "$(ratio "$first_cpu" "$floor_cpu")" "${perNote[$notes]}"
+  printf '  first export memory: %s MiB above the 100-note export   the manifest %s MiB, the largest note %s KiB\n' \
+    "$(calc "$above / 1048576")" "$(calc "${manifestBytes[$notes]} / 1048576")" "$(calc "${largest:-0} / 1024")"
 
   # Nothing changed: best of three, beside the best of three floors.
   manifest="$export_dir/.zephyl-export.json"
@@ -111,9 +131,37 @@ for notes in "${sizes[@]}"; do
     "$(ratio "$best_wall" "$best_floor_wall")" "$(ratio "$best_cpu" "$best_floor_cpu")" "$rewritten"
 done
 
-line="first export per note:"
-for notes in "${sizes[@]}"; do line+=" ${notes}: ${perNote[$notes]} µs"; done
-echo "$line (load now $(cut -d' ' -f1 /proc/loadavg))"
-line="the floor's cp -r per file:"
-for notes in "${sizes[@]}"; do line+=" ${notes}: ${perFile[$notes]} µs"; done
-echo "$line"
+# Linearity: the first export at every size, round after round, so that each
+# size meets the host as it is in that minute; the best of three a size, beside
+# the best of three `cp -r` of each export.
+declare -A bestNote bestFile
+for _ in 1 2 3; do
+  for notes in "${sizes[@]}"; do
+    rm -rf "$out/export" "$out/copy"
+    measure "$ZEPHYL" --db "$samples/sample-$notes.sqlite" export "$out/export"
+    each=$(calc "$wall * 1000000 / $notes")
+    if [ -z "${bestNote[$notes]:-}" ] || less "$each" "${bestNote[$notes]}"; then bestNote[$notes]=$each; fi
+    files=$(find "$out/export" -type f -name '*.md' | wc -l)
+    measure cp -r "$out/export" "$out/copy"
+    each=$(calc "$wall * 1000000 / $files")
+    if [ -z "${bestFile[$notes]:-}" ] || less "$each" "${bestFile[$notes]}"; then bestFile[$notes]=$each; fi
+  done
+done
+rm -rf "$out/export" "$out/copy"
+spread() {
+  local -n of=$1
+  local low=999999 high=0
+  for notes in "${sizes[@]}"; do
+    less "${of[$notes]}" "$low" && low=${of[$notes]}
+    less "$high" "${of[$notes]}" && high=${of[$notes]}
+  done
+  ratio "$high" "$low"
+}
+line="first export per note, best of three rounds:"
+for notes in "${sizes[@]}"; do line+=" ${notes}: ${bestNote[$notes]} µs"; done
+echo "$line   spread $(spread bestNote)× (load now $(cut -d' ' -f1 /proc/loadavg))"
+line="the floor's cp -r per file, same rounds:"
+for notes in "${sizes[@]}"; do line+=" ${notes}: ${bestFile[$notes]} µs"; done
+echo "$line   spread $(spread bestFile)×"
+first=${sizes[0]} last=${sizes[-1]}
+echo "first export memory growth from $first to $last notes: $(calc "(${peakKiB[$last]} - ${peakKiB[$first]}) * 1024 / ($last - $first)") bytes a note; the manifest: $(calc "(${manifestBytes[$last]} - ${manifestBytes[$first]}) / ($last - $first)") bytes a note"
