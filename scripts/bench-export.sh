@@ -11,8 +11,9 @@
 # buffers) beside the manifest it writes and the largest note, which is what
 # the run may hold, and its growth a note from the smallest size to the
 # largest beside the manifest's. Then the first export's time per note at
-# every size, from rounds over the sizes (linear when they agree, the spread
-# is their largest over their smallest), beside the floor's cp -r per file.
+# every size, the best of those two runs and three more in rounds over the
+# sizes (linear when they agree; the spread is the largest over the smallest),
+# beside the floor's cp -r per file.
 #
 # Usage: scripts/bench-export.sh [--quick]   (--quick leaves out 300,000 notes)
 # ZEPHYL=path measures another binary (an older build, for a before/after);
@@ -50,18 +51,23 @@ for (blob,) in db.execute("SELECT zdata FROM zicnotedata WHERE zdata IS NOT NULL
 EOF
 
 # Runs a command with its output discarded; sets wall, cpu (user + system) and peak (MiB).
+# The wall time is taken to the microsecond: time's own is in hundredths, too
+# coarse for the small library's 0.06 s.
 measure() {
-  /usr/bin/time -f "%e %U %S %M" -o "$work/time" "$@" >/dev/null 2>"$work/stderr" ||
+  local start=$EPOCHREALTIME
+  /usr/bin/time -f "%U %S %M" -o "$work/time" "$@" >/dev/null 2>"$work/stderr" ||
     { cat "$work/stderr" >&2; return 1; }
-  read -r wall user system kib <"$work/time"
+  wall=$(awk "BEGIN { printf \"%.4f\", $EPOCHREALTIME - $start }")
+  read -r user system kib <"$work/time"
   cpu=$(calc "$user + $system")
   peak=$((kib / 1024))
 }
 calc() { awk "BEGIN { printf \"%.2f\", $1 }"; }
+exact() { awk "BEGIN { printf \"%.4f\", $1 }"; }
 less() { awk "BEGIN { exit !($1 < $2) }"; }
 ratio() { calc "$1 / $2"; }
 
-declare -A perNote peakKiB manifestBytes
+declare -A perNote peakKiB manifestBytes bestNote bestFile
 echo "machine: $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)"
 
 # The process with its fixed buffers: the peak of exporting a 100-note library.
@@ -98,9 +104,11 @@ for notes in "${sizes[@]}"; do
   manifestBytes[$notes]=$(stat -c %s "$export_dir/.zephyl-export.json")
   largest=$(find "$export_dir" -type f -name '*.md' -printf '%s\n' | sort -n | tail -1)
   above=$(((first_peak_kib - baseKiB) * 1024))
-  floor_wall=$(calc "$inflate_wall + $copy_wall") floor_cpu=$(calc "$inflate_cpu + $copy_cpu")
+  floor_wall=$(exact "$inflate_wall + $copy_wall") floor_cpu=$(calc "$inflate_cpu + $copy_cpu")
   perNote[$notes]=$(awk "BEGIN { printf \"%.1f\", $first_wall * 1000000 / $notes }")
   files=$(find "$export_dir" -type f -name '*.md' | wc -l)
+  bestNote[$notes]=$(calc "$first_wall * 1000000 / $notes")
+  bestFile[$notes]=$(calc "$copy_wall * 1000000 / $files")
 
   echo "== $notes notes ($files files)"
   printf '  first export       Zephyl %6.2f s (%5.2f s CPU, %4d MiB)   floor %6.2f s (%5.2f s CPU: inflate %.2f + cp -r %.2f)   %s× wall, %s× CPU, %s µs a note\n' \
@@ -119,22 +127,21 @@ for notes in "${sizes[@]}"; do
     measure sqlite3 -readonly "$library" -init "$work/notes.sql" .quit
     sql_wall=$wall sql_cpu=$cpu
     measure find "$export_dir" -type f -printf '%s\n'
-    floor_wall=$(calc "$sql_wall + $wall") floor_cpu=$(calc "$sql_cpu + $cpu")
+    floor_wall=$(exact "$sql_wall + $wall") floor_cpu=$(calc "$sql_cpu + $cpu")
     if less "$floor_wall" "$best_floor_wall"; then
       best_floor_wall=$floor_wall best_floor_cpu=$floor_cpu
     fi
   done
   [ "$(stat -c '%Y.%Z %i' "$manifest")" = "$before" ] && rewritten="manifest untouched" ||
     rewritten="MANIFEST REWRITTEN"
-  printf '  nothing changed    Zephyl %6.2f s (%5.2f s CPU, %4d MiB)   floor %6.2f s (%5.2f s CPU: SQL + a stat per file)   %s× wall, %s× CPU, %s\n' \
+  printf '  nothing changed    Zephyl %6.3f s (%5.2f s CPU, %4d MiB)   floor %6.3f s (%5.2f s CPU: SQL + a stat per file)   %s× wall, %s× CPU, %s\n' \
     "$best_wall" "$best_cpu" "$best_peak" "$best_floor_wall" "$best_floor_cpu" \
     "$(ratio "$best_wall" "$best_floor_wall")" "$(ratio "$best_cpu" "$best_floor_cpu")" "$rewritten"
 done
 
-# Linearity: the first export at every size, round after round, so that each
-# size meets the host as it is in that minute; the best of three a size, beside
-# the best of three `cp -r` of each export.
-declare -A bestNote bestFile
+# Linearity: three more first exports at every size, round after round, so
+# that each size meets the host as it is in that minute; the best of the five
+# runs a size, beside the best of the five `cp -r` of its export.
 for _ in 1 2 3; do
   for notes in "${sizes[@]}"; do
     rm -rf "$out/export" "$out/copy"
@@ -157,10 +164,10 @@ spread() {
   done
   ratio "$high" "$low"
 }
-line="first export per note, best of three rounds:"
+line="first export per note, best of five runs:"
 for notes in "${sizes[@]}"; do line+=" ${notes}: ${bestNote[$notes]} µs"; done
 echo "$line   spread $(spread bestNote)× (load now $(cut -d' ' -f1 /proc/loadavg))"
-line="the floor's cp -r per file, same rounds:"
+line="the floor's cp -r per file, same runs:"
 for notes in "${sizes[@]}"; do line+=" ${notes}: ${bestFile[$notes]} µs"; done
 echo "$line   spread $(spread bestFile)×"
 first=${sizes[0]} last=${sizes[-1]}
