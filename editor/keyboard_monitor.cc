@@ -253,7 +253,6 @@ void KeyboardMonitor::revoke(uint64_t generation, EventTapRevocationReason reaso
     // Stopped, or stopped and started again, since this tick began.
     if (tapState_.generation != generation || !isStarted_) return;
     if (reason == EventTapRevocationReason::kExecutableReplaced) {
-      if (tapState_.executableReplacementReported) return;
       tapState_.executableReplacementReported = true;
       kLog.error() << "CGEvent tap blocked (executableReplaced)";
     }
