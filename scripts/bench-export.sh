@@ -67,7 +67,7 @@ exact() { awk "BEGIN { printf \"%.4f\", $1 }"; }
 less() { awk "BEGIN { exit !($1 < $2) }"; }
 ratio() { calc "$1 / $2"; }
 
-declare -A perNote peakKiB manifestBytes bestNote bestFile
+declare -A peakKiB manifestBytes bestNote bestFile
 echo "machine: $(nproc) cores, load $(cut -d' ' -f1-3 /proc/loadavg)"
 
 # The process with its fixed buffers: the peak of exporting a 100-note library.
@@ -105,7 +105,6 @@ for notes in "${sizes[@]}"; do
   largest=$(find "$export_dir" -type f -name '*.md' -printf '%s\n' | sort -n | tail -1)
   above=$(((first_peak_kib - baseKiB) * 1024))
   floor_wall=$(exact "$inflate_wall + $copy_wall") floor_cpu=$(calc "$inflate_cpu + $copy_cpu")
-  perNote[$notes]=$(awk "BEGIN { printf \"%.1f\", $first_wall * 1000000 / $notes }")
   files=$(find "$export_dir" -type f -name '*.md' | wc -l)
   bestNote[$notes]=$(calc "$first_wall * 1000000 / $notes")
   bestFile[$notes]=$(calc "$copy_wall * 1000000 / $files")
@@ -113,7 +112,7 @@ for notes in "${sizes[@]}"; do
   echo "== $notes notes ($files files)"
   printf '  first export       Zephyl %6.2f s (%5.2f s CPU, %4d MiB)   floor %6.2f s (%5.2f s CPU: inflate %.2f + cp -r %.2f)   %s× wall, %s× CPU, %s µs a note\n' \
     "$first_wall" "$first_cpu" "$first_peak" "$floor_wall" "$floor_cpu" "$inflate_wall" "$copy_wall" \
-    "$(ratio "$first_wall" "$floor_wall")" "$(ratio "$first_cpu" "$floor_cpu")" "${perNote[$notes]}"
+    "$(ratio "$first_wall" "$floor_wall")" "$(ratio "$first_cpu" "$floor_cpu")" "${bestNote[$notes]}"
   printf '  first export memory: %s MiB above the 100-note export   the manifest %s MiB, the largest note %s KiB\n' \
     "$(calc "$above / 1048576")" "$(calc "${manifestBytes[$notes]} / 1048576")" "$(calc "${largest:-0} / 1024")"
 
