@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -18,6 +17,7 @@
 #include "agents/internal/contained_path.h"
 #include "agents/internal/https_url.h"
 #include "agents/internal/sha256.h"
+#include "core/ascii_lowercase.h"
 #include "core/json_value.h"
 #include "core/logger.h"
 #include "core/utf8.h"
@@ -221,9 +221,7 @@ std::vector<std::string> loopbackArchiveHosts(std::string_view list) {
   std::vector<std::string> hosts;
   while (!list.empty()) {
     const size_t comma = std::min(list.find(','), list.size());
-    std::string host(core::trimWhiteSpace(list.substr(0, comma)));
-    std::transform(host.begin(), host.end(), host.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    std::string host = core::asciiLowercase(core::trimWhiteSpace(list.substr(0, comma)));
     if (internal::isLoopbackHost(host)) hosts.push_back(std::move(host));
     list.remove_prefix(std::min(comma + 1, list.size()));
   }

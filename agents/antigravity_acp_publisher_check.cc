@@ -1,9 +1,7 @@
 #include "agents/antigravity_acp_publisher_check.h"
 
-#include <algorithm>
-#include <cctype>
-
 #include "agents/antigravity_acp_installer_error.h"
+#include "core/ascii_lowercase.h"
 #include "core/json_value.h"
 #include "core/logger.h"
 
@@ -16,12 +14,6 @@ constexpr core::Logger kLog("AntigravityACPInstaller");
   kLog.error() << "Rejected Antigravity ACP download with an untrusted signature";
   kLog.info() << "Publisher check: " << why;
   throw AntigravityACPInstallerError(AntigravityACPInstallerError::Code::kUntrustedSignature);
-}
-
-std::string lowercase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
 }
 
 core::JSONValue readPins(core::FileSystem& files, const std::string& path) {
@@ -47,7 +39,7 @@ std::optional<std::string> AntigravityACPPublisherCheck::pinnedDigest(const std:
 
 void AntigravityACPPublisherCheck::verify(const AntigravityACPDistribution& distribution,
                                           const std::string& archiveSHA256) const {
-  if (distribution.archiveSHA256 && lowercase(*distribution.archiveSHA256) != archiveSHA256) {
+  if (distribution.archiveSHA256 && core::asciiLowercase(*distribution.archiveSHA256) != archiveSHA256) {
     reject("digest differs from the registry's for version " + distribution.version);
   }
   std::optional<std::string> pinned;

@@ -1,7 +1,6 @@
 #include "agents/antigravity_acp_server.h"
 
 #include <algorithm>
-#include <cctype>
 #include <deque>
 #include <expected>
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include "agents/antigravity_acp_error.h"
 #include "agents/antigravity_acp_sign_in.h"
 #include "agents/antigravity_acp_turn.h"
+#include "core/ascii_lowercase.h"
 #include "core/logger.h"
 
 namespace zephyl::agents {
@@ -23,9 +23,7 @@ using Code = AntigravityACPError::Code;
 constexpr core::Logger kLog("AntigravityACPServer");
 
 bool isAuthenticationError(const ACPRemoteError& error) {
-  std::string message = error.message();
-  std::transform(message.begin(), message.end(), message.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string message = core::asciiLowercase(error.message());
   return message.find("authentication required") != std::string::npos ||
          message.find("auth_required") != std::string::npos;
 }

@@ -8,6 +8,7 @@
 #include "agents/antigravity_acp_error.h"
 #include "ai/ai_model_catalog.h"
 #include "ai/ai_model_profile.h"
+#include "core/ascii_lowercase.h"
 #include "core/utf8.h"
 
 namespace zephyl::agents {
@@ -28,10 +29,7 @@ std::string base64(std::string_view bytes) {
 std::string lowercaseExtension(std::string_view name) {
   const size_t dot = name.rfind('.');
   if (dot == std::string_view::npos) return {};
-  std::string extension(name.substr(dot + 1));
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return extension;
+  return core::asciiLowercase(name.substr(dot + 1));
 }
 
 std::optional<std::string> imageMimeType(std::string_view name) {

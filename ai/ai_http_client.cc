@@ -1,10 +1,10 @@
 #include "ai/ai_http_client.h"
 
-#include <cctype>
 #include <cstdio>
 #include <optional>
 
 #include "ai/ai_transport_retry_budget.h"
+#include "core/ascii_lowercase.h"
 #include "core/logger.h"
 
 namespace zephyl::ai {
@@ -56,9 +56,7 @@ bool isRetryableTransportError(HTTPTransportError::Code code) {
 }
 
 bool isCredentialHeader(std::string_view name) {
-  std::string lower(name);
-  for (char& character : lower)
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  const std::string lower = core::asciiLowercase(name);
   return lower == "authorization" || lower == "proxy-authorization" || lower == "x-goog-api-key" ||
          lower == "x-api-key" || lower == "api-key" || lower == "cookie";
 }

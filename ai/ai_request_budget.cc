@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
+
+#include "core/ascii_lowercase.h"
 
 namespace zephyl::ai {
 namespace {
@@ -17,9 +18,8 @@ constexpr std::array<std::string_view, 9> kOverflowPhrases = {
     "exceeds the context window", "input token count exceeds", "too many input tokens",
     "prompt is too long",         "input is too long",         "exceeds the maximum number of tokens"};
 
-bool isContextOverflow(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+bool isContextOverflow(std::string_view message) {
+  const std::string text = core::asciiLowercase(message);
   for (std::string_view phrase : kOverflowPhrases) {
     if (text.find(phrase) != std::string::npos) return true;
   }

@@ -1,8 +1,7 @@
 #include "ai/xai_image_generation_service.h"
 
-#include <algorithm>
-
 #include "ai/ai_service_endpoint.h"
+#include "core/ascii_lowercase.h"
 #include "core/base64.h"
 #include "core/json_value.h"
 #include "core/logger.h"
@@ -21,9 +20,8 @@ std::string mediaTypeOf(std::string_view bytes) {
   return "image/jpeg";
 }
 
-AIImageGeneratorError refusal(long status, std::string body) {
-  std::transform(body.begin(), body.end(), body.begin(), [](unsigned char c) { return std::tolower(c); });
-  if (body.find("copyright") != std::string::npos) {
+AIImageGeneratorError refusal(long status, std::string_view body) {
+  if (core::asciiLowercase(body).find("copyright") != std::string::npos) {
     return AIImageGeneratorError(AIImageGeneratorError::Code::kCopyrightedMaterial);
   }
   if (status == 400 || status == 422)

@@ -11,6 +11,7 @@
 #include "assistant/assistant_prompt_composer.h"
 #include "assistant/web_page_text.h"
 #include "assistant/web_url.h"
+#include "core/ascii_lowercase.h"
 #include "core/logger.h"
 #include "core/utf8.h"
 
@@ -42,9 +43,7 @@ bool isPrivateIPv6(const std::array<uint8_t, 16>& a) {
 
 // Content types web fetch reads; anything else is binary. None given: sniffed.
 bool isTextualType(std::string_view contentType) {
-  std::string type(contentType.substr(0, contentType.find(';')));
-  for (char& character : type)
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  std::string type = core::asciiLowercase(contentType.substr(0, contentType.find(';')));
   while (!type.empty() && type.back() == ' ') type.pop_back();
   return type.empty() || type.starts_with("text/") || type.ends_with("/xml") || type.ends_with("+xml") ||
          type.ends_with("/json") || type.ends_with("+json") || type == "application/javascript";

@@ -1,8 +1,7 @@
 #include "assistant/web_url.h"
 
-#include <cctype>
-
 #include "ai/ai_service_endpoint.h"
+#include "core/ascii_lowercase.h"
 
 namespace zephyl::assistant {
 namespace {
@@ -22,10 +21,7 @@ std::optional<std::string> webURLHost(std::string_view url) {
   std::string_view host = authority->host;
   if (host.starts_with('[')) host = host.substr(1, host.size() - 2);
   if (host.empty()) return std::nullopt;
-  std::string result(host);
-  for (char& character : result)
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
-  return result;
+  return core::asciiLowercase(host);
 }
 
 std::string resolveWebURL(std::string_view base, std::string_view reference) {

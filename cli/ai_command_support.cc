@@ -1,7 +1,6 @@
 #include "cli/ai_command_support.h"
 
 #include <atomic>
-#include <cctype>
 #include <chrono>
 #include <fstream>
 #include <iterator>
@@ -10,15 +9,14 @@
 #include "ai/ai_settings_keys.h"
 #include "ai/oauth_account_settings.h"
 #include "cli/terminal.h"
+#include "core/ascii_lowercase.h"
 
 namespace zephyl::cli {
 namespace {
 
 std::string mediaTypeForFile(const std::string& path) {
   const size_t dot = path.rfind('.');
-  std::string extension = dot == std::string::npos ? "" : path.substr(dot + 1);
-  for (char& character : extension)
-    character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  const std::string extension = core::asciiLowercase(dot == std::string::npos ? "" : path.substr(dot + 1));
   static const std::pair<const char*, const char*> kTypes[] = {
       {"png", "image/png"},   {"jpg", "image/jpeg"},       {"jpeg", "image/jpeg"}, {"gif", "image/gif"},
       {"webp", "image/webp"}, {"pdf", "application/pdf"},  {"txt", "text/plain"},  {"md", "text/markdown"},

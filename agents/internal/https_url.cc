@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "core/ascii_lowercase.h"
+
 namespace zephyl::agents::internal {
 namespace {
 
@@ -15,18 +17,12 @@ bool isDigits(std::string_view text) {
          std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-std::string lowercase(std::string_view text) {
-  std::string result(text);
-  std::transform(result.begin(), result.end(), result.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return result;
-}
-
 }  // namespace
 
 std::optional<std::string> httpsURLHost(std::string_view url) {
   constexpr std::string_view kScheme = "https://";
-  if (url.size() < kScheme.size() || lowercase(url.substr(0, kScheme.size())) != kScheme) return std::nullopt;
+  if (url.size() < kScheme.size() || core::asciiLowercase(url.substr(0, kScheme.size())) != kScheme)
+    return std::nullopt;
   for (const char c : url) {
     if (static_cast<unsigned char>(c) <= 0x20 || c == 0x7F || c == '\\') return std::nullopt;
   }
@@ -52,7 +48,7 @@ std::optional<std::string> httpsURLHost(std::string_view url) {
         })) {
       return std::nullopt;
     }
-    return lowercase(host);
+    return core::asciiLowercase(host);
   }
   const size_t colon = authority.find(':');
   if (colon != std::string_view::npos) {
@@ -60,7 +56,7 @@ std::optional<std::string> httpsURLHost(std::string_view url) {
     if (!isDigits(authority.substr(colon + 1))) return std::nullopt;
   }
   if (host.empty() || !std::all_of(host.begin(), host.end(), isHostCharacter)) return std::nullopt;
-  return lowercase(host);
+  return core::asciiLowercase(host);
 }
 
 bool isLoopbackHost(std::string_view host) {
